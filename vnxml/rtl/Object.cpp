@@ -1,0 +1,58 @@
+#include "vnxml/rtl/Object.h"
+
+#include "vnxml/rtl/SysUtils.h"
+
+namespace vn {
+
+namespace {
+thread_local bool tConstructionGuard = false;
+}
+
+namespace detail {
+bool TakeConstructionGuard() noexcept { return std::exchange(tConstructionGuard, false); }
+void SetConstructionGuard(bool AValue) noexcept { tConstructionGuard = AValue; }
+void RaiseInvalidCast() { throw EInvalidCast(u"Invalid class typecast"); }
+void RaiseIntfCastError() { throw EIntfCastError(u"Interface not supported"); }
+}  // namespace detail
+
+TClass TObject::StaticClass() noexcept {
+  static const TMetaClass mc = TMetaClass::Make<TObject, void>(u"TObject");
+  return &mc;
+}
+
+void TObject::Free() {
+  BeforeDestruction();
+  delete this;
+}
+
+bool TObject::GetInterface(const TGUID &, void **AObj) {
+  *AObj = nullptr;
+  return false;
+}
+
+TObject *TMetaClass::Create() const {
+  if (!FCreate) AbstractError();
+  return FCreate();
+}
+
+TObject *TMetaClass::CreateOwned(TComponent *AOwner) const {
+  if (!FCreateOwned) AbstractError();
+  return FCreateOwned(AOwner);
+}
+
+Exception *TMetaClass::CreateException(const UnicodeString &AMessage, Integer AErrorCode) const {
+  if (!FCreateException) AbstractError();
+  return FCreateException(AMessage, AErrorCode);
+}
+
+void TMetaClass::RaiseException(const UnicodeString &AMessage, Integer AErrorCode) const {
+  Exception *e = CreateException(AMessage, AErrorCode);
+  struct Holder {
+    Exception *p;
+    ~Holder() { delete p; }
+  } h{e};
+  e->Raise();
+  __builtin_unreachable();
+}
+
+}  // namespace vn
