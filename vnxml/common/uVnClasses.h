@@ -1,0 +1,366 @@
+// The object base of the library (TVnObject, TVnObjectEx, TVnComponent and IVnObject), the
+// text source that every reader scans through (TVnTextParser), and the string streams that
+// every writer builds text in (TVnStringStream, TVnUTF8StreamAdapter).
+#pragma once
+
+#include <array>
+
+#include "vnxml/common/uVnSysUtils.h"
+#include "vnxml/common/uVnTypes.h"
+#include "vnxml/rtl/Interface.h"
+#include "vnxml/rtl/Streams.h"
+
+namespace vn {
+
+class TFiler;
+
+// ---------------------------------------------------------------------------------------------
+// Character constants. The A form is one byte, the W form and the plain form 16 bits.
+
+#define VN_CHAR_CONST(Name, Ch)               \
+  inline constexpr char Name##A = Ch;         \
+  inline constexpr char16_t Name##W = u##Ch;  \
+  inline constexpr char16_t Name = u##Ch;
+
+VN_CHAR_CONST(cVnLt, '<')
+VN_CHAR_CONST(cVnGt, '>')
+VN_CHAR_CONST(cVnAmp, '&')
+VN_CHAR_CONST(cVnApos, '\'')
+VN_CHAR_CONST(cVnQuote, '"')
+VN_CHAR_CONST(cVnEqual, '=')
+VN_CHAR_CONST(cVnQuest, '?')
+VN_CHAR_CONST(cVnExcl, '!')
+VN_CHAR_CONST(cVnSlash, '/')
+VN_CHAR_CONST(cVnBackSlash, '\\')
+VN_CHAR_CONST(cVnSpace, ' ')
+VN_CHAR_CONST(cVnLine, '-')
+VN_CHAR_CONST(cVnColon, ':')
+VN_CHAR_CONST(cVnSemiColon, ';')
+VN_CHAR_CONST(cVnComma, ',')
+VN_CHAR_CONST(cVnDot, '.')
+VN_CHAR_CONST(cVnBracketO, '[')
+VN_CHAR_CONST(cVnBracketC, ']')
+VN_CHAR_CONST(cVnBraceO, '{')
+VN_CHAR_CONST(cVnBraceC, '}')
+VN_CHAR_CONST(cVnRBracketO, '(')
+VN_CHAR_CONST(cVnRBracketC, ')')
+VN_CHAR_CONST(cVnAt, '@')
+VN_CHAR_CONST(cVnPercent, '%')
+VN_CHAR_CONST(cVnDollar, '$')
+VN_CHAR_CONST(cVnPlus, '+')
+VN_CHAR_CONST(cVn0, '0')
+VN_CHAR_CONST(cVn9, '9')
+VN_CHAR_CONST(cVnCR, '\r')
+VN_CHAR_CONST(cVnLF, '\n')
+VN_CHAR_CONST(cVnEOF, '\0')
+
+#undef VN_CHAR_CONST
+
+// ---------------------------------------------------------------------------------------------
+// Object base
+
+class IVnObject : public IInterface {
+  VN_INTERFACE(IVnObject, IInterface, "{7C0B3E1A-5D2F-4A86-9B3C-1E4F6A8D2B57}")
+ public:
+  // The object that really implements the interface: the one way back from an interface to an
+  // object.
+  virtual TObject *Implementor() = 0;
+};
+
+// A reference-counted object with an auto-destroy switch. With the switch on (the default) the
+// last _Release destroys the object; with it off the object stays alive at a count of 0 and its
+// owner frees it. Switching it on late is legal at any time and takes effect at the next
+// _Release that reaches 0.
+class TVnObject : public TObject, public IVnObject {
+  VN_CLASS(TVnObject, TObject)
+ public:
+  TVnObject() noexcept;
+
+  virtual bool GetAutoDestroy() { return FAutoDestroy; }
+  void SetAutoDestroy(bool AValue) noexcept { FAutoDestroy = AValue; }
+
+  HRESULT QueryInterface(const TGUID &AIID, void **AObj) override;
+  Integer _AddRef() override;
+  Integer _Release() override;
+  TObject *Implementor() override { return this; }
+  bool GetInterface(const TGUID &AIID, void **AObj) override;
+
+  void AfterConstruction() override;
+  void BeforeDestruction() override {}
+
+  Integer RefCount() const noexcept { return FRefCount; }
+
+ protected:
+  Integer FRefCount = 0;
+
+ private:
+  bool FAutoDestroy = true;
+  bool FConstructing = false;
+};
+
+// A TVnObject with assignment and notification of destroyed objects.
+class TVnObjectEx : public TVnObject {
+  VN_CLASS(TVnObjectEx, TVnObject)
+ public:
+  virtual void OnObjectDestroyed(TObject *AObject);
+  // Raises EConvertError "Cannot assign a <source class> to a <dest class>".
+  virtual void AssignTo(TVnObjectEx *ADest);
+  virtual void DefineProperties(TFiler *AFiler);
+  // Asks ASource to assign itself to this object; a null source raises as AssignTo does.
+  virtual void Assign(TVnObjectEx *ASource);
+};
+
+// ---------------------------------------------------------------------------------------------
+// Text source
+
+// The form in which the source holds its characters.
+enum TVnCharacterSetType : Byte {
+  cstA,  // one byte a character, interpreted in the content code page
+  cstW,  // UTF-16 little-endian code units (page 1200)
+  cstU   // UTF-8 (page 65001)
+};
+
+enum TVnTextParserPosType : Byte { tpPrev, tpCurrent, tpNext, tpMark1, tpMark2, tpMark3 };
+
+enum TVnTextParserSkipOp : Byte {
+  soEqual = 0,
+  soLess = 1,
+  soGreater = 2,
+  soNotEqual = 3,
+  soLessOrEqual = 4,
+  soGreaterOrEqual = 5,
+  soInSet = 6,
+  soNotInSet = 7
+};
+
+// Raised by CheckEOF and by every operation that is asked to step at the end of input.
+class EVnTextParserEOF : public EVnException {
+  VN_EXCEPTION_CLASS(EVnTextParserEOF, EVnException)
+ public:
+  using EVnException::EVnException;
+};
+
+// The one reader of text in the library: a current character, three marks, and text taken by
+// position. The source is a memory block or a stream, held in one of three widths; the width
+// dependent work goes through function slots that are bound when the width changes, so that no
+// inner loop tests the width per character.
+//
+// Positions (GetCurPos, GetPos) are byte offsets from the start of the input. Lines and columns
+// start at 1 and count the steps of NextChar (bytes in cstA, UTF-16 code units in cstW, whole
+// sequences in cstU); GetPosition counts the same steps from 0. A line ends at LF.
+//
+// A stream source reads in blocks and keeps in memory only the text from the oldest set mark
+// (or just before the current character when no mark is set) to the end of the last block.
+class TVnTextParser : public TVnObject {
+  VN_CLASS(TVnTextParser, TVnObject)
+ public:
+  using TCharFunc = char16_t (*)(TVnTextParser *);
+  using TStepFunc = void (*)(TVnTextParser *);
+  using TSkipFunc = void (*)(TVnTextParser *, TVnTextParserSkipOp, char16_t);
+  using TSkipSetFunc = void (*)(TVnTextParser *, TVnTextParserSkipOp, const TVnCharSet &);
+
+  // Reads ASource from its current position; with AStreamOwner the stream is freed with the
+  // parser. Page 1200 selects cstW, 65001 cstU, any other page (0 too) cstA.
+  TVnTextParser(TStream *ASource, bool AStreamOwner, Word ACodePage);
+  // Reads a memory block that the caller keeps alive; ASize is in bytes.
+  TVnTextParser(const void *ABuffer, UInt64 ASize, Word ACodePage);
+  ~TVnTextParser() override;
+
+  // Changes the width at the current position. The base constructor binds the base slots; a
+  // subclass that binds slots of its own calls SetCharacterSetType(CharacterSetType()) in its
+  // constructor.
+  virtual void SetCharacterSetType(TVnCharacterSetType AType);
+  TVnCharacterSetType CharacterSetType() const noexcept { return FCharSetType; }
+  // The page through which cstA text converts; the width stays as it is.
+  void SetContentCodePage(Word ACodePage);
+  Word ContentCodePage() const noexcept { return FContentCodePage; }
+
+  // Movement
+  void First();
+  void Last();
+  void NextChar() { FNextChar(this); }
+  void SkipChars(Integer ACount);
+  void SkipWhile(TVnTextParserSkipOp AOp, char16_t AChar) { FSkipWhile(this, AOp, AChar); }
+  void SkipWhileSet(TVnTextParserSkipOp AOp, const TVnCharSet &ASet) { FSkipSet(this, AOp, ASet); }
+  // The per-width skip loops, for subclasses that bind their own slots.
+  void SrcASkipWhileA(TVnTextParserSkipOp AOp, char AChar);
+  void SrcUSkipWhileA(TVnTextParserSkipOp AOp, char AChar);
+  void SrcWSkipWhileW(TVnTextParserSkipOp AOp, char16_t AChar);
+
+  // Inspection
+  char16_t CurrCharW() { return FCurrChar(this); }
+  // The current character for comparisons against ASCII values: a character above 127 gives a
+  // value above 127 that equals no ASCII constant.
+  char CurrCharA();
+  char16_t PeekCharW() { return FPeekChar(this); }
+  char16_t PrevCharW();
+  char16_t ReadCharW() {
+    char16_t c = FCurrChar(this);
+    FNextChar(this);
+    return c;
+  }
+  char ReadCharA() {
+    char c = CurrCharA();
+    FNextChar(this);
+    return c;
+  }
+  // The next ACount characters starting with the current one; fewer near the end.
+  UnicodeString PeekString(Integer ACount);
+  UnicodeString PeekStringW(Integer ACount) { return PeekString(ACount); }
+
+  bool _GetEOF() {
+    if (FLimit - FCur >= FMinCharBytes) return false;
+    return SlowEOF();
+  }
+  // EOF of the host is a macro in C++: the property is read as Eof().
+  bool Eof() { return _GetEOF(); }
+  void CheckEOF();
+
+  Integer GetLineNr();
+  Integer GetColNr();
+  Integer GetPosition();
+  Int64 GetCurPos() const noexcept { return FBasePos + (FCur - FBase); }
+  // The position of a mark (-1 when it is not set), or of tpPrev, tpCurrent, tpNext.
+  Int64 GetPos(TVnTextParserPosType APos);
+  void SetMark(TVnTextParserPosType AMark);
+  void ClearMark(TVnTextParserPosType AMark);
+  bool IsMarkSet(TVnTextParserPosType AMark) const;
+
+  // The text from AStart (inclusive) to AEnd (exclusive) as UTF-16; AClear releases the mark
+  // AStart afterwards.
+  UnicodeString Selected(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear);
+  UnicodeString SelectedW(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear) {
+    return Selected(AStart, AEnd, AClear);
+  }
+  // The same text in its one-byte form: the source bytes in cstA and cstU (with their page),
+  // and the UTF-16 text converted to the content code page in cstW.
+  AnsiString SelectedA(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear);
+
+  TStream *Stream() const noexcept { return FStream; }
+
+ protected:
+  // Raises EVnTextParserEOF.
+  [[noreturn]] void RaiseEOF();
+  // Makes at least ABytes bytes available from the current character, unless the input ends
+  // first; returns the count available.
+  Int64 Available(Int64 ABytes) {
+    Int64 n = FLimit - FCur;
+    if (n >= ABytes || FExhausted) return n;
+    return Refill(ABytes);
+  }
+  // Loads more of the stream; returns the bytes available from the current character.
+  Int64 Refill(Int64 ANeed);
+  bool SlowEOF();
+  // Moves behind the last character of the input.
+  void SkipToEnd();
+  // The position behind the character at APos, and the byte length of that character.
+  Int64 CharLenAt(const Byte *AP);
+
+  // The slots of the width in force.
+  TCharFunc FCurrChar = nullptr;
+  TCharFunc FPeekChar = nullptr;
+  TStepFunc FNextChar = nullptr;
+  TSkipFunc FSkipWhile = nullptr;
+  TSkipSetFunc FSkipSet = nullptr;
+
+  // The window of the input in memory: FBase is the byte at position FBasePos, FCur the current
+  // character, FLimit the end of what has been read.
+  const Byte *FBase = nullptr;
+  const Byte *FCur = nullptr;
+  const Byte *FLimit = nullptr;
+  Int64 FBasePos = 0;
+  bool FExhausted = true;
+  Byte FMinCharBytes = 1;
+  TVnCharacterSetType FCharSetType = cstA;
+  Word FContentCodePage = 0;
+  const std::array<char16_t, 256> *FByteTable = nullptr;
+  bool FSingleBytePage = false;
+
+ private:
+  template <TVnCharacterSetType W>
+  friend struct TVnTextParserWidth;
+
+  void Init(Word ACodePage);
+  void SyncCounters(Int64 AToPos);
+  Int64 PrevPos();
+  Int64 NextPos();
+  Int64 MarkPos(TVnTextParserPosType APos) const;
+  UnicodeString Convert(const Byte *AFrom, const Byte *ATo);
+
+  TStream *FStream = nullptr;
+  bool FStreamOwner = false;
+  Int64 FStreamStart = 0;
+  Byte *FBuffer = nullptr;
+  Int64 FBufferCap = 0;
+
+  Int64 FMarks[3] = {-1, -1, -1};
+
+  // Lines and columns are counted lazily, from a checkpoint up to the position asked for.
+  Int64 FCntPos = 0;
+  Int64 FCntChars = 0;
+  Int64 FCntLineStart = 0;
+  Integer FCntLine = 1;
+};
+
+// ---------------------------------------------------------------------------------------------
+// String streams
+
+// A memory stream that knows the code page of the text it holds. Add converts UTF-16 text to
+// that page and appends it at the end.
+class TVnStringStream : public TMemoryStream {
+  VN_CLASS(TVnStringStream, TMemoryStream)
+ public:
+  TVnStringStream(Word ACodePage, UInt64 ACapacity);
+  explicit TVnStringStream(const UnicodeString &AText);
+  TVnStringStream(const AnsiString &AText, Word ACodePage);
+  TVnStringStream(const void *ABuffer, Integer ASize, Word ACodePage);
+
+  Word CodePage() const noexcept { return FCodePage; }
+  void Add(UnicodeStringView AText);
+  // Appends one character. A character that is half of a surrogate pair is written on its own:
+  // pairs belong in Add.
+  void AddChar(char16_t AChar);
+
+  // The bytes read as UTF-16 code units (the content of a page-1200 stream).
+  UnicodeString GetWString() const;
+  // The bytes unchanged, tagged with the stream's page.
+  AnsiString GetAString() const;
+  // The content decoded through the stream's page.
+  UnicodeString GetAsString() const;
+  RawByteString GetDataString() const;
+  RawByteString GetAsUTF8() const;
+  // The content converted to ACodePage.
+  RawByteString StringData(Word ACodePage) const;
+
+ private:
+  void Append(const void *AData, Int64 ACount);
+  Word FCodePage;
+};
+
+// A write-through stream: UTF-16 text written to it reaches the wrapped stream as UTF-8. A
+// write may end in the middle of a character; the rest is completed by the next write, and a
+// half that is never completed is written as U+FFFD when the adapter is freed.
+class TVnUTF8StreamAdapter : public TStream {
+  VN_CLASS(TVnUTF8StreamAdapter, TStream)
+ public:
+  TVnUTF8StreamAdapter(TStream *ATarget, bool AOwner, bool AWriteBOM);
+  ~TVnUTF8StreamAdapter() override;
+  // Reading is not supported: raises EStreamError.
+  Int64 Read(void *ABuffer, Int64 ACount) override;
+  Int64 Write(const void *ABuffer, Int64 ACount) override;
+  // Only the query of the position (0 from soCurrent) is supported; the position is the count
+  // of UTF-16 bytes written.
+  Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override;
+  TStream *Target() const noexcept { return FTarget; }
+
+ private:
+  void Flush(bool AFinal);
+  TStream *FTarget;
+  bool FOwner;
+  Int64 FWritten = 0;
+  // A byte of an unfinished code unit, and a high surrogate waiting for its partner.
+  int FPendingByte = -1;
+  char16_t FPendingHigh = 0;
+};
+
+}  // namespace vn

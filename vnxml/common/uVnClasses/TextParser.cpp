@@ -1,0 +1,693 @@
+// TVnTextParser: the window over the input, the per-width slots and the skip loops.
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "vnxml/common/uVnClasses.h"
+
+namespace vn {
+
+namespace {
+
+// Bytes read from a stream at a time.
+constexpr Int64 cReadBlock = 256 * 1024;
+// Bytes kept before the current character on a refill, so that the previous character (at most
+// four bytes of UTF-8) stays available.
+constexpr Int64 cKeepBehind = 4;
+
+inline char16_t LoadUnit(const Byte *AP) noexcept {
+  char16_t u;
+  std::memcpy(&u, AP, 2);
+  return u;
+}
+
+// Decodes the UTF-8 sequence at AP with at most AAvail bytes; ALen receives its length.
+// Malformed or truncated sequences give U+FFFD and step over their maximal valid part.
+inline UChar32 DecodeU8(const Byte *AP, Int64 AAvail, int32_t &ALen) noexcept {
+  if (AP[0] < 0x80) {
+    ALen = 1;
+    return AP[0];
+  }
+  int32_t i = 0;
+  int32_t n = static_cast<int32_t>(std::min<Int64>(AAvail, 4));
+  UChar32 c;
+  U8_NEXT(AP, i, n, c);
+  ALen = i > 0 ? i : 1;
+  return c < 0 ? 0xFFFD : c;
+}
+
+inline bool Compare(TVnTextParserSkipOp AOp, UChar32 ACh, UChar32 AChar) noexcept {
+  switch (AOp) {
+    case soEqual:
+      return ACh == AChar;
+    case soLess:
+      return ACh < AChar;
+    case soGreater:
+      return ACh > AChar;
+    case soNotEqual:
+      return ACh != AChar;
+    case soLessOrEqual:
+      return ACh <= AChar;
+    case soGreaterOrEqual:
+      return ACh >= AChar;
+    default:
+      return false;
+  }
+}
+
+[[noreturn]] void RaiseBadSkipOp() {
+  throw EArgumentOutOfRangeException(u"The skip operation does not fit the kind of argument");
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The slots of each width.
+
+template <TVnCharacterSetType W>
+struct TVnTextParserWidth {
+  static constexpr Int64 cUnit = W == cstW ? 2 : 1;
+
+  static char16_t CurrChar(TVnTextParser *P) {
+    if constexpr (W == cstA) {
+      if (P->FCur < P->FLimit || P->Available(1) > 0) return (*P->FByteTable)[*P->FCur];
+      return 0;
+    } else if constexpr (W == cstW) {
+      if (P->FLimit - P->FCur >= 2 || P->Available(2) >= 2) return LoadUnit(P->FCur);
+      return 0;
+    } else {
+      if (P->FCur < P->FLimit && *P->FCur < 0x80) return *P->FCur;
+      Int64 n = P->Available(4);
+      if (n == 0) return 0;
+      int32_t len;
+      UChar32 c = DecodeU8(P->FCur, n, len);
+      return c > 0xFFFF ? static_cast<char16_t>(U16_LEAD(c)) : static_cast<char16_t>(c);
+    }
+  }
+
+  static char16_t PeekChar(TVnTextParser *P) {
+    if constexpr (W == cstA) {
+      if (P->Available(2) >= 2) return (*P->FByteTable)[P->FCur[1]];
+      return 0;
+    } else if constexpr (W == cstW) {
+      if (P->Available(4) >= 4) return LoadUnit(P->FCur + 2);
+      return 0;
+    } else {
+      Int64 n = P->Available(8);
+      if (n == 0) return 0;
+      int32_t len;
+      DecodeU8(P->FCur, n, len);
+      if (n <= len) return 0;
+      int32_t len2;
+      UChar32 c = DecodeU8(P->FCur + len, n - len, len2);
+      return c > 0xFFFF ? static_cast<char16_t>(U16_LEAD(c)) : static_cast<char16_t>(c);
+    }
+  }
+
+  static void Next(TVnTextParser *P) {
+    if constexpr (W == cstA) {
+      if (P->FCur < P->FLimit || P->Available(1) > 0) {
+        ++P->FCur;
+        return;
+      }
+    } else if constexpr (W == cstW) {
+      if (P->FLimit - P->FCur >= 2 || P->Available(2) >= 2) {
+        P->FCur += 2;
+        return;
+      }
+    } else {
+      if (P->FCur < P->FLimit && *P->FCur < 0x80) {
+        ++P->FCur;
+        return;
+      }
+      Int64 n = P->Available(4);
+      if (n > 0) {
+        int32_t len;
+        DecodeU8(P->FCur, n, len);
+        P->FCur += len;
+        return;
+      }
+    }
+    P->RaiseEOF();
+  }
+
+  // Moves over whole bytes while APred holds; for one-byte widths, and for UTF-8 when the test
+  // can be decided on the byte (an ASCII argument).
+  template <class Pred>
+  static void ByteLoop(TVnTextParser *P, Pred APred) {
+    for (;;) {
+      const Byte *p = P->FCur;
+      const Byte *e = P->FLimit;
+      while (p < e && APred(*p)) ++p;
+      P->FCur = p;
+      if (p < e || P->Available(1) == 0) return;
+    }
+  }
+
+  static void ByteFind(TVnTextParser *P, Byte AChar) {
+    for (;;) {
+      const Byte *p = P->FCur;
+      const Byte *e = P->FLimit;
+      const void *q = p < e ? std::memchr(p, AChar, static_cast<std::size_t>(e - p)) : nullptr;
+      if (q) {
+        P->FCur = static_cast<const Byte *>(q);
+        return;
+      }
+      P->FCur = e;
+      if (P->Available(1) == 0) return;
+    }
+  }
+
+  // Decodes character by character: the general case.
+  template <class Pred>
+  static void CharLoop(TVnTextParser *P, Pred APred) {
+    for (;;) {
+      if constexpr (W == cstW) {
+        const Byte *p = P->FCur;
+        const Byte *e = P->FLimit;
+        while (e - p >= 2 && APred(LoadUnit(p))) p += 2;
+        P->FCur = p;
+        if (e - p >= 2 || P->Available(2) < 2) return;
+      } else if constexpr (W == cstA) {
+        const auto &table = *P->FByteTable;
+        const Byte *p = P->FCur;
+        const Byte *e = P->FLimit;
+        while (p < e && APred(table[*p])) ++p;
+        P->FCur = p;
+        if (p < e || P->Available(1) == 0) return;
+      } else {
+        Int64 n = P->Available(4);
+        if (n == 0) return;
+        int32_t len;
+        UChar32 c = DecodeU8(P->FCur, n, len);
+        if (!APred(c)) return;
+        P->FCur += len;
+      }
+    }
+  }
+
+  static void Skip(TVnTextParser *P, TVnTextParserSkipOp AOp, char16_t AChar) {
+    if (AOp == soInSet || AOp == soNotInSet) RaiseBadSkipOp();
+    if (AOp == soNotEqual && AChar == 0) {
+      P->SkipToEnd();
+      return;
+    }
+    if constexpr (W != cstW) {
+      // An ASCII argument can be decided on the bytes: in UTF-8 every byte of a longer
+      // sequence is above 127, and in the one-byte pages the bytes above 127 stand for
+      // characters above 127.
+      if (AChar < 0x80) {
+        const Byte c = static_cast<Byte>(AChar);
+        switch (AOp) {
+          case soEqual:
+            ByteLoop(P, [c](Byte b) { return b == c; });
+            return;
+          case soNotEqual:
+            ByteFind(P, c);
+            return;
+          case soLessOrEqual:
+            ByteLoop(P, [c](Byte b) { return b <= c; });
+            return;
+          case soLess:
+            ByteLoop(P, [c](Byte b) { return b < c; });
+            return;
+          case soGreater:
+            ByteLoop(P, [c](Byte b) { return b > c; });
+            return;
+          case soGreaterOrEqual:
+            ByteLoop(P, [c](Byte b) { return b >= c; });
+            return;
+          default:
+            return;
+        }
+      }
+    }
+    const UChar32 c = AChar;
+    switch (AOp) {
+      case soEqual:
+        CharLoop(P, [c](UChar32 ch) { return ch == c; });
+        return;
+      case soNotEqual:
+        CharLoop(P, [c](UChar32 ch) { return ch != c; });
+        return;
+      case soLessOrEqual:
+        CharLoop(P, [c](UChar32 ch) { return ch <= c; });
+        return;
+      default:
+        CharLoop(P, [AOp, c](UChar32 ch) { return Compare(AOp, ch, c); });
+        return;
+    }
+  }
+
+  static void SkipSet(TVnTextParser *P, TVnTextParserSkipOp AOp, const TVnCharSet &ASet) {
+    if (AOp != soInSet && AOp != soNotInSet) RaiseBadSkipOp();
+    const bool in = AOp == soInSet;
+    if constexpr (W == cstA) {
+      ByteLoop(P, [&ASet, in](Byte b) { return ASet.Contains(b) == in; });
+    } else if constexpr (W == cstW) {
+      CharLoop(P, [&ASet, in](UChar32 ch) { return ASet.Contains(static_cast<unsigned>(ch)) == in; });
+    } else {
+      for (;;) {
+        ByteLoop(P, [&ASet, in](Byte b) { return b < 0x80 && ASet.Contains(b) == in; });
+        Int64 n = P->Available(4);
+        if (n == 0 || *P->FCur < 0x80) return;
+        int32_t len;
+        UChar32 ch = DecodeU8(P->FCur, n, len);
+        if (ASet.Contains(static_cast<unsigned>(ch)) != in) return;
+        P->FCur += len;
+      }
+    }
+  }
+
+  static void Bind(TVnTextParser *P) {
+    P->FCurrChar = &CurrChar;
+    P->FPeekChar = &PeekChar;
+    P->FNextChar = &Next;
+    P->FSkipWhile = &Skip;
+    P->FSkipSet = &SkipSet;
+    P->FMinCharBytes = static_cast<Byte>(cUnit);
+  }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Construction
+
+TVnTextParser::TVnTextParser(TStream *ASource, bool AStreamOwner, Word ACodePage)
+    : FStream(ASource), FStreamOwner(AStreamOwner) {
+  FStreamStart = ASource ? ASource->GetPosition() : 0;
+  FExhausted = ASource == nullptr;
+  Init(ACodePage);
+}
+
+TVnTextParser::TVnTextParser(const void *ABuffer, UInt64 ASize, Word ACodePage) {
+  FBase = FCur = static_cast<const Byte *>(ABuffer);
+  FLimit = FBase + (ABuffer ? ASize : 0);
+  FExhausted = true;
+  Init(ACodePage);
+}
+
+void TVnTextParser::Init(Word ACodePage) {
+  SetContentCodePage(ACodePage);
+  TVnTextParser::SetCharacterSetType(ACodePage == CP_UTF16  ? cstW
+                                     : ACodePage == CP_UTF8 ? cstU
+                                                            : cstA);
+}
+
+TVnTextParser::~TVnTextParser() {
+  std::free(FBuffer);
+  if (FStreamOwner && FStream) FStream->Free();
+}
+
+void TVnTextParser::SetCharacterSetType(TVnCharacterSetType AType) {
+  SyncCounters(GetCurPos());
+  FCharSetType = AType;
+  switch (AType) {
+    case cstW:
+      TVnTextParserWidth<cstW>::Bind(this);
+      break;
+    case cstU:
+      TVnTextParserWidth<cstU>::Bind(this);
+      break;
+    default:
+      TVnTextParserWidth<cstA>::Bind(this);
+      break;
+  }
+}
+
+void TVnTextParser::SetContentCodePage(Word ACodePage) {
+  FContentCodePage = ACodePage;
+  FByteTable = &CodePageByteTable(ACodePage);
+  FSingleBytePage = IsSingleByteCodePage(ACodePage);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The window
+
+Int64 TVnTextParser::Refill(Int64 ANeed) {
+  if (FExhausted || !FStream) {
+    FExhausted = true;
+    return FLimit - FCur;
+  }
+  const Int64 cur = GetCurPos();
+  Int64 keep = std::max(FBasePos, cur - cKeepBehind);
+  for (Int64 m : FMarks)
+    if (m >= 0 && m < keep) keep = m;
+  if (FCntPos < keep) SyncCounters(keep);
+
+  const Int64 drop = keep - FBasePos;
+  const Int64 remain = (FLimit - FBase) - drop;
+  const Int64 want = remain + std::max(cReadBlock, ANeed);
+  Byte *buf = FBuffer;
+  if (want > FBufferCap) {
+    // Only text pinned by marks makes the buffer grow beyond one block.
+    Int64 cap = std::max(want, FBufferCap + FBufferCap / 2);
+    buf = static_cast<Byte *>(std::malloc(static_cast<std::size_t>(cap)));
+    if (!buf) throw EOutOfMemory(u"Out of memory");
+    if (remain > 0) std::memcpy(buf, FBase + drop, static_cast<std::size_t>(remain));
+    std::free(FBuffer);
+    FBuffer = buf;
+    FBufferCap = cap;
+  } else if (remain > 0 && drop > 0) {
+    std::memmove(buf, FBase + drop, static_cast<std::size_t>(remain));
+  }
+  FBase = buf;
+  FBasePos = keep;
+  FCur = buf + (cur - keep);
+  FLimit = buf + remain;
+  do {
+    Int64 space = FBufferCap - (FLimit - buf);
+    Int64 r = FStream->Read(const_cast<Byte *>(FLimit), space);
+    if (r <= 0) {
+      FExhausted = true;
+      break;
+    }
+    FLimit += r;
+  } while (FLimit - FCur < ANeed);
+  return FLimit - FCur;
+}
+
+bool TVnTextParser::SlowEOF() { return Available(FMinCharBytes) < FMinCharBytes; }
+
+void TVnTextParser::SkipToEnd() {
+  for (;;) {
+    Int64 n = FLimit - FCur;
+    FCur += n - n % FMinCharBytes;
+    if (FExhausted || Refill(FMinCharBytes) < FMinCharBytes) return;
+  }
+}
+
+void TVnTextParser::RaiseEOF() { throw EVnTextParserEOF(u"Unexpected end of input", 0); }
+
+void TVnTextParser::CheckEOF() {
+  if (_GetEOF()) RaiseEOF();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Movement
+
+void TVnTextParser::First() {
+  if (FBasePos == 0) {
+    FCur = FBase;
+  } else {
+    // The start has left the window: read the stream again from where it began.
+    FStream->SetPosition(FStreamStart);
+    FBase = FCur = FLimit = FBuffer;
+    FBasePos = 0;
+    FExhausted = false;
+  }
+  for (Int64 &m : FMarks) m = -1;
+  FCntPos = 0;
+  FCntChars = 0;
+  FCntLineStart = 0;
+  FCntLine = 1;
+}
+
+void TVnTextParser::Last() {
+  SkipToEnd();
+  if (GetCurPos() > 0) FCur = FBase + (PrevPos() - FBasePos);
+}
+
+void TVnTextParser::SkipChars(Integer ACount) {
+  for (Integer i = 0; i < ACount; ++i) FNextChar(this);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Inspection
+
+Int64 TVnTextParser::CharLenAt(const Byte *AP) {
+  if (FCharSetType == cstW) return 2;
+  if (FCharSetType == cstA || *AP < 0x80) return 1;
+  int32_t len;
+  DecodeU8(AP, FLimit - AP, len);
+  return len;
+}
+
+char TVnTextParser::CurrCharA() {
+  if (Available(FMinCharBytes) < FMinCharBytes) return 0;
+  if (FCharSetType == cstW) {
+    char16_t u = LoadUnit(FCur);
+    return u < 0x100 ? static_cast<char>(u) : static_cast<char>(0x80);
+  }
+  return static_cast<char>(*FCur);
+}
+
+Int64 TVnTextParser::PrevPos() {
+  const Int64 cur = GetCurPos();
+  if (cur == 0) return 0;
+  switch (FCharSetType) {
+    case cstW:
+      return std::max<Int64>(0, cur - 2);
+    case cstU: {
+      const Byte *p = FCur - 1;
+      int steps = 0;
+      while (p > FBase && (*p & 0xC0) == 0x80 && steps < 3) {
+        --p;
+        ++steps;
+      }
+      return FBasePos + (p - FBase);
+    }
+    default:
+      return cur - 1;
+  }
+}
+
+Int64 TVnTextParser::NextPos() {
+  Int64 n = Available(FCharSetType == cstU ? 4 : FMinCharBytes);
+  if (n < FMinCharBytes) return GetCurPos();
+  return GetCurPos() + CharLenAt(FCur);
+}
+
+char16_t TVnTextParser::PrevCharW() {
+  if (GetCurPos() == 0) return 0;
+  const Byte *p = FBase + (PrevPos() - FBasePos);
+  switch (FCharSetType) {
+    case cstW:
+      return LoadUnit(p);
+    case cstU: {
+      int32_t len;
+      UChar32 c = DecodeU8(p, FLimit - p, len);
+      return c > 0xFFFF ? static_cast<char16_t>(U16_LEAD(c)) : static_cast<char16_t>(c);
+    }
+    default:
+      return (*FByteTable)[*p];
+  }
+}
+
+UnicodeString TVnTextParser::PeekString(Integer ACount) {
+  if (ACount <= 0) return {};
+  Int64 n = Available(static_cast<Int64>(ACount) * (FCharSetType == cstU ? 4 : FMinCharBytes));
+  const Byte *p = FCur;
+  const Byte *e = FCur + n;
+  UnicodeString r;
+  r.reserve(static_cast<std::size_t>(ACount));
+  for (Integer i = 0; i < ACount; ++i) {
+    if (e - p < FMinCharBytes) break;
+    switch (FCharSetType) {
+      case cstW:
+        r.push_back(LoadUnit(p));
+        p += 2;
+        break;
+      case cstU: {
+        int32_t len;
+        UChar32 c = DecodeU8(p, e - p, len);
+        if (c > 0xFFFF) {
+          r.push_back(static_cast<char16_t>(U16_LEAD(c)));
+          r.push_back(static_cast<char16_t>(U16_TRAIL(c)));
+        } else {
+          r.push_back(static_cast<char16_t>(c));
+        }
+        p += len;
+        break;
+      }
+      default:
+        r.push_back((*FByteTable)[*p]);
+        ++p;
+        break;
+    }
+  }
+  return r;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Lines, columns and positions
+
+void TVnTextParser::SyncCounters(Int64 AToPos) {
+  if (AToPos <= FCntPos) return;
+  const Byte *p = FBase + (FCntPos - FBasePos);
+  const Byte *e = FBase + (AToPos - FBasePos);
+  switch (FCharSetType) {
+    case cstW: {
+      for (; e - p >= 2; p += 2) {
+        ++FCntChars;
+        if (LoadUnit(p) == u'\n') {
+          ++FCntLine;
+          FCntLineStart = FCntChars;
+        }
+      }
+      break;
+    }
+    case cstU: {
+      for (; p < e; ++p) {
+        if ((*p & 0xC0) != 0x80) ++FCntChars;
+        if (*p == '\n') {
+          ++FCntLine;
+          FCntLineStart = FCntChars;
+        }
+      }
+      break;
+    }
+    default: {
+      const Byte *s = p;
+      const Int64 base = FCntChars;
+      while (p < e) {
+        const void *q = std::memchr(p, '\n', static_cast<std::size_t>(e - p));
+        if (!q) break;
+        p = static_cast<const Byte *>(q) + 1;
+        ++FCntLine;
+        FCntLineStart = base + (p - s);
+      }
+      FCntChars = base + (e - s);
+      break;
+    }
+  }
+  FCntPos = AToPos;
+}
+
+Integer TVnTextParser::GetLineNr() {
+  SyncCounters(GetCurPos());
+  return FCntLine;
+}
+
+Integer TVnTextParser::GetColNr() {
+  SyncCounters(GetCurPos());
+  return static_cast<Integer>(FCntChars - FCntLineStart + 1);
+}
+
+Integer TVnTextParser::GetPosition() {
+  SyncCounters(GetCurPos());
+  return static_cast<Integer>(FCntChars);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Marks and selections
+
+namespace {
+void CheckMark(TVnTextParserPosType AMark) {
+  if (AMark < tpMark1 || AMark > tpMark3)
+    throw EArgumentOutOfRangeException(u"Only the three marks can be set or cleared");
+}
+}  // namespace
+
+void TVnTextParser::SetMark(TVnTextParserPosType AMark) {
+  CheckMark(AMark);
+  FMarks[AMark - tpMark1] = GetCurPos();
+}
+
+void TVnTextParser::ClearMark(TVnTextParserPosType AMark) {
+  CheckMark(AMark);
+  FMarks[AMark - tpMark1] = -1;
+}
+
+bool TVnTextParser::IsMarkSet(TVnTextParserPosType AMark) const {
+  return AMark >= tpMark1 && AMark <= tpMark3 && FMarks[AMark - tpMark1] >= 0;
+}
+
+Int64 TVnTextParser::MarkPos(TVnTextParserPosType APos) const { return FMarks[APos - tpMark1]; }
+
+Int64 TVnTextParser::GetPos(TVnTextParserPosType APos) {
+  switch (APos) {
+    case tpPrev:
+      return PrevPos();
+    case tpCurrent:
+      return GetCurPos();
+    case tpNext:
+      return NextPos();
+    default:
+      return MarkPos(APos);
+  }
+}
+
+UnicodeString TVnTextParser::Convert(const Byte *AFrom, const Byte *ATo) {
+  const std::size_t n = static_cast<std::size_t>(ATo - AFrom);
+  if (n == 0) return {};
+  switch (FCharSetType) {
+    case cstW: {
+      UnicodeString r(n / 2, u'\0');
+      std::memcpy(r.data(), AFrom, (n / 2) * 2);
+      return r;
+    }
+    case cstU: {
+      // Runs of ASCII are widened directly; the rest goes through the UTF-8 decoder.
+      std::size_t i = 0;
+      while (i + 8 <= n) {
+        std::uint64_t w;
+        std::memcpy(&w, AFrom + i, 8);
+        if (w & 0x8080808080808080ull) break;
+        i += 8;
+      }
+      while (i < n && AFrom[i] < 0x80) ++i;
+      if (i == n) {
+        UnicodeString r(n, u'\0');
+        for (std::size_t k = 0; k < n; ++k) r[k] = AFrom[k];
+        return r;
+      }
+      return UTF8ToString(std::string_view(reinterpret_cast<const char *>(AFrom), n));
+    }
+    default: {
+      if (!FSingleBytePage)
+        return CodePageToUnicode(reinterpret_cast<const char *>(AFrom), n, FContentCodePage);
+      const auto &table = *FByteTable;
+      UnicodeString r(n, u'\0');
+      for (std::size_t k = 0; k < n; ++k) r[k] = table[AFrom[k]];
+      return r;
+    }
+  }
+}
+
+UnicodeString TVnTextParser::Selected(TVnTextParserPosType AStart, TVnTextParserPosType AEnd,
+                                      bool AClear) {
+  Int64 e = GetPos(AEnd);
+  Int64 s = GetPos(AStart);
+  if (s < 0 || e < 0) throw EInvalidOperation(u"The text parser mark is not set");
+  UnicodeString r;
+  if (e > s) {
+    if (s < FBasePos) throw EInvalidOperation(u"The selected text is no longer available");
+    r = Convert(FBase + (s - FBasePos), FBase + (e - FBasePos));
+  }
+  if (AClear && AStart >= tpMark1) ClearMark(AStart);
+  return r;
+}
+
+AnsiString TVnTextParser::SelectedA(TVnTextParserPosType AStart, TVnTextParserPosType AEnd,
+                                    bool AClear) {
+  Int64 e = GetPos(AEnd);
+  Int64 s = GetPos(AStart);
+  if (s < 0 || e < 0) throw EInvalidOperation(u"The text parser mark is not set");
+  AnsiString r;
+  if (e > s) {
+    if (s < FBasePos) throw EInvalidOperation(u"The selected text is no longer available");
+    const char *from = reinterpret_cast<const char *>(FBase + (s - FBasePos));
+    const std::size_t n = static_cast<std::size_t>(e - s);
+    switch (FCharSetType) {
+      case cstW:
+        r = AnsiString(UnicodeToCodePage(UnicodeStringView(Convert(FBase + (s - FBasePos),
+                                                                   FBase + (e - FBasePos))),
+                                         FContentCodePage),
+                       FContentCodePage);
+        break;
+      case cstU:
+        r = AnsiString(from, n, CP_UTF8);
+        break;
+      default:
+        r = AnsiString(from, n, FContentCodePage);
+        break;
+    }
+  }
+  if (AClear && AStart >= tpMark1) ClearMark(AStart);
+  return r;
+}
+
+}  // namespace vn
