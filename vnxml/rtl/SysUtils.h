@@ -328,11 +328,14 @@ Extended StrToFloatDef(UnicodeStringView S, Extended ADefault, const TFormatSett
 bool TryStrToFloat(UnicodeStringView S, Extended &AValue);
 bool TryStrToFloat(UnicodeStringView S, Extended &AValue, const TFormatSettings &ASettings);
 bool TryStrToFloat(UnicodeStringView S, Single &AValue, const TFormatSettings &ASettings);
+inline bool TryStrToFloat(UnicodeStringView S, Single &AValue) {
+  return TryStrToFloat(S, AValue, FormatSettings());
+}
 
 // ---------------------------------------------------------------------------------------------
-// Booleans: "True"/"False" out; in: "True"/"False" without regard to case, or a number
-// (0 is false, anything else true). Raises EConvertError "'<text>' is not a valid boolean
-// value".
+// Booleans: BoolToStr gives "-1"/"0", or "True"/"False" when AUseBoolStrs; in: "True"/"False"
+// without regard to case, or a number (0 is false, anything else true). Raises EConvertError
+// "'<text>' is not a valid boolean value".
 UnicodeString BoolToStr(bool AValue, bool AUseBoolStrs = false);
 bool StrToBool(UnicodeStringView S);
 bool StrToBoolDef(UnicodeStringView S, bool ADefault);

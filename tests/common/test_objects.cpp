@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+
+#include "vnxml/common/uVnClasses.h"
+
+using namespace vn;
+
+namespace {
+
+int gLive = 0;
+
+class TCounted : public TVnObject {
+  VN_CLASS(TCounted, TVnObject)
+ public:
+  TCounted() { ++gLive; }
+  ~TCounted() override { --gLive; }
+};
+
+// Owned in a tree and handed out through interfaces: the constructor switches auto-destroy off.
+class TTreeOwned : public TCounted {
+  VN_CLASS(TTreeOwned, TCounted)
+ public:
+  TTreeOwned() { SetAutoDestroy(false); }
+};
+
+class IPing : public IInterface {
+  VN_INTERFACE(IPing, IInterface, "{3F2A1B0C-9D8E-4F7A-8B6C-5D4E3F2A1B0C}")
+ public:
+  virtual int Ping() = 0;
+};
+
+class IOther : public IInterface {
+  VN_INTERFACE(IOther, IInterface, "{3F2A1B0C-9D8E-4F7A-8B6C-5D4E3F2A1B0D}")
+};
+
+class TPinger : public TCounted, public IPing {
+  VN_CLASS(TPinger, TCounted)
+  VN_IMPLEMENTS(TCounted, IPing)
+ public:
+  TPinger() {
+    // An interface taken and let go during construction must not end the object.
+    DelphiInterface<IPing> self(this);
+  }
+  int Ping() override { return 42; }
+};
+
+}  // namespace
+
+TEST(VnObjectTest, NewObjectCountsZeroAndAutoDestroys) {
+  gLive = 0;
+  TCounted *o = New<TCounted>();
+  EXPECT_EQ(o->RefCount(), 0);
+  EXPECT_TRUE(o->GetAutoDestroy());
+  o->Free();
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(VnObjectTest, AutoDestroyOnDiesAtTheLastRelease) {
+  gLive = 0;
+  TCounted *o = New<TCounted>();
+  EXPECT_EQ(o->_AddRef(), 1);
+  EXPECT_EQ(o->_Release(), 0);
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(VnObjectTest, AutoDestroyOffStaysAliveForItsOwner) {
+  gLive = 0;
+  TTreeOwned *o = New<TTreeOwned>();
+  EXPECT_FALSE(o->GetAutoDestroy());
+  {
+    DelphiInterface<IVnObject> i(o);
+    EXPECT_EQ(o->RefCount(), 1);
+  }
+  EXPECT_EQ(gLive, 1);
+  EXPECT_EQ(o->RefCount(), 0);
+  o->Free();
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(VnObjectTest, LateSwitchOnTakesEffectAtTheReleaseThatReachesZero) {
+  gLive = 0;
+  TTreeOwned *o = New<TTreeOwned>();
+  o->_AddRef();
+  o->_AddRef();
+  // The owner gives the object up while two references are out.
+  o->SetAutoDestroy(true);
+  EXPECT_EQ(o->_Release(), 1);
+  EXPECT_EQ(gLive, 1);
+  EXPECT_EQ(o->_Release(), 0);
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(VnObjectTest, QueryInterfaceAnswersDeclaredInterfacesOnly) {
+  gLive = 0;
+  TPinger *o = New<TPinger>();
+  EXPECT_EQ(gLive, 1) << "the reference taken in the constructor did not destroy it";
+  DelphiInterface<IPing> ping(o);
+  void *p = reinterpret_cast<void *>(1);
+  EXPECT_EQ(ping->QueryInterface(IOther::IID, &p), E_NOINTERFACE);
+  EXPECT_EQ(p, nullptr);
+  EXPECT_EQ(o->RefCount(), 1) << "a failed query leaves the count alone";
+
+  DelphiInterface<IVnObject> vo;
+  ASSERT_TRUE(Supports(ping, vo));
+  EXPECT_EQ(o->RefCount(), 2);
+  EXPECT_EQ(vo->Implementor(), static_cast<TObject *>(o));
+  DelphiInterface<IPing> again;
+  EXPECT_TRUE(Supports(vo, again));
+  EXPECT_EQ(again->Ping(), 42);
+  vo = nullptr;
+  again = nullptr;
+  ping = nullptr;
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(VnObjectTest, ObjectExAssignRefusesByDefault) {
+  TVnObjectEx *a = New<TVnObjectEx>();
+  TVnObjectEx *b = New<TVnObjectEx>();
+  try {
+    b->Assign(a);
+    FAIL();
+  } catch (EConvertError &e) {
+    EXPECT_EQ(e.Message, u"Cannot assign a TVnObjectEx to a TVnObjectEx");
+  }
+  EXPECT_THROW(b->Assign(nullptr), EConvertError);
+  a->Free();
+  b->Free();
+}
+
+namespace {
+class EMyFamilyError : public EVnException {
+  VN_EXCEPTION_CLASS(EMyFamilyError, EVnException)
+ public:
+  using EVnException::EVnException;
+};
+}  // namespace
+
+TEST(VnExceptionTest, ClassReferenceRaisesTheDescendantWithItsCode) {
+  TClass cls = EMyFamilyError::StaticClass();
+  try {
+    cls->RaiseException(u"broken", 7);
+    FAIL();
+  } catch (EVnException &e) {
+    EXPECT_EQ(e.ClassName(), u"EMyFamilyError");
+    EXPECT_EQ(e.Message, u"broken");
+    EXPECT_EQ(e.ErrorCode, 7);
+    EXPECT_TRUE(e.InheritsFrom(EVnException::StaticClass()));
+  }
+}
+
+TEST(VnExceptionTest, RaiseAgainKeepsTheDynamicClass) {
+  try {
+    try {
+      throw EMyFamilyError(u"inner", 3);
+    } catch (Exception &e) {
+      e.Raise();
+    }
+  } catch (EMyFamilyError &e) {
+    EXPECT_EQ(e.ErrorCode, 3);
+    return;
+  }
+  FAIL();
+}
+
+TEST(VnExceptionTest, FormatConstructorFillsTheMessage) {
+  EVnException e(u"%s at %d", {u"fault", 12}, 2);
+  EXPECT_EQ(e.Message, u"fault at 12");
+  EXPECT_EQ(e.ErrorCode, 2);
+  EXPECT_STREQ(e.what(), "fault at 12");
+}
+
+TEST(VnCharSetTest, MembershipIsByByteAndWideCharactersAreInNoSet) {
+  constexpr TVnCharSet blanks = TVnCharSet::Of(" \t\r\n");
+  static_assert(blanks.Contains(' '));
+  EXPECT_TRUE(VnCharInSet('\t', blanks));
+  EXPECT_FALSE(VnCharInSet('x', blanks));
+  TVnCharSet high = TVnCharSet::Range(0xF0, 0xFF);
+  EXPECT_TRUE(VnCharInSet(static_cast<char>(0xFF), high));
+  EXPECT_TRUE(VnCharInSet(u'\u00ff', high));
+  EXPECT_FALSE(VnCharInSet(u'\u01ff', high)) << "0x1FF is no byte, whatever its low byte";
+  EXPECT_TRUE(VnSameText(u"Encoding", u"ENCODING"));
+}
