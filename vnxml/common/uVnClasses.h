@@ -237,6 +237,8 @@ class TVnTextParser : public TVnObject {
   AnsiString SelectedA(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear);
 
   TStream *Stream() const noexcept { return FStream; }
+  // The bytes the parser holds for a stream source (0 for a memory block).
+  Int64 BufferCapacity() const noexcept { return FBufferCap; }
 
  protected:
   // Raises EVnTextParserEOF.

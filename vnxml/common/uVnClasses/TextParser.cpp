@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
 
 #include "vnxml/common/uVnClasses.h"
@@ -161,6 +162,29 @@ struct TVnTextParserWidth {
     }
   }
 
+  // Finds a UTF-16 code unit, sixteen bytes at a time.
+  static void UnitFind(TVnTextParser *P, char16_t AChar) {
+    typedef std::uint16_t V8 __attribute__((vector_size(16)));
+    const V8 needle = {AChar, AChar, AChar, AChar, AChar, AChar, AChar, AChar};
+    for (;;) {
+      const Byte *p = P->FCur;
+      const Byte *e = P->FLimit;
+      while (e - p >= 16) {
+        V8 v;
+        std::memcpy(&v, p, 16);
+        V8 eq = v == needle;
+        std::uint64_t lo, hi;
+        std::memcpy(&lo, &eq, 8);
+        std::memcpy(&hi, reinterpret_cast<const char *>(&eq) + 8, 8);
+        if (lo | hi) break;
+        p += 16;
+      }
+      while (e - p >= 2 && LoadUnit(p) != AChar) p += 2;
+      P->FCur = p;
+      if (e - p >= 2 || P->Available(2) < 2) return;
+    }
+  }
+
   // Decodes character by character: the general case.
   template <class Pred>
   static void CharLoop(TVnTextParser *P, Pred APred) {
@@ -223,6 +247,12 @@ struct TVnTextParserWidth {
           default:
             return;
         }
+      }
+    }
+    if constexpr (W == cstW) {
+      if (AOp == soNotEqual) {
+        UnitFind(P, AChar);
+        return;
       }
     }
     const UChar32 c = AChar;
@@ -639,9 +669,21 @@ UnicodeString TVnTextParser::Convert(const Byte *AFrom, const Byte *ATo) {
     default: {
       if (!FSingleBytePage)
         return CodePageToUnicode(reinterpret_cast<const char *>(AFrom), n, FContentCodePage);
+      // Blocks of ASCII are widened directly, the other bytes mapped through the page.
       const auto &table = *FByteTable;
       UnicodeString r(n, u'\0');
-      for (std::size_t k = 0; k < n; ++k) r[k] = table[AFrom[k]];
+      char16_t *d = r.data();
+      std::size_t k = 0;
+      for (; k + 8 <= n; k += 8) {
+        std::uint64_t w;
+        std::memcpy(&w, AFrom + k, 8);
+        if (w & 0x8080808080808080ull) {
+          for (std::size_t j = k; j < k + 8; ++j) d[j] = table[AFrom[j]];
+        } else {
+          for (std::size_t j = k; j < k + 8; ++j) d[j] = AFrom[j];
+        }
+      }
+      for (; k < n; ++k) d[k] = table[AFrom[k]];
       return r;
     }
   }
