@@ -368,3 +368,43 @@ TEST(TextParserTest, EmptyFileGivesEndOfInputAtOnce) {
   p->Free();
   std::remove(name);
 }
+
+namespace {
+// Produces ASize bytes of lines without holding them.
+class TGeneratorStream : public TStream {
+  VN_CLASS(TGeneratorStream, TStream)
+ public:
+  explicit TGeneratorStream(Int64 ASize) : FSize(ASize), FPattern(1000000, 'x') {
+    for (std::size_t i = 99; i < FPattern.size(); i += 100) FPattern[i] = '\n';
+  }
+  Int64 Read(void *ABuffer, Int64 ACount) override {
+    Int64 off = FPos % static_cast<Int64>(FPattern.size());
+    Int64 n = std::min({ACount, FSize - FPos, static_cast<Int64>(FPattern.size()) - off});
+    if (n <= 0) return 0;
+    std::memcpy(ABuffer, FPattern.data() + off, static_cast<std::size_t>(n));
+    FPos += n;
+    return n;
+  }
+  Int64 Write(const void *, Int64) override { return 0; }
+  Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override {
+    FPos = (AOrigin == soBeginning ? 0 : AOrigin == soCurrent ? FPos : FSize) + AOffset;
+    return FPos;
+  }
+
+ private:
+  Int64 FSize;
+  std::string FPattern;
+  Int64 FPos = 0;
+};
+}  // namespace
+
+TEST(TextParserTest, StreamWithoutMarksKeepsItsBufferBounded) {
+  const Int64 size = 200ll << 20;
+  TVnTextParser *p = New<TVnTextParser>(New<TGeneratorStream>(size), true, CP_UTF8);
+  p->SkipWhile(soNotEqual, 0);
+  EXPECT_TRUE(p->Eof());
+  EXPECT_EQ(p->GetCurPos(), size);
+  EXPECT_EQ(p->GetLineNr(), size / 100 + 1);
+  EXPECT_LT(p->BufferCapacity(), 4ll << 20);
+  p->Free();
+}
