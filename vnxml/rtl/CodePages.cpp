@@ -141,9 +141,11 @@ UnicodeString CodePageIANAName(Word ACodePage) {
     if (p.Page == page) return ASCIIToString(p.Name);
   std::string name = CodePageConverterName(page);
   if (name.empty()) return {};
-  UErrorCode err = U_ZERO_ERROR;
-  const char *iana = ucnv_getStandardName(name.c_str(), "IANA", &err);
-  if (U_SUCCESS(err) && iana) return ASCIIToString(iana);
+  for (const char *standard : {"MIME", "IANA"}) {
+    UErrorCode err = U_ZERO_ERROR;
+    const char *std_name = ucnv_getStandardName(name.c_str(), standard, &err);
+    if (U_SUCCESS(err) && std_name) return ASCIIToString(std_name);
+  }
   return ASCIIToString(name);
 }
 
@@ -158,6 +160,12 @@ Word CodePageFromName(UnicodeStringView AName) {
   static const std::map<std::string, Word> byCanonical = [] {
     std::map<std::string, Word> m;
     for (const auto &p : cPageNames) {
+      UErrorCode e = U_ZERO_ERROR;
+      const char *c = ucnv_getAlias(p.Name, 0, &e);
+      if (U_SUCCESS(e) && c) m.emplace(c, p.Page);
+    }
+    // The byte-order-sniffing forms stand for the little-endian pages.
+    for (const TNamedPage &p : {TNamedPage{1200, "UTF-16"}, TNamedPage{12000, "UTF-32"}}) {
       UErrorCode e = U_ZERO_ERROR;
       const char *c = ucnv_getAlias(p.Name, 0, &e);
       if (U_SUCCESS(e) && c) m.emplace(c, p.Page);
