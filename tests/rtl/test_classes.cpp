@@ -114,12 +114,16 @@ TEST(StringListTest, SortedListsAndDuplicates) {
             u"String list does not allow duplicates");
   sl.SetDuplicates(dupAccept);
   sl.Add(u"apple");
-  EXPECT_EQ(sl.Count(), 5);
+  sl.Add(u"APPLE");
+  sl.Add(u"aPPle");
+  EXPECT_EQ(sl.Count(), 7);
+  EXPECT_TRUE(sl.Find(u"apple", at));
+  EXPECT_EQ(at, 0);  // the first of the equal lines
 
   // Case-sensitive order is by code unit; switching re-sorts.
   sl.SetCaseSensitive(true);
-  EXPECT_EQ(Lines(sl),
-            (std::vector<UnicodeString>{u"Apple", u"apple", u"banana", u"fig", u"pear"}));
+  EXPECT_EQ(Lines(sl), (std::vector<UnicodeString>{u"APPLE", u"Apple", u"aPPle", u"apple",
+                                                   u"banana", u"fig", u"pear"}));
 
   // Duplicates are only refused by a sorted list.
   TStringList unsorted;
