@@ -188,7 +188,8 @@ TEST(DateUtilsDecode, DayOfWeekAndFields) {
 }
 
 TEST(DateUtilsInc, SmallUnitsAreExactAndCrossTheZeroDay) {
-  EXPECT_DOUBLE_EQ(IncMinute(EncodeDateTime(2020, 12, 31, 23, 59, 0, 0), 1), EncodeDate(2021, 1, 1));
+  EXPECT_DOUBLE_EQ(IncMinute(EncodeDateTime(2020, 12, 31, 23, 59, 0, 0), 1),
+                   EncodeDate(2021, 1, 1));
   EXPECT_FIELDS(IncMilliSecond(EncodeDate(2020, 1, 1), 1), 2020, 1, 1, 0, 0, 0, 1);
   EXPECT_FIELDS(IncMilliSecond(EncodeDate(2020, 1, 1), -1), 2019, 12, 31, 23, 59, 59, 999);
   EXPECT_FIELDS(IncSecond(EncodeDate(2020, 1, 1), 86400 * 3 + 1), 2020, 1, 4, 0, 0, 1, 0);
@@ -297,14 +298,15 @@ TEST(DateUtilsTimeZone, FollowsChangesOfTZ) {
   }
   {
     TZoneGuard zone("UTC");
+    EXPECT_EQ(UTCOffsetMinutesAtUTC(summer), 0);
     EXPECT_EQ(LocalUTCOffsetMinutes(summer), 0);
     EXPECT_DOUBLE_EQ(LocalToUTC(summer), summer);
   }
   {
     // A rule string needs no zone database.
     TZoneGuard zone("CET-1CEST,M3.5.0,M10.5.0/3");
-    EXPECT_EQ(LocalUTCOffsetMinutes(winter), 60);
     EXPECT_EQ(UTCOffsetMinutesAtUTC(summer), 120);
+    EXPECT_EQ(LocalUTCOffsetMinutes(winter), 60);
     EXPECT_EQ(LocalUTCOffsetMinutes(EncodeDateTime(2021, 3, 28, 2, 30, 0, 0)), 60);
   }
 }

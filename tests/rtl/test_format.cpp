@@ -3,6 +3,7 @@
 #include <string>
 
 #include "vnxml/rtl/SysUtils.h"
+#include "vnxml/rtl/Variant.h"
 
 using namespace vn;
 
@@ -144,4 +145,12 @@ TEST(FormatErrors, MissingArgumentsAndMismatchedKinds) {
 TEST(FormatErrors, MalformedDirectives) {
   for (const char16_t *f : {u"%", u"abc%", u"%5", u"%1:", u"%.", u"%k", u"%-", u"%1-d", u"%5.2"})
     EXPECT_EQ(FormatFailure(f, {1}), Expected(f)) << UTF8Encode(f);
+}
+
+TEST(FormatVariants, VariantArgumentsConvertToTheDirective) {
+  Variant i(42), d(2.5), s(UnicodeString(u"7")), t(UnicodeString(u"text"));
+  EXPECT_EQ(Format(u"%d|%x|%.1f|%s|%s", {i, i, d, d, t}), u"42|2A|2.5|2.5|text");
+  EXPECT_EQ(Format(u"%d", {s}), u"7") << "numeric text converts";
+  EXPECT_THROW(Format(u"%d", {t}), EConvertError);
+  EXPECT_EQ(Format(u"[%s]", {Variant::Null()}), u"[]");
 }

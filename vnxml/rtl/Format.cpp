@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "vnxml/rtl/SysUtils.h"
+#include "vnxml/rtl/Variant.h"
 
 namespace vn {
 
@@ -21,11 +22,40 @@ struct TFormatValue {
   UnicodeString Text;
 };
 
-// Variant arguments: should convert the Variant to the value that the type letter AType needs
-// (an integer for d u x, a float for e f g n m, text for s). Until Variant conversions are
-// wired in here, a Variant argument is rejected like any other argument that does not fit.
-[[noreturn]] void FormatVariantArg(const Variant & /*AValue*/, char16_t /*AType*/,
-                                   TFormatValue & /*AOut*/, const UnicodeString &AFormat) {
+// Variant arguments convert to what the type letter needs: an integer for d u x, a float for
+// e f g n m, text for s. A variant that cannot convert fails like any argument that does not fit.
+void FormatVariantArg(const Variant &AValue, char16_t AType, TFormatValue &AOut,
+                      const UnicodeString &AFormat) {
+  try {
+    switch (AType) {
+      case u'D':
+      case u'U':
+      case u'X':
+        if (VarType(AValue) == varUInt64) {
+          AOut.Kind = TFormatValue::fvUInt64;
+          AOut.Bits = AValue.AsUInt64();
+        } else {
+          AOut.Kind = TFormatValue::fvInt64;
+          AOut.Bits = static_cast<UInt64>(AValue.AsInt64());
+        }
+        return;
+      case u'E':
+      case u'F':
+      case u'G':
+      case u'N':
+      case u'M':
+        AOut.Kind = TFormatValue::fvFloat;
+        AOut.Float = AValue.AsDouble();
+        return;
+      case u'S':
+        AOut.Kind = TFormatValue::fvString;
+        AOut.Text = VarToStr(AValue);
+        return;
+      default:
+        break;
+    }
+  } catch (Exception &) {
+  }
   RaiseFormatError(AFormat);
 }
 
