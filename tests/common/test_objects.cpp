@@ -179,3 +179,54 @@ TEST(VnCharSetTest, MembershipIsByByteAndWideCharactersAreInNoSet) {
   EXPECT_FALSE(VnCharInSet(u'\u01ff', high)) << "0x1FF is no byte, whatever its low byte";
   EXPECT_TRUE(VnSameText(u"Encoding", u"ENCODING"));
 }
+
+namespace {
+class TCountedComponent : public TVnComponent {
+  VN_CLASS(TCountedComponent, TVnComponent)
+ public:
+  explicit TCountedComponent(TComponent *AOwner) : TVnComponent(AOwner) { ++gLive; }
+  ~TCountedComponent() override { --gLive; }
+};
+}  // namespace
+
+TEST(VnComponentTest, CountsReferencesUnlikeAPlainComponent) {
+  gLive = 0;
+  TComponent *plain = New<TComponent>(nullptr);
+  EXPECT_EQ(plain->_AddRef(), -1);
+  EXPECT_EQ(plain->_Release(), -1);
+  plain->Free();
+
+  TCountedComponent *c = New<TCountedComponent>(nullptr);
+  {
+    DelphiInterface<IVnObject> i(c);
+    EXPECT_EQ(c->RefCount(), 1);
+    EXPECT_EQ(i->Implementor(), static_cast<TObject *>(c));
+  }
+  EXPECT_EQ(gLive, 0) << "the last release destroyed it";
+}
+
+TEST(VnComponentTest, OwnedComponentLeavesItsOwnerWhenItDestroysItself) {
+  gLive = 0;
+  TComponent *owner = New<TComponent>(nullptr);
+  TCountedComponent *a = New<TCountedComponent>(owner);
+  TCountedComponent *b = New<TCountedComponent>(owner);
+  b->SetAutoDestroy(false);
+  EXPECT_EQ(owner->ComponentCount(), 2);
+  a->_AddRef();
+  a->_Release();
+  EXPECT_EQ(owner->ComponentCount(), 1);
+  b->_AddRef();
+  b->_Release();
+  EXPECT_EQ(owner->ComponentCount(), 1) << "with the switch off the owner keeps it";
+  owner->Free();
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(VnComponentTest, ClassReferenceBuildsWithAnOwner) {
+  gLive = 0;
+  TComponent *owner = New<TComponent>(nullptr);
+  TObject *o = TCountedComponent::StaticClass()->CreateOwned(owner);
+  EXPECT_EQ(static_cast<TComponent *>(o)->Owner(), owner);
+  owner->Free();
+  EXPECT_EQ(gLive, 0);
+}

@@ -7,12 +7,11 @@
 
 #include "vnxml/common/uVnSysUtils.h"
 #include "vnxml/common/uVnTypes.h"
+#include "vnxml/rtl/Classes.h"
 #include "vnxml/rtl/Interface.h"
 #include "vnxml/rtl/Streams.h"
 
 namespace vn {
-
-class TFiler;
 
 // ---------------------------------------------------------------------------------------------
 // Character constants. The A form is one byte, the W form and the plain form 16 bits.
@@ -108,6 +107,34 @@ class TVnObjectEx : public TVnObject {
   virtual void DefineProperties(TFiler *AFiler);
   // Asks ASource to assign itself to this object; a null source raises as AssignTo does.
   virtual void Assign(TVnObjectEx *ASource);
+};
+
+// A component with the lifetime rules of TVnObject: it counts references and, with the
+// auto-destroy switch on (the default), destroys itself at the last release; a component that
+// destroys itself leaves its owner on the way. With the switch off the owner frees it.
+class TVnComponent : public TComponent, public IVnObject {
+  VN_CLASS(TVnComponent, TComponent)
+ public:
+  explicit TVnComponent(TComponent *AOwner);
+
+  virtual bool GetAutoDestroy() { return FAutoDestroy; }
+  void SetAutoDestroy(bool AValue) noexcept { FAutoDestroy = AValue; }
+
+  HRESULT QueryInterface(const TGUID &AIID, void **AObj) override;
+  Integer _AddRef() override;
+  Integer _Release() override;
+  TObject *Implementor() override { return this; }
+  bool GetInterface(const TGUID &AIID, void **AObj) override;
+
+  void AfterConstruction() override;
+  Integer RefCount() const noexcept { return FRefCount; }
+
+ protected:
+  Integer FRefCount = 0;
+
+ private:
+  bool FAutoDestroy = true;
+  bool FConstructing = false;
 };
 
 // ---------------------------------------------------------------------------------------------

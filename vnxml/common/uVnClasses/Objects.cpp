@@ -54,4 +54,41 @@ void TVnObjectEx::Assign(TVnObjectEx *ASource) {
   }
 }
 
+// ---------------------------------------------------------------------------------------------
+
+TVnComponent::TVnComponent(TComponent *AOwner)
+    : TComponent(AOwner), FConstructing(detail::TakeConstructionGuard()) {
+  if (FConstructing) FRefCount = 1;
+}
+
+void TVnComponent::AfterConstruction() {
+  TComponent::AfterConstruction();
+  if (FConstructing) {
+    FConstructing = false;
+    --FRefCount;
+  }
+}
+
+bool TVnComponent::GetInterface(const TGUID &AIID, void **AObj) {
+  if (AIID == IVnObject::IID || AIID == IInterface::IID) {
+    IVnObject *p = this;
+    p->_AddRef();
+    *AObj = p;
+    return true;
+  }
+  return TComponent::GetInterface(AIID, AObj);
+}
+
+HRESULT TVnComponent::QueryInterface(const TGUID &AIID, void **AObj) {
+  return GetInterface(AIID, AObj) ? S_OK : E_NOINTERFACE;
+}
+
+Integer TVnComponent::_AddRef() { return ++FRefCount; }
+
+Integer TVnComponent::_Release() {
+  Integer r = --FRefCount;
+  if (r == 0 && !FConstructing && GetAutoDestroy()) Free();
+  return r;
+}
+
 }  // namespace vn
