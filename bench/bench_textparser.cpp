@@ -108,8 +108,8 @@ void StreamBounded(benchmark::State &AState) {
   long before = MaxRssKiB();
   Int64 cap = 0;
   for (auto _ : AState) {
-    TVnTextParser *p = New<TVnTextParser>(New<TFileStream>(u"/tmp/vnxml_bench_200mb.txt", fmOpenRead),
-                                          true, CP_UTF8);
+    TVnTextParser *p = New<TVnTextParser>(
+        New<TFileStream>(u"/tmp/vnxml_bench_200mb.txt", fmOpenRead), true, CP_UTF8);
     Integer lines = 0;
     while (!p->Eof()) {
       p->SkipWhile(soNotEqual, cVnLF);
@@ -140,6 +140,9 @@ BENCHMARK_CAPTURE(SelectedVnxml, cstU, cstU)->Name("Selected/cstU/vnxml");
 BENCHMARK_CAPTURE(SelectedCopy, cstU, cstU)->Name("Selected/cstU/copy");
 BENCHMARK_CAPTURE(SelectedVnxml, cstW, cstW)->Name("Selected/cstW/vnxml");
 BENCHMARK_CAPTURE(SelectedCopy, cstW, cstW)->Name("Selected/cstW/copy");
-BENCHMARK(StreamBounded)->Name("StreamRead200MB/vnxml")->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(StreamBounded)
+    ->Name("StreamRead200MB/vnxml")
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 
 VNBENCH_MAIN()

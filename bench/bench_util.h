@@ -56,5 +56,7 @@ inline int Main(int argc, char **argv) {
 
 }  // namespace vnbench
 
-#define VNBENCH_MAIN() \
-  int main(int argc, char **argv) { return vnbench::Main(argc, argv); }
+#define VNBENCH_MAIN()                \
+  int main(int argc, char **argv) {   \
+    return vnbench::Main(argc, argv); \
+  }

@@ -78,7 +78,9 @@ TEST(Utf8AdapterTest, WritesUtf8WithAndWithoutMark) {
     EXPECT_THROW(a->Read(&t[0], 2), EStreamError);
     a->Free();
   }
-  EXPECT_EQ(Bytes(m), "\xEF\xBB\xBF" "a\xC3\xA9\xE2\x82\xAC");
+  EXPECT_EQ(Bytes(m),
+            "\xEF\xBB\xBF"
+            "a\xC3\xA9\xE2\x82\xAC");
   m->Free();
 }
 

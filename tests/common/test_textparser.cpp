@@ -361,8 +361,8 @@ TEST(TextParserTest, EmptyFileGivesEndOfInputAtOnce) {
   int fd = mkstemp(name);
   ASSERT_GE(fd, 0);
   close(fd);
-  TVnTextParser *p = New<TVnTextParser>(New<TFileStream>(ASCIIToString(name), fmOpenRead), true,
-                                        CP_UTF8);
+  TVnTextParser *p =
+      New<TVnTextParser>(New<TFileStream>(ASCIIToString(name), fmOpenRead), true, CP_UTF8);
   EXPECT_TRUE(p->Eof());
   EXPECT_EQ(p->CurrCharW(), 0);
   p->Free();

@@ -16,9 +16,9 @@ namespace vn {
 // ---------------------------------------------------------------------------------------------
 // Character constants. The A form is one byte, the W form and the plain form 16 bits.
 
-#define VN_CHAR_CONST(Name, Ch)               \
-  inline constexpr char Name##A = Ch;         \
-  inline constexpr char16_t Name##W = u##Ch;  \
+#define VN_CHAR_CONST(Name, Ch)              \
+  inline constexpr char Name##A = Ch;        \
+  inline constexpr char16_t Name##W = u##Ch; \
   inline constexpr char16_t Name = u##Ch;
 
 VN_CHAR_CONST(cVnLt, '<')

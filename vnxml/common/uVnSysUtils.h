@@ -81,6 +81,8 @@ constexpr bool VnCharInSet(char16_t AChar, const TVnCharSet &ASet) noexcept {
 }
 
 // Compares without regard to case (ASCII letters).
-inline bool VnSameText(UnicodeStringView A, UnicodeStringView B) { return SameText(A, B); }
+inline bool VnSameText(UnicodeStringView A, UnicodeStringView B) {
+  return SameText(A, B);
+}
 
 }  // namespace vn

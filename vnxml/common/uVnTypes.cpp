@@ -57,8 +57,8 @@ UnicodeString TVnEncoding::ConvertA(const RawByteString &AText, Word ACodePage) 
 
 UnicodeString TVnEncoding::ConvertA(const Byte *ABuffer, Integer ASize, Word ACodePage) {
   if (ASize <= 0) return {};
-  return CodePageToUnicode(reinterpret_cast<const char *>(ABuffer),
-                           static_cast<std::size_t>(ASize), ACodePage);
+  return CodePageToUnicode(reinterpret_cast<const char *>(ABuffer), static_cast<std::size_t>(ASize),
+                           ACodePage);
 }
 
 }  // namespace vn

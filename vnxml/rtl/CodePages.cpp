@@ -24,36 +24,33 @@ struct TNamedPage {
 
 // Pages whose converter name is not simply "windows-<n>".
 constexpr TNamedPage cPageNames[] = {
-    {1200, "UTF-16LE"},      {1201, "UTF-16BE"},    {12000, "UTF-32LE"},
-    {12001, "UTF-32BE"},     {65000, "UTF-7"},      {65001, "UTF-8"},
-    {20127, "US-ASCII"},     {28591, "ISO-8859-1"}, {28592, "ISO-8859-2"},
-    {28593, "ISO-8859-3"},   {28594, "ISO-8859-4"}, {28595, "ISO-8859-5"},
-    {28596, "ISO-8859-6"},   {28597, "ISO-8859-7"}, {28598, "ISO-8859-8"},
-    {28599, "ISO-8859-9"},   {28603, "ISO-8859-13"}, {28605, "ISO-8859-15"},
-    {20866, "KOI8-R"},       {21866, "KOI8-U"},     {932, "windows-31j"},
-    {936, "windows-936"},    {949, "windows-949"},  {950, "windows-950"},
-    {51932, "EUC-JP"},       {51949, "EUC-KR"},     {50220, "ISO-2022-JP"},
-    {54936, "GB18030"},      {10000, "macintosh"},  {437, "ibm-437"},
-    {850, "ibm-850"},        {852, "ibm-852"},      {855, "ibm-855"},
-    {857, "ibm-857"},        {860, "ibm-860"},      {861, "ibm-861"},
-    {862, "ibm-862"},        {863, "ibm-863"},      {864, "ibm-864"},
-    {865, "ibm-865"},        {866, "ibm-866"},      {869, "ibm-869"},
-    {874, "windows-874"},    {1250, "windows-1250"}, {1251, "windows-1251"},
-    {1252, "windows-1252"},  {1253, "windows-1253"}, {1254, "windows-1254"},
-    {1255, "windows-1255"},  {1256, "windows-1256"}, {1257, "windows-1257"},
-    {1258, "windows-1258"},
+    {1200, "UTF-16LE"},     {1201, "UTF-16BE"},     {12000, "UTF-32LE"},    {12001, "UTF-32BE"},
+    {65000, "UTF-7"},       {65001, "UTF-8"},       {20127, "US-ASCII"},    {28591, "ISO-8859-1"},
+    {28592, "ISO-8859-2"},  {28593, "ISO-8859-3"},  {28594, "ISO-8859-4"},  {28595, "ISO-8859-5"},
+    {28596, "ISO-8859-6"},  {28597, "ISO-8859-7"},  {28598, "ISO-8859-8"},  {28599, "ISO-8859-9"},
+    {28603, "ISO-8859-13"}, {28605, "ISO-8859-15"}, {20866, "KOI8-R"},      {21866, "KOI8-U"},
+    {932, "windows-31j"},   {936, "windows-936"},   {949, "windows-949"},   {950, "windows-950"},
+    {51932, "EUC-JP"},      {51949, "EUC-KR"},      {50220, "ISO-2022-JP"}, {54936, "GB18030"},
+    {10000, "macintosh"},   {437, "ibm-437"},       {850, "ibm-850"},       {852, "ibm-852"},
+    {855, "ibm-855"},       {857, "ibm-857"},       {860, "ibm-860"},       {861, "ibm-861"},
+    {862, "ibm-862"},       {863, "ibm-863"},       {864, "ibm-864"},       {865, "ibm-865"},
+    {866, "ibm-866"},       {869, "ibm-869"},       {874, "windows-874"},   {1250, "windows-1250"},
+    {1251, "windows-1251"}, {1252, "windows-1252"}, {1253, "windows-1253"}, {1254, "windows-1254"},
+    {1255, "windows-1255"}, {1256, "windows-1256"}, {1257, "windows-1257"}, {1258, "windows-1258"},
 };
 
 // The names written into encoding declarations for the pages where the converter's canonical
 // name is not the usual one.
 constexpr TNamedPage cDeclarationNames[] = {
-    {1200, "UTF-16"}, {1201, "UTF-16BE"}, {65001, "UTF-8"},     {20127, "US-ASCII"},
-    {932, "Shift_JIS"}, {936, "GBK"},    {949, "EUC-KR"},      {950, "Big5"},
-    {51932, "EUC-JP"}, {54936, "GB18030"}, {20866, "KOI8-R"},  {21866, "KOI8-U"},
-    {437, "IBM437"},   {850, "IBM850"},  {866, "IBM866"},      {10000, "macintosh"},
+    {1200, "UTF-16"},   {1201, "UTF-16BE"}, {65001, "UTF-8"},  {20127, "US-ASCII"},
+    {932, "Shift_JIS"}, {936, "GBK"},       {949, "EUC-KR"},   {950, "Big5"},
+    {51932, "EUC-JP"},  {54936, "GB18030"}, {20866, "KOI8-R"}, {21866, "KOI8-U"},
+    {437, "IBM437"},    {850, "IBM850"},    {866, "IBM866"},   {10000, "macintosh"},
 };
 
-Word Effective(Word ACodePage) { return ACodePage ? ACodePage : DefaultSystemCodePage; }
+Word Effective(Word ACodePage) {
+  return ACodePage ? ACodePage : DefaultSystemCodePage;
+}
 
 // Converters are not thread-safe; each thread keeps its own, one per page.
 struct TConverterCache {
@@ -206,9 +203,9 @@ UnicodeString CodePageToUnicode(const char *ABytes, std::size_t ASize, Word ACod
   UnicodeString r;
   r.resize(ASize * 2 + 2);
   UErrorCode err = U_ZERO_ERROR;
-  int32_t n = ucnv_toUChars(cnv, reinterpret_cast<UChar *>(r.data()),
-                            static_cast<int32_t>(r.size()), ABytes, static_cast<int32_t>(ASize),
-                            &err);
+  int32_t n =
+      ucnv_toUChars(cnv, reinterpret_cast<UChar *>(r.data()), static_cast<int32_t>(r.size()),
+                    ABytes, static_cast<int32_t>(ASize), &err);
   if (err == U_BUFFER_OVERFLOW_ERROR) {
     r.resize(static_cast<std::size_t>(n));
     err = U_ZERO_ERROR;
@@ -217,7 +214,8 @@ UnicodeString CodePageToUnicode(const char *ABytes, std::size_t ASize, Word ACod
                       ABytes, static_cast<int32_t>(ASize), &err);
   }
   if (U_FAILURE(err) && err != U_STRING_NOT_TERMINATED_WARNING)
-    throw EEncodingError(u"No mapping for the Unicode character exists in the target multi-byte code page.");
+    throw EEncodingError(
+        u"No mapping for the Unicode character exists in the target multi-byte code page.");
   r.resize(static_cast<std::size_t>(n));
   return r;
 }
@@ -239,7 +237,8 @@ RawByteString UnicodeToCodePage(UnicodeStringView AText, Word ACodePage) {
                               reinterpret_cast<const UChar *>(AText.data()),
                               static_cast<int32_t>(AText.size()), &err);
   if (U_FAILURE(err) && err != U_STRING_NOT_TERMINATED_WARNING)
-    throw EEncodingError(u"No mapping for the Unicode character exists in the target multi-byte code page.");
+    throw EEncodingError(
+        u"No mapping for the Unicode character exists in the target multi-byte code page.");
   r.resize(static_cast<std::size_t>(n));
   return r;
 }

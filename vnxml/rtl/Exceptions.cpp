@@ -21,6 +21,8 @@ void AssertFailed(const UnicodeString &AMessage, const char *AFile, Integer ALin
   throw EAssertionFailed(Format(u"%s (%s, line %d)", {AMessage, AFile, ALine}));
 }
 
-void AbstractError() { throw EAbstractError(u"Abstract Error"); }
+void AbstractError() {
+  throw EAbstractError(u"Abstract Error");
+}
 
 }  // namespace vn

@@ -31,7 +31,9 @@ HRESULT TInterfacedObject::QueryInterface(const TGUID &AIID, void **AObj) {
   return GetInterface(AIID, AObj) ? S_OK : E_NOINTERFACE;
 }
 
-Integer TInterfacedObject::_AddRef() { return ++FRefCount; }
+Integer TInterfacedObject::_AddRef() {
+  return ++FRefCount;
+}
 
 Integer TInterfacedObject::_Release() {
   Integer r = --FRefCount;

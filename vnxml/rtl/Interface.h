@@ -15,9 +15,9 @@
 
 namespace vn {
 
-#define VN_INTERFACE(Self, Parent, GuidText)                                 \
- public:                                                                     \
-  using ParentInterface = Parent;                                            \
+#define VN_INTERFACE(Self, Parent, GuidText) \
+ public:                                     \
+  using ParentInterface = Parent;            \
   static constexpr ::vn::TGUID IID = ::vn::TGUID::Parse(GuidText);
 
 class IInterface {
@@ -51,16 +51,19 @@ class DelphiInterface {
     if (FIntf) FIntf->_AddRef();
   }
   DelphiInterface(const DelphiInterface &AOther) noexcept : DelphiInterface(AOther.FIntf) {}
-  DelphiInterface(DelphiInterface &&AOther) noexcept : FIntf(std::exchange(AOther.FIntf, nullptr)) {}
+  DelphiInterface(DelphiInterface &&AOther) noexcept
+      : FIntf(std::exchange(AOther.FIntf, nullptr)) {}
   template <class U>
-    requires std::is_convertible_v<U *, T *>
-  DelphiInterface(const DelphiInterface<U> &AOther) noexcept : DelphiInterface(AOther.get()) {}
+  requires std::is_convertible_v<U *, T *> DelphiInterface(const DelphiInterface<U> &AOther)
+  noexcept : DelphiInterface(AOther.get()) {}
   template <class U>
-    requires std::is_convertible_v<U *, T *>
-  DelphiInterface(DelphiInterface<U> &&AOther) noexcept : FIntf(AOther.Detach()) {}
+  requires std::is_convertible_v<U *, T *> DelphiInterface(DelphiInterface<U> &&AOther)
+  noexcept : FIntf(AOther.Detach()) {}
   ~DelphiInterface() { Release(); }
 
-  DelphiInterface &operator=(const DelphiInterface &AOther) noexcept { return Assign(AOther.FIntf); }
+  DelphiInterface &operator=(const DelphiInterface &AOther) noexcept {
+    return Assign(AOther.FIntf);
+  }
   DelphiInterface &operator=(DelphiInterface &&AOther) noexcept {
     if (this != &AOther) {
       T *old = std::exchange(FIntf, std::exchange(AOther.FIntf, nullptr));
@@ -180,19 +183,23 @@ bool FindInterface(Self *ASelf, const TGUID &AIID, void **AObj) {
 
 // Lists the interfaces that a class implements beyond those of Base, and routes the three
 // operations of every interface base to Base's implementation.
-#define VN_IMPLEMENTS(Base, ...)                                                              \
- public:                                                                                      \
-  bool GetInterface(const ::vn::TGUID &AIID, void **AObj) override {                          \
-    if (::vn::detail::FindInterface<std::remove_pointer_t<decltype(this)>, __VA_ARGS__>(     \
-            this, AIID, AObj))                                                                \
-      return true;                                                                            \
-    return Base::GetInterface(AIID, AObj);                                                    \
-  }                                                                                           \
-  ::vn::HRESULT QueryInterface(const ::vn::TGUID &AIID, void **AObj) override {               \
-    return Base::QueryInterface(AIID, AObj);                                                  \
-  }                                                                                           \
-  ::vn::Integer _AddRef() override { return Base::_AddRef(); }                                \
-  ::vn::Integer _Release() override { return Base::_Release(); }
+#define VN_IMPLEMENTS(Base, ...)                                                         \
+ public:                                                                                 \
+  bool GetInterface(const ::vn::TGUID &AIID, void **AObj) override {                     \
+    if (::vn::detail::FindInterface<std::remove_pointer_t<decltype(this)>, __VA_ARGS__>( \
+            this, AIID, AObj))                                                           \
+      return true;                                                                       \
+    return Base::GetInterface(AIID, AObj);                                               \
+  }                                                                                      \
+  ::vn::HRESULT QueryInterface(const ::vn::TGUID &AIID, void **AObj) override {          \
+    return Base::QueryInterface(AIID, AObj);                                             \
+  }                                                                                      \
+  ::vn::Integer _AddRef() override {                                                     \
+    return Base::_AddRef();                                                              \
+  }                                                                                      \
+  ::vn::Integer _Release() override {                                                    \
+    return Base::_Release();                                                             \
+  }
 
 // The ordinary reference-counting base: destroys itself when the last reference goes.
 class TInterfacedObject : public TObject, public IInterface {

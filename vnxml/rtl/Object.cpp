@@ -9,10 +9,18 @@ thread_local bool tConstructionGuard = false;
 }
 
 namespace detail {
-bool TakeConstructionGuard() noexcept { return std::exchange(tConstructionGuard, false); }
-void SetConstructionGuard(bool AValue) noexcept { tConstructionGuard = AValue; }
-void RaiseInvalidCast() { throw EInvalidCast(u"Invalid class typecast"); }
-void RaiseIntfCastError() { throw EIntfCastError(u"Interface not supported"); }
+bool TakeConstructionGuard() noexcept {
+  return std::exchange(tConstructionGuard, false);
+}
+void SetConstructionGuard(bool AValue) noexcept {
+  tConstructionGuard = AValue;
+}
+void RaiseInvalidCast() {
+  throw EInvalidCast(u"Invalid class typecast");
+}
+void RaiseIntfCastError() {
+  throw EIntfCastError(u"Interface not supported");
+}
 }  // namespace detail
 
 TClass TObject::StaticClass() noexcept {

@@ -69,13 +69,15 @@ bool TakeConstructionGuard() noexcept;
 void SetConstructionGuard(bool AValue) noexcept;
 }  // namespace detail
 
-#define VN_CLASS_COMMON(Self)                                                  \
- public:                                                                       \
-  static ::vn::TClass StaticClass() noexcept {                                 \
+#define VN_CLASS_COMMON(Self)                                                              \
+ public:                                                                                   \
+  static ::vn::TClass StaticClass() noexcept {                                             \
     static const ::vn::TMetaClass mc = ::vn::TMetaClass::Make<Self, inherited>(u"" #Self); \
-    return &mc;                                                                \
-  }                                                                            \
-  ::vn::TClass ClassType() const noexcept override { return StaticClass(); }
+    return &mc;                                                                            \
+  }                                                                                        \
+  ::vn::TClass ClassType() const noexcept override {                                       \
+    return StaticClass();                                                                  \
+  }
 
 // Names a class and its parent; must stand first in the class body. Leaves the body public.
 #define VN_CLASS(Self, Base) \

@@ -24,7 +24,9 @@ Int64 TStream::GetSize() {
   return size;
 }
 
-void TStream::SetSize(Int64) { throw EStreamError(u"Stream does not support a change of size"); }
+void TStream::SetSize(Int64) {
+  throw EStreamError(u"Stream does not support a change of size");
+}
 
 void TStream::ReadBuffer(void *ABuffer, Int64 ACount) {
   Byte *p = static_cast<Byte *>(ABuffer);
@@ -97,7 +99,9 @@ void TCustomMemoryStream::SaveToFile(const UnicodeString &AFileName) {
   fs->Free();
 }
 
-TMemoryStream::~TMemoryStream() { std::free(FMemory); }
+TMemoryStream::~TMemoryStream() {
+  std::free(FMemory);
+}
 
 void TMemoryStream::SetCapacity(Int64 ANewCapacity) {
   if (ANewCapacity == FCapacity) return;
@@ -129,7 +133,8 @@ Int64 TMemoryStream::Write(const void *ABuffer, Int64 ACount) {
     cap = (cap + 0x1FFF) & ~Int64(0x1FFF);
     SetCapacity(cap);
   }
-  if (FPosition > FSize) std::memset(FMemory + FSize, 0, static_cast<std::size_t>(FPosition - FSize));
+  if (FPosition > FSize)
+    std::memset(FMemory + FSize, 0, static_cast<std::size_t>(FPosition - FSize));
   std::memcpy(FMemory + FPosition, ABuffer, static_cast<std::size_t>(ACount));
   FPosition = end;
   if (end > FSize) FSize = end;
@@ -168,14 +173,18 @@ Int64 TPointerStream::Write(const void *, Int64) {
 // ---------------------------------------------------------------------------------------------
 // TFileStream
 
-std::string FileNameToNative(const UnicodeString &AFileName) { return UTF8Encode(AFileName); }
+std::string FileNameToNative(const UnicodeString &AFileName) {
+  return UTF8Encode(AFileName);
+}
 
 bool FileExists(const UnicodeString &AFileName) {
   struct stat st;
   return ::stat(FileNameToNative(AFileName).c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
-static UnicodeString OSErrorText(int AErr) { return UTF8ToString(std::strerror(AErr)); }
+static UnicodeString OSErrorText(int AErr) {
+  return UTF8ToString(std::strerror(AErr));
+}
 
 TFileStream::TFileStream(const UnicodeString &AFileName, Word AMode) : FFileName(AFileName) {
   std::string name = FileNameToNative(AFileName);
@@ -220,8 +229,7 @@ Int64 TFileStream::Write(const void *ABuffer, Int64 ACount) {
   for (;;) {
     ssize_t n = ::write(FHandle, ABuffer, static_cast<std::size_t>(ACount));
     if (n >= 0) return n;
-    if (errno != EINTR)
-      throw EWriteError(Format(u"Stream write error. %s", {OSErrorText(errno)}));
+    if (errno != EINTR) throw EWriteError(Format(u"Stream write error. %s", {OSErrorText(errno)}));
   }
 }
 

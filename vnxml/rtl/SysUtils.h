@@ -63,8 +63,8 @@ class TVarRec {
   TVarRec(const Variant &v) noexcept : FKind(vtVariant) { FVariant = &v; }
   TVarRec(IInterface *v) noexcept : FKind(vtInterface) { FInterface = v; }
   template <class T>
-    requires std::is_base_of_v<TObject, T>
-  TVarRec(T *v) noexcept : TVarRec(static_cast<const TObject *>(v)) {}
+  requires std::is_base_of_v<TObject, T> TVarRec(T *v)
+  noexcept : TVarRec(static_cast<const TObject *>(v)) {}
 
   TKind Kind() const noexcept { return FKind; }
   int AsInteger() const noexcept { return FInt; }
@@ -137,10 +137,14 @@ class Exception : public TObject, public std::exception {
 };
 
 // Declares the class reference, Raise and Clone of an exception class.
-#define VN_EXCEPTION_CLASS(Self, Base)                             \
-  VN_CLASS(Self, Base)                                             \
-  [[noreturn]] void Raise() const override { throw *this; }        \
-  ::vn::Exception *Clone() const override { return new Self(*this); }
+#define VN_EXCEPTION_CLASS(Self, Base)       \
+  VN_CLASS(Self, Base)                       \
+  [[noreturn]] void Raise() const override { \
+    throw *this;                             \
+  }                                          \
+  ::vn::Exception *Clone() const override {  \
+    return new Self(*this);                  \
+  }
 
 // Declares an exception class that adds nothing but its name.
 #define VN_DECLARE_EXCEPTION(Self, Base) \
@@ -261,13 +265,13 @@ UnicodeString ASCIIToString(std::string_view AText);
 
 // ---------------------------------------------------------------------------------------------
 // String routines. Positions are 1-based as in the host run-time.
-UnicodeString UpperCase(UnicodeStringView S);  // a-z only
-UnicodeString LowerCase(UnicodeStringView S);  // A-Z only
+UnicodeString UpperCase(UnicodeStringView S);                   // a-z only
+UnicodeString LowerCase(UnicodeStringView S);                   // A-Z only
 Integer CompareText(UnicodeStringView A, UnicodeStringView B);  // ASCII case folded
 bool SameText(UnicodeStringView A, UnicodeStringView B);
 Integer CompareStr(UnicodeStringView A, UnicodeStringView B);
 bool SameStr(UnicodeStringView A, UnicodeStringView B);
-UnicodeString Trim(UnicodeStringView S);       // drops characters <= blank at both ends
+UnicodeString Trim(UnicodeStringView S);  // drops characters <= blank at both ends
 UnicodeString TrimLeft(UnicodeStringView S);
 UnicodeString TrimRight(UnicodeStringView S);
 // 1-based index of the first occurrence of ASubStr in S at or after AOffset, 0 when absent.

@@ -7,9 +7,9 @@ namespace vn {
 Word DefaultSystemCodePage = CP_UTF8;
 
 UnicodeString GUIDToString(const TGUID &g) {
-  return Format(u"{%.8x-%.4x-%.4x-%.2x%.2x-%.2x%.2x%.2x%.2x%.2x%.2x}",
-                {g.D1, g.D2, g.D3, g.D4[0], g.D4[1], g.D4[2], g.D4[3], g.D4[4], g.D4[5], g.D4[6],
-                 g.D4[7]});
+  return Format(
+      u"{%.8x-%.4x-%.4x-%.2x%.2x-%.2x%.2x%.2x%.2x%.2x%.2x}",
+      {g.D1, g.D2, g.D3, g.D4[0], g.D4[1], g.D4[2], g.D4[3], g.D4[4], g.D4[5], g.D4[6], g.D4[7]});
 }
 
 TGUID StringToGUID(const UnicodeString &s) {

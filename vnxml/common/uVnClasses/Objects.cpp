@@ -29,7 +29,9 @@ HRESULT TVnObject::QueryInterface(const TGUID &AIID, void **AObj) {
   return GetInterface(AIID, AObj) ? S_OK : E_NOINTERFACE;
 }
 
-Integer TVnObject::_AddRef() { return ++FRefCount; }
+Integer TVnObject::_AddRef() {
+  return ++FRefCount;
+}
 
 Integer TVnObject::_Release() {
   Integer r = --FRefCount;
@@ -83,7 +85,9 @@ HRESULT TVnComponent::QueryInterface(const TGUID &AIID, void **AObj) {
   return GetInterface(AIID, AObj) ? S_OK : E_NOINTERFACE;
 }
 
-Integer TVnComponent::_AddRef() { return ++FRefCount; }
+Integer TVnComponent::_AddRef() {
+  return ++FRefCount;
+}
 
 Integer TVnComponent::_Release() {
   Integer r = --FRefCount;

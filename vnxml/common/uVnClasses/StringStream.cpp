@@ -70,15 +70,17 @@ AnsiString TVnStringStream::GetAString() const {
 
 UnicodeString TVnStringStream::GetAsString() const {
   if (FCodePage == CP_UTF16) return GetWString();
-  return CodePageToUnicode(reinterpret_cast<const char *>(FMemory),
-                           static_cast<std::size_t>(FSize), FCodePage);
+  return CodePageToUnicode(reinterpret_cast<const char *>(FMemory), static_cast<std::size_t>(FSize),
+                           FCodePage);
 }
 
 RawByteString TVnStringStream::GetDataString() const {
   return RawByteString(reinterpret_cast<const char *>(FMemory), static_cast<std::size_t>(FSize));
 }
 
-RawByteString TVnStringStream::GetAsUTF8() const { return StringData(CP_UTF8); }
+RawByteString TVnStringStream::GetAsUTF8() const {
+  return StringData(CP_UTF8);
+}
 
 RawByteString TVnStringStream::StringData(Word ACodePage) const {
   const Word from = FCodePage ? FCodePage : DefaultSystemCodePage;

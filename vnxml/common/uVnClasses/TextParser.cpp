@@ -278,7 +278,8 @@ struct TVnTextParserWidth {
     if constexpr (W == cstA) {
       ByteLoop(P, [&ASet, in](Byte b) { return ASet.Contains(b) == in; });
     } else if constexpr (W == cstW) {
-      CharLoop(P, [&ASet, in](UChar32 ch) { return ASet.Contains(static_cast<unsigned>(ch)) == in; });
+      CharLoop(P,
+               [&ASet, in](UChar32 ch) { return ASet.Contains(static_cast<unsigned>(ch)) == in; });
     } else {
       for (;;) {
         ByteLoop(P, [&ASet, in](Byte b) { return b < 0x80 && ASet.Contains(b) == in; });
@@ -399,7 +400,9 @@ Int64 TVnTextParser::Refill(Int64 ANeed) {
   return FLimit - FCur;
 }
 
-bool TVnTextParser::SlowEOF() { return Available(FMinCharBytes) < FMinCharBytes; }
+bool TVnTextParser::SlowEOF() {
+  return Available(FMinCharBytes) < FMinCharBytes;
+}
 
 void TVnTextParser::SkipToEnd() {
   for (;;) {
@@ -409,7 +412,9 @@ void TVnTextParser::SkipToEnd() {
   }
 }
 
-void TVnTextParser::RaiseEOF() { throw EVnTextParserEOF(u"Unexpected end of input", 0); }
+void TVnTextParser::RaiseEOF() {
+  throw EVnTextParserEOF(u"Unexpected end of input", 0);
+}
 
 void TVnTextParser::CheckEOF() {
   if (_GetEOF()) RaiseEOF();
@@ -625,7 +630,9 @@ bool TVnTextParser::IsMarkSet(TVnTextParserPosType AMark) const {
   return AMark >= tpMark1 && AMark <= tpMark3 && FMarks[AMark - tpMark1] >= 0;
 }
 
-Int64 TVnTextParser::MarkPos(TVnTextParserPosType APos) const { return FMarks[APos - tpMark1]; }
+Int64 TVnTextParser::MarkPos(TVnTextParserPosType APos) const {
+  return FMarks[APos - tpMark1];
+}
 
 Int64 TVnTextParser::GetPos(TVnTextParserPosType APos) {
   switch (APos) {
