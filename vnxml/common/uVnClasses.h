@@ -66,35 +66,62 @@ class IVnObject : public IInterface {
   virtual TObject *Implementor() = 0;
 };
 
-// A reference-counted object with an auto-destroy switch. With the switch on (the default) the
-// last _Release destroys the object; with it off the object stays alive at a count of 0 and its
-// owner frees it. Switching it on late is legal at any time and takes effect at the next
-// _Release that reaches 0.
-class TVnObject : public TObject, public IVnObject {
-  VN_CLASS(TVnObject, TObject)
+// The reference counting with an auto-destroy switch that TVnObject and TVnComponent share.
+// With the switch on (the default) the last _Release destroys the object; with it off the object
+// stays alive at a count of 0 and its owner frees it. Switching it on late is legal at any time
+// and takes effect at the next _Release that reaches 0. While New<T> runs the constructors the
+// count is held at 1, so that an interface taken and released inside a constructor cannot
+// destroy the half-built object.
+template <class TBase>
+class TVnRefCounted : public TBase, public IVnObject {
  public:
-  TVnObject() noexcept;
+  using TBase::TBase;
 
   virtual bool GetAutoDestroy() { return FAutoDestroy; }
   void SetAutoDestroy(bool AValue) noexcept { FAutoDestroy = AValue; }
 
-  HRESULT QueryInterface(const TGUID &AIID, void **AObj) override;
-  Integer _AddRef() override;
-  Integer _Release() override;
+  HRESULT QueryInterface(const TGUID &AIID, void **AObj) override {
+    return GetInterface(AIID, AObj) ? S_OK : E_NOINTERFACE;
+  }
+  Integer _AddRef() override { return ++FRefCount; }
+  Integer _Release() override {
+    Integer r = --FRefCount;
+    if (r == 0 && !FConstructing && GetAutoDestroy()) this->Free();
+    return r;
+  }
   TObject *Implementor() override { return this; }
-  bool GetInterface(const TGUID &AIID, void **AObj) override;
-
-  void AfterConstruction() override;
-  void BeforeDestruction() override {}
+  bool GetInterface(const TGUID &AIID, void **AObj) override {
+    if (AIID == IVnObject::IID || AIID == IInterface::IID) {
+      IVnObject *p = this;
+      p->_AddRef();
+      *AObj = p;
+      return true;
+    }
+    return TBase::GetInterface(AIID, AObj);
+  }
+  void AfterConstruction() override {
+    TBase::AfterConstruction();
+    if (FConstructing) {
+      FConstructing = false;
+      --FRefCount;
+    }
+  }
 
   Integer RefCount() const noexcept { return FRefCount; }
 
- protected:
-  Integer FRefCount = 0;
-
  private:
+  bool FConstructing = detail::TakeConstructionGuard();
   bool FAutoDestroy = true;
-  bool FConstructing = false;
+
+ protected:
+  Integer FRefCount = FConstructing ? 1 : 0;
+};
+
+// The base of the library's reference-counted objects.
+class TVnObject : public TVnRefCounted<TObject> {
+  VN_CLASS(TVnObject, TVnRefCounted<TObject>)
+ public:
+  TVnObject() noexcept = default;
 };
 
 // A TVnObject with assignment and notification of destroyed objects.
@@ -109,32 +136,12 @@ class TVnObjectEx : public TVnObject {
   virtual void Assign(TVnObjectEx *ASource);
 };
 
-// A component with the lifetime rules of TVnObject: it counts references and, with the
-// auto-destroy switch on (the default), destroys itself at the last release; a component that
-// destroys itself leaves its owner on the way. With the switch off the owner frees it.
-class TVnComponent : public TComponent, public IVnObject {
-  VN_CLASS(TVnComponent, TComponent)
+// A component with the lifetime rules of TVnObject; a component that destroys itself leaves
+// its owner on the way. With the switch off the owner frees it.
+class TVnComponent : public TVnRefCounted<TComponent> {
+  VN_CLASS(TVnComponent, TVnRefCounted<TComponent>)
  public:
-  explicit TVnComponent(TComponent *AOwner);
-
-  virtual bool GetAutoDestroy() { return FAutoDestroy; }
-  void SetAutoDestroy(bool AValue) noexcept { FAutoDestroy = AValue; }
-
-  HRESULT QueryInterface(const TGUID &AIID, void **AObj) override;
-  Integer _AddRef() override;
-  Integer _Release() override;
-  TObject *Implementor() override { return this; }
-  bool GetInterface(const TGUID &AIID, void **AObj) override;
-
-  void AfterConstruction() override;
-  Integer RefCount() const noexcept { return FRefCount; }
-
- protected:
-  Integer FRefCount = 0;
-
- private:
-  bool FAutoDestroy = true;
-  bool FConstructing = false;
+  explicit TVnComponent(TComponent *AOwner) : TVnRefCounted<TComponent>(AOwner) {}
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -315,6 +322,9 @@ class TVnTextParser : public TVnObject {
   Int64 NextPos();
   Int64 MarkPos(TVnTextParserPosType APos) const;
   UnicodeString Convert(const Byte *AFrom, const Byte *ATo);
+  // The bytes between two positions; false when the range is empty.
+  bool SelectedRange(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, const Byte *&AFrom,
+                     const Byte *&ATo);
 
   TStream *FStream = nullptr;
   bool FStreamOwner = false;

@@ -696,43 +696,38 @@ UnicodeString TVnTextParser::Convert(const Byte *AFrom, const Byte *ATo) {
   }
 }
 
+bool TVnTextParser::SelectedRange(TVnTextParserPosType AStart, TVnTextParserPosType AEnd,
+                                  const Byte *&AFrom, const Byte *&ATo) {
+  // The end first: tpNext may have to read on, which can move the window.
+  const Int64 e = GetPos(AEnd);
+  const Int64 s = GetPos(AStart);
+  if (s < 0 || e < 0) throw EInvalidOperation(u"The text parser mark is not set");
+  if (e <= s) return false;
+  if (s < FBasePos) throw EInvalidOperation(u"The selected text is no longer available");
+  AFrom = FBase + (s - FBasePos);
+  ATo = FBase + (e - FBasePos);
+  return true;
+}
+
 UnicodeString TVnTextParser::Selected(TVnTextParserPosType AStart, TVnTextParserPosType AEnd,
                                       bool AClear) {
-  Int64 e = GetPos(AEnd);
-  Int64 s = GetPos(AStart);
-  if (s < 0 || e < 0) throw EInvalidOperation(u"The text parser mark is not set");
+  const Byte *from, *to;
   UnicodeString r;
-  if (e > s) {
-    if (s < FBasePos) throw EInvalidOperation(u"The selected text is no longer available");
-    r = Convert(FBase + (s - FBasePos), FBase + (e - FBasePos));
-  }
+  if (SelectedRange(AStart, AEnd, from, to)) r = Convert(from, to);
   if (AClear && AStart >= tpMark1) ClearMark(AStart);
   return r;
 }
 
 AnsiString TVnTextParser::SelectedA(TVnTextParserPosType AStart, TVnTextParserPosType AEnd,
                                     bool AClear) {
-  Int64 e = GetPos(AEnd);
-  Int64 s = GetPos(AStart);
-  if (s < 0 || e < 0) throw EInvalidOperation(u"The text parser mark is not set");
+  const Byte *from, *to;
   AnsiString r;
-  if (e > s) {
-    if (s < FBasePos) throw EInvalidOperation(u"The selected text is no longer available");
-    const char *from = reinterpret_cast<const char *>(FBase + (s - FBasePos));
-    const std::size_t n = static_cast<std::size_t>(e - s);
-    switch (FCharSetType) {
-      case cstW:
-        r = AnsiString(UnicodeToCodePage(UnicodeStringView(Convert(FBase + (s - FBasePos),
-                                                                   FBase + (e - FBasePos))),
-                                         FContentCodePage),
-                       FContentCodePage);
-        break;
-      case cstU:
-        r = AnsiString(from, n, CP_UTF8);
-        break;
-      default:
-        r = AnsiString(from, n, FContentCodePage);
-        break;
+  if (SelectedRange(AStart, AEnd, from, to)) {
+    if (FCharSetType == cstW) {
+      r = AnsiString(UnicodeToCodePage(Convert(from, to), FContentCodePage), FContentCodePage);
+    } else {
+      r = AnsiString(reinterpret_cast<const char *>(from), static_cast<std::size_t>(to - from),
+                     FCharSetType == cstU ? CP_UTF8 : FContentCodePage);
     }
   }
   if (AClear && AStart >= tpMark1) ClearMark(AStart);
