@@ -3,6 +3,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libicu-dev libpcre2-dev libgtest-dev libgmock-dev
+          libxml2-dev
           libbenchmark-dev "$@")
 missing=()
 for p in "${packages[@]}"; do

@@ -80,6 +80,9 @@ constexpr bool VnCharInSet(char16_t AChar, const TVnCharSet &ASet) noexcept {
   return ASet.Contains(AChar);
 }
 
+// The first AChar in [ABegin, AEnd), or AEnd; compares eight code units at a time.
+const char16_t *VnFindChar16(const char16_t *ABegin, const char16_t *AEnd, char16_t AChar) noexcept;
+
 // Compares without regard to case (ASCII letters).
 inline bool VnSameText(UnicodeStringView A, UnicodeStringView B) {
   return SameText(A, B);

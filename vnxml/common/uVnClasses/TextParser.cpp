@@ -162,26 +162,19 @@ struct TVnTextParserWidth {
     }
   }
 
-  // Finds a UTF-16 code unit, sixteen bytes at a time.
+  // Finds a UTF-16 code unit; the window holds whole units from FBase on.
   static void UnitFind(TVnTextParser *P, char16_t AChar) {
-    typedef std::uint16_t V8 __attribute__((vector_size(16)));
-    const V8 needle = {AChar, AChar, AChar, AChar, AChar, AChar, AChar, AChar};
     for (;;) {
       const Byte *p = P->FCur;
-      const Byte *e = P->FLimit;
-      while (e - p >= 16) {
-        V8 v;
-        std::memcpy(&v, p, 16);
-        V8 eq = v == needle;
-        std::uint64_t lo, hi;
-        std::memcpy(&lo, &eq, 8);
-        std::memcpy(&hi, reinterpret_cast<const char *>(&eq) + 8, 8);
-        if (lo | hi) break;
-        p += 16;
+      const Byte *e = p + ((P->FLimit - p) & ~Int64(1));
+      if (reinterpret_cast<std::uintptr_t>(p) % alignof(char16_t) == 0) {
+        p = reinterpret_cast<const Byte *>(VnFindChar16(
+            reinterpret_cast<const char16_t *>(p), reinterpret_cast<const char16_t *>(e), AChar));
+      } else {
+        while (p < e && LoadUnit(p) != AChar) p += 2;
       }
-      while (e - p >= 2 && LoadUnit(p) != AChar) p += 2;
       P->FCur = p;
-      if (e - p >= 2 || P->Available(2) < 2) return;
+      if (p < e || P->Available(2) < 2) return;
     }
   }
 

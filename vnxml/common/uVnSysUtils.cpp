@@ -1,0 +1,32 @@
+#include "vnxml/common/uVnSysUtils.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace vn {
+
+const char16_t *VnFindChar16(const char16_t *ABegin, const char16_t *AEnd,
+                             char16_t AChar) noexcept {
+  typedef std::uint16_t V8 __attribute__((vector_size(16)));
+  const V8 needle = {AChar, AChar, AChar, AChar, AChar, AChar, AChar, AChar};
+  const char16_t *p = ABegin;
+  while (AEnd - p >= 8) {
+    V8 v;
+    std::memcpy(&v, p, 16);
+    auto eq = v == needle;
+    std::uint64_t lo, hi;
+    std::memcpy(&lo, &eq, 8);
+    std::memcpy(&hi, reinterpret_cast<const char *>(&eq) + 8, 8);
+    if (lo | hi) break;
+    p += 8;
+  }
+  // Loads through memcpy, so that the routine may also scan byte buffers that hold UTF-16.
+  for (; p < AEnd; ++p) {
+    char16_t c;
+    std::memcpy(&c, p, 2);
+    if (c == AChar) break;
+  }
+  return p;
+}
+
+}  // namespace vn
