@@ -335,19 +335,19 @@ AnsiString VnXMLToStr(const AnsiString &AText) {
       }
       case 'a':
       case 'A':
-        out = (second == 'm' || second == 'M') ? "&" : "'";
+        out.assign(1, (second == 'm' || second == 'M') ? '&' : '\'');
         break;
       case 'g':
       case 'G':
-        out = ">";
+        out.assign(1, '>');
         break;
       case 'l':
       case 'L':
-        out = "<";
+        out.assign(1, '<');
         break;
       case 'q':
       case 'Q':
-        out = "\"";
+        out.assign(1, '"');
         break;
       default:
         i = stop + 1;
