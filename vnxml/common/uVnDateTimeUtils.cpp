@@ -165,6 +165,14 @@ Integer VnCalcTimeZoneOffset(TDateTime ADateTime, Integer &ASign, Word &AHours, 
   return offset;
 }
 
+UnicodeString VnTimeZoneOffsetToStr(Integer ASign, Word AHours, Word AMinutes) {
+  UnicodeString r(1, ASign < 0 ? u'-' : u'+');
+  AppendPadded(r, AHours, 2);
+  r.push_back(u':');
+  AppendPadded(r, AMinutes, 2);
+  return r;
+}
+
 TDateTime VnLocalToUTC(TDateTime ALocal) {
   return LocalToUTC(ALocal);
 }

@@ -49,6 +49,8 @@ TVnDuration VnEncodeDuration(Integer AYears, Integer AMonths, Integer ADays, Int
 // The offset of the local zone from UTC at the local time ADateTime: the sign (-1 west of UTC,
 // else 1) and its hours and minutes; returns the signed offset in minutes.
 Integer VnCalcTimeZoneOffset(TDateTime ADateTime, Integer &ASign, Word &AHours, Word &AMinutes);
+// "+hh:mm" or "-hh:mm" (the minus sign when ASign is below 0).
+UnicodeString VnTimeZoneOffsetToStr(Integer ASign, Word AHours, Word AMinutes);
 TDateTime VnLocalToUTC(TDateTime ALocal);
 TDateTime VnUTCToLocal(TDateTime AUTC);
 TDateTime VnAddMins(TDateTime ADateTime, Int64 AMinutes);

@@ -21,6 +21,7 @@ class TObject;
 class TMetaClass;
 class TComponent;
 class Exception;
+struct TTypeInfo;
 using TClass = const TMetaClass *;
 
 // A class reference. One immutable instance per class, created on first use.
@@ -46,6 +47,8 @@ class TMetaClass {
       if (c == AClass) return true;
     return false;
   }
+  // The type handle of the class in the reflection table (vnxml/rtl/Rtti.h), made on first use.
+  const TTypeInfo *ClassInfo() const;
   // The parameterless virtual constructor, followed by AfterConstruction. Raises
   // EAbstractError for a class that has no such constructor.
   TObject *Create() const;
@@ -108,6 +111,11 @@ class TObject {
   // FreeAndNil where the pointer may be null. An exception from BeforeDestruction leaves the
   // object alive and passes to the caller.
   void Free();
+  // The same for a pointer that may be null; inside member functions this overload is the one
+  // that `Free(p)` finds.
+  static void Free(TObject *AObj) {
+    if (AObj) AObj->Free();
+  }
 
   // Looks the interface up among those the class implements. On success stores it in AObj with
   // a reference taken and returns true; otherwise stores null.

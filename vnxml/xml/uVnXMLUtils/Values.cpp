@@ -15,25 +15,11 @@ TFormatSettings XMLFloatSettings() {
   return s;
 }
 
-void AppendPadded(UnicodeString &AOut, UInt64 AValue, int AWidth) {
-  char16_t buf[24];
-  int n = 0;
-  do {
-    buf[n++] = static_cast<char16_t>(u'0' + AValue % 10);
-    AValue /= 10;
-  } while (AValue);
-  for (int k = n; k < AWidth; ++k) AOut.push_back(u'0');
-  while (n) AOut.push_back(buf[--n]);
-}
-
 void AppendOffset(UnicodeString &AOut, TDateTime AValue) {
   Integer sign;
   Word hours, minutes;
   VnCalcTimeZoneOffset(AValue, sign, hours, minutes);
-  AOut.push_back(sign < 0 ? u'-' : u'+');
-  AppendPadded(AOut, hours, 2);
-  AOut.push_back(u':');
-  AppendPadded(AOut, minutes, 2);
+  AOut += VnTimeZoneOffsetToStr(sign, hours, minutes);
 }
 
 [[noreturn]] void RaiseNoTimezone() {
