@@ -4,6 +4,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libicu-dev libpcre2-dev libgtest-dev libgmock-dev
           libxml2-dev
+          libexpat1-dev shared-mime-info iso-codes
           libbenchmark-dev "$@")
 missing=()
 for p in "${packages[@]}"; do

@@ -256,15 +256,44 @@ class TVnTextParser : public TVnObject {
   Int64 GetCurPos() const noexcept { return FBasePos + (FCur - FBase); }
   // The position of a mark (-1 when it is not set), or of tpPrev, tpCurrent, tpNext.
   Int64 GetPos(TVnTextParserPosType APos);
-  void SetMark(TVnTextParserPosType AMark);
-  void ClearMark(TVnTextParserPosType AMark);
-  bool IsMarkSet(TVnTextParserPosType AMark) const;
+  void SetMark(TVnTextParserPosType AMark) {
+    if (AMark < tpMark1 || AMark > tpMark3) RaiseBadMark();
+    FMarks[AMark - tpMark1] = GetCurPos();
+  }
+  void ClearMark(TVnTextParserPosType AMark) {
+    if (AMark < tpMark1 || AMark > tpMark3) RaiseBadMark();
+    FMarks[AMark - tpMark1] = -1;
+  }
+  bool IsMarkSet(TVnTextParserPosType AMark) const {
+    return AMark >= tpMark1 && AMark <= tpMark3 && FMarks[AMark - tpMark1] >= 0;
+  }
+  // The line and the column of the character at APos, a position not before the last one
+  // counted: the counters move forward only (GetLineNr, GetColNr, GetPosition and the refills
+  // of a stream source count up to where they stand; a mark keeps refills behind it). An
+  // earlier position raises EInvalidOperation. For a reader that records where a construct
+  // starts and asks for its line and column only when it needs them.
+  void LineColAt(Int64 APos, Integer &ALine, Integer &ACol);
 
   // The text from AStart (inclusive) to AEnd (exclusive) as UTF-16; AClear releases the mark
   // AStart afterwards.
   UnicodeString Selected(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear);
   UnicodeString SelectedW(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear) {
     return Selected(AStart, AEnd, AClear);
+  }
+  // The same text as Selected, written into ADest, whose storage is reused: the form for
+  // scanners that fill the same strings again and again.
+  void SelectedTo(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear,
+                  UnicodeString &ADest) {
+    // From a mark to the current character, the scanners' common case, without detours.
+    if (AStart >= tpMark1 && AStart <= tpMark3 && AEnd == tpCurrent) {
+      const Int64 s = FMarks[AStart - tpMark1];
+      if (s >= FBasePos && s <= GetCurPos()) {
+        ConvertTo(FBase + (s - FBasePos), FCur, ADest);
+        if (AClear) FMarks[AStart - tpMark1] = -1;
+        return;
+      }
+    }
+    SelectedToSlow(AStart, AEnd, AClear, ADest);
   }
   // The same text in its one-byte form: the source bytes in cstA and cstU (with their page),
   // and the UTF-16 text converted to the content code page in cstW.
@@ -322,6 +351,10 @@ class TVnTextParser : public TVnObject {
   Int64 NextPos();
   Int64 MarkPos(TVnTextParserPosType APos) const;
   UnicodeString Convert(const Byte *AFrom, const Byte *ATo);
+  void ConvertTo(const Byte *AFrom, const Byte *ATo, UnicodeString &ADest);
+  void SelectedToSlow(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear,
+                      UnicodeString &ADest);
+  [[noreturn]] static void RaiseBadMark();
   // The bytes between two positions; false when the range is empty.
   bool SelectedRange(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, const Byte *&AFrom,
                      const Byte *&ATo);

@@ -1,6 +1,11 @@
 // TVnTextParser: the window over the input, the per-width slots and the skip loops.
+#include <unicode/ustring.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include <algorithm>
 #include <cstdlib>
@@ -38,6 +43,95 @@ inline UChar32 DecodeU8(const Byte *AP, Int64 AAvail, int32_t &ALen) noexcept {
   U8_NEXT(AP, i, n, c);
   ALen = i > 0 ? i : 1;
   return c < 0 ? 0xFFFD : c;
+}
+
+// The set bits of a 16-bit mask.
+inline int BitCount16(unsigned AMask) noexcept {
+  AMask = AMask - ((AMask >> 1) & 0x5555u);
+  AMask = (AMask & 0x3333u) + ((AMask >> 2) & 0x3333u);
+  AMask = (AMask + (AMask >> 4)) & 0x0F0Fu;
+  return static_cast<int>((AMask + (AMask >> 8)) & 0x1Fu);
+}
+
+// The bytes of the range that are not continuation bytes (10xxxxxx), eight at a time.
+inline Int64 CountUTF8Starts(const Byte *AP, const Byte *AE) noexcept {
+  Int64 cont = 0;
+  const Int64 n = AE - AP;
+  for (; AE - AP >= 8; AP += 8) {
+    std::uint64_t w;
+    std::memcpy(&w, AP, 8);
+    // One bit per continuation byte, at its bit 7; summed by a multiplication.
+    const std::uint64_t m = (w & ~(w << 1) & 0x8080808080808080ull) >> 7;
+    cont += static_cast<Int64>((m * 0x0101010101010101ull) >> 56);
+  }
+  for (; AP < AE; ++AP) cont += (*AP & 0xC0) == 0x80;
+  return n - cont;
+}
+
+// Widens the leading bytes below 128 of the range to UTF-16, sixteen at a time where the
+// processor has SSE2; returns how many there were.
+inline std::size_t WidenASCII(const Byte *AFrom, char16_t *ATo, std::size_t ACount) noexcept {
+  std::size_t k = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; k + 16 <= ACount; k += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(AFrom + k));
+    if (_mm_movemask_epi8(v) != 0) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k), _mm_unpacklo_epi8(v, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k + 8), _mm_unpackhi_epi8(v, zero));
+  }
+#endif
+  for (; k < ACount && AFrom[k] < 0x80; ++k) ATo[k] = AFrom[k];
+  return k;
+}
+
+// Decodes well-formed UTF-8 into AOut, which has room for ASize units; false at the first
+// ill-formed sequence, which the caller leaves to the converter with its replacement rules.
+bool DecodeWellFormedUTF8(const Byte *AP, std::size_t ASize, char16_t *AOut,
+                          std::size_t &ALen) noexcept {
+  const Byte *e = AP + ASize;
+  char16_t *d = AOut;
+  while (AP < e) {
+    if (e - AP >= 8) {
+      std::uint64_t w;
+      std::memcpy(&w, AP, 8);
+      if (!(w & 0x8080808080808080ull)) {
+        for (int k = 0; k < 8; ++k) d[k] = AP[k];
+        d += 8;
+        AP += 8;
+        continue;
+      }
+    }
+    const Byte b = *AP;
+    if (b < 0x80) {
+      *d++ = b;
+      ++AP;
+    } else if (b >= 0xC2 && b <= 0xDF) {
+      if (e - AP < 2 || (AP[1] & 0xC0) != 0x80) return false;
+      *d++ = static_cast<char16_t>(((b & 0x1F) << 6) | (AP[1] & 0x3F));
+      AP += 2;
+    } else if (b >= 0xE0 && b <= 0xEF) {
+      if (e - AP < 3) return false;
+      const Byte b1 = AP[1], b2 = AP[2];
+      if ((b1 & 0xC0) != 0x80 || (b2 & 0xC0) != 0x80) return false;
+      if ((b == 0xE0 && b1 < 0xA0) || (b == 0xED && b1 >= 0xA0)) return false;
+      *d++ = static_cast<char16_t>(((b & 0x0F) << 12) | ((b1 & 0x3F) << 6) | (b2 & 0x3F));
+      AP += 3;
+    } else if (b >= 0xF0 && b <= 0xF4) {
+      if (e - AP < 4) return false;
+      const Byte b1 = AP[1], b2 = AP[2], b3 = AP[3];
+      if ((b1 & 0xC0) != 0x80 || (b2 & 0xC0) != 0x80 || (b3 & 0xC0) != 0x80) return false;
+      if ((b == 0xF0 && b1 < 0x90) || (b == 0xF4 && b1 >= 0x90)) return false;
+      const UChar32 c = ((b & 0x07) << 18) | ((b1 & 0x3F) << 12) | ((b2 & 0x3F) << 6) | (b3 & 0x3F);
+      *d++ = static_cast<char16_t>(U16_LEAD(c));
+      *d++ = static_cast<char16_t>(U16_TRAIL(c));
+      AP += 4;
+    } else {
+      return false;
+    }
+  }
+  ALen = static_cast<std::size_t>(d - AOut);
+  return true;
 }
 
 inline bool Compare(TVnTextParserSkipOp AOp, UChar32 ACh, UChar32 AChar) noexcept {
@@ -438,6 +532,18 @@ void TVnTextParser::Last() {
   if (GetCurPos() > 0) FCur = FBase + (PrevPos() - FBasePos);
 }
 
+void TVnTextParser::SrcASkipWhileA(TVnTextParserSkipOp AOp, char AChar) {
+  TVnTextParserWidth<cstA>::Skip(this, AOp, static_cast<unsigned char>(AChar));
+}
+
+void TVnTextParser::SrcUSkipWhileA(TVnTextParserSkipOp AOp, char AChar) {
+  TVnTextParserWidth<cstU>::Skip(this, AOp, static_cast<unsigned char>(AChar));
+}
+
+void TVnTextParser::SrcWSkipWhileW(TVnTextParserSkipOp AOp, char16_t AChar) {
+  TVnTextParserWidth<cstW>::Skip(this, AOp, AChar);
+}
+
 void TVnTextParser::SkipChars(Integer ACount) {
   for (Integer i = 0; i < ACount; ++i) FNextChar(this);
 }
@@ -548,22 +654,49 @@ void TVnTextParser::SyncCounters(Int64 AToPos) {
   const Byte *e = FBase + (AToPos - FBasePos);
   switch (FCharSetType) {
     case cstW: {
-      for (; e - p >= 2; p += 2) {
-        ++FCntChars;
-        if (LoadUnit(p) == u'\n') {
+      const Int64 units = (e - p) / 2;
+      for (Int64 i = 0; i < units; ++i) {
+        if (LoadUnit(p + 2 * i) == u'\n') {
           ++FCntLine;
-          FCntLineStart = FCntChars;
+          FCntLineStart = FCntChars + i + 1;
         }
       }
+      FCntChars += units;
       break;
     }
     case cstU: {
-      for (; p < e; ++p) {
-        if ((*p & 0xC0) != 0x80) ++FCntChars;
-        if (*p == '\n') {
+      // The characters are the bytes less the continuation bytes (10xxxxxx).
+#if defined(__SSE2__)
+      // Sixteen bytes at a time: one mask of continuation bytes, one of line feeds.
+      const __m128i lf = _mm_set1_epi8('\n');
+      const __m128i contLimit = _mm_set1_epi8(static_cast<char>(0xC0));
+      for (; e - p >= 16; p += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const unsigned cont =
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmplt_epi8(v, contLimit)));
+        const unsigned lines = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, lf)));
+        if (lines == 0) {
+          FCntChars += 16 - BitCount16(cont);
+          continue;
+        }
+        // The line starts behind the last line feed of the block.
+        const int last = 31 - __builtin_clz(lines);
+        const unsigned upTo = (2u << last) - 1;
+        FCntLine += BitCount16(lines);
+        FCntLineStart = FCntChars + (last + 1) - BitCount16(cont & upTo);
+        FCntChars += 16 - BitCount16(cont);
+      }
+#endif
+      // Line by line: the characters of a line are its bytes less the continuation bytes.
+      while (p < e) {
+        const void *q = std::memchr(p, '\n', static_cast<std::size_t>(e - p));
+        const Byte *stop = q ? static_cast<const Byte *>(q) + 1 : e;
+        FCntChars += CountUTF8Starts(p, stop);
+        if (q) {
           ++FCntLine;
           FCntLineStart = FCntChars;
         }
+        p = stop;
       }
       break;
     }
@@ -584,6 +717,14 @@ void TVnTextParser::SyncCounters(Int64 AToPos) {
   FCntPos = AToPos;
 }
 
+void TVnTextParser::LineColAt(Int64 APos, Integer &ALine, Integer &ACol) {
+  if (APos < FCntPos || APos > GetCurPos() || APos < FBasePos)
+    throw EInvalidOperation(u"The line of that position is no longer known");
+  SyncCounters(APos);
+  ALine = FCntLine;
+  ACol = static_cast<Integer>(FCntChars - FCntLineStart + 1);
+}
+
 Integer TVnTextParser::GetLineNr() {
   SyncCounters(GetCurPos());
   return FCntLine;
@@ -602,25 +743,8 @@ Integer TVnTextParser::GetPosition() {
 // ---------------------------------------------------------------------------------------------
 // Marks and selections
 
-namespace {
-void CheckMark(TVnTextParserPosType AMark) {
-  if (AMark < tpMark1 || AMark > tpMark3)
-    throw EArgumentOutOfRangeException(u"Only the three marks can be set or cleared");
-}
-}  // namespace
-
-void TVnTextParser::SetMark(TVnTextParserPosType AMark) {
-  CheckMark(AMark);
-  FMarks[AMark - tpMark1] = GetCurPos();
-}
-
-void TVnTextParser::ClearMark(TVnTextParserPosType AMark) {
-  CheckMark(AMark);
-  FMarks[AMark - tpMark1] = -1;
-}
-
-bool TVnTextParser::IsMarkSet(TVnTextParserPosType AMark) const {
-  return AMark >= tpMark1 && AMark <= tpMark3 && FMarks[AMark - tpMark1] >= 0;
+void TVnTextParser::RaiseBadMark() {
+  throw EArgumentOutOfRangeException(u"Only the three marks can be set or cleared");
 }
 
 Int64 TVnTextParser::MarkPos(TVnTextParserPosType APos) const {
@@ -641,38 +765,54 @@ Int64 TVnTextParser::GetPos(TVnTextParserPosType APos) {
 }
 
 UnicodeString TVnTextParser::Convert(const Byte *AFrom, const Byte *ATo) {
+  UnicodeString r;
+  ConvertTo(AFrom, ATo, r);
+  return r;
+}
+
+void TVnTextParser::ConvertTo(const Byte *AFrom, const Byte *ATo, UnicodeString &ADest) {
   const std::size_t n = static_cast<std::size_t>(ATo - AFrom);
-  if (n == 0) return {};
+  if (n == 0) {
+    ADest.clear();
+    return;
+  }
   switch (FCharSetType) {
     case cstW: {
-      UnicodeString r(n / 2, u'\0');
-      std::memcpy(r.data(), AFrom, (n / 2) * 2);
-      return r;
+      if (ADest.size() != n / 2) ADest.resize(n / 2);
+      std::memcpy(ADest.data(), AFrom, (n / 2) * 2);
+      return;
     }
     case cstU: {
-      // Runs of ASCII are widened directly; the rest goes through the UTF-8 decoder.
-      std::size_t i = 0;
-      while (i + 8 <= n) {
-        std::uint64_t w;
-        std::memcpy(&w, AFrom + i, 8);
-        if (w & 0x8080808080808080ull) break;
-        i += 8;
+      // Every byte gives at most one UTF-16 unit, a malformed one included (U+FFFD), and ASCII,
+      // the common case, gives exactly one: the string takes that size at once, the leading
+      // ASCII is widened in the same pass that looks for the end of it, and only text beyond
+      // ASCII is cut to its length afterwards.
+      if (ADest.size() != n) ADest.resize(n);
+      char16_t *d = ADest.data();
+      const std::size_t ascii = WidenASCII(AFrom, d, n);
+      if (ascii == n) return;
+      std::size_t len = 0;
+      if (DecodeWellFormedUTF8(AFrom + ascii, n - ascii, d + ascii, len)) {
+        ADest.resize(ascii + len);
+        return;
       }
-      while (i < n && AFrom[i] < 0x80) ++i;
-      if (i == n) {
-        UnicodeString r(n, u'\0');
-        for (std::size_t k = 0; k < n; ++k) r[k] = AFrom[k];
-        return r;
-      }
-      return UTF8ToString(std::string_view(reinterpret_cast<const char *>(AFrom), n));
+      int32_t ulen = 0;
+      UErrorCode err = U_ZERO_ERROR;
+      u_strFromUTF8WithSub(reinterpret_cast<UChar *>(ADest.data()), static_cast<int32_t>(n), &ulen,
+                           reinterpret_cast<const char *>(AFrom), static_cast<int32_t>(n), 0xFFFD,
+                           nullptr, &err);
+      ADest.resize(U_SUCCESS(err) ? static_cast<std::size_t>(ulen) : 0);
+      return;
     }
     default: {
-      if (!FSingleBytePage)
-        return CodePageToUnicode(reinterpret_cast<const char *>(AFrom), n, FContentCodePage);
+      if (!FSingleBytePage) {
+        ADest = CodePageToUnicode(reinterpret_cast<const char *>(AFrom), n, FContentCodePage);
+        return;
+      }
       // Blocks of ASCII are widened directly, the other bytes mapped through the page.
       const auto &table = *FByteTable;
-      UnicodeString r(n, u'\0');
-      char16_t *d = r.data();
+      if (ADest.size() != n) ADest.resize(n);
+      char16_t *d = ADest.data();
       std::size_t k = 0;
       for (; k + 8 <= n; k += 8) {
         std::uint64_t w;
@@ -684,7 +824,7 @@ UnicodeString TVnTextParser::Convert(const Byte *AFrom, const Byte *ATo) {
         }
       }
       for (; k < n; ++k) d[k] = table[AFrom[k]];
-      return r;
+      return;
     }
   }
 }
@@ -700,6 +840,16 @@ bool TVnTextParser::SelectedRange(TVnTextParserPosType AStart, TVnTextParserPosT
   AFrom = FBase + (s - FBasePos);
   ATo = FBase + (e - FBasePos);
   return true;
+}
+
+void TVnTextParser::SelectedToSlow(TVnTextParserPosType AStart, TVnTextParserPosType AEnd,
+                                   bool AClear, UnicodeString &ADest) {
+  const Byte *from, *to;
+  if (SelectedRange(AStart, AEnd, from, to))
+    ConvertTo(from, to, ADest);
+  else
+    ADest.clear();
+  if (AClear && AStart >= tpMark1) ClearMark(AStart);
 }
 
 UnicodeString TVnTextParser::Selected(TVnTextParserPosType AStart, TVnTextParserPosType AEnd,

@@ -1,0 +1,1011 @@
+// The XML document tree: its object model in two halves, the node base, the node lists, and the
+// collations that name lookups and predicates compare with.
+//
+// Every object of a tree exists in two halves. The object half (TVnDOMObject and its
+// descendants) holds the data and the logic and forms the tree with plain pointers and no
+// reference counting. The interface half (TVnDOMObjectImpl and its descendants) is a thin
+// reference-counted adapter that exists only while somebody holds an interface on the object:
+// the first interface request on an object builds its Impl, and the Impl of every ancestor up to
+// the top of the tree, each Impl holding one reference on the Impl of its parent. When the last
+// reference goes, the Impls go from that object upwards; a top of a tree that is then left with
+// no parent, no Impl and no other holder destroys itself, and with it the tree.
+//
+// Lifetime rules, in short:
+// - A node owns its children; nothing else owns a node. A tree that has never been touched
+//   through an interface belongs to whoever created its top, who frees it with Free.
+// - An interface on a node keeps the node and all its ancestors alive.
+// - A tree whose objects have been given out as interfaces dies with the last interface on any
+//   of its objects, even if the application also holds an object pointer to its top.
+// - RemoveChild destroys the child unless an interface still holds it; a removed node held by an
+//   interface lives on as the top of its own tree and dies with that interface.
+// - Free on a node that an interface still holds raises, and leaves the node untouched.
+// - A list that belongs to a node (its child list) pins that node while an interface holds the
+//   list. A list that a selection returns has no owner: an interface on it pins no node, and it
+//   holds plain pointers, so the caller must not reach through it to a node that has been
+//   destroyed since. An interface on a result list that is freed while the interface lives stays
+//   valid as an interface, and each of its operations then raises EVnDomException.
+//
+// Nodes are created with New<T>() and freed with Free(); a tree is walked through object pointers
+// without ever building an Impl. The classes of elements, character data, attributes,
+// processing instructions and the document build on TVnDOMNode through the virtual operations
+// and hooks declared here.
+#pragma once
+
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#include "vnxml/common/uVnClasses.h"
+#include "vnxml/common/uVnSysUtils.h"
+#include "vnxml/common/uVnTypes.h"
+#include "vnxml/rtl/Classes.h"
+#include "vnxml/rtl/Interface.h"
+#include "vnxml/rtl/Sets.h"
+#include "vnxml/rtl/SysUtils.h"
+#include "vnxml/rtl/Variant.h"
+
+namespace vn {
+
+class IVnSAXLocator;
+
+// ---------------------------------------------------------------------------------------------
+// Enumerations and sets
+
+// The ordinals are those of the W3C node types.
+enum TVnDOMNodeType : Byte {
+  ntUnknown,
+  ntElement,
+  ntAttribute,
+  ntText,
+  ntCDATA,
+  ntEntityRef,
+  ntEntity,
+  ntProcessingInstruction,
+  ntComment,
+  ntDocument,
+  ntDocumentType,
+  ntDocumentFragment,
+  ntNotation
+};
+
+// The display names of the node types, indexed by TVnDOMNodeType.
+inline constexpr const char16_t *VnDOMNodeTypes[13] = {
+    u"Unknown", u"Element",   u"Attribute",    u"Text",
+    u"CDATA",   u"EntityRef", u"Entity",       u"ProcessingInstruction",
+    u"Comment", u"Document",  u"DocumentType", u"DocumentFragment",
+    u"Notation"};
+
+enum TVnDOMPosition : Byte { rdpFirst, rdpLast, rdpBefore, rdpAfter };
+
+enum TVnDOMNodeNameType : Byte { nntLocalName, nntQualifiedName };
+
+enum TVnDOMLoadState : Byte { lsUninitialized, lsLoading, lsLoaded, lsInteractive, lsComplete };
+
+// The options of name lookups and path selection; in a set, soRaise is bit 1, soCreate bit 2 and
+// so on.
+enum TVnDOMSelectOption : Byte {
+  soRaise,
+  soCreate,
+  soCaseSensitive,
+  soCaseInsensitive,
+  soLocalName,
+  soQualifiedName
+};
+using TVnDOMSelectOptions = Set<TVnDOMSelectOption, soRaise, soQualifiedName>;
+// How names match: soLocalName or soQualifiedName.
+using TVnDOMSelectMatchOption = TVnDOMSelectOption;
+
+enum TVnDOMSelectCheckOption : Byte { coReturnNil, coCreate, coRaise };
+
+// The parse notifications of a node: the locator of the reader, the message, and whether the
+// handler has dealt with it.
+using TVnDOMParseError =
+    std::function<void(IVnSAXLocator *ALocator, const UnicodeString &AMessage, bool &AHandled)>;
+
+// ---------------------------------------------------------------------------------------------
+// Collations
+//
+// A collation is a class with class-level operations only. It is used through its class
+// reference, TVnXPathCollationClass, which is the one constant instance of the class that
+// StaticClass() returns; collations are compared by their reference. They are stateless and may
+// be used from any thread.
+
+class TVnXPathCollation;
+using TVnXPathCollationClass = const TVnXPathCollation *;
+
+class TVnXPathCollation {
+ public:
+  // Negative if A sorts before B, 0 if they are equal, positive if A sorts after B.
+  virtual Integer Compare(UnicodeStringView A, UnicodeStringView B) const = 0;
+  // The 1-based position of the first occurrence of ASubStr in AStr, 0 if there is none.
+  virtual Integer Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const = 0;
+  virtual const char16_t *ClassName() const noexcept = 0;
+  // Compare(A, B) = 0.
+  bool SameText(UnicodeStringView A, UnicodeStringView B) const { return Compare(A, B) == 0; }
+
+ protected:
+  constexpr TVnXPathCollation() noexcept = default;
+  ~TVnXPathCollation() = default;
+  TVnXPathCollation(const TVnXPathCollation &) = delete;
+  TVnXPathCollation &operator=(const TVnXPathCollation &) = delete;
+};
+
+// The linguistic order of the invariant locale (the root collation) over both whole strings; case
+// differences count. Pos is a plain case-sensitive search.
+class TVnXPathCollationCodepoint : public TVnXPathCollation {
+ public:
+  static constexpr TVnXPathCollationClass StaticClass() noexcept { return &FClass; }
+  Integer Compare(UnicodeStringView A, UnicodeStringView B) const override;
+  Integer Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const override;
+  const char16_t *ClassName() const noexcept override { return u"TVnXPathCollationCodepoint"; }
+
+ protected:
+  constexpr TVnXPathCollationCodepoint() noexcept = default;
+
+ private:
+  static const TVnXPathCollationCodepoint FClass;
+};
+
+// The same order with the case of every letter ignored. Pos lower-cases both strings (A-Z only)
+// and searches.
+class TVnXPathCollationASCIICI : public TVnXPathCollation {
+ public:
+  static constexpr TVnXPathCollationClass StaticClass() noexcept { return &FClass; }
+  Integer Compare(UnicodeStringView A, UnicodeStringView B) const override;
+  Integer Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const override;
+  const char16_t *ClassName() const noexcept override { return u"TVnXPathCollationASCIICI"; }
+
+ protected:
+  constexpr TVnXPathCollationASCIICI() noexcept = default;
+
+ private:
+  static const TVnXPathCollationASCIICI FClass;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Exceptions. EVnDomException carries no error code. The library raises EVnDomException,
+// EVnDomNotFound, EVnDomNotSupported and EVnDomSyntax; the others stand for the W3C errors of
+// their names, for callers to catch.
+
+VN_DECLARE_EXCEPTION(EVnDomException, Exception)
+VN_DECLARE_EXCEPTION(EVnDomStringSize, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomHierarchyRequest, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomIndexSize, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomInUseAttribute, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomInvalidAcces, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomInvalidCharacter, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomInvalidModification, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomInvalidState, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomNamespace, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomNotFound, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomNotSupported, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomNoDataAllowed, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomNoModificationAllowed, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomSyntax, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomTypeMismatch, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomValidation, EVnDomException)
+VN_DECLARE_EXCEPTION(EVnDomWrongDocument, EVnDomException)
+
+// ---------------------------------------------------------------------------------------------
+// Process-wide defaults, read at the moment of use.
+
+// How names match when no document is at hand; copied into each new document.
+extern TVnDOMSelectMatchOption DefaultSelectMatchOption;  // soQualifiedName
+// The default of the preserve-space state, despite its name.
+extern bool DefaultPreserveCase;  // false
+// Copied into each new document; used by element lists when there is no document.
+extern TVnDOMSelectCheckOption DefaultSelectCheckOption;  // coRaise
+// The default collation: name matching is case-insensitive for ASCII out of the box.
+extern TVnXPathCollationClass DefaultXPathCollation;  // TVnXPathCollationASCIICI
+
+// ---------------------------------------------------------------------------------------------
+// Classes
+
+class TVnDOMObject;
+class TVnDOMObjectImpl;
+class TVnDOMNode;
+class TVnDOMNodeImpl;
+class TVnDOMNodeListBase;
+class TVnDOMNodeList;
+class TVnDOMElementList;
+class TVnDOMAttrList;
+class TVnDOMNodeListImpl;
+class TVnDOMElementListImpl;
+class TVnDOMAttrListImpl;
+
+// ---------------------------------------------------------------------------------------------
+// Interfaces. Each interface derives from its parent interface virtually, so that an Impl that
+// derives from the Impl of its parent and from a derived interface has one shared subobject of
+// the parent interface, which the parent Impl implements. Interface pointers are therefore only
+// ever converted upwards implicitly or obtained by QueryInterface.
+//
+// Node arguments are raw interface pointers on which the caller holds a reference; results are
+// interface variables.
+
+class IVnSerializable;
+class IVnDOMNode;
+class IVnDOMNodeList;
+class IVnDOMNamedNodeList;
+class IVnDOMElementList;
+class IVnDOMAttrList;
+class IVnDOMCharacterData;
+class IVnDOMText;
+class IVnDOMComment;
+class IVnDOMCDATA;
+class IVnDOMAttribute;
+class IVnDOMElement;
+class IVnDOMProcessingInstruction;
+class IVnDOMDocument;
+
+class IVnSerializable : public IInterface {
+  VN_INTERFACE(IVnSerializable, IInterface, "{FECAA297-A72F-4A54-A230-249C52259587}")
+ public:
+  virtual bool CanSerialize(TVnDataSerializationFormatType AFormat) = 0;
+  virtual RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *AParams) = 0;
+};
+
+class IVnDOMNode : public virtual IVnSerializable {
+  VN_INTERFACE(IVnDOMNode, IVnSerializable, "{5BA39F9D-B914-4685-9D31-0C7D618FF832}")
+ public:
+  virtual bool GetPreserveSpace() = 0;
+  virtual UnicodeString GetNodeValue() = 0;
+  virtual UnicodeString GetText() = 0;
+  virtual UnicodeString GetNamespaceURI() = 0;
+  virtual UnicodeString GetLocalName() = 0;
+  virtual UnicodeString GetPrefix() = 0;
+  virtual UnicodeString GetQualifiedName() = 0;
+  virtual UnicodeString GetFormattedInnerXML() = 0;
+  virtual UnicodeString GetFormattedXML() = 0;
+  virtual UnicodeString GetInnerXML() = 0;
+  virtual UnicodeString GetXML() = 0;
+  virtual DelphiInterface<IVnDOMNodeList> GetChildNodes() = 0;
+  virtual TVnDOMNodeType GetNodeType() = 0;
+  virtual void SetNodeValue(const UnicodeString &AValue) = 0;
+  virtual void SetPrefix(const UnicodeString &APrefix) = 0;
+  virtual void SetQualifiedName(const UnicodeString &AName) = 0;
+  virtual void SetInnerXML(const UnicodeString &AXML) = 0;
+  virtual void NormalizeTextNodes() = 0;
+  virtual void LoadFromStream(TStream *AStream, Word ACodePage) = 0;
+  virtual void SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted) = 0;
+  virtual void Clear() = 0;
+  virtual DelphiInterface<IVnDOMNode> CloneNode(bool ADeep) = 0;
+  virtual Integer NodeCount() = 0;
+  virtual DelphiInterface<IVnDOMNode> AddChild(IVnDOMNode *ANode, IVnDOMNode *ARefNode,
+                                               TVnDOMPosition APosition) = 0;
+  virtual void RemoveChild(IVnDOMNode *ANode) = 0;
+  virtual DelphiInterface<IVnDOMNode> InsertBefore(IVnDOMNode *ANode, IVnDOMNode *ARefNode) = 0;
+  virtual DelphiInterface<IVnDOMNode> AppendChild(IVnDOMNode *ANode) = 0;
+  virtual DelphiInterface<IVnDOMNode> SelectSingleNode(const UnicodeString &APath,
+                                                       TVnDOMSelectOptions AOptions) = 0;
+  virtual DelphiInterface<IVnDOMNodeList> CreateNodeList(const UnicodeString &APath,
+                                                         TVnDOMSelectOptions AOptions) = 0;
+  virtual DelphiInterface<IVnDOMNode> NextSibling() = 0;
+  virtual DelphiInterface<IVnDOMNode> PreviousSibling() = 0;
+  virtual bool HasChilds() = 0;
+  virtual bool HasAttributes() = 0;
+  virtual void Transform(IVnDOMNode *AStyleSheet, WideString &AResult) = 0;
+  virtual DelphiInterface<IVnDOMDocument> Transform(IVnDOMNode *AStyleSheet) = 0;
+  virtual DelphiInterface<IVnDOMDocument> Document() = 0;
+  virtual DelphiInterface<IVnDOMNode> ParentNode() = 0;
+  virtual UnicodeString NodePath(bool ALocalName, const UnicodeString &AKeyAttribute) = 0;
+};
+
+class IVnDOMNodeList : public IInterface {
+  VN_INTERFACE(IVnDOMNodeList, IInterface, "{D7121E5A-EB0A-49D1-8E27-7AE65BD913CA}")
+ public:
+  virtual DelphiInterface<IVnDOMNode> GetItem(Integer AIndex) = 0;
+  virtual void Clear() = 0;
+  virtual void Add(IVnDOMNode *ANode, IVnDOMNode *ARefNode, TVnDOMPosition APosition) = 0;
+  virtual void Add(IVnDOMNode *ANode, TVnDOMPosition APosition) = 0;
+  virtual void Add(IVnDOMNode *ANode, TVnDOMPosition APosition, IVnDOMNode *ARefNode) = 0;
+  virtual DelphiInterface<IVnDOMNode> Delete(IVnDOMNode *ANode) = 0;
+  virtual Integer Count() = 0;
+  virtual DelphiInterface<IVnDOMNode> First() = 0;
+  virtual DelphiInterface<IVnDOMNode> Last() = 0;
+  virtual DelphiInterface<IVnDOMNode> Next(IVnDOMNode *ANode) = 0;
+  virtual DelphiInterface<IVnDOMNode> Previous(IVnDOMNode *ANode) = 0;
+  virtual bool ContainsNode(IVnDOMNode *ANode) = 0;
+};
+
+class IVnDOMNamedNodeList : public virtual IVnDOMNodeList {
+  VN_INTERFACE(IVnDOMNamedNodeList, IVnDOMNodeList, "{097B7F7F-8C68-41A0-BBDF-39262A80488E}")
+ public:
+  virtual DelphiInterface<IVnDOMNode> Find(const UnicodeString &AName,
+                                           TVnDOMSelectOptions AOptions) = 0;
+  virtual DelphiInterface<IVnDOMNode> Find(UnicodeStringView AURI, UnicodeStringView AName) = 0;
+  virtual DelphiInterface<IVnDOMNode> Delete(const UnicodeString &AName,
+                                             TVnDOMSelectOptions AOptions) = 0;
+  virtual DelphiInterface<IVnDOMNode> Delete(UnicodeStringView AURI, UnicodeStringView AName) = 0;
+  using IVnDOMNodeList::Delete;
+};
+
+class IVnDOMElementList : public virtual IVnDOMNamedNodeList {
+  VN_INTERFACE(IVnDOMElementList, IVnDOMNamedNodeList, "{9D2F0EBC-7DF0-489E-ADCC-46ACB997589A}")
+ public:
+  virtual DelphiInterface<IVnDOMElement> GetElement(const Variant &AIndex) = 0;
+};
+
+class IVnDOMAttrList : public virtual IVnDOMNamedNodeList {
+  VN_INTERFACE(IVnDOMAttrList, IVnDOMNamedNodeList, "{7734B7C6-CDC5-49CD-ACE0-3CB47DECB269}")
+ public:
+  virtual DelphiInterface<IVnDOMAttribute> FindNamespace(const UnicodeString &AURI) = 0;
+  virtual DelphiInterface<IVnDOMAttribute> GetAttribute(Integer AIndex) = 0;
+};
+
+// The interfaces of the node kinds. Their operations come with the classes of those kinds.
+class IVnDOMCharacterData : public virtual IVnDOMNode {
+  VN_INTERFACE(IVnDOMCharacterData, IVnDOMNode, "{6DB6C03E-1155-4BC2-A344-86F1285423BE}")
+};
+class IVnDOMText : public virtual IVnDOMCharacterData {
+  VN_INTERFACE(IVnDOMText, IVnDOMCharacterData, "{7ECBBD06-4665-4435-9BC7-CF2E1FC1A5F4}")
+};
+class IVnDOMComment : public virtual IVnDOMCharacterData {
+  VN_INTERFACE(IVnDOMComment, IVnDOMCharacterData, "{DA0D0710-A101-49D2-9D82-B30B63B9096F}")
+};
+class IVnDOMCDATA : public virtual IVnDOMText {
+  VN_INTERFACE(IVnDOMCDATA, IVnDOMText, "{E619A337-648C-4CAB-BC08-6E2FC36DA606}")
+};
+class IVnDOMAttribute : public virtual IVnDOMNode {
+  VN_INTERFACE(IVnDOMAttribute, IVnDOMNode, "{EBFBBD41-12CF-4A7A-8435-F65508FE0FFF}")
+};
+class IVnDOMElement : public virtual IVnDOMNode {
+  VN_INTERFACE(IVnDOMElement, IVnDOMNode, "{5124EEBC-8073-47C0-9C06-DB02B4A7E93C}")
+};
+class IVnDOMProcessingInstruction : public virtual IVnDOMNode {
+  VN_INTERFACE(IVnDOMProcessingInstruction, IVnDOMNode, "{85F62362-3762-47D2-A308-1F1368E68150}")
+};
+class IVnDOMDocument : public virtual IVnDOMNode {
+  VN_INTERFACE(IVnDOMDocument, IVnDOMNode, "{D45D3D71-6B97-4FCD-96A6-DFBBAA9849B8}")
+};
+
+namespace detail {
+// Answers exactly the listed identifiers, each with the pointer of its own subobject.
+template <class Self, class... I>
+bool VnDOMFindInterface(Self *ASelf, const TGUID &AIID, void **AObj) {
+  bool found = false;
+  (void)((AIID == I::IID ? (found = true, *AObj = static_cast<I *>(ASelf),
+                            static_cast<I *>(ASelf)->_AddRef(), true)
+                         : false) ||
+         ...);
+  return found;
+}
+}  // namespace detail
+
+// Lists the interfaces an Impl class answers beyond those of Base (each interface by itself: the
+// parents are answered by the Impl that implements them), and routes the three IInterface
+// operations of every interface base to Base.
+#define VN_DOM_IMPLEMENTS(Base, ...)                                                          \
+ public:                                                                                      \
+  bool GetInterface(const ::vn::TGUID &AIID, void **AObj) override {                          \
+    if (::vn::detail::VnDOMFindInterface<std::remove_pointer_t<decltype(this)>, __VA_ARGS__>( \
+            this, AIID, AObj))                                                                \
+      return true;                                                                            \
+    return Base::GetInterface(AIID, AObj);                                                    \
+  }                                                                                           \
+  ::vn::HRESULT QueryInterface(const ::vn::TGUID &AIID, void **AObj) override {               \
+    return Base::QueryInterface(AIID, AObj);                                                  \
+  }                                                                                           \
+  ::vn::Integer _AddRef() override {                                                          \
+    return Base::_AddRef();                                                                   \
+  }                                                                                           \
+  ::vn::Integer _Release() override {                                                         \
+    return Base::_Release();                                                                  \
+  }
+
+// ---------------------------------------------------------------------------------------------
+// Changes of a tree and the release of interfaces.
+//
+// Detaching a node that an interface holds releases the Impl chain of its old ancestors, which
+// may leave the top of the old tree without a holder: by the rules above that top destroys
+// itself, and it may be the very tree whose operation is running. While a TVnDOMChangeScope
+// exists on the thread, such a top is not destroyed at once but when the outermost scope ends.
+// AddChild, RemoveChild and Clear hold one; an operation that makes several such calls on a tree
+// and goes on using the tree between them holds one for its whole length.
+class TVnDOMChangeScope {
+ public:
+  TVnDOMChangeScope() noexcept;
+  ~TVnDOMChangeScope();
+  TVnDOMChangeScope(const TVnDOMChangeScope &) = delete;
+  TVnDOMChangeScope &operator=(const TVnDOMChangeScope &) = delete;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The object half
+
+class TVnDOMObject : public TVnObject {
+  VN_CLASS(TVnDOMObject, TVnObject)
+ public:
+  TVnDOMObject() noexcept;
+  ~TVnDOMObject() override;
+
+  // The first interface request creates the Impl (and those of the ancestors); the request is
+  // answered by the Impl, then by this object's own table. A request that nothing answers leaves
+  // no Impl behind that it created.
+  HRESULT QueryInterface(const TGUID &AIID, void **AObj) override;
+  Integer _AddRef() override;
+  // Forwards to the Impl; without an Impl raises Exception ("DOM Objects do not support
+  // interfaces. ...").
+  Integer _Release() override;
+  // The same as QueryInterface, so that Supports on the object answers the Impl's interfaces.
+  bool GetInterface(const TGUID &AIID, void **AObj) override;
+  void BeforeDestruction() override;
+
+  // Whether the object may destroy itself now: not while a living parent holds it, not while
+  // counted references are out, not while it is being destroyed.
+  virtual bool CanAutoDestroy();
+  // True unless GetCollation is TVnXPathCollationASCIICI.
+  virtual bool GetCaseSensitive();
+  // The document's setting if there is a document, otherwise the process default.
+  virtual TVnXPathCollationClass GetCollation();
+  virtual TVnDOMSelectMatchOption GetSelectMatchOption();
+  virtual TVnDOMSelectCheckOption GetSelectCheckOption();
+
+  TVnDOMNode *GetDOMDocument() const noexcept { return FDOMDocument; }
+  TVnDOMObject *GetParent() const noexcept { return FParent; }
+  // The interface half, null while no interface exists.
+  TVnDOMObjectImpl *GetDOMImpl() const noexcept { return FDOMImpl; }
+  bool Destroying() const noexcept { return FDestroying; }
+
+ protected:
+  // Builds the Impl of the class's own level around AOwner.
+  virtual TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) = 0;
+  // Stores the Impl (null detaches it).
+  virtual void SetDOMImpl(TVnDOMObjectImpl *AImpl);
+  virtual void SetDOMDocument(TVnDOMNode *ADocument);
+  // Stores the parent, adjusts the document, and moves the Impl's parent reference along, so
+  // that the chain of references always follows the tree.
+  virtual void SetParentNode(TVnDOMObject *AParent);
+
+  // Access for descendants to these operations on other objects of the tree.
+  static void DoSetParentNode(TVnDOMObject *AObject, TVnDOMObject *AParent) {
+    AObject->SetParentNode(AParent);
+  }
+  static void DoSetDOMDocument(TVnDOMObject *AObject, TVnDOMNode *ADocument) {
+    AObject->SetDOMDocument(ADocument);
+  }
+  // Makes AOwner the owner of a list it has just created.
+  static void SetListOwner(TVnDOMObject *AList, TVnDOMObject *AOwner) noexcept {
+    AList->FParent = AOwner;
+  }
+
+  TVnDOMNode *FDOMDocument = nullptr;
+  TVnDOMObject *FParent = nullptr;
+  TVnDOMObjectImpl *FDOMImpl = nullptr;
+  bool FDestroying = false;
+
+ private:
+  friend class TVnDOMObjectImpl;
+  // Takes back an Impl that a request created and nothing answered, without destroying
+  // anything.
+  void DiscardDOMImpl();
+};
+
+// ---------------------------------------------------------------------------------------------
+// The interface half
+
+class TVnDOMObjectImpl : public TVnObject {
+  VN_CLASS(TVnDOMObjectImpl, TVnObject)
+ public:
+  // Holds an interface reference on ADOMObject's parent, which builds the parent's Impl if there
+  // is none yet. The Impl's automatic destruction is off: its own _Release decides.
+  explicit TVnDOMObjectImpl(TVnDOMObject *ADOMObject);
+  ~TVnDOMObjectImpl() override;
+  // The last reference detaches the Impl from its object, destroys the object if it can
+  // destroy itself, and destroys the Impl, which releases the parent's Impl in turn.
+  Integer _Release() override;
+  // Raises EInvalidPointer while references are out.
+  void BeforeDestruction() override;
+
+  // The object half, null once the object has been destroyed under a live interface.
+  TVnDOMObject *GetDOMObject() const noexcept { return FDOMObject; }
+  TVnDOMObjectImpl *GetParentImpl() const noexcept { return FParent; }
+
+  // Turns an interface argument into its node: null gives null; otherwise the implementor
+  // behind IVnObject must be a node's Impl or a node. Anything else, an interface of another
+  // DOM among them, raises EInvalidCast ("Invalid class typecast").
+  static TVnDOMNode *Node(IInterface *ANode);
+
+ protected:
+  // The object, or EVnDomException when it has been destroyed under this interface.
+  TVnDOMObject *CheckedObject() const;
+
+  TVnDOMObject *FDOMObject;
+  TVnDOMObjectImpl *FParent = nullptr;
+
+ private:
+  friend class TVnDOMObject;
+  void LinkParent(TVnDOMObject *AParent);
+  void ReleaseParentQuietly() noexcept;
+};
+
+// Gives the interface I of an object (null for null); EIntfCastError when the object does not
+// support it.
+template <VnInterface I>
+DelphiInterface<I> VnDOMIntf(TVnDOMObject *AObject) {
+  if (!AObject) return nullptr;
+  return IntfAs<I>(static_cast<IVnObject *>(AObject));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Nodes
+
+class TVnDOMNode : public TVnDOMObject {
+  VN_CLASS(TVnDOMNode, TVnDOMObject)
+ public:
+  TVnDOMNode();
+  ~TVnDOMNode() override;
+  // Raises while an interface holds the node, or while another node's child list still lists
+  // it, and then leaves the node untouched. Otherwise destroys the children (or detaches those
+  // an interface holds) and takes the node out of its parent.
+  void BeforeDestruction() override;
+  // False while an Impl exists or a child list lists the node; otherwise as the object rule.
+  bool CanAutoDestroy() override;
+
+  // --- values and names
+  // The parent's, or DefaultPreserveCase without a parent.
+  virtual bool GetPreserveSpace();
+  // Empty on a bare node.
+  virtual UnicodeString GetNodeValue();
+  virtual UnicodeString GetText();
+  // The parent's namespace URI if there is a parent, otherwise the URI kept by the node.
+  virtual UnicodeString GetNamespaceURI();
+  virtual UnicodeString GetInnerXML();
+  virtual UnicodeString GetFormattedInnerXML();
+  // Raises EVnDomNotSupported on a bare node.
+  virtual void SetNodeValue(const UnicodeString &AValue);
+  virtual void SetPrefix(const UnicodeString &APrefix);
+  // Splits at the first ":" into prefix and local name, then calls SetPrefix with the prefix.
+  virtual void SetQualifiedName(const UnicodeString &AName);
+  // Raises EVnDomNotSupported on a bare node.
+  virtual void SetInnerXML(const UnicodeString &AXML);
+  // Refreshes each child.
+  virtual void RefreshNamespaces();
+
+ protected:
+  // Writes the node to a stream; nothing on a bare node.
+  virtual void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel);
+  virtual void _SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                                 Integer &ALevel);
+
+ public:
+  // Does nothing on a bare node.
+  virtual void NormalizeTextNodes();
+  // A new detached node of the same class with the same qualified name.
+  virtual TVnDOMNode *CreateClone();
+  // Raises EVnDomNotSupported on a bare node.
+  virtual void LoadFromStream(TStream *AStream, Word ACodePage);
+  // _SaveToStream from level -1.
+  virtual void SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted);
+  // _SaveToJSONStream from level 1.
+  virtual void SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted);
+  // Destroys the children from the last to the first, or detaches those an interface holds.
+  virtual void Clear();
+  // CreateClone, and with ADeep the clones of all descendants in child order.
+  virtual TVnDOMNode *CloneNode(bool ADeep);
+  // Builds a node through the class reference's parameterless constructor and adds it.
+  virtual TVnDOMNode *AddChild(TClass AClass, TVnDOMNode *ARefNode = nullptr,
+                               TVnDOMPosition APosition = rdpLast);
+  // Adds ANode to the child list at the place that ARefNode and APosition give, then makes this
+  // node its parent. The hierarchy is not checked; only a node that would become its own
+  // ancestor is refused (EVnDomException). Returns ANode.
+  virtual TVnDOMNode *AddChild(TVnDOMNode *ANode, TVnDOMNode *ARefNode = nullptr,
+                               TVnDOMPosition APosition = rdpLast);
+  // Detaches ANode, takes it out of the child list, and destroys it if nothing else holds it.
+  // Null does nothing.
+  virtual void RemoveChild(TVnDOMNode *ANode);
+  virtual TVnDOMNode *AppendChild(TVnDOMNode *ANode);
+
+  // --- hooks of the node kinds
+  // The load state that SetParentNode consults on a node's document; the document answers its
+  // own.
+  virtual TVnDOMLoadState GetLoadState();
+  // False unless the node is an element with attributes.
+  virtual bool HasAttributes();
+  // The step of this node in NodePath: the local or qualified name, "@" in front for an
+  // attribute. An element adds the key-attribute predicate.
+  virtual UnicodeString NodePathStep(bool ALocalName, const UnicodeString &AKeyAttribute);
+
+  // --- non-virtual operations
+  const UnicodeString &GetLocalName() const noexcept { return FLocalName; }
+  const UnicodeString &GetPrefix() const noexcept { return FPrefix; }
+  // Prefix, ":" and local name, or the local name alone when the prefix is empty.
+  UnicodeString GetQualifiedName() const;
+  TVnDOMNodeType GetNodeType() const noexcept { return FNodeType; }
+  // The child list, attributes included; created on first use.
+  TVnDOMNodeList *GetChildNodes();
+  // The child list if it has been created, else null: for walks that must not give every leaf a
+  // list of its own.
+  TVnDOMNodeList *ChildNodesOrNil() const noexcept { return FChildNodes; }
+  Integer NodeCount() const noexcept;
+  bool HasChilds() const noexcept { return NodeCount() > 0; }
+  TVnDOMNode *InsertBefore(TVnDOMNode *ANode, TVnDOMNode *ARefNode);
+  TVnDOMNode *ParentNode() const noexcept;
+  // Next or Previous on the parent's child list; null without a parent.
+  TVnDOMNode *NextSibling();
+  TVnDOMNode *PreviousSibling();
+  // The node written by SaveToStream into UTF-16 text, unformatted or formatted.
+  UnicodeString GetXML();
+  UnicodeString GetFormattedXML();
+  // The path of the node from the document: "/a/b", "/a/@x", "/a/b[@id=\"7\"]".
+  UnicodeString NodePath(bool ALocalName = false, const UnicodeString &AKeyAttribute = u"");
+
+  // True for JSON and XML.
+  bool CanSerialize(TVnDataSerializationFormatType AFormat) const noexcept;
+  // The node written unformatted as UTF-8 XML, or as JSON.
+  RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *AParams);
+  // Style-sheet transformation needs a platform engine that this platform does not have:
+  // raises EVnDomNotSupported.
+  void Transform(const UnicodeString &AStyleSheetFile, WideString &AResult);
+  void Transform(TVnDOMNode *AStyleSheet, WideString &AResult);
+  // Path selection; raises EVnDomNotSupported on this build.
+  TVnDOMNode *SelectSingleNode(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
+  TVnDOMNodeList *CreateNodeList(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
+
+  // --- parse notifications
+  const TVnDOMParseError &GetOnParseWarning() const noexcept;
+  const TVnDOMParseError &GetOnParseError() const noexcept;
+  const TVnDOMParseError &GetOnParseFatalError() const noexcept;
+  void SetOnParseWarning(TVnDOMParseError AEvent);
+  void SetOnParseError(TVnDOMParseError AEvent);
+  void SetOnParseFatalError(TVnDOMParseError AEvent);
+  // Call the matching event if it is assigned.
+  void DoDOMParseWarning(IVnSAXLocator *ALocator, const UnicodeString &AMessage, bool &AHandled);
+  void DoDOMParseError(IVnSAXLocator *ALocator, const UnicodeString &AMessage, bool &AHandled);
+  void DoDOMParseFatalError(IVnSAXLocator *ALocator, const UnicodeString &AMessage, bool &AHandled);
+
+  TVnDOMNodeImpl *DOMNodeImpl() const noexcept;
+
+  // Whether a prefix and local name name a namespace declaration: the local name "xmlns" with no
+  // prefix, or the prefix "xmlns"; both without regard to ASCII case.
+  static bool IsNamespaceName(UnicodeStringView APrefix, UnicodeStringView ALocalName) noexcept;
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void SetDOMImpl(TVnDOMObjectImpl *AImpl) override;
+  // Stores the document and passes it on to every descendant.
+  void SetDOMDocument(TVnDOMNode *ADocument) override;
+  // Refreshes the namespaces of the node when it has a document: always, or while the document
+  // is loading only for an element.
+  void SetParentNode(TVnDOMObject *AParent) override;
+  // Called when the child list's own Delete or Clear has taken AChild out: a child whose parent
+  // this node is gets detached. Kinds that keep further lists of their children take it out of
+  // those too.
+  virtual void ChildTakenOut(TVnDOMNode *AChild);
+
+  // Byte-sized fields first, so that they share the space behind TVnDOMObject's fields.
+  TVnDOMNodeType FNodeType = ntUnknown;
+  TVnDOMLoadState FLoadState = lsUninitialized;
+  bool FNamespaceSet = false;
+
+ private:
+  // How many child lists list this node.
+  Integer FChildListRefs = 0;
+
+ protected:
+  TVnDOMNodeList *FChildNodes = nullptr;
+  UnicodeString FLocalName;
+  UnicodeString FPrefix;
+  UnicodeString FNamespaceURI;
+
+ private:
+  friend class TVnDOMNodeListBase;
+  struct TEvents;
+  // Whether the node may be destroyed while AListed child lists still list it.
+  bool FreeToDestroy(Integer AListed);
+  static void CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest);
+  std::unique_ptr<TEvents> FEvents;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Node lists. They never own their nodes. A list that belongs to a node has that node as its
+// parent; a list that a selection returns has none and belongs to the caller.
+
+class TVnDOMNodeListBase;
+
+// The enumerator of the run-time's for-in loops: MoveNext, then GetCurrent.
+class TVnDOMNodeListBaseEnumerator : public TObject {
+  VN_CLASS(TVnDOMNodeListBaseEnumerator, TObject)
+ public:
+  explicit TVnDOMNodeListBaseEnumerator(TVnDOMNodeListBase *AList) noexcept : FList(AList) {}
+  // Steps on and answers whether the index is still below Count.
+  bool MoveNext();
+  virtual TVnDOMNode *GetCurrent();
+
+ protected:
+  Integer FIndex = -1;
+  TVnDOMNodeListBase *FList;
+};
+
+class TVnDOMElementListEnumerator : public TVnDOMNodeListBaseEnumerator {
+  VN_CLASS(TVnDOMElementListEnumerator, TVnDOMNodeListBaseEnumerator)
+ public:
+  using TVnDOMNodeListBaseEnumerator::TVnDOMNodeListBaseEnumerator;
+  // Through the element list's Variant index.
+  TVnDOMNode *GetCurrent() override;
+};
+
+// The iterator of range-for loops over a list: the index starts at 0, each step reads the item
+// anew, and the loop ends when the index reaches the list's current Count.
+class TVnDOMNodeListIterator {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = TVnDOMNode *;
+  using difference_type = std::ptrdiff_t;
+  using pointer = void;
+  using reference = TVnDOMNode *;
+
+  TVnDOMNodeListIterator() noexcept = default;
+  TVnDOMNodeListIterator(TVnDOMNodeListBase *AList, bool AByVariant) noexcept
+      : FList(AList), FByVariant(AByVariant) {}
+  TVnDOMNode *operator*() const;
+  TVnDOMNodeListIterator &operator++() noexcept {
+    ++FIndex;
+    return *this;
+  }
+  void operator++(int) noexcept { ++FIndex; }
+  bool operator==(std::default_sentinel_t) const noexcept;
+
+ private:
+  TVnDOMNodeListBase *FList = nullptr;
+  Integer FIndex = 0;
+  bool FByVariant = false;
+};
+
+class TVnDOMNodeListBase : public TVnDOMObject {
+  VN_CLASS(TVnDOMNodeListBase, TVnDOMObject)
+ public:
+  TVnDOMNodeListBase() noexcept = default;
+  ~TVnDOMNodeListBase() override;
+  // A list that belongs to a node is destroyed with that node only: raises EVnDomException.
+  void BeforeDestruction() override;
+  // False while an Impl exists, or as the object rule; otherwise true only for a list without
+  // owner.
+  bool CanAutoDestroy() override;
+  // A list that belongs to a node answers with the node's settings.
+  TVnXPathCollationClass GetCollation() override;
+  TVnDOMSelectMatchOption GetSelectMatchOption() override;
+  TVnDOMSelectCheckOption GetSelectCheckOption() override;
+
+  Integer Count() const noexcept { return static_cast<Integer>(FList.size()); }
+  // Raises EListError "List index out of bounds (%d)" for a bad index.
+  TVnDOMNode *GetItem(Integer AIndex) const;
+  TVnDOMNode *operator[](Integer AIndex) const { return GetItem(AIndex); }
+  // Empties the list and frees nothing. On a node's child list the nodes taken out are detached
+  // from the node: the caller owns them.
+  void Clear();
+  // rdpFirst and rdpLast ignore ARefNode; rdpBefore and rdpAfter place ANode at ARefNode, or
+  // first and last when ARefNode is null.
+  void Add(TVnDOMNode *ANode, TVnDOMNode *ARefNode, TVnDOMPosition APosition);
+  // rdpFirst at the start, anything else at the end.
+  void Add(TVnDOMNode *ANode, TVnDOMPosition APosition = rdpLast);
+  // ARefNode must not be null (assertion). Before or after ARefNode; when ARefNode is not in the
+  // list, rdpBefore puts ANode first and anything else last.
+  void Add(TVnDOMNode *ANode, TVnDOMPosition APosition, TVnDOMNode *ARefNode);
+  // Takes the node out and returns it, or null when it is not in the list. On a node's child
+  // list a node whose parent the owner is gets detached: the caller owns it.
+  TVnDOMNode *Delete(TVnDOMNode *ANode);
+  // Raise EVnDomNotFound "Failed to get the first node!\r\nThe list contains no nodes." when the
+  // list is empty (Last too).
+  TVnDOMNode *First() const;
+  TVnDOMNode *Last() const;
+  // The item after ANode, null after the last; a node not in the list gives the first item.
+  TVnDOMNode *Next(TVnDOMNode *ANode) const;
+  // The item before ANode, null before the first; a node not in the list raises EListError.
+  TVnDOMNode *Previous(TVnDOMNode *ANode) const;
+  bool ContainsNode(TVnDOMNode *ANode) const noexcept { return IndexOf(ANode) >= 0; }
+  Integer IndexOf(TVnDOMNode *ANode) const noexcept;
+
+  // The last item whose name matches: by qualified name unless soLocalName (without either
+  // option by GetSelectMatchOption), under the collation the options or the list give. A miss
+  // gives null, or EVnDomNotFound with soRaise.
+  TVnDOMNode *Find(const UnicodeString &AName, TVnDOMSelectOptions AOptions = {});
+  // The last item whose local name equals AName and whose namespace URI equals AURI (any when
+  // AURI is empty), under the list's collation.
+  TVnDOMNode *Find(UnicodeStringView AURI, UnicodeStringView AName);
+  // Find, then Delete.
+  TVnDOMNode *Delete(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
+  TVnDOMNode *Delete(UnicodeStringView AURI, UnicodeStringView AName);
+
+  std::unique_ptr<TVnDOMNodeListBaseEnumerator> GetEnumerator();
+  TVnDOMNodeListIterator begin() noexcept { return TVnDOMNodeListIterator(this, false); }
+  std::default_sentinel_t end() const noexcept { return std::default_sentinel; }
+
+  TVnDOMNodeListImpl *DOMNodeListImpl() const noexcept;
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  // Puts ANode at AIndex. On a list that belongs to a node, refuses (EVnDomException) the owner
+  // itself, an ancestor of the owner, or a node below which the owner stands.
+  void InsertAt(Integer AIndex, TVnDOMNode *ANode);
+  // Takes the item at AIndex out, without anything else.
+  void RemoveAt(Integer AIndex) noexcept;
+  void CheckInsert(TVnDOMNode *ANode) const;
+  TVnDOMNode *Owner() const noexcept;
+
+  // Whether this is the child list of its owner.
+  bool FChildList = false;
+  std::vector<TVnDOMNode *> FList;
+
+ private:
+  friend class TVnDOMNode;
+};
+
+class TVnDOMNodeList : public TVnDOMNodeListBase {
+  VN_CLASS(TVnDOMNodeList, TVnDOMNodeListBase)
+ public:
+  TVnDOMNodeList() noexcept = default;
+};
+
+class TVnDOMElementList : public TVnDOMNodeListBase {
+  VN_CLASS(TVnDOMElementList, TVnDOMNodeListBase)
+ public:
+  TVnDOMElementList() noexcept = default;
+  using TVnDOMNodeListBase::GetItem;
+  // GetItemEx with the check option of the owner's document, else the list's document, else
+  // DefaultSelectCheckOption.
+  TVnDOMNode *GetItem(const Variant &AIndex);
+  // An integer index reads by position. A string index: "." gives the owner; a name with "/", or
+  // any name with coCreate, is a path from the owner (not supported on this build:
+  // EVnDomNotSupported); another name is found by Find, case-sensitive or not by the list's
+  // collation, by qualified name when it has a ":" and by local name otherwise, raising with
+  // coRaise. Any other kind of index raises EListError "Invalid idx value".
+  TVnDOMNode *GetItemEx(const Variant &AIndex, TVnDOMSelectCheckOption ACheck);
+  std::unique_ptr<TVnDOMNodeListBaseEnumerator> GetEnumerator();
+  TVnDOMNodeListIterator begin() noexcept { return TVnDOMNodeListIterator(this, true); }
+
+  TVnDOMElementListImpl *DOMElementListImpl() const noexcept;
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+};
+
+class TVnDOMAttrList : public TVnDOMNodeListBase {
+  VN_CLASS(TVnDOMAttrList, TVnDOMNodeListBase)
+ public:
+  TVnDOMAttrList() noexcept = default;
+  // The first namespace declaration, in list order, whose value equals AURI under the list's
+  // collation, or null.
+  TVnDOMNode *FindNamespace(UnicodeStringView AURI);
+
+  TVnDOMAttrListImpl *DOMAttrListImpl() const noexcept;
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+};
+
+// A plain list of objects of the tree, the work list of selection and evaluation.
+class TVnDOMObjectList : public TObject {
+  VN_CLASS(TVnDOMObjectList, TObject)
+ public:
+  using const_iterator = std::vector<TVnDOMObject *>::const_iterator;
+
+  TVnDOMObjectList() = default;
+  Integer Count() const noexcept { return static_cast<Integer>(FItems.size()); }
+  // Raises EListError "List index out of bounds (%d)" for a bad index.
+  TVnDOMObject *Get(Integer AIndex) const;
+  TVnDOMObject *operator[](Integer AIndex) const { return Get(AIndex); }
+  Integer Add(TVnDOMObject *AObject);
+  void Insert(Integer AIndex, TVnDOMObject *AObject);
+  void Delete(Integer AIndex);
+  Integer Remove(TVnDOMObject *AObject);
+  Integer IndexOf(TVnDOMObject *AObject) const noexcept;
+  void Clear() noexcept { FItems.clear(); }
+  // Replaces the items by those of another list.
+  void Assign(const TVnDOMObjectList *ASource);
+  void Assign(const TVnDOMNodeListBase *ASource);
+  const_iterator begin() const noexcept { return FItems.begin(); }
+  const_iterator end() const noexcept { return FItems.end(); }
+
+ private:
+  std::vector<TVnDOMObject *> FItems;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Impls. Each forwards every operation of its interfaces to its object; node arguments go
+// through Node.
+
+class TVnDOMNodeImpl : public TVnDOMObjectImpl, public virtual IVnDOMNode {
+  VN_CLASS(TVnDOMNodeImpl, TVnDOMObjectImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMObjectImpl, IVnSerializable, IVnDOMNode)
+ public:
+  explicit TVnDOMNodeImpl(TVnDOMObject *ADOMObject) : TVnDOMObjectImpl(ADOMObject) {}
+  TVnDOMNode *DOMNode() const;
+
+  // IVnSerializable
+  bool CanSerialize(TVnDataSerializationFormatType AFormat) override;
+  RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *AParams) override;
+
+  // IVnDOMNode
+  bool GetPreserveSpace() override;
+  UnicodeString GetNodeValue() override;
+  UnicodeString GetText() override;
+  UnicodeString GetNamespaceURI() override;
+  UnicodeString GetLocalName() override;
+  UnicodeString GetPrefix() override;
+  UnicodeString GetQualifiedName() override;
+  UnicodeString GetFormattedInnerXML() override;
+  UnicodeString GetFormattedXML() override;
+  UnicodeString GetInnerXML() override;
+  UnicodeString GetXML() override;
+  DelphiInterface<IVnDOMNodeList> GetChildNodes() override;
+  TVnDOMNodeType GetNodeType() override;
+  void SetNodeValue(const UnicodeString &AValue) override;
+  void SetPrefix(const UnicodeString &APrefix) override;
+  void SetQualifiedName(const UnicodeString &AName) override;
+  void SetInnerXML(const UnicodeString &AXML) override;
+  void NormalizeTextNodes() override;
+  void LoadFromStream(TStream *AStream, Word ACodePage) override;
+  void SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted) override;
+  void Clear() override;
+  DelphiInterface<IVnDOMNode> CloneNode(bool ADeep) override;
+  Integer NodeCount() override;
+  DelphiInterface<IVnDOMNode> AddChild(IVnDOMNode *ANode, IVnDOMNode *ARefNode,
+                                       TVnDOMPosition APosition) override;
+  void RemoveChild(IVnDOMNode *ANode) override;
+  DelphiInterface<IVnDOMNode> InsertBefore(IVnDOMNode *ANode, IVnDOMNode *ARefNode) override;
+  DelphiInterface<IVnDOMNode> AppendChild(IVnDOMNode *ANode) override;
+  DelphiInterface<IVnDOMNode> SelectSingleNode(const UnicodeString &APath,
+                                               TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMNodeList> CreateNodeList(const UnicodeString &APath,
+                                                 TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMNode> NextSibling() override;
+  DelphiInterface<IVnDOMNode> PreviousSibling() override;
+  bool HasChilds() override;
+  bool HasAttributes() override;
+  void Transform(IVnDOMNode *AStyleSheet, WideString &AResult) override;
+  DelphiInterface<IVnDOMDocument> Transform(IVnDOMNode *AStyleSheet) override;
+  DelphiInterface<IVnDOMDocument> Document() override;
+  DelphiInterface<IVnDOMNode> ParentNode() override;
+  UnicodeString NodePath(bool ALocalName, const UnicodeString &AKeyAttribute) override;
+};
+
+class TVnDOMNodeListImpl : public TVnDOMObjectImpl, public virtual IVnDOMNamedNodeList {
+  VN_CLASS(TVnDOMNodeListImpl, TVnDOMObjectImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMObjectImpl, IVnDOMNodeList, IVnDOMNamedNodeList)
+ public:
+  explicit TVnDOMNodeListImpl(TVnDOMObject *ADOMObject) : TVnDOMObjectImpl(ADOMObject) {}
+  TVnDOMNodeListBase *DOMList() const;
+
+  // IVnDOMNodeList
+  DelphiInterface<IVnDOMNode> GetItem(Integer AIndex) override;
+  void Clear() override;
+  void Add(IVnDOMNode *ANode, IVnDOMNode *ARefNode, TVnDOMPosition APosition) override;
+  void Add(IVnDOMNode *ANode, TVnDOMPosition APosition) override;
+  void Add(IVnDOMNode *ANode, TVnDOMPosition APosition, IVnDOMNode *ARefNode) override;
+  DelphiInterface<IVnDOMNode> Delete(IVnDOMNode *ANode) override;
+  Integer Count() override;
+  DelphiInterface<IVnDOMNode> First() override;
+  DelphiInterface<IVnDOMNode> Last() override;
+  DelphiInterface<IVnDOMNode> Next(IVnDOMNode *ANode) override;
+  DelphiInterface<IVnDOMNode> Previous(IVnDOMNode *ANode) override;
+  bool ContainsNode(IVnDOMNode *ANode) override;
+
+  // IVnDOMNamedNodeList
+  DelphiInterface<IVnDOMNode> Find(const UnicodeString &AName,
+                                   TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMNode> Find(UnicodeStringView AURI, UnicodeStringView AName) override;
+  DelphiInterface<IVnDOMNode> Delete(const UnicodeString &AName,
+                                     TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMNode> Delete(UnicodeStringView AURI, UnicodeStringView AName) override;
+};
+
+class TVnDOMElementListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMElementList {
+  VN_CLASS(TVnDOMElementListImpl, TVnDOMNodeListImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeListImpl, IVnDOMElementList)
+ public:
+  explicit TVnDOMElementListImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeListImpl(ADOMObject) {}
+  DelphiInterface<IVnDOMElement> GetElement(const Variant &AIndex) override;
+};
+
+class TVnDOMAttrListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMAttrList {
+  VN_CLASS(TVnDOMAttrListImpl, TVnDOMNodeListImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeListImpl, IVnDOMAttrList)
+ public:
+  explicit TVnDOMAttrListImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeListImpl(ADOMObject) {}
+  DelphiInterface<IVnDOMAttribute> FindNamespace(const UnicodeString &AURI) override;
+  DelphiInterface<IVnDOMAttribute> GetAttribute(Integer AIndex) override;
+};
+
+}  // namespace vn

@@ -1,0 +1,59 @@
+// Messages and helpers shared by the implementation files of uVnXMLDOM.
+#pragma once
+
+#include "vnxml/xml/uVnXMLDOM.h"
+
+namespace vn::dom {
+
+// --- messages of the tree
+inline constexpr const char16_t *cNoInterfaces =
+    u"DOM Objects do not support interfaces. All interface requests should be handled by the "
+    u"DOMIMpl object.";
+inline constexpr const char16_t *cRefCountNotZero =
+    u"An instance of %s is destroyed while it's refcount is not 0!";
+inline constexpr const char16_t *cSetNodeValue =
+    u"The SetNodeValue is not supported by the TVnDomNode";
+inline constexpr const char16_t *cSetInnerXML =
+    u"The SetInnerXML is not supported by the TVnDomNode";
+inline constexpr const char16_t *cBothCases =
+    u"It is not possible to specify both soCaseSensitive and soCaseInsensitive!";
+inline constexpr const char16_t *cNoCreate = u"It is not possible to specify soCreate!";
+inline constexpr const char16_t *cNoNodeForName = u"There is no node for the given name \"%s\".";
+inline constexpr const char16_t *cNoFirstNode =
+    u"Failed to get the first node!\r\nThe list contains no nodes.";
+inline constexpr const char16_t *cNotInList =
+    u"The specified referencenode is not part of this list!";
+inline constexpr const char16_t *cNoChildElement = u"There is no childelement with the name %s!";
+inline constexpr const char16_t *cInvalidIndex = u"Invalid idx value";
+inline constexpr const char16_t *cListIndex = u"List index out of bounds (%d)";
+
+// --- messages of this library's own guards
+inline constexpr const char16_t *cNilNode = u"The node must not be nil!";
+inline constexpr const char16_t *cCycle =
+    u"A node cannot be added to itself, to one of its descendants, or below a node that stands "
+    u"below it!";
+inline constexpr const char16_t *cStillListed =
+    u"An instance of %s is destroyed while the child list of another node still holds it!";
+inline constexpr const char16_t *cOwnedList =
+    u"A list that belongs to a node is destroyed together with that node only!";
+inline constexpr const char16_t *cObjectGone =
+    u"The object behind this interface has been destroyed!";
+inline constexpr const char16_t *cLoadNotSupported =
+    u"Loading from a stream is not supported by %s!";
+inline constexpr const char16_t *cSelectNotSupported = u"Path selection is not supported by %s!";
+inline constexpr const char16_t *cPathIndexNotSupported =
+    u"The element list cannot select the path \"%s\": path selection is not supported!";
+inline constexpr const char16_t *cTransformNotSupported =
+    u"Style sheet transformation is not supported on this platform!";
+inline constexpr const char16_t *cSerializeNotSupported =
+    u"Serialization in the format %d is not supported by %s!";
+
+// Whether a TVnDOMChangeScope is open on this thread.
+bool ChangeInProgress() noexcept;
+// Frees a top whose last interface has gone: at once, or when the outermost change scope ends.
+// Failures of the destruction are swallowed.
+void DisposeTop(TVnDOMObject *AObject) noexcept;
+// Drops a destroyed object from the pending tops.
+void ForgetPending(TVnDOMObject *AObject) noexcept;
+
+}  // namespace vn::dom

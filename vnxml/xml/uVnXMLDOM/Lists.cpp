@@ -1,0 +1,391 @@
+// The node lists, their enumerators, and the plain object list.
+#include <algorithm>
+#include <limits>
+
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+
+namespace vn {
+
+// ---------------------------------------------------------------------------------------------
+// Enumerators
+
+bool TVnDOMNodeListBaseEnumerator::MoveNext() {
+  ++FIndex;
+  return FIndex < FList->Count();
+}
+
+TVnDOMNode *TVnDOMNodeListBaseEnumerator::GetCurrent() {
+  return FList->GetItem(FIndex);
+}
+
+TVnDOMNode *TVnDOMElementListEnumerator::GetCurrent() {
+  return static_cast<TVnDOMElementList *>(FList)->GetItem(Variant(FIndex));
+}
+
+TVnDOMNode *TVnDOMNodeListIterator::operator*() const {
+  if (FByVariant) return static_cast<TVnDOMElementList *>(FList)->GetItem(Variant(FIndex));
+  return FList->GetItem(FIndex);
+}
+
+bool TVnDOMNodeListIterator::operator==(std::default_sentinel_t) const noexcept {
+  return FIndex >= FList->Count();
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnDOMNodeListBase
+
+TVnDOMNodeListBase::~TVnDOMNodeListBase() {
+  if (FChildList) {
+    for (TVnDOMNode *node : FList) --node->FChildListRefs;
+  }
+}
+
+void TVnDOMNodeListBase::BeforeDestruction() {
+  if (FParent && !FParent->Destroying()) throw EVnDomException(dom::cOwnedList);
+  TVnDOMObject::BeforeDestruction();
+}
+
+bool TVnDOMNodeListBase::CanAutoDestroy() {
+  if (FDOMImpl) return false;
+  if (!TVnDOMObject::CanAutoDestroy()) return false;
+  return FParent == nullptr;
+}
+
+TVnXPathCollationClass TVnDOMNodeListBase::GetCollation() {
+  return FParent ? FParent->GetCollation() : TVnDOMObject::GetCollation();
+}
+
+TVnDOMSelectMatchOption TVnDOMNodeListBase::GetSelectMatchOption() {
+  return FParent ? FParent->GetSelectMatchOption() : TVnDOMObject::GetSelectMatchOption();
+}
+
+TVnDOMSelectCheckOption TVnDOMNodeListBase::GetSelectCheckOption() {
+  return FParent ? FParent->GetSelectCheckOption() : TVnDOMObject::GetSelectCheckOption();
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Owner() const noexcept {
+  // Lists are owned by nodes only.
+  return static_cast<TVnDOMNode *>(FParent);
+}
+
+TVnDOMNode *TVnDOMNodeListBase::GetItem(Integer AIndex) const {
+  if (AIndex < 0 || AIndex >= Count()) throw EListError(dom::cListIndex, {AIndex});
+  return FList[static_cast<std::size_t>(AIndex)];
+}
+
+Integer TVnDOMNodeListBase::IndexOf(TVnDOMNode *ANode) const noexcept {
+  auto it = std::find(FList.begin(), FList.end(), ANode);
+  return it == FList.end() ? -1 : static_cast<Integer>(it - FList.begin());
+}
+
+void TVnDOMNodeListBase::CheckInsert(TVnDOMNode *ANode) const {
+  if (!ANode) throw EArgumentNilException(dom::cNilNode);
+  TVnDOMNode *owner = Owner();
+  if (!owner) return;
+  // The node must not become its own ancestor by the parent links ...
+  for (TVnDOMObject *p = owner; p; p = p->GetParent()) {
+    if (p == ANode) throw EVnDomException(dom::cCycle);
+  }
+  // ... nor by the child lists, which may differ from the parent links when lists have been
+  // changed directly.
+  if (ANode->NodeCount() == 0) return;
+  std::vector<TVnDOMNode *> pending{ANode};
+  while (!pending.empty()) {
+    TVnDOMNode *n = pending.back();
+    pending.pop_back();
+    for (TVnDOMNode *child : n->FChildNodes->FList) {
+      if (child == owner) throw EVnDomException(dom::cCycle);
+      if (child->NodeCount() > 0) pending.push_back(child);
+    }
+  }
+}
+
+void TVnDOMNodeListBase::InsertAt(Integer AIndex, TVnDOMNode *ANode) {
+  CheckInsert(ANode);
+  FList.insert(FList.begin() + AIndex, ANode);
+  if (FChildList) ++ANode->FChildListRefs;
+}
+
+void TVnDOMNodeListBase::RemoveAt(Integer AIndex) noexcept {
+  TVnDOMNode *node = FList[static_cast<std::size_t>(AIndex)];
+  FList.erase(FList.begin() + AIndex);
+  if (FChildList) --node->FChildListRefs;
+}
+
+void TVnDOMNodeListBase::Clear() {
+  if (FList.empty()) return;
+  std::vector<TVnDOMNode *> items;
+  items.swap(FList);
+  if (!FChildList) return;
+  for (TVnDOMNode *node : items) --node->FChildListRefs;
+  TVnDOMNode *owner = Owner();
+  TVnDOMChangeScope scope;
+  for (TVnDOMNode *node : items) {
+    if (node->GetParent() == owner) owner->ChildTakenOut(node);
+  }
+}
+
+void TVnDOMNodeListBase::Add(TVnDOMNode *ANode, TVnDOMNode *ARefNode, TVnDOMPosition APosition) {
+  switch (APosition) {
+    case rdpFirst:
+      InsertAt(0, ANode);
+      break;
+    case rdpLast:
+      InsertAt(Count(), ANode);
+      break;
+    default:
+      if (ARefNode) {
+        Add(ANode, APosition, ARefNode);
+      } else {
+        InsertAt(APosition == rdpBefore ? 0 : Count(), ANode);
+      }
+  }
+}
+
+void TVnDOMNodeListBase::Add(TVnDOMNode *ANode, TVnDOMPosition APosition) {
+  InsertAt(APosition == rdpFirst ? 0 : Count(), ANode);
+}
+
+void TVnDOMNodeListBase::Add(TVnDOMNode *ANode, TVnDOMPosition APosition, TVnDOMNode *ARefNode) {
+  VN_ASSERT_AT(ARefNode != nullptr, "xml/uVnXMLDOM", 6588);
+  const Integer i = IndexOf(ARefNode);
+  if (i >= 0) {
+    InsertAt(APosition == rdpBefore ? i : i + 1, ANode);
+  } else {
+    InsertAt(APosition == rdpBefore ? 0 : Count(), ANode);
+  }
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Delete(TVnDOMNode *ANode) {
+  const Integer i = IndexOf(ANode);
+  if (i < 0) return nullptr;
+  RemoveAt(i);
+  if (FChildList) {
+    TVnDOMNode *owner = Owner();
+    if (ANode->GetParent() == owner && !ContainsNode(ANode)) {
+      TVnDOMChangeScope scope;
+      owner->ChildTakenOut(ANode);
+    }
+  }
+  return ANode;
+}
+
+TVnDOMNode *TVnDOMNodeListBase::First() const {
+  if (FList.empty()) throw EVnDomNotFound(dom::cNoFirstNode);
+  return FList.front();
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Last() const {
+  if (FList.empty()) throw EVnDomNotFound(dom::cNoFirstNode);
+  return FList.back();
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Next(TVnDOMNode *ANode) const {
+  const Integer i = IndexOf(ANode) + 1;
+  return i < Count() ? FList[static_cast<std::size_t>(i)] : nullptr;
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Previous(TVnDOMNode *ANode) const {
+  const Integer i = IndexOf(ANode);
+  if (i < 0) throw EListError(dom::cNotInList);
+  return i == 0 ? nullptr : FList[static_cast<std::size_t>(i - 1)];
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Find(const UnicodeString &AName, TVnDOMSelectOptions AOptions) {
+  if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive)) {
+    throw Exception(dom::cBothCases);
+  }
+  if (AOptions.Contains(soCreate)) throw Exception(dom::cNoCreate);
+  const bool local = AOptions.Contains(soLocalName)       ? true
+                     : AOptions.Contains(soQualifiedName) ? false
+                                                          : GetSelectMatchOption() == soLocalName;
+  const TVnXPathCollationClass collation =
+      AOptions.Contains(soCaseSensitive)     ? TVnXPathCollationCodepoint::StaticClass()
+      : AOptions.Contains(soCaseInsensitive) ? TVnXPathCollationASCIICI::StaticClass()
+                                             : GetCollation();
+  UnicodeString qualified;
+  for (Integer i = Count() - 1; i >= 0; --i) {
+    TVnDOMNode *node = FList[static_cast<std::size_t>(i)];
+    if (local || node->GetPrefix().empty()) {
+      if (collation->Compare(AName, node->GetLocalName()) == 0) return node;
+    } else {
+      qualified.assign(node->GetPrefix());
+      qualified += u':';
+      qualified += node->GetLocalName();
+      if (collation->Compare(AName, qualified) == 0) return node;
+    }
+  }
+  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(dom::cNoNodeForName, {AName});
+  return nullptr;
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Find(UnicodeStringView AURI, UnicodeStringView AName) {
+  const TVnXPathCollationClass collation = GetCollation();
+  for (Integer i = Count() - 1; i >= 0; --i) {
+    TVnDOMNode *node = FList[static_cast<std::size_t>(i)];
+    if (collation->Compare(node->GetLocalName(), AName) != 0) continue;
+    if (AURI.empty() || collation->Compare(node->GetNamespaceURI(), AURI) == 0) return node;
+  }
+  return nullptr;
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Delete(const UnicodeString &AName, TVnDOMSelectOptions AOptions) {
+  TVnDOMNode *node = Find(AName, AOptions);
+  return node ? Delete(node) : nullptr;
+}
+
+TVnDOMNode *TVnDOMNodeListBase::Delete(UnicodeStringView AURI, UnicodeStringView AName) {
+  TVnDOMNode *node = Find(AURI, AName);
+  return node ? Delete(node) : nullptr;
+}
+
+std::unique_ptr<TVnDOMNodeListBaseEnumerator> TVnDOMNodeListBase::GetEnumerator() {
+  return std::make_unique<TVnDOMNodeListBaseEnumerator>(this);
+}
+
+TVnDOMNodeListImpl *TVnDOMNodeListBase::DOMNodeListImpl() const noexcept {
+  return static_cast<TVnDOMNodeListImpl *>(FDOMImpl);
+}
+
+TVnDOMObjectImpl *TVnDOMNodeListBase::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMNodeListImpl>(AOwner);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnDOMElementList
+
+TVnDOMNode *TVnDOMElementList::GetItem(const Variant &AIndex) {
+  TVnDOMNode *owner = Owner();
+  TVnDOMSelectCheckOption check = DefaultSelectCheckOption;
+  if (owner && owner->GetDOMDocument()) {
+    check = owner->GetDOMDocument()->GetSelectCheckOption();
+  } else if (FDOMDocument) {
+    check = FDOMDocument->GetSelectCheckOption();
+  }
+  return GetItemEx(AIndex, check);
+}
+
+TVnDOMNode *TVnDOMElementList::GetItemEx(const Variant &AIndex, TVnDOMSelectCheckOption ACheck) {
+  switch (VarType(AIndex)) {
+    case varSmallint:
+    case varInteger:
+    case varShortInt:
+    case varByte:
+    case varWord:
+    case varLongWord:
+    case varInt64: {
+      const Int64 i = AIndex.AsInt64();
+      if (i < std::numeric_limits<Integer>::min() || i > std::numeric_limits<Integer>::max()) {
+        throw EListError(dom::cListIndex, {i});
+      }
+      return TVnDOMNodeListBase::GetItem(static_cast<Integer>(i));
+    }
+    case varUInt64: {
+      const UInt64 i = AIndex.AsUInt64();
+      if (i > static_cast<UInt64>(std::numeric_limits<Integer>::max())) {
+        throw EListError(dom::cListIndex, {i});
+      }
+      return TVnDOMNodeListBase::GetItem(static_cast<Integer>(i));
+    }
+    case varOleStr:
+    case varString:
+    case varUString:
+      break;
+    default:
+      throw EListError(dom::cInvalidIndex);
+  }
+  const UnicodeString name = AIndex.AsString();
+  TVnDOMSelectOptions options;
+  options << (GetCaseSensitive() ? soCaseSensitive : soCaseInsensitive);
+  if (ACheck == coCreate) options << soCreate;
+  if (ACheck == coRaise) options << soRaise;
+  options << (name.find(u':') != UnicodeString::npos ? soQualifiedName : soLocalName);
+  if (name == u".") return Owner();
+  if (name.find(u'/') != UnicodeString::npos || ACheck == coCreate) {
+    throw EVnDomNotSupported(dom::cPathIndexNotSupported, {name});
+  }
+  TVnDOMNode *node = Find(name, options);
+  if (!node && ACheck == coRaise) throw EListError(dom::cNoChildElement, {name});
+  return node;
+}
+
+std::unique_ptr<TVnDOMNodeListBaseEnumerator> TVnDOMElementList::GetEnumerator() {
+  return std::make_unique<TVnDOMElementListEnumerator>(this);
+}
+
+TVnDOMElementListImpl *TVnDOMElementList::DOMElementListImpl() const noexcept {
+  return static_cast<TVnDOMElementListImpl *>(FDOMImpl);
+}
+
+TVnDOMObjectImpl *TVnDOMElementList::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMElementListImpl>(AOwner);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnDOMAttrList
+
+TVnDOMNode *TVnDOMAttrList::FindNamespace(UnicodeStringView AURI) {
+  const TVnXPathCollationClass collation = GetCollation();
+  for (TVnDOMNode *node : FList) {
+    if (node->GetNodeType() != ntAttribute) continue;
+    if (!TVnDOMNode::IsNamespaceName(node->GetPrefix(), node->GetLocalName())) continue;
+    if (collation->Compare(node->GetNodeValue(), AURI) == 0) return node;
+  }
+  return nullptr;
+}
+
+TVnDOMAttrListImpl *TVnDOMAttrList::DOMAttrListImpl() const noexcept {
+  return static_cast<TVnDOMAttrListImpl *>(FDOMImpl);
+}
+
+TVnDOMObjectImpl *TVnDOMAttrList::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMAttrListImpl>(AOwner);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnDOMObjectList
+
+TVnDOMObject *TVnDOMObjectList::Get(Integer AIndex) const {
+  if (AIndex < 0 || AIndex >= Count()) throw EListError(dom::cListIndex, {AIndex});
+  return FItems[static_cast<std::size_t>(AIndex)];
+}
+
+Integer TVnDOMObjectList::Add(TVnDOMObject *AObject) {
+  FItems.push_back(AObject);
+  return Count() - 1;
+}
+
+void TVnDOMObjectList::Insert(Integer AIndex, TVnDOMObject *AObject) {
+  if (AIndex < 0 || AIndex > Count()) throw EListError(dom::cListIndex, {AIndex});
+  FItems.insert(FItems.begin() + AIndex, AObject);
+}
+
+void TVnDOMObjectList::Delete(Integer AIndex) {
+  if (AIndex < 0 || AIndex >= Count()) throw EListError(dom::cListIndex, {AIndex});
+  FItems.erase(FItems.begin() + AIndex);
+}
+
+Integer TVnDOMObjectList::Remove(TVnDOMObject *AObject) {
+  const Integer i = IndexOf(AObject);
+  if (i >= 0) FItems.erase(FItems.begin() + i);
+  return i;
+}
+
+Integer TVnDOMObjectList::IndexOf(TVnDOMObject *AObject) const noexcept {
+  auto it = std::find(FItems.begin(), FItems.end(), AObject);
+  return it == FItems.end() ? -1 : static_cast<Integer>(it - FItems.begin());
+}
+
+void TVnDOMObjectList::Assign(const TVnDOMObjectList *ASource) {
+  if (ASource == this) return;
+  FItems = ASource ? ASource->FItems : std::vector<TVnDOMObject *>();
+}
+
+void TVnDOMObjectList::Assign(const TVnDOMNodeListBase *ASource) {
+  FItems.clear();
+  if (!ASource) return;
+  FItems.reserve(static_cast<std::size_t>(ASource->Count()));
+  for (Integer i = 0; i < ASource->Count(); ++i) FItems.push_back(ASource->GetItem(i));
+}
+
+}  // namespace vn
