@@ -230,3 +230,14 @@ TEST(VnComponentTest, ClassReferenceBuildsWithAnOwner) {
   owner->Free();
   EXPECT_EQ(gLive, 0);
 }
+
+TEST(VnObjectTest, SupportsTakesAnObjectThatIsAlsoAnInterface) {
+  gLive = 0;
+  TPinger *o = New<TPinger>();
+  DelphiInterface<IPing> ping;
+  EXPECT_TRUE(Supports(o, ping));
+  EXPECT_TRUE(Supports(o, IVnObject::IID));
+  EXPECT_FALSE(Supports(o, IOther::IID));
+  ping = nullptr;
+  EXPECT_EQ(gLive, 0);
+}

@@ -82,6 +82,41 @@ TEST_F(Interfaces, Identifiers) {
   for (const auto &[iid, text] : ids) EXPECT_EQ(GUIDToString(iid), text);
 }
 
+TEST_F(Interfaces, ExceptionFamilyAndNodeTypeNames) {
+  const TClass family[] = {EVnDomStringSize::StaticClass(),
+                           EVnDomHierarchyRequest::StaticClass(),
+                           EVnDomIndexSize::StaticClass(),
+                           EVnDomInUseAttribute::StaticClass(),
+                           EVnDomInvalidAcces::StaticClass(),
+                           EVnDomInvalidCharacter::StaticClass(),
+                           EVnDomInvalidModification::StaticClass(),
+                           EVnDomInvalidState::StaticClass(),
+                           EVnDomNamespace::StaticClass(),
+                           EVnDomNotFound::StaticClass(),
+                           EVnDomNotSupported::StaticClass(),
+                           EVnDomNoDataAllowed::StaticClass(),
+                           EVnDomNoModificationAllowed::StaticClass(),
+                           EVnDomSyntax::StaticClass(),
+                           EVnDomTypeMismatch::StaticClass(),
+                           EVnDomValidation::StaticClass(),
+                           EVnDomWrongDocument::StaticClass()};
+  for (TClass c : family) EXPECT_EQ(c->ClassParent(), EVnDomException::StaticClass());
+  EXPECT_EQ(EVnDomException::StaticClass()->ClassParent(), Exception::StaticClass());
+  try {
+    EVnDomWrongDocument::StaticClass()->RaiseException(u"wrong");
+  } catch (EVnDomException &E) {
+    EXPECT_EQ(Msg(E), "wrong");
+    EXPECT_EQ(E.ClassName(), u"EVnDomWrongDocument");
+  }
+  EXPECT_EQ(UnicodeString(VnDOMNodeTypes[ntUnknown]), u"Unknown");
+  EXPECT_EQ(UnicodeString(VnDOMNodeTypes[ntCDATA]), u"CDATA");
+  EXPECT_EQ(UnicodeString(VnDOMNodeTypes[ntProcessingInstruction]), u"ProcessingInstruction");
+  EXPECT_EQ(UnicodeString(VnDOMNodeTypes[ntNotation]), u"Notation");
+  EXPECT_EQ(static_cast<int>(ntDocument), 9);
+  const TVnDOMSelectOptions options{soRaise, soQualifiedName};
+  EXPECT_EQ(options.ToInt(), 1u | 32u);
+}
+
 TEST_F(Interfaces, EachInterfaceIsItsOwnSubobject) {
   TTestElement *e = Element(u"p:e");
   {

@@ -236,6 +236,28 @@ TEST_F(Lists, AttributeListFindsNamespaceDeclarations) {
   EXPECT_EQ(l->FindNamespace(u"URN:ONE"), nullptr);
 }
 
+TEST_F(Lists, ObjectListIsAPlainWorkList) {
+  TVnDOMObjectList l;
+  EXPECT_EQ(l.Add(A1), 0);
+  l.Add(C);
+  l.Insert(1, B);
+  EXPECT_EQ(l.IndexOf(B), 1);
+  EXPECT_EQ(l.Remove(B), 1);
+  EXPECT_EQ(l.Remove(B), -1);
+  EXPECT_THROW(l.Get(2), EListError);
+  EXPECT_THROW(l.Insert(5, A1), EListError);
+  EXPECT_THROW(l.Delete(-1), EListError);
+  TVnDOMObjectList m;
+  m.Assign(&l);
+  EXPECT_EQ(m.Count(), 2);
+  m.Assign(Children());
+  ASSERT_EQ(m.Count(), 4);
+  EXPECT_EQ(m[3], C);
+  m.Delete(0);
+  EXPECT_EQ(m[0], B);
+  EXPECT_EQ(l.Count(), 2);
+}
+
 TEST_F(Lists, ThroughInterfaces) {
   {
     DelphiInterface<IVnDOMNode> doc = VnDOMIntf<IVnDOMNode>(Doc);

@@ -59,7 +59,7 @@ VN_CHAR_CONST(cVnEOF, '\0')
 // Object base
 
 class IVnObject : public IInterface {
-  VN_INTERFACE(IVnObject, IInterface, "{7C0B3E1A-5D2F-4A86-9B3C-1E4F6A8D2B57}")
+  VN_INTERFACE(IVnObject, IInterface, "{0417F540-9CCC-4DE6-B2C4-1063D0508346}")
  public:
   // The object that really implements the interface: the one way back from an interface to an
   // object.

@@ -142,6 +142,19 @@ bool Supports(TObject *AObj, DelphiInterface<T> &AOut) {
   AOut = nullptr;
   return AObj && AObj->GetInterface(T::IID, AOut.ReleaseAndGetAddressOf());
 }
+// An object of a class that is itself an interface (a TVnObject descendant) converts to both
+// TObject* and IInterface*; this form takes it as an object.
+template <VnInterface T, class C>
+  requires std::is_base_of_v<TObject, C>
+bool Supports(C *AObj, DelphiInterface<T> &AOut) {
+  return Supports(static_cast<TObject *>(AObj), AOut);
+}
+template <class C>
+  requires std::is_base_of_v<TObject, C>
+bool Supports(C *AObj, const TGUID &AIID) {
+  return Supports(static_cast<TObject *>(AObj), AIID);
+}
+
 namespace detail {
 [[noreturn]] void RaiseIntfCastError();
 }

@@ -321,7 +321,7 @@ class TValue {
   Int64 AsOrdinal() const;
   Integer AsInteger() const {
     if (FTypeInfo && FTypeInfo->Kind == tkInteger && FTypeInfo->FSubType == otSLong)
-      return *reinterpret_cast<const Integer *>(FData);
+      return *std::launder(reinterpret_cast<const Integer *>(FData));
     return AsIntegerOf();
   }
   Int64 AsInt64() const { return AsOrdinal(); }
@@ -1437,7 +1437,7 @@ bool TValue::TryAsType(typename detail::TValueTraits<T>::TValueType &AResult) co
   if (FTypeInfo == t) [[likely]] {
     // The handle tells where the value lives, and so does T.
     if constexpr (detail::FitsInline<Rep>() && !std::is_array_v<Rep>)
-      AResult = Tr::FromRep(*reinterpret_cast<const Rep *>(FData));
+      AResult = Tr::FromRep(*std::launder(reinterpret_cast<const Rep *>(FData)));
     else
       AResult = Tr::FromRep(*static_cast<const Rep *>(Raw()));
     return true;

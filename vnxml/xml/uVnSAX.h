@@ -480,6 +480,10 @@ class TVnXMLParser : public TVnTextParser {
   // loop decides on bytes in cstA and cstU and on units in cstW, through one table look-up a
   // character.
   void SkipAscii(const Byte *ATable, bool AIn);
+  // SkipWhile(soNotEqual, AChar) and SkipWhile(soEqual, AChar) for an ASCII character, in one
+  // call.
+  void SkipTo(char AChar);
+  void SkipOver(char AChar);
   // CurrCharW, without the slot where the window gives the character at once.
   [[gnu::always_inline]] char16_t CurrChar() {
     if (FCharSetType == cstW) return CurrUnit();

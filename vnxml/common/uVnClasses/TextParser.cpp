@@ -80,7 +80,22 @@ inline std::size_t WidenASCII(const Byte *AFrom, char16_t *ATo, std::size_t ACou
     _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k), _mm_unpacklo_epi8(v, zero));
     _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k + 8), _mm_unpackhi_epi8(v, zero));
   }
+  if (k + 8 <= ACount) {
+    const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(AFrom + k));
+    if (_mm_movemask_epi8(v) == 0) {
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k), _mm_unpacklo_epi8(v, zero));
+      k += 8;
+    }
+  }
 #endif
+  if (k + 4 <= ACount) {
+    std::uint32_t w;
+    std::memcpy(&w, AFrom + k, 4);
+    if (!(w & 0x80808080u)) {
+      for (int j = 0; j < 4; ++j) ATo[k + j] = AFrom[k + j];
+      k += 4;
+    }
+  }
   for (; k < ACount && AFrom[k] < 0x80; ++k) ATo[k] = AFrom[k];
   return k;
 }

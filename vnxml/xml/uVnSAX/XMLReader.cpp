@@ -389,7 +389,7 @@ void TVnSAXXMLReader::ParseCharacters() {
   P->SkipAscii(cWhiteTable.Member, true);
   if (!P->Eof() && P->CurrUnit() != u'<') {
     white = false;
-    P->SkipWhile(soNotEqual, P->FLt);
+    P->SkipTo('<');
   }
   if (FCheckSingleRootElm)
     P->CheckEOF();
@@ -458,7 +458,7 @@ void TVnSAXXMLReader::ParseAtrributes(TVnSAXXMAttributes *AAttributes, Integer A
       throw EVnXMLParseError(_cVnXMLMissingAttribute, cErrMissingAttribute);
     P->Step();
     P->SetMark(tpMark1);
-    P->SkipWhile(soNotEqual, c == u'\'' ? P->FApos : P->FQuote);
+    P->SkipTo(c == u'\'' ? '\'' : '"');
     P->SelectedTo(tpMark1, tpCurrent, true, a->Value);
 
     if (IsXmlns(a->QName)) {
@@ -498,7 +498,8 @@ void TVnSAXXMLReader::ParseTag(Integer &ALevel) {
     throw EVnXMLParseError(_cVnXMLELMNotClosed, {FLineNr, FColNr}, cErrElementNotClosed);
   }
   FPrefix.clear();
-  if (c == u':') {
+  const bool prefixed = c == u':';
+  if (prefixed) {
     P->SelectedTo(tpMark1, tpCurrent, true, FPrefix);
     P->Step();
     CheckValidNameStartChar();
@@ -507,13 +508,13 @@ void TVnSAXXMLReader::ParseTag(Integer &ALevel) {
     P->SelectedTo(tpMark1, tpCurrent, true, FLocalName);
     P->SelectedTo(tpMark2, tpCurrent, true, FQName);
   } else {
-    // Without a prefix both marks stand on the same character: one text, copied.
+    // Without a prefix both marks stand on the same character: one text serves as both names.
     P->SelectedTo(tpMark1, tpCurrent, true, FLocalName);
     P->ClearMark(tpMark2);
-    FQName = FLocalName;
   }
+  const VnXMLString &qname = prefixed ? FQName : FLocalName;
   // Only blanks: a line break in front of the first attribute stays in front of its name.
-  if (P->CurrUnit() == u' ') P->SkipWhile(soEqual, P->FSpace);
+  if (P->CurrUnit() == u' ') P->SkipOver(' ');
 
   if (!endTag) {
     ++ALevel;
@@ -528,14 +529,14 @@ void TVnSAXXMLReader::ParseTag(Integer &ALevel) {
     // The URI is the namespace record's own string: no record goes before RemoveLevel.
     if (c == u'/') {
       const VnXMLString &uri = FNamespaceList->GetURI(FPrefix);
-      Hold(FContentHandler)->StartElement(uri, FLocalName, FQName, attributes);
+      Hold(FContentHandler)->StartElement(uri, FLocalName, qname, attributes);
       attributes->Clear();
-      Hold(FContentHandler)->EndElement(uri, FLocalName, FQName);
+      Hold(FContentHandler)->EndElement(uri, FLocalName, qname);
       FNamespaceList->RemoveLevel(ALevel);
       --ALevel;
     } else if (c == u'>') {
       Hold(FContentHandler)
-          ->StartElement(FNamespaceList->GetURI(FPrefix), FLocalName, FQName, attributes);
+          ->StartElement(FNamespaceList->GetURI(FPrefix), FLocalName, qname, attributes);
     }
     // The list is dead once StartElement has returned; a tag cut off by the end of input gets
     // no event at all.
@@ -543,11 +544,11 @@ void TVnSAXXMLReader::ParseTag(Integer &ALevel) {
   } else {
     const VnXMLString &uri = FNamespaceList->GetURI(FPrefix);
     if (P->CurrUnit() != u'>') P->CheckCurrChar(P->FGt, true);
-    Hold(FContentHandler)->EndElement(uri, FLocalName, FQName);
+    Hold(FContentHandler)->EndElement(uri, FLocalName, qname);
     FNamespaceList->RemoveLevel(ALevel);
     --ALevel;
   }
-  if (P->CurrUnit() != u'>') P->SkipWhile(soNotEqual, P->FGt);
+  if (P->CurrUnit() != u'>') P->SkipTo('>');
 }
 
 void TVnSAXXMLReader::ParseElement(Integer &ALevel) {
