@@ -1,0 +1,44 @@
+#include "vnxml/common/uVnXSTypes.h"
+
+#include "vnxml/xml/uVnXMLUtils.h"
+
+namespace vn {
+
+namespace xs_detail {
+
+void RaiseOutOfRange(const char16_t *AMessage) {
+  throw EArgumentOutOfRangeException(AMessage);
+}
+
+void RaiseNotSupported(const char16_t *AMessage) {
+  throw ENotSupportedException(AMessage);
+}
+
+void CheckPattern(const UnicodeString &APattern, const UnicodeString &AText) {
+  // The expression is compiled at each check: the records share no state.
+  if (!TRegEx::IsMatch(AText, APattern))
+    throw EArgumentOutOfRangeException(
+        u"The specified value does not match the specified pattern!");
+}
+
+}  // namespace xs_detail
+
+void TXsBoolean::FromString(UnicodeStringView AValue) {
+  if (AValue.empty())
+    Clear();
+  else
+    *this = VnXMLToBool(AValue);
+}
+
+TXsDuration::TXsDuration(const UnicodeString &AValue) {
+  if (!AValue.empty()) {
+    FValue = VnXMLToDuration(AValue);
+    FHasValue = xs_detail::cHasValue;
+  }
+}
+
+UnicodeString TXsDuration::ToString() const {
+  return IsNull() ? UnicodeString() : VnDurationToXML(FValue);
+}
+
+}  // namespace vn
