@@ -4,6 +4,8 @@
 
 #include "vnxml/common/uVnClasses.h"
 #include "vnxml/common/uVnDateTimeUtils.h"
+#include "vnxml/common/uVnRtti.h"
+#include "vnxml/common/uVnTypes.h"
 #include "vnxml/rtl/Variant.h"
 
 namespace vn {
@@ -54,6 +56,11 @@ void VnStrToXML(const char16_t *AData, Integer ALength, TVnStringStream *AStream
                 bool AEscapeQuot);
 
 VnXMLString VnVariantToXML(const Variant &AValue);
+// By the value's host kind: numbers and sets by their text, text escaped, an enumeration by its
+// name (a value out of range by the name of the lowest value), a variant by VnVariantToXML.
+// Arrays, records and objects go through the XML serializer, which raises
+// ENotSupportedException until it is part of the library.
+VnXMLString VnValToXML(const TValue &AValue);
 
 TVnXMLDateTimeFormat VnXMLDateTimeFormat(const TVnDateTimeParts &AParts);
 TVnDateTimeParts VnDecodeXMLDateTime(UnicodeStringView AText);
@@ -109,6 +116,31 @@ TDateTime VnXMLToDateTimeDef(UnicodeStringView AText, TDateTime ADefault,
 TDateTime VnXMLToDateTimeDef(UnicodeStringView AText, TDateTime ADefault,
                              TVnXMLDateTimeFormat AFormat);
 
+// The variant shapes: Null gives ADefault; otherwise by the variant's main kind: numbers convert
+// directly, text through the strict text conversion (so bad and empty text raise), booleans as
+// 0 or 1; any other kind raises EConvertError "The given value is not a valid <type> value!".
+ShortInt VnXMLToShortint(const Variant &AValue, ShortInt ADefault);
+SmallInt VnXMLToSmallint(const Variant &AValue, SmallInt ADefault);
+Integer VnXMLToInt(const Variant &AValue, Integer ADefault);
+Int64 VnXMLToInt64(const Variant &AValue, Int64 ADefault);
+Byte VnXMLToByte(const Variant &AValue, Byte ADefault);
+Word VnXMLToWord(const Variant &AValue, Word ADefault);
+LongWord VnXMLToLongword(const Variant &AValue, LongWord ADefault);
+UInt64 VnXMLToUInt64(const Variant &AValue, UInt64 ADefault);
+// Null gives 0.0 whatever the default (the single form only) or ADefault; integers and floats as
+// numbers, dates as numbers too except in the single form, text strictly.
+Single VnXMLToSingle(const Variant &AValue, Single ADefault);
+Double VnXMLToDouble(const Variant &AValue, Double ADefault);
+Extended VnXMLToExtended(const Variant &AValue, Extended ADefault);
+// Null gives ADefault; integers by their low byte, text by the text rule.
+bool VnXMLToBool(const Variant &AValue, bool ADefault);
+// Null gives ADefault; numbers and dates as numbers, text through the strict text routine.
+TDateTime VnXMLToDate(const Variant &AValue, TDateTime ADefault);
+TDateTime VnXMLToTime(const Variant &AValue, TDateTime ADefault,
+                      TVnTimeZoneFormat AFormat = tzfNone);
+TDateTime VnXMLToDateTime(const Variant &AValue, TDateTime ADefault,
+                          TVnTimeZoneFormat AFormat = tzfNone);
+
 // Decodes character references (one 16-bit character each, cut to 16 bits) and the named
 // entities of HTML 4.01 plus "apos"; what is not a reference stays as written. A numeric
 // reference that is no number raises EConvertError.
@@ -117,9 +149,24 @@ UnicodeString VnXMLToStr(UnicodeStringView AText);
 // "q" the quotation mark.
 AnsiString VnXMLToStr(const AnsiString &AText);
 
+// Null gives ADefault; numbers, booleans and dates by their lexical forms, text decoded, a
+// one-dimensional array as its elements' texts each followed by CR LF; anything else raises
+// EConvertError "The given value is not a valid String value!".
+UnicodeString VnXMLToStr(const Variant &AValue, const UnicodeString &ADefault);
+
 TVnDuration VnXMLToDuration(UnicodeStringView AText);
 
 // The text as a variant of the given type code.
 Variant VnXMLToVariant(UnicodeStringView AText, Word AVarType);
+// The text as a variant of the kind's conversion.
+Variant VnXMLToVariant(UnicodeStringView AText, TVnTypeKind AKind);
+// The text as a variant of the type code of a type given by its qualified name (13 when the name
+// is unknown).
+Variant VnXMLToVariant(UnicodeStringView AText, const UnicodeString &ATypeName);
+
+// The text as a value of a type given by its qualified name (an unknown name raises) or handle.
+// The XML Schema records (TXsInt ...) are made from the converted value.
+TValue VnXMLToValue(UnicodeStringView AText, const UnicodeString &ATypeName);
+TValue VnXMLToValue(UnicodeStringView AText, PTypeInfo AType);
 
 }  // namespace vn
