@@ -1,6 +1,7 @@
 // ISO 8601 dates, times and durations of XML Schema, and the machine's time-zone rules.
 #pragma once
 
+#include "vnxml/common/uVnTypes.h"  // TVnUTCDate, TVnUTCTime, TVnUTCDateTime
 #include "vnxml/rtl/DateUtils.h"
 #include "vnxml/rtl/SysUtils.h"
 
