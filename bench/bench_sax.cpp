@@ -29,9 +29,9 @@ namespace {
 
 // Appends items of a catalogue until AOut holds at least ABytes bytes past AStart.
 void AppendItems(std::string &AOut, std::size_t ABytes, unsigned &ASeed) {
-  static const char *const words[] = {"alpha",   "beta",  "gamma", "delta",  "epsilon", "zeta",
-                                      "eta",     "theta", "iota",  "kappa",  "lambda",  "mu",
-                                      "naïve",   "café",  "über",  "straße", "x",       "yz"};
+  static const char *const words[] = {"alpha", "beta",  "gamma", "delta",  "epsilon", "zeta",
+                                      "eta",   "theta", "iota",  "kappa",  "lambda",  "mu",
+                                      "naïve", "café",  "über",  "straße", "x",       "yz"};
   auto next = [&ASeed] {
     ASeed = ASeed * 1103515245u + 12345u;
     return (ASeed >> 16) & 0x7FFF;
@@ -141,7 +141,8 @@ void Expat(benchmark::State &AState, const std::string &ABytes, const char *AEnc
     XML_SetCharacterDataHandler(p, [](void *, const XML_Char *, int) {});
     XML_SetCommentHandler(p, [](void *, const XML_Char *) {});
     XML_SetProcessingInstructionHandler(p, [](void *, const XML_Char *, const XML_Char *) {});
-    XML_SetCdataSectionHandler(p, [](void *) {}, [](void *) {});
+    XML_SetCdataSectionHandler(
+        p, [](void *) {}, [](void *) {});
     const bool ok =
         XML_Parse(p, ABytes.data(), static_cast<int>(ABytes.size()), 1) != XML_STATUS_ERROR;
     if (!ok) AState.SkipWithError(XML_ErrorString(XML_GetErrorCode(p)));
@@ -167,8 +168,7 @@ void Libxml2(benchmark::State &AState, const std::string &ABytes) {
   sax.comment = [](void *, const xmlChar *) {};
   sax.processingInstruction = [](void *, const xmlChar *, const xmlChar *) {};
   for (auto _ : AState) {
-    if (xmlSAXUserParseMemory(&sax, nullptr, ABytes.data(), static_cast<int>(ABytes.size())) !=
-        0) {
+    if (xmlSAXUserParseMemory(&sax, nullptr, ABytes.data(), static_cast<int>(ABytes.size())) != 0) {
       AState.SkipWithError("libxml2 failed");
       break;
     }
@@ -220,14 +220,16 @@ void ParseFile200MB(benchmark::State &AState) {
   AState.counters["rss_before_KiB"] = static_cast<double>(before);
   AState.counters["rss_growth_KiB"] = static_cast<double>(MaxRssKiB() - before);
   reader->Free();
-  AState.SetBytesProcessed(static_cast<int64_t>(AState.iterations()) *
-                           static_cast<int64_t>(size));
+  AState.SetBytesProcessed(static_cast<int64_t>(AState.iterations()) * static_cast<int64_t>(size));
   std::remove(name);
 }
 
 }  // namespace
 
-BENCHMARK(ParseFile200MB)->Name("ParseFile200MB/vnxml")->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(ParseFile200MB)
+    ->Name("ParseFile200MB/vnxml")
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 
 BENCHMARK_CAPTURE(Vnxml, gen, Generated(), CP_UTF8)
     ->Name("Generated50MB/vnxml")
@@ -245,7 +247,9 @@ BENCHMARK_CAPTURE(Vnxml, fd, Freedesktop(), CP_UTF8)
 BENCHMARK_CAPTURE(Expat, fd, Freedesktop(), nullptr)
     ->Name("Freedesktop/expat")
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Libxml2, fd, Freedesktop())->Name("Freedesktop/libxml2")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Libxml2, fd, Freedesktop())
+    ->Name("Freedesktop/libxml2")
+    ->Unit(benchmark::kMillisecond);
 
 BENCHMARK_CAPTURE(Vnxml, u16, GeneratedUTF16(), CP_UTF16)
     ->Name("Generated50MB-UTF16/vnxml")

@@ -63,8 +63,9 @@ int Count(const std::string &AFile) {
   std::printf("%s (%.1f ms)\n", AFile.c_str(), ms);
   std::printf("  elements %ld, attributes %ld (namespace declarations %ld), depth %d\n",
               counter->Elements, counter->Attributes, counter->Namespaces, counter->MaxDepth);
-  std::printf("  text characters %ld, CDATA sections %ld, comments %ld, processing instructions %ld\n",
-              counter->TextChars, counter->CDATA, counter->Comments, counter->PIs);
+  std::printf(
+      "  text characters %ld, CDATA sections %ld, comments %ld, processing instructions %ld\n",
+      counter->TextChars, counter->CDATA, counter->Comments, counter->PIs);
   std::vector<std::pair<VnXMLString, long>> names(counter->Names.begin(), counter->Names.end());
   std::sort(names.begin(), names.end(),
             [](const auto &A, const auto &B) { return A.second > B.second; });

@@ -68,9 +68,7 @@ class TEcho : public TVnSAXHandler {
   }
 
  private:
-  void Line(const std::string &AText) {
-    std::printf("%*s%s\n", FDepth * 2, "", AText.c_str());
-  }
+  void Line(const std::string &AText) { std::printf("%*s%s\n", FDepth * 2, "", AText.c_str()); }
   int FDepth = 0;
 };
 

@@ -24,7 +24,8 @@ class TNullHandler : public TVnSAXHandler {
                     IVnSAXAttributes *AAttributes) override {
     // Walks the list while it is alive, the way a consumer copies what it keeps.
     Integer n = AAttributes->Count();
-    for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next) Total += a->Value.size();
+    for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next)
+      Total += a->Value.size();
     if (n > 0) Total += AAttributes->GetValue(n - 1).size();
   }
   std::size_t Total = 0;
@@ -43,7 +44,9 @@ class TDribbleStream : public TStream {
   }
   Int64 Write(const void *, Int64) override { return 0; }
   Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override {
-    Int64 base = AOrigin == soBeginning ? 0 : AOrigin == soCurrent ? FPos : static_cast<Int64>(FSize);
+    Int64 base = AOrigin == soBeginning ? 0
+                 : AOrigin == soCurrent ? FPos
+                                        : static_cast<Int64>(FSize);
     FPos = base + AOffset;
     return FPos;
   }

@@ -83,7 +83,8 @@ TEST_F(SaxAttributes, TheWildcardBelongsToGetValueOnly) {
   // "*" matches any URI for GetValue: the first attribute with that local name wins.
   EXPECT_EQ(List->GetValue(u"*", u"id"), u"1");
   EXPECT_EQ(List->GetValue(u"*", u"name"), u"n");
-  EXPECT_EQ(Failure([&] { List->GetValue(u"*", u"nope"); }), "4:List index (*-nope) out of bounds!");
+  EXPECT_EQ(Failure([&] { List->GetValue(u"*", u"nope"); }),
+            "4:List index (*-nope) out of bounds!");
   // Nowhere else.
   EXPECT_EQ(Failure([&] { List->GetType(u"*", u"id"); }), "4:List index (*-id) out of bounds!");
   EXPECT_EQ(List->GetIndex(u"*", u"id"), -1);

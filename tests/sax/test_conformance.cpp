@@ -63,11 +63,10 @@ TCounts CountWithLibxml2(const std::string &ABytes) {
   sax.warning = nullptr;
   sax.error = nullptr;
   sax.serror = nullptr;
-  xmlParserCtxtPtr ctxt =
-      xmlCreatePushParserCtxt(&sax, nullptr, nullptr, 0, nullptr);
+  xmlParserCtxtPtr ctxt = xmlCreatePushParserCtxt(&sax, nullptr, nullptr, 0, nullptr);
   ctxt->_private = &c;
-  xmlCtxtUseOptions(ctxt, XML_PARSE_RECOVER | XML_PARSE_NONET | XML_PARSE_NOWARNING |
-                              XML_PARSE_NOERROR);
+  xmlCtxtUseOptions(ctxt,
+                    XML_PARSE_RECOVER | XML_PARSE_NONET | XML_PARSE_NOWARNING | XML_PARSE_NOERROR);
   xmlParseChunk(ctxt, ABytes.data(), static_cast<int>(ABytes.size()), 1);
   xmlFreeDoc(ctxt->myDoc);
   xmlFreeParserCtxt(ctxt);

@@ -21,8 +21,8 @@ TEST(SaxFuzzCorpus, EveryInputPasses) {
     ss << in.rdbuf();
     const std::string bytes = ss.str();
     SCOPED_TRACE(entry.path().filename().string());
-    EXPECT_NO_THROW(LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(bytes.data()),
-                                           bytes.size()));
+    EXPECT_NO_THROW(
+        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()));
     ++files;
   }
   EXPECT_GE(files, 30);

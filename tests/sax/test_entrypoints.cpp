@@ -57,9 +57,14 @@ struct SaxEntryPoints : ::testing::Test {
 };
 
 const UnicodeString cDoc = u"<?xml version=\"1.0\"?><r a=\"é€\"><t>café € ü</t></r>";
-const std::vector<std::string> cDocEvents = {
-    "SD",       "PI(xml,version=\"1.0\")", "SE(,r,r)[a,a,=é€]", "SE(,t,t)", "C(café € ü)",
-    "EE(,t,t)", "EE(,r,r)",                "ED"};
+const std::vector<std::string> cDocEvents = {"SD",
+                                             "PI(xml,version=\"1.0\")",
+                                             "SE(,r,r)[a,a,=é€]",
+                                             "SE(,t,t)",
+                                             "C(café € ü)",
+                                             "EE(,t,t)",
+                                             "EE(,r,r)",
+                                             "ED"};
 
 TEST_F(SaxEntryPoints, EveryEntryPointWithEveryPage) {
   for (Word page : {Word(0), CP_UTF16, CP_UTF8, CP_WIN1252}) {
@@ -77,7 +82,8 @@ TEST_F(SaxEntryPoints, EveryEntryPointWithEveryPage) {
       s->Free();
     });
     EXPECT_EQ(out.Events, cDocEvents) << "ParseStream, page " << page << "\n" << out.Message;
-    out = Run([&] { Reader->ParseBuffer(bytes.data(), static_cast<Cardinal>(bytes.size()), page); });
+    out =
+        Run([&] { Reader->ParseBuffer(bytes.data(), static_cast<Cardinal>(bytes.size()), page); });
     EXPECT_EQ(out.Events, cDocEvents) << "ParseBuffer, page " << page << "\n" << out.Message;
     out = Run([&] { Reader->Parse(AnsiString(bytes, page), page); });
     EXPECT_EQ(out.Events, cDocEvents) << "Parse(AnsiString), page " << page << "\n" << out.Message;
@@ -203,8 +209,8 @@ TEST_F(SaxEntryPoints, PrefixesOfAFailedParseStayUntilTheirLevelCloses) {
   EXPECT_EQ(out.Code, 7);
   // The next parse still resolves the stale prefix; its level-1 element removes it.
   out = Run([&] { Reader->Parse(u"<p:c/>"); });
-  EXPECT_EQ(out.Events, (std::vector<std::string>{"SD", "SE(urn:p,c,p:c)", "EE(urn:p,c,p:c)",
-                                                  "EPM(p)", "ED"}));
+  EXPECT_EQ(out.Events,
+            (std::vector<std::string>{"SD", "SE(urn:p,c,p:c)", "EE(urn:p,c,p:c)", "EPM(p)", "ED"}));
   out = Run([&] { Reader->Parse(u"<p:d/>"); });
   EXPECT_EQ(out.Events, (std::vector<std::string>{"SD", "SE(,d,p:d)", "EE(,d,p:d)", "ED"}));
 }

@@ -100,8 +100,8 @@ TEST(SaxErrors, WrongKindOfMarkup) {
   ExpectFailure(u"<!doctype a><a/>", cParseError, 5, "\"DOCTYPE\" expected, but \"doctype\" found",
                 {"SD"});
   // ... and a DOCTYPE in the body for a CDATA section.
-  ExpectFailure(u"<a><!DOCTYPE a></a>", cParseError, 6,
-                "![CDATA[ expected, but \"!DOCTYPE\" found", {"SD", "SE(,a,a)"});
+  ExpectFailure(u"<a><!DOCTYPE a></a>", cParseError, 6, "![CDATA[ expected, but \"!DOCTYPE\" found",
+                {"SD", "SE(,a,a)"});
   ExpectFailure(u"<a><![CDA", cParseError, 6, "![CDATA[ expected, but \"![CDA\" found",
                 {"SD", "SE(,a,a)"});
 }
@@ -142,8 +142,9 @@ TEST(SaxErrors, LexicalEventsNeedALexicalHandler) {
 
 TEST(SaxErrors, HandlerFailuresTakeTheFailureRule) {
   const std::string doc = "<a><b x='1'>t</b><!--c--><?p?></a>";
-  const std::vector<std::string> all = {"SD",   "SE(,a,a)", "SE(,b,b)[x,x,=1]", "C(t)", "EE(,b,b)",
-                                        "Com(c)", "PI(p,)", "EE(,a,a)",         "ED"};
+  const std::vector<std::string> all = {"SD",     "SE(,a,a)", "SE(,b,b)[x,x,=1]",
+                                        "C(t)",   "EE(,b,b)", "Com(c)",
+                                        "PI(p,)", "EE(,a,a)", "ED"};
   for (std::size_t i = 0; i < all.size(); ++i) {
     TRunOptions o;
     o.ThrowAt = static_cast<int>(i);
@@ -253,6 +254,9 @@ TEST_F(SaxLocator, UnexpectedEndGivesTheStartOfTheConstruct) {
   out = Parse(u"<a>\n<b\n x='1'\n/>\n\n<c/></a>");
   EXPECT_EQ(out.Error, "");
   EXPECT_EQ(lines, (std::vector<Integer>{1, 2, 6}));
+  // And after it, with the start of its last construct, the end tag.
+  EXPECT_EQ(Reader->GetLineNr(), 6);
+  EXPECT_EQ(Reader->GetColNr(), 5);
 
   // Another kind of failure does.
   out = Parse(u"<a/><b/>");

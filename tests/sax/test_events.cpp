@@ -50,21 +50,19 @@ TEST(SaxEvents, TextRuns) {
   ExpectEvents(u"<a> x &amp; y\t</a>", {"SD", "SE(,a,a)", "C( x &amp; y\t)", "EE(,a,a)", "ED"});
   // Every code below 33 counts as white.
   ExpectEvents(u"<a>\x01\x1f </a>", {"SD", "SE(,a,a)", "IW(\x01\x1f )", "EE(,a,a)", "ED"});
-  ExpectEvents(u"<a>x</a><!--c-->",
-               {"SD", "SE(,a,a)", "C(x)", "EE(,a,a)", "Com(c)", "ED"});
+  ExpectEvents(u"<a>x</a><!--c-->", {"SD", "SE(,a,a)", "C(x)", "EE(,a,a)", "Com(c)", "ED"});
 }
 
 TEST(SaxEvents, ReferencesPassThroughUnchanged) {
-  ExpectEvents(u"<a v=\"&lt;&#65;&unknown;\">&lt;&#65;&unknown;</a>",
-               {"SD", "SE(,a,a)[v,v,=&lt;&#65;&unknown;]", "C(&lt;&#65;&unknown;)", "EE(,a,a)",
-                "ED"});
+  ExpectEvents(
+      u"<a v=\"&lt;&#65;&unknown;\">&lt;&#65;&unknown;</a>",
+      {"SD", "SE(,a,a)[v,v,=&lt;&#65;&unknown;]", "C(&lt;&#65;&unknown;)", "EE(,a,a)", "ED"});
 }
 
 TEST(SaxEvents, NonAsciiText) {
   ExpectEvents(u"<a>é ü ß</a>", {"SD", "SE(,a,a)", "C(é ü ß)", "EE(,a,a)", "ED"});
   // Beyond Latin-1 and beyond 16 bits (the Latin-1 source is skipped for these).
-  ExpectEvents(u"<a t='€'>𝄞 日本</a>",
-               {"SD", "SE(,a,a)[t,t,=€]", "C(𝄞 日本)", "EE(,a,a)", "ED"});
+  ExpectEvents(u"<a t='€'>𝄞 日本</a>", {"SD", "SE(,a,a)[t,t,=€]", "C(𝄞 日本)", "EE(,a,a)", "ED"});
 }
 
 TEST(SaxEvents, AttributeLeniencies) {
@@ -90,9 +88,9 @@ TEST(SaxEvents, AttributeNamespaces) {
   ExpectEvents(u"<a xmlns=\"u\" x=\"1\"/>",
                {"SD", "SPM(,u)", "SE(u,a,a)[xmlns,xmlns,=u;x,x,u=1]", "EE(u,a,a)", "EPM()", "ED"});
   // A prefix resolves when it is read: a declaration further right is not yet known.
-  ExpectEvents(u"<a p:x=\"1\" xmlns:p=\"u\" p:y=\"2\"/>",
-               {"SD", "SPM(p,u)", "SE(,a,a)[x,p:x,=1;p,xmlns:p,=u;y,p:y,u=2]", "EE(,a,a)",
-                "EPM(p)", "ED"});
+  ExpectEvents(
+      u"<a p:x=\"1\" xmlns:p=\"u\" p:y=\"2\"/>",
+      {"SD", "SPM(p,u)", "SE(,a,a)[x,p:x,=1;p,xmlns:p,=u;y,p:y,u=2]", "EE(,a,a)", "EPM(p)", "ED"});
   // Prefixes match without regard to case, declarations too, on the low byte of each character.
   ExpectEvents(u"<P:a XMLNS:p=\"u\"/>",
                {"SD", "SPM(p,u)", "SE(u,a,P:a)[p,XMLNS:p,=u]", "EE(u,a,P:a)", "EPM(p)", "ED"});
@@ -116,18 +114,18 @@ TEST(SaxEvents, FirstAttributeOnANewLine) {
 }
 
 TEST(SaxEvents, NamespaceScopes) {
-  ExpectEvents(u"<p:a xmlns:p=\"1\"><p:b xmlns:p=\"2\"/><p:c/></p:a>",
-               {"SD", "SPM(p,1)", "SE(1,a,p:a)[p,xmlns:p,=1]", "SPM(p,2)",
-                "SE(2,b,p:b)[p,xmlns:p,=2]", "EE(2,b,p:b)", "EPM(p)", "SE(1,c,p:c)",
-                "EE(1,c,p:c)", "EE(1,a,p:a)", "EPM(p)", "ED"});
+  ExpectEvents(
+      u"<p:a xmlns:p=\"1\"><p:b xmlns:p=\"2\"/><p:c/></p:a>",
+      {"SD", "SPM(p,1)", "SE(1,a,p:a)[p,xmlns:p,=1]", "SPM(p,2)", "SE(2,b,p:b)[p,xmlns:p,=2]",
+       "EE(2,b,p:b)", "EPM(p)", "SE(1,c,p:c)", "EE(1,c,p:c)", "EE(1,a,p:a)", "EPM(p)", "ED"});
   // Two declarations of one prefix on one element: the second answers, both end.
   ExpectEvents(u"<a xmlns:p='1' xmlns:p='2'><p:b/></a>",
-               {"SD", "SPM(p,1)", "SPM(p,2)", "SE(,a,a)[p,xmlns:p,=1;p,xmlns:p,=2]",
-                "SE(2,b,p:b)", "EE(2,b,p:b)", "EE(,a,a)", "EPM(p)", "EPM(p)", "ED"});
+               {"SD", "SPM(p,1)", "SPM(p,2)", "SE(,a,a)[p,xmlns:p,=1;p,xmlns:p,=2]", "SE(2,b,p:b)",
+                "EE(2,b,p:b)", "EE(,a,a)", "EPM(p)", "EPM(p)", "ED"});
   // The URI of an end tag is what its prefix resolves to at that moment.
   ExpectEvents(u"<a xmlns:p='1' xmlns:q='2'><p:b></q:b></a>",
-               {"SD", "SPM(p,1)", "SPM(q,2)", "SE(,a,a)[p,xmlns:p,=1;q,xmlns:q,=2]",
-                "SE(1,b,p:b)", "EE(2,b,q:b)", "EE(,a,a)", "EPM(q)", "EPM(p)", "ED"});
+               {"SD", "SPM(p,1)", "SPM(q,2)", "SE(,a,a)[p,xmlns:p,=1;q,xmlns:q,=2]", "SE(1,b,p:b)",
+                "EE(2,b,q:b)", "EE(,a,a)", "EPM(q)", "EPM(p)", "ED"});
 }
 
 TEST(SaxEvents, ProcessingInstructions) {
@@ -182,24 +180,23 @@ TEST(SaxEvents, Fragments) {
   ExpectEvents(u"<a/>text", {"SD", "SE(,a,a)", "EE(,a,a)", "C(text)", "IW()", "ED"}, Fragment());
   ExpectEvents(u"<a/><b/>", {"SD", "SE(,a,a)", "EE(,a,a)", "SE(,b,b)", "EE(,b,b)", "ED"},
                Fragment());
-  ExpectEvents(u"<a/> <!-- c --> <?p?>",
-               {"SD", "SE(,a,a)", "EE(,a,a)", "Com( c )", "PI(p,)", "ED"}, Fragment());
+  ExpectEvents(u"<a/> <!-- c --> <?p?>", {"SD", "SE(,a,a)", "EE(,a,a)", "Com( c )", "PI(p,)", "ED"},
+               Fragment());
   // Text that runs to the end of input is no failure: Characters and an empty
   // IgnorableWhitespace; white space alone is one IgnorableWhitespace.
   ExpectEvents(u"<a>x", {"SD", "SE(,a,a)", "C(x)", "IW()", "ED"}, Fragment());
   ExpectEvents(u"<a>  ", {"SD", "SE(,a,a)", "IW(  )", "ED"}, Fragment());
   // Behind the first root, every further tag is read by the loop behind the root, which skips
   // white space ahead of a text; only a text right behind a start tag keeps it.
-  ExpectEvents(u"<a/><b> x<!--c--> y</b>",
-               {"SD", "SE(,a,a)", "EE(,a,a)", "SE(,b,b)", "C( x)", "Com(c)", "C(y)", "EE(,b,b)",
-                "ED"},
-               Fragment());
+  ExpectEvents(
+      u"<a/><b> x<!--c--> y</b>",
+      {"SD", "SE(,a,a)", "EE(,a,a)", "SE(,b,b)", "C( x)", "Com(c)", "C(y)", "EE(,b,b)", "ED"},
+      Fragment());
   ExpectEvents(u"<b> x<!--c--> y</b>",
                {"SD", "SE(,b,b)", "C( x)", "Com(c)", "C( y)", "EE(,b,b)", "ED"});
   // An end tag with nothing open takes the level below 0; the parse goes on.
   ExpectEvents(u"<a/></b> t <c/>",
-               {"SD", "SE(,a,a)", "EE(,a,a)", "EE(,b,b)", "C( t )", "SE(,c,c)", "EE(,c,c)",
-                "ED"},
+               {"SD", "SE(,a,a)", "EE(,a,a)", "EE(,b,b)", "C( t )", "SE(,c,c)", "EE(,c,c)", "ED"},
                Fragment());
 }
 

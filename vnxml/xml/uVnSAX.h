@@ -91,7 +91,8 @@ inline constexpr char16_t _cVnXMLInvalidTextAtRoot[] =
     u"document.";
 // Declared for consumers; the reader raises it nowhere (an unknown encoding name fails in the
 // code-page lookup with EEncodingError).
-inline constexpr char16_t _cVnXMLEncodingNotSupported[] = u"The specified encoding is not supported!";
+inline constexpr char16_t _cVnXMLEncodingNotSupported[] =
+    u"The specified encoding is not supported!";
 // Raised (with ErrorCode 0) when a DOCTYPE or CDATA section meets a reader without a lexical
 // handler: those events have no handler to go to, and they are never dropped silently.
 inline constexpr char16_t _cVnXMLNoLexicalHandler[] = u"No lexicalhandler has been assigned!";
@@ -235,8 +236,7 @@ class IVnSAXXMLReader : public IInterface {
   virtual void ParseBuffer(const void *ABuffer, Cardinal ABufSize, Word ACodePage,
                            const VnXMLString &APublicID = {}) = 0;
   virtual void Parse(const UnicodeString &AXML, const VnXMLString &APublicID = {}) = 0;
-  virtual void Parse(const AnsiString &AXML, Word ACodePage,
-                     const VnXMLString &APublicID = {}) = 0;
+  virtual void Parse(const AnsiString &AXML, Word ACodePage, const VnXMLString &APublicID = {}) = 0;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -277,8 +277,7 @@ class TVnSAXXMAttributes : public TVnObject, public IVnSAXAttributes {
   // Each lookup walks from the first node; nil when nothing matches.
   PVnSAXXMAttribute FindIndex(Integer AIdx);
   PVnSAXXMAttribute FindQName(const VnXMLString &AQName);
-  PVnSAXXMAttribute FindPair(const VnXMLString &AURI, const VnXMLString &ALocalName,
-                             bool AAnyURI);
+  PVnSAXXMAttribute FindPair(const VnXMLString &AURI, const VnXMLString &ALocalName, bool AAnyURI);
   PVnSAXXMAttribute ByIndex(Integer AIdx);
   PVnSAXXMAttribute ByQName(const VnXMLString &AQName);
   PVnSAXXMAttribute ByPair(const VnXMLString &AURI, const VnXMLString &ALocalName, bool AAnyURI);

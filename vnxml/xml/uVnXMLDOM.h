@@ -44,7 +44,10 @@
 #include "vnxml/rtl/Interface.h"
 #include "vnxml/rtl/Sets.h"
 #include "vnxml/rtl/SysUtils.h"
+#include "vnxml/rtl/Rtti.h"
+#include "vnxml/rtl/Streams.h"
 #include "vnxml/rtl/Variant.h"
+#include "vnxml/xml/uVnSAX.h"
 
 namespace vn {
 
@@ -691,6 +694,9 @@ class TVnDOMNode : public TVnDOMObject {
 
  private:
   friend class TVnDOMNodeListBase;
+  friend class TVnDOMElement;
+  friend class TVnDOMDocument;
+  friend class TVnDOMParser;
   struct TEvents;
   // Whether the node may be destroyed while AListed child lists still list it.
   bool FreeToDestroy(Integer AListed);
@@ -830,6 +836,9 @@ class TVnDOMNodeListBase : public TVnDOMObject {
 
  private:
   friend class TVnDOMNode;
+  friend class TVnDOMElement;
+  friend class TVnDOMDocument;
+  friend class TVnDOMAttribute;
 };
 
 class TVnDOMNodeList : public TVnDOMNodeListBase {
@@ -901,6 +910,506 @@ class TVnDOMObjectList : public TObject {
  private:
   std::vector<TVnDOMObject *> FItems;
 };
+
+// ---------------------------------------------------------------------------------------------
+// Leaf nodes. Text and attribute values are kept in XML lexical form, references and all:
+// parsing stores them as they stand, output writes them as they stand, and only reading or
+// setting the value through GetNodeValue and SetNodeValue converts.
+
+class TVnDOMElement;
+class TVnDOMDocument;
+
+class TVnDOMCharacterData : public TVnDOMNode {
+  VN_CLASS(TVnDOMCharacterData, TVnDOMNode)
+ public:
+  TVnDOMCharacterData();
+  // Text decodes the stored lexical form; comments and CDATA answer it raw.
+  UnicodeString GetNodeValue() override;
+  UnicodeString GetText() override { return GetNodeValue(); }
+  // Text stores the escaped form (apostrophes and quotes too); comments and CDATA store raw.
+  void SetNodeValue(const UnicodeString &AValue) override;
+  // The stored form, unconverted.
+  const UnicodeString &GetStoredValue() const noexcept { return FNodeValue; }
+  void SetStoredValue(UnicodeString AValue) noexcept { FNodeValue = std::move(AValue); }
+
+  // Work on the decoded value and write it back; offsets are 1-based.
+  void AppendStr(const UnicodeString &AText);
+  void DeleteStr(Integer AOffset, Integer ACount);
+  void InsertStr(Integer AOffset, const UnicodeString &AText);
+  void ReplaceStr(Integer AOffset, Integer ACount, const UnicodeString &AText);
+  // Answers the whole value: the part it would cut is dropped.
+  UnicodeString Substring(Integer AOffset, Integer ACount);
+
+  TVnDOMNode *CreateClone() override;
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  // Whether the stored form is raw (comments, CDATA) rather than lexical (text).
+  virtual bool RawValue() const noexcept { return false; }
+
+  UnicodeString FNodeValue;
+};
+
+class TVnDOMText : public TVnDOMCharacterData {
+  VN_CLASS(TVnDOMText, TVnDOMCharacterData)
+ public:
+  TVnDOMText() = default;
+  // The first AOffset characters stay; a new text node right after this one gets the rest and
+  // is returned. Raises EVnDomException without a parent.
+  TVnDOMText *SplitText(Integer AOffset);
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+};
+
+class TVnDOMCDATA : public TVnDOMText {
+  VN_CLASS(TVnDOMCDATA, TVnDOMText)
+ public:
+  TVnDOMCDATA();
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  bool RawValue() const noexcept override { return true; }
+};
+
+class TVnDOMComment : public TVnDOMCharacterData {
+  VN_CLASS(TVnDOMComment, TVnDOMCharacterData)
+ public:
+  TVnDOMComment();
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  bool RawValue() const noexcept override { return true; }
+};
+
+class TVnDOMAttribute : public TVnDOMNode {
+  VN_CLASS(TVnDOMAttribute, TVnDOMNode)
+ public:
+  TVnDOMAttribute();
+  // The stored lexical form decoded.
+  UnicodeString GetNodeValue() override;
+  UnicodeString GetText() override { return GetNodeValue(); }
+  // Stores the escaped form; an apostrophe stays as it is.
+  void SetNodeValue(const UnicodeString &AValue) override;
+  const UnicodeString &GetStoredValue() const noexcept { return FNodeValue; }
+  void SetStoredValue(UnicodeString AValue) noexcept { FNodeValue = std::move(AValue); }
+
+  // Whether this is a namespace declaration: "xmlns" unprefixed, or the prefix "xmlns" (ASCII
+  // case ignored).
+  bool IsNamespace() const noexcept { return IsNamespaceName(FPrefix, FLocalName); }
+  // The prefix a declaration declares, empty for the default one; asserts IsNamespace.
+  UnicodeString NamespacePrefix() const;
+  // The declaration of the attribute's prefix on its element, or null.
+  TVnDOMAttribute *GetNamespace() const noexcept { return FNamespace; }
+
+  // The declaration's value; the XML namespace for the prefix "xml"; otherwise empty on an
+  // element and the kept URI when detached.
+  UnicodeString GetNamespaceURI() override;
+  // On an element, adds a declaration of the URI before this attribute when the element does not
+  // declare it yet; detached, keeps the URI for when the attribute is attached.
+  void SetNamespaceURI(const UnicodeString &AURI);
+  void SetPrefix(const UnicodeString &APrefix) override;
+  // A change that makes or unmakes a declaration refreshes the element's namespaces.
+  void SetQualifiedName(const UnicodeString &AName) override;
+  // Links the declaration of the prefix (an unprefixed attribute takes the default one).
+  void RefreshNamespaces() override;
+
+  // Next and Previous in the element's attribute list; null without an element.
+  TVnDOMAttribute *NextAttribute();
+  TVnDOMAttribute *PreviousAttribute();
+  TVnDOMElement *ParentElement() const noexcept;
+
+  TVnDOMNode *CreateClone() override;
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void SetParentNode(TVnDOMObject *AParent) override;
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+
+ private:
+  friend class TVnDOMElement;
+  void LinkNamespace();
+  UnicodeString FNodeValue;
+  TVnDOMAttribute *FNamespace = nullptr;
+};
+
+class TVnDOMProcessingInstruction : public TVnDOMNode {
+  VN_CLASS(TVnDOMProcessingInstruction, TVnDOMNode)
+ public:
+  TVnDOMProcessingInstruction();
+  // The data, raw; the target is the qualified name.
+  const UnicodeString &GetData() const noexcept { return FData; }
+  void SetData(const UnicodeString &AData) { FData = AData; }
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+
+ private:
+  UnicodeString FData;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Elements. An element keeps all its children in the child list and each also in a list of its
+// kind: attributes, child elements, character data (text, CDATA, comments). Processing
+// instructions stand in the child list only. The kind lists are created on first use; the
+// accessors below create them, the walks of the library do not.
+
+class TVnDOMElement : public TVnDOMNode {
+  VN_CLASS(TVnDOMElement, TVnDOMNode)
+ public:
+  TVnDOMElement();
+  ~TVnDOMElement() override;
+
+  // --- the lists
+  TVnDOMAttrList *GetAttributes();
+  TVnDOMElementList *GetElements();
+  TVnDOMNodeList *GetCharNodes();
+  // The namespace declarations in scope: own and inherited, inner ones shadowing outer ones.
+  TVnDOMAttrList *GetNamespaces();
+  Integer ElementCount() const noexcept;
+  Integer AttributeCount() const noexcept;
+  bool HasChildElements() const noexcept { return ElementCount() > 0; }
+  bool HasAttributes() override { return AttributeCount() > 0; }
+
+  // --- children: the typed list first, then the child list
+  using TVnDOMNode::AddChild;
+  TVnDOMNode *AddChild(TVnDOMNode *ANode, TVnDOMNode *ARefNode = nullptr,
+                       TVnDOMPosition APosition = rdpLast) override;
+  // Asserts that ANode is a child of this element; null does nothing.
+  void RemoveChild(TVnDOMNode *ANode) override;
+
+  TVnDOMComment *AddComment(const UnicodeString &AValue);
+  TVnDOMText *AddText(const UnicodeString &AValue);
+  TVnDOMCDATA *AddCDATA(const UnicodeString &AValue);
+  TVnDOMElement *AddElement(const UnicodeString &AName);
+  // The URI is applied when the new element is attached.
+  TVnDOMElement *AddElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  TVnDOMAttribute *AddAttribute(const UnicodeString &AName);
+  TVnDOMAttribute *AddAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  TVnDOMComment *InsertComment(const UnicodeString &AValue, TVnDOMPosition APosition,
+                               TVnDOMNode *ARefNode);
+  TVnDOMText *InsertText(const UnicodeString &AValue, TVnDOMPosition APosition,
+                         TVnDOMNode *ARefNode);
+  TVnDOMCDATA *InsertCDATA(const UnicodeString &AValue, TVnDOMPosition APosition,
+                           TVnDOMNode *ARefNode);
+  TVnDOMElement *InsertElement(const UnicodeString &AName, TVnDOMPosition APosition,
+                               TVnDOMNode *ARefNode);
+  TVnDOMElement *InsertElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                               TVnDOMPosition APosition, TVnDOMNode *ARefNode);
+  void RemoveElement(TVnDOMElement *AElement);
+  // Silent when absent.
+  void RemoveElement(const UnicodeString &AName);
+  // Raises EVnDomNotFound when absent.
+  void RemoveElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  void RemoveAttribute(TVnDOMAttribute *AAttribute);
+  // Silent when absent.
+  void RemoveAttribute(const UnicodeString &AName);
+  // Raises EVnDomNotFound when absent.
+  void RemoveAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+
+  // --- finding; an empty URI means any namespace
+  TVnDOMElement *FindElement(const UnicodeString &AName, TVnDOMSelectOptions AOptions = {});
+  TVnDOMElement *FindElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  TVnDOMAttribute *FindAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions = {});
+  TVnDOMAttribute *FindAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  bool HasChildElement(const UnicodeString &AName, TVnDOMSelectOptions AOptions = {});
+  bool HasChildElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  bool HasAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions = {});
+  bool HasAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  // Find, and with soCreate create a child of AClass (null: TVnDOMElement) named AName.
+  TVnDOMElement *ElementByName(const UnicodeString &AName, TVnDOMSelectOptions AOptions,
+                               TClass AClass = nullptr);
+  // By URI and local name; a miss answers by ACheck (see the creation rule in the source).
+  TVnDOMElement *ElementByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                               TVnDOMSelectCheckOption ACheck);
+  // By URI and a possibly prefixed name; with ACreate a miss creates the child and declares the
+  // URI where it is not declared yet, otherwise raises EVnDomNotFound.
+  TVnDOMElement *ElementByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                               bool ACreate);
+  TVnDOMAttribute *AttributeByName(const UnicodeString &AName, TVnDOMSelectOptions AOptions,
+                                   TClass AClass = nullptr);
+  // A miss raises EVnDomNotFound.
+  TVnDOMAttribute *AttributeByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  TVnDOMAttribute *AttributeByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                                   bool ACreate);
+
+  // --- plain attribute access. Reading an absent attribute by name creates it empty; by URI
+  // it raises.
+  UnicodeString GetAttribute(const UnicodeString &AName);
+  void SetAttribute(const UnicodeString &AName, const UnicodeString &AValue);
+  UnicodeString GetAttributeNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  void SetAttributeNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                      const UnicodeString &AValue);
+
+  // --- navigation. The first four raise EVnDomNotFound on an empty list.
+  TVnDOMElement *FirstElement();
+  TVnDOMElement *LastElement();
+  TVnDOMAttribute *FirstAttribute();
+  TVnDOMAttribute *LastAttribute();
+  TVnDOMElement *ParentElement() const noexcept;
+  // Null when the parent is not an element.
+  TVnDOMElement *NextElement();
+  TVnDOMElement *PreviousElement();
+  // The declaration of AURI on this element or the nearest ancestor element that has one.
+  TVnDOMAttribute *FindNamespace(const UnicodeString &AURI);
+  // The declaration that gives this element its namespace, or null.
+  TVnDOMAttribute *GetNamespace() const noexcept { return FNamespace; }
+
+  // --- namespaces
+  UnicodeString GetNamespaceURI() override;
+  // Detached: keeps the URI for when the element is attached. Attached: declares it on the
+  // element when no declaration in scope fits the element's prefix.
+  void SetNamespaceURI(const UnicodeString &AURI);
+  void SetPrefix(const UnicodeString &APrefix) override;
+  void RefreshNamespaces() override;
+
+  // --- values
+  // Own character data without comments.
+  UnicodeString GetNodeValue() override;
+  // Own character data with comments, then the text of each child element.
+  UnicodeString GetText() override;
+  // Replaces the text and comments (not CDATA) by one new text node holding AValue.
+  void SetNodeValue(const UnicodeString &AValue) override;
+  // The same with a value already in lexical form.
+  void SetNodeValueEx(const UnicodeString &AValue);
+  // The child elements only, written one after the other.
+  UnicodeString GetInnerXML() override;
+  UnicodeString GetFormattedInnerXML() override;
+  // Replaces the child elements (other children stay) by those parsed from AXML.
+  void SetInnerXML(const UnicodeString &AXML) override;
+  Integer GetCDATACount() const noexcept;
+  // The AIndex-th CDATA section; the index one past the last appends an empty one.
+  TVnDOMCDATA *GetCDATA(Integer AIndex);
+  Variant GetChildElementValue(const Variant &AIndex);
+  void NormalizeTextNodes() override;
+
+  // --- typed access. Getters read GetNodeValue; the numeric and date ones answer their default
+  // on text that does not convert.
+  bool GetAsBoolean();
+  TDateTime GetAsDateTime();
+  Double GetAsDouble();
+  Int64 GetAsInt64();
+  Integer GetAsInteger();
+  UnicodeString GetAsString() { return GetNodeValue(); }
+  AnsiString GetAsAnsiString();
+  Variant GetAsVariant();
+  TValue GetAsValue();
+  void SetAsBoolean(bool AValue);
+  void SetAsDateTime(TDateTime AValue);
+  void SetAsDouble(Double AValue);
+  void SetAsInt64(Int64 AValue);
+  void SetAsInteger(Integer AValue);
+  void SetAsString(const UnicodeString &AValue);
+  void SetAsAnsiString(const AnsiString &AValue);
+  void SetAsVariant(const Variant &AValue);
+  void SetAsValue(const TValue &AValue);
+
+  // --- element lists: the element itself and, with ARecursive, its descendants that match.
+  // The caller owns the list.
+  TVnDOMElementList *CreateElementList(const UnicodeString &AQualifiedName, bool ARecursive);
+  TVnDOMElementList *CreateElementList(const UnicodeString &ANamespaceURI,
+                                       const UnicodeString &ALocalName, bool ARecursive);
+
+  // --- preserve space
+  bool GetPreserveSpace() override { return FPreserveSpace; }
+  // Sets the flag and the "xml:space" attribute; child elements keep their flags.
+  void SetPreseveSpace(bool AValue);
+
+  TVnDOMNode *CreateClone() override;
+  void LoadFromStream(TStream *AStream, Word ACodePage) override;
+  UnicodeString NodePathStep(bool ALocalName, const UnicodeString &AKeyAttribute) override;
+
+  TVnDOMAttrList *AttributesOrNil() const noexcept { return FAttributes; }
+  TVnDOMElementList *ElementsOrNil() const noexcept { return FElements; }
+  TVnDOMNodeList *CharNodesOrNil() const noexcept { return FCharNodes; }
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void SetParentNode(TVnDOMObject *AParent) override;
+  void ChildTakenOut(TVnDOMNode *AChild) override;
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  void _SetPreseveSpace(bool AValue);
+
+ private:
+  friend class TVnDOMParser;
+  friend class TVnDOMAttribute;
+  // The kind lists are built from the child list on first use and kept in step from then on.
+  // Until then the walks below read the child list, filtered by kind: 0 attributes, 1 elements,
+  // 2 character data.
+  static int KindOf(TVnDOMNodeType AType) noexcept {
+    switch (AType) {
+      case ntAttribute:
+        return 0;
+      case ntElement:
+        return 1;
+      case ntText:
+      case ntCDATA:
+      case ntComment:
+        return 2;
+      default:
+        return -1;
+    }
+  }
+  TVnDOMNodeListBase *KindList(int AKind) const noexcept {
+    return AKind == 0   ? static_cast<TVnDOMNodeListBase *>(FAttributes)
+           : AKind == 1 ? static_cast<TVnDOMNodeListBase *>(FElements)
+           : AKind == 2 ? static_cast<TVnDOMNodeListBase *>(FCharNodes)
+                        : nullptr;
+  }
+  TVnDOMNodeListBase *BuildKindList(int AKind);
+  // Calls AFn on each node of a kind, in the order of its kind list.
+  template <class F>
+  void ForEachOfKind(int AKind, F AFn) const {
+    if (const TVnDOMNodeListBase *list = KindList(AKind)) {
+      for (TVnDOMNode *n : list->FList) AFn(n);
+    } else if (FChildNodes) {
+      for (TVnDOMNode *n : FChildNodes->FList) {
+        if (KindOf(n->GetNodeType()) == AKind) AFn(n);
+      }
+    }
+  }
+  Integer CountOfKind(int AKind) const noexcept;
+  // The last own attribute of this qualified name under the collation, as the attribute list's
+  // Find with soQualifiedName would give it.
+  TVnDOMAttribute *FindOwnAttribute(const UnicodeString &AQualifiedName);
+  // The first own declaration of AURI, as the attribute list's FindNamespace would give it.
+  TVnDOMAttribute *FindOwnNamespace(UnicodeStringView AURI);
+  TVnDOMNodeListBase *TypedList(TVnDOMNode *ANode);
+  // The declarations in scope, without copying inherited ones; null when there are none.
+  TVnDOMAttrList *Scope() const noexcept;
+  TVnDOMNode *NodeByName(TVnDOMNodeListBase *AList, const UnicodeString &AName,
+                         TVnDOMSelectOptions AOptions, TClass AClass);
+  TVnDOMNode *NodeByName(TVnDOMNodeListBase *AList, const UnicodeString &ANamespaceURI,
+                         const UnicodeString &AName, TVnDOMSelectCheckOption ACheck);
+  TVnDOMNode *NodeByName(TVnDOMNodeListBase *AList, const UnicodeString &ANamespaceURI,
+                         const UnicodeString &AName, bool ACreate, TClass AClass);
+  void CollectElements(TVnDOMElementList *AList, const UnicodeString &AURI,
+                       const UnicodeString &ALocalName, bool ARecursive);
+  void RemoveCharNodes(bool AKeepCDATA);
+  bool SchemaInstanceOn();
+
+  TVnDOMAttrList *FAttributes = nullptr;
+  TVnDOMAttrList *FNamespaces = nullptr;
+  TVnDOMElementList *FElements = nullptr;
+  TVnDOMNodeList *FCharNodes = nullptr;
+  TVnDOMAttribute *FNamespace = nullptr;
+  bool FPreserveSpace;
+  // The declarations in scope are exactly those of the parent element (this element declares
+  // none): FNamespaces is not kept, Scope() reads the parent's, and GetNamespaces() copies them
+  // on first use.
+  bool FInheritScope = false;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The document: the top of a tree, its settings, and loading and saving.
+
+class TVnDOMDocument : public TVnDOMNode {
+  VN_CLASS(TVnDOMDocument, TVnDOMNode)
+ public:
+  TVnDOMDocument();
+
+  // Static factories of the named constructors; the caller owns the document.
+  static TVnDOMDocument *CreateFromXML(const UnicodeString &AXML);
+  static TVnDOMDocument *CreateFromFile(const UnicodeString &AFileName,
+                                        Word AMode = fmOpenRead | fmShareDenyWrite);
+  static TVnDOMDocument *CreateFromStream(TStream *AStream, Word ACodePage);
+  // Loading from JSON needs the JSON event reader, which this build does not have: raises
+  // EVnDomNotSupported.
+  static TVnDOMDocument *CreateFromJSON(const UnicodeString &AJSON);
+
+  // --- settings
+  TVnXPathCollationClass GetCollation() override { return FCollation; }
+  void SetCollation(TVnXPathCollationClass AValue) { FCollation = AValue; }
+  TVnDOMSelectMatchOption GetSelectMatchOption() override { return FSelectMatchOption; }
+  void SetSelectMatchOption(TVnDOMSelectMatchOption AValue) { FSelectMatchOption = AValue; }
+  TVnDOMSelectCheckOption GetSelectCheckOption() override { return FSelectCheckOption; }
+  void SetSelectCheckOption(TVnDOMSelectCheckOption AValue) { FSelectCheckOption = AValue; }
+  // False sets the ASCII case-insensitive collation; true replaces that by the code-point one.
+  void SetCaseSensitive(bool AValue);
+  bool GetUseSchemaInstance() const noexcept { return FUseSchemaInstance; }
+  // True declares "xsi" (when absent) and "xsd" on the root.
+  void SetUseSchemaInstance(bool AValue);
+  // The encoding, "UTF-8" when none is set.
+  UnicodeString GetEncoding() const;
+  // Sets the code page and encoding and writes the encoding into the "xml" instruction, which
+  // is created when there is none.
+  void SetEncoding(const UnicodeString &AEncoding);
+  Word GetCodePage() const noexcept { return FCodePage; }
+  // Sets the page and its encoding name; the instruction is not touched.
+  void SetCodePage(Word ACodePage);
+  const UnicodeString &GetDocumentURI() const noexcept { return FDocumentURI; }
+  void SetDocumentURI(const UnicodeString &AURI) { FDocumentURI = AURI; }
+
+  // --- root and children
+  TVnDOMElement *GetRootNode() const noexcept { return FRootNode; }
+  // Raises EVnDomException when there is a root already.
+  TVnDOMElement *CreateRootNode(const UnicodeString &AName);
+  TVnDOMElement *CreateRootNode(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  // The first element appended becomes the root.
+  TVnDOMNode *AppendChild(TVnDOMNode *ANode) override;
+  // Forgets the root when the root leaves.
+  void RemoveChild(TVnDOMNode *ANode) override;
+  TVnDOMComment *AddComment(const UnicodeString &AText);
+  void Clear() override;
+  // Raises EVnDomNotSupported: a document cannot be cloned.
+  TVnDOMNode *CreateClone() override;
+
+  // --- processing instructions; targets compare without regard to case
+  TVnDOMProcessingInstruction *FindProcessingInstruction(const UnicodeString &ATarget);
+  // Raises EVnDomNotFound when there is none.
+  UnicodeString GetProcessingInstruction(const UnicodeString &ATarget);
+  void SetProcessingInstruction(const UnicodeString &ATarget, const UnicodeString &AData);
+
+  // --- loading
+  // Clears the document and parses the text; empty text leaves it empty.
+  void LoadFromXML(const UnicodeString &AXML);
+  // Clears the document and parses 8-bit text, whose page comes from the text.
+  void LoadFromXML(const AnsiString &AXML);
+  void LoadXML(const UnicodeString &AXML) { LoadFromXML(AXML); }
+  void LoadXML(TStream *AStream) { LoadFromStream(AStream); }
+  void LoadXML(const UnicodeString &AFileName, Word AMode);
+  void LoadFromFile(const UnicodeString &AFileName, Word AMode = fmOpenRead | fmShareDenyWrite);
+  // Finds the code page from a byte-order mark or the declaration, then parses. Does not clear.
+  virtual void LoadFromStream(TStream *AStream);
+  // Parses with the given page. Does not clear and does not change the load state.
+  void LoadFromStream(TStream *AStream, Word ACodePage) override;
+
+  // --- saving
+  // With AWriteBOM, a byte-order mark for pages 1200 and 65001.
+  virtual void SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, bool AWriteBOM);
+  // In the page of GetEncoding.
+  virtual void SaveToStream(TStream *AStream, bool AFormatted, bool AWriteBOM);
+  using TVnDOMNode::SaveToStream;
+  void SaveToFile(const UnicodeString &AFileName, bool AFormatted = false, bool AWriteBOM = false);
+
+ protected:
+  TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  // Called after each load; does nothing here.
+  virtual void DoXMLLoaded() {}
+
+ private:
+  friend class TVnDOMParser;
+  void ReCalcEncoding();
+
+  TVnXPathCollationClass FCollation;
+  TVnDOMElement *FRootNode = nullptr;
+  UnicodeString FEncoding;
+  UnicodeString FDocumentURI;
+  TVnDOMSelectMatchOption FSelectMatchOption;
+  TVnDOMSelectCheckOption FSelectCheckOption;
+  bool FUseSchemaInstance = false;
+  Word FCodePage = CP_UTF8;
+};
+
+// Formats XML text: loads it into a document and answers the document's formatted text. Parse
+// errors pass through.
+UnicodeString VnFormatXML(const UnicodeString &AXML);
+UnicodeString VnFormatXML(const AnsiString &AXML);
 
 // ---------------------------------------------------------------------------------------------
 // Impls. Each forwards every operation of its interfaces to its object; node arguments go
@@ -1006,6 +1515,122 @@ class TVnDOMAttrListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMAttrL
   explicit TVnDOMAttrListImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeListImpl(ADOMObject) {}
   DelphiInterface<IVnDOMAttribute> FindNamespace(const UnicodeString &AURI) override;
   DelphiInterface<IVnDOMAttribute> GetAttribute(Integer AIndex) override;
+};
+
+// The Impls of the node kinds answer the identifiers of their kinds; the operations of those
+// interfaces are reached through the object half.
+class TVnDOMCharacterDataImpl : public TVnDOMNodeImpl, public virtual IVnDOMCharacterData {
+  VN_CLASS(TVnDOMCharacterDataImpl, TVnDOMNodeImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMCharacterData)
+ public:
+  explicit TVnDOMCharacterDataImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+};
+
+class TVnDOMTextImpl : public TVnDOMCharacterDataImpl, public virtual IVnDOMText {
+  VN_CLASS(TVnDOMTextImpl, TVnDOMCharacterDataImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMCharacterDataImpl, IVnDOMText)
+ public:
+  explicit TVnDOMTextImpl(TVnDOMObject *ADOMObject) : TVnDOMCharacterDataImpl(ADOMObject) {}
+};
+
+class TVnDOMCDATAImpl : public TVnDOMTextImpl, public virtual IVnDOMCDATA {
+  VN_CLASS(TVnDOMCDATAImpl, TVnDOMTextImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMTextImpl, IVnDOMCDATA)
+ public:
+  explicit TVnDOMCDATAImpl(TVnDOMObject *ADOMObject) : TVnDOMTextImpl(ADOMObject) {}
+};
+
+class TVnDOMCommentImpl : public TVnDOMCharacterDataImpl, public virtual IVnDOMComment {
+  VN_CLASS(TVnDOMCommentImpl, TVnDOMCharacterDataImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMCharacterDataImpl, IVnDOMComment)
+ public:
+  explicit TVnDOMCommentImpl(TVnDOMObject *ADOMObject) : TVnDOMCharacterDataImpl(ADOMObject) {}
+};
+
+class TVnDOMAttributeImpl : public TVnDOMNodeImpl, public virtual IVnDOMAttribute {
+  VN_CLASS(TVnDOMAttributeImpl, TVnDOMNodeImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMAttribute)
+ public:
+  explicit TVnDOMAttributeImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+};
+
+class TVnDOMElementImpl : public TVnDOMNodeImpl, public virtual IVnDOMElement {
+  VN_CLASS(TVnDOMElementImpl, TVnDOMNodeImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMElement)
+ public:
+  explicit TVnDOMElementImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+};
+
+class TVnDOMProcessingInstructionImpl : public TVnDOMNodeImpl,
+                                        public virtual IVnDOMProcessingInstruction {
+  VN_CLASS(TVnDOMProcessingInstructionImpl, TVnDOMNodeImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMProcessingInstruction)
+ public:
+  explicit TVnDOMProcessingInstructionImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+};
+
+class TVnDOMDocumentImpl : public TVnDOMNodeImpl, public virtual IVnDOMDocument {
+  VN_CLASS(TVnDOMDocumentImpl, TVnDOMNodeImpl)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMDocument)
+ public:
+  explicit TVnDOMDocumentImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+  // A document is loaded and saved through its own operations: both raise EVnDomNotSupported.
+  void LoadFromStream(TStream *AStream, Word ACodePage) override;
+  void SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted) override;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The SAX consumer that builds nodes under a target node, a document or an element. Values are
+// stored as the reader hands them over, in lexical form. A failure leaves the nodes built so far
+// in the tree.
+
+class TVnDOMParser : public TVnObject,
+                     public IVnSAXContentHandler,
+                     public IVnSAXLexicalHandler,
+                     public IVnSAXErrorHandler {
+  VN_CLASS(TVnDOMParser, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnSAXContentHandler, IVnSAXLexicalHandler, IVnSAXErrorHandler)
+ public:
+  explicit TVnDOMParser(TVnDOMNode *ADOMNode) noexcept : FDOMNode(ADOMNode) {}
+
+  // Skips the units below 33, then reads XML when the next unit is "<". Any other text would be
+  // JSON, which this build cannot read: EVnDomNotSupported.
+  void Parse(TStream *AStream, Word ACodePage);
+
+  TVnDOMParseError OnParseWarning, OnParseError, OnParseFatalError;
+
+  // IVnSAXContentHandler
+  void SetDocumentLocator(IVnSAXLocator *ALocator) override { FLocator = ALocator; }
+  void Characters(const VnXMLString &AText) override;
+  void EndDocument() override {}
+  void EndElement(const VnXMLString &, const VnXMLString &, const VnXMLString &) override;
+  void EndPrefixMapping(const VnXMLString &) override {}
+  void IgnorableWhitespace(const VnXMLString &AText) override;
+  void ProcessingInstruction(const VnXMLString &ATarget, const VnXMLString &AData) override;
+  void SkippedEntity(const VnXMLString &) override {}
+  void StartDocument() override {}
+  void StartElement(const VnXMLString &ANamespaceURI, const VnXMLString &ALocalName,
+                    const VnXMLString &AQName, IVnSAXAttributes *AAttributes) override;
+  void StartPrefixMapping(const VnXMLString &, const VnXMLString &) override {}
+  // IVnSAXLexicalHandler
+  void Comment(const VnXMLString &AText) override;
+  void StartCDATA() override { FInCDATA = true; }
+  void StartDTD() override {}
+  void StartEntity(const VnXMLString &) override {}
+  void EndCDATA() override { FInCDATA = false; }
+  void EndDTD() override {}
+  void EndEntity(const VnXMLString &) override {}
+  // IVnSAXErrorHandler. Warnings and errors go to their events and parsing continues; a fatal
+  // error not handled by its event raises EVnDomSyntax "Line %d, column %d: %s".
+  void Warning(IVnSAXLocator *ALocator, const VnXMLString &AMessage) override;
+  void Error(IVnSAXLocator *ALocator, const VnXMLString &AMessage) override;
+  void FatalError(IVnSAXLocator *ALocator, const VnXMLString &AMessage) override;
+
+ private:
+  TVnDOMElement *CurrentElement() const;
+  TVnDOMNode *FDOMNode;
+  DelphiInterface<IVnSAXLocator> FLocator;
+  bool FInCDATA = false;
 };
 
 }  // namespace vn

@@ -18,8 +18,7 @@ constexpr Integer cListIndexOutOfBounds = 4;
 }
 
 [[noreturn]] void RaisePair(const VnXMLString &AURI, const VnXMLString &ALocalName) {
-  throw EVnXMLParseError(_cVnXMLListIndexOutOfBounds3, {AURI, ALocalName},
-                         cListIndexOutOfBounds);
+  throw EVnXMLParseError(_cVnXMLListIndexOutOfBounds3, {AURI, ALocalName}, cListIndexOutOfBounds);
 }
 
 }  // namespace
@@ -112,8 +111,8 @@ PVnSAXXMAttribute TVnSAXXMAttributes::ByQName(const VnXMLString &AQName) {
   RaiseName(AQName);
 }
 
-PVnSAXXMAttribute TVnSAXXMAttributes::ByPair(const VnXMLString &AURI,
-                                             const VnXMLString &ALocalName, bool AAnyURI) {
+PVnSAXXMAttribute TVnSAXXMAttributes::ByPair(const VnXMLString &AURI, const VnXMLString &ALocalName,
+                                             bool AAnyURI) {
   if (PVnSAXXMAttribute n = FindPair(AURI, ALocalName, AAnyURI)) return n;
   RaisePair(AURI, ALocalName);
 }

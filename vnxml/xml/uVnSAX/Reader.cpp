@@ -77,8 +77,8 @@ void TVnSAXReader::ParseFile(const UnicodeString &AFileName, Word AMode,
                              const VnXMLString &APublicID) {
   FPublicID = APublicID;
   if (FParsing) throw EInvalidOperation(u"The reader is already parsing a document");
-  std::unique_ptr<TFileStream, void (*)(TFileStream *)> stream(
-      New<TFileStream>(AFileName, AMode), [](TFileStream *s) { s->Free(); });
+  std::unique_ptr<TFileStream, void (*)(TFileStream *)> stream(New<TFileStream>(AFileName, AMode),
+                                                               [](TFileStream *s) { s->Free(); });
   Run(stream.get(), true, 0);
 }
 

@@ -10,17 +10,17 @@ namespace {
 constexpr Integer cNotWellFormed = 2;
 
 struct TConstants {
-  const void *Amp, *Apos, *Equal, *Gt, *Lt, *Quest, *Quote, *Slash, *Space, *Excl, *Line,
-      *Colon, *SemiColon, *BracketO, *BracketC;
+  const void *Amp, *Apos, *Equal, *Gt, *Lt, *Quest, *Quote, *Slash, *Space, *Excl, *Line, *Colon,
+      *SemiColon, *BracketO, *BracketC;
 };
 
-constexpr TConstants cConstantsA = {&cVnAmpA,   &cVnAposA,     &cVnEqualA, &cVnGtA,
-                                    &cVnLtA,    &cVnQuestA,    &cVnQuoteA, &cVnSlashA,
-                                    &cVnSpaceA, &cVnExclA,     &cVnLineA,  &cVnColonA,
+constexpr TConstants cConstantsA = {&cVnAmpA,       &cVnAposA,     &cVnEqualA,   &cVnGtA,
+                                    &cVnLtA,        &cVnQuestA,    &cVnQuoteA,   &cVnSlashA,
+                                    &cVnSpaceA,     &cVnExclA,     &cVnLineA,    &cVnColonA,
                                     &cVnSemiColonA, &cVnBracketOA, &cVnBracketCA};
-constexpr TConstants cConstantsW = {&cVnAmpW,   &cVnAposW,     &cVnEqualW, &cVnGtW,
-                                    &cVnLtW,    &cVnQuestW,    &cVnQuoteW, &cVnSlashW,
-                                    &cVnSpaceW, &cVnExclW,     &cVnLineW,  &cVnColonW,
+constexpr TConstants cConstantsW = {&cVnAmpW,       &cVnAposW,     &cVnEqualW,   &cVnGtW,
+                                    &cVnLtW,        &cVnQuestW,    &cVnQuoteW,   &cVnSlashW,
+                                    &cVnSpaceW,     &cVnExclW,     &cVnLineW,    &cVnColonW,
                                     &cVnSemiColonW, &cVnBracketOW, &cVnBracketCW};
 
 }  // namespace

@@ -249,7 +249,14 @@ void TVnSAXXMLReader::StoreLineCol() {
 void TVnSAXXMLReader::ResolveLocation() {
   if (!FLinePending || !FParser) return;
   FLinePending = false;
-  FParser->LineColAt(FParser->GetPos(tpMark3), FLineNr, FColNr);
+  // The third mark keeps the counters from passing the start, and every query of the locator
+  // resolves it first; should the position be lost all the same, the locator has no answer
+  // rather than a failure of its own in the middle of the failure rule.
+  try {
+    FParser->LineColAt(FParser->GetPos(tpMark3), FLineNr, FColNr);
+  } catch (const Exception &) {
+    FLineNr = FColNr = -1;
+  }
 }
 
 void TVnSAXXMLReader::RequireLexicalHandler() {
@@ -571,8 +578,7 @@ void TVnSAXXMLReader::ParseAfterRoot(Integer &ALevel) {
     P->SkipWhile(soLessOrEqual, P->FSpace);
     if (P->Eof()) break;
     if (P->CurrUnit() != u'<') {
-      if (FCheckSingleRootElm)
-        throw EVnXMLParseError(_cVnXMLInvalidTextAtRoot, cErrTextAtRoot);
+      if (FCheckSingleRootElm) throw EVnXMLParseError(_cVnXMLInvalidTextAtRoot, cErrTextAtRoot);
       ParseCharacters();
       continue;
     }

@@ -57,3 +57,48 @@ void DisposeTop(TVnDOMObject *AObject) noexcept;
 void ForgetPending(TVnDOMObject *AObject) noexcept;
 
 }  // namespace vn::dom
+
+namespace vn::dom {
+
+// --- messages of elements, leaves and documents
+inline constexpr const char16_t *cNotAChild =
+    u"The specified ChildNode is not a child of this element!";
+inline constexpr const char16_t *cNoCDATA = u"There is no CDATA element with index %d!";
+inline constexpr const char16_t *cNodeClassRequired =
+    u"A NodeClass is required when soCreate is specified!";
+inline constexpr const char16_t *cNoChildNS =
+    u"There is no child with the localname \"%s\" and namespace \"%s\"!";
+inline constexpr const char16_t *cBadTypeInfo =
+    u"The type attribute does not contain valid typeinfo.";
+inline constexpr const char16_t *cHasRoot = u"This DOM document already contains a rootnode!";
+inline constexpr const char16_t *cNoDocClone =
+    u"It is not possible to clone a TVnDOMDocument using the CloneNode method!";
+inline constexpr const char16_t *cDocLoad =
+    u"The LoadFromStream is not supported by the DOM Document. Use the LoadFromStreamEx instead.";
+inline constexpr const char16_t *cDocSave =
+    u"The SaveToStream is not supported by the DOM Document. Use the SaveToStreamEx instead.";
+inline constexpr const char16_t *cNoPI = u"There is no processinginstruction \"%s\"!";
+inline constexpr const char16_t *cParseFatal = u"Line %d, column %d: %s";
+inline constexpr const char16_t *cSplitNoParent = u"A text node without a parent cannot be split!";
+inline constexpr const char16_t *cNoJSON =
+    u"Loading a tree from JSON text is not supported by this build: the text must begin with "
+    u"\"<\"!";
+inline constexpr const char16_t *cValueNotSupported =
+    u"Typed values of elements are not supported by this build!";
+
+inline constexpr const char16_t *cXSINamespace = u"http://www.w3.org/2001/XMLSchema-instance";
+inline constexpr const char16_t *cXSDNamespace = u"http://www.w3.org/2001/XMLSchema";
+inline constexpr const char16_t *cXMLNamespace = u"http://www.w3.org/XML/1998/namespace";
+
+// The text writer: UTF-16 units as they are for page 1200, UTF-8 for 65001, the page's bytes
+// otherwise, appended to the stream.
+void WriteText(TStream *AStream, Word ACodePage, UnicodeStringView AText);
+// A line break (CR LF).
+void WriteBreak(TStream *AStream, Word ACodePage);
+// ALevel + 1 indent units of two blanks.
+void WriteIndent(TStream *AStream, Word ACodePage, Integer ALevel);
+// Parses XML from the stream's position into ANode with a TVnDOMParser hooked to the node's
+// parse events.
+void ParseInto(TVnDOMNode *ANode, TStream *AStream, Word ACodePage);
+
+}  // namespace vn::dom

@@ -102,6 +102,9 @@ void TVnDOMNodeListBase::CheckInsert(TVnDOMNode *ANode) const {
 
 void TVnDOMNodeListBase::InsertAt(Integer AIndex, TVnDOMNode *ANode) {
   CheckInsert(ANode);
+  // The smallest heap block holds three pointers as well as one: start there, and save the
+  // first two regrowths of a list that gets a few nodes.
+  if (FList.capacity() == 0) FList.reserve(3);
   FList.insert(FList.begin() + AIndex, ANode);
   if (FChildList) ++ANode->FChildListRefs;
 }

@@ -217,7 +217,9 @@ void TVnDOMNode::RemoveChild(TVnDOMNode *ANode) {
   if (!ANode) return;
   TVnDOMChangeScope scope;
   ANode->SetParentNode(nullptr);
-  if (FChildNodes) {
+  // A node that no child list holds any more (Clear takes children out before it frees them)
+  // needs no search.
+  if (FChildNodes && ANode->FChildListRefs > 0) {
     const Integer i = FChildNodes->IndexOf(ANode);
     if (i >= 0) FChildNodes->RemoveAt(i);
   }

@@ -1,0 +1,78 @@
+// Loads a document into a tree, reads and changes it through the element API, and writes it
+// formatted.
+//
+//   dom_demo [file.xml]     (default: examples/data/library.xml)
+#include <cstdio>
+#include <string>
+
+#include "vnxml/xml/uVnXMLDOM.h"
+
+using namespace vn;
+
+namespace {
+
+std::string Out(const UnicodeString &AText) {
+  return UTF8Encode(AText);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  const std::string path = argc > 1 ? argv[1] : "examples/data/library.xml";
+  TVnDOMDocument *doc = nullptr;
+  try {
+    doc = TVnDOMDocument::CreateFromFile(UTF8ToString(path));
+    TVnDOMElement *library = doc->GetRootNode();
+    std::printf("Loaded %s: root <%s> in %s, %d shelves\n", path.c_str(),
+                Out(library->GetQualifiedName()).c_str(),
+                Out(library->GetAttribute(u"city")).c_str(), library->ElementCount());
+
+    // Query: every book, by walking shelves and books through the element lists.
+    double total = 0;
+    for (TVnDOMNode *s : *library->GetElements()) {
+      auto *shelf = static_cast<TVnDOMElement *>(s);
+      std::printf("  shelf \"%s\"\n", Out(shelf->GetAttribute(u"name")).c_str());
+      for (TVnDOMNode *b : *shelf->GetElements()) {
+        auto *book = static_cast<TVnDOMElement *>(b);
+        TVnDOMElement *title = book->FindElement(u"dc:title");
+        TVnDOMElement *price = book->FindElement(u"price");
+        total += price ? price->GetAsDouble() : 0;
+        std::printf("    %-3s %-34s %4s  %7.2f\n", Out(book->GetAttribute(u"id")).c_str(),
+                    title ? Out(title->GetText()).c_str() : "?",
+                    Out(book->GetAttribute(u"year")).c_str(), price ? price->GetAsDouble() : 0.0);
+      }
+    }
+    std::printf("  value of the library: %.2f\n", total);
+
+    // Change: raise the novels by 10 %, drop the reference shelf's book, add a new book with a
+    // comment, an attribute that needs escaping and a typed price.
+    TVnDOMElement *novels = library->FirstElement();
+    for (TVnDOMNode *b : *novels->GetElements()) {
+      TVnDOMElement *price = static_cast<TVnDOMElement *>(b)->FindElement(u"price");
+      price->SetAsDouble(
+          static_cast<double>(static_cast<long long>(price->GetAsDouble() * 110 + 0.5)) / 100);
+    }
+    TVnDOMElement *reference = library->LastElement();
+    reference->RemoveElement(u"book");
+    reference->AddComment(u" lent out ");
+    TVnDOMElement *book = novels->AddElement(u"book");
+    book->SetAttribute(u"id", u"n4");
+    book->SetAttribute(u"year", u"1862");
+    book->AddElement(u"dc:title")->SetAsString(u"Les Mis\u00e9rables <abridged>");
+    book->AddElement(u"price")->SetAsDouble(15.5);
+    // FindElement answers the last match: the new book.
+    novels->FindElement(u"book")->SetAttribute(u"signed", u"yes");
+
+    std::printf("\nThe changed document, formatted:\n");
+    TMemoryStream out;
+    doc->SaveToStream(&out, CP_UTF8, true, false);
+    std::fwrite(out.Memory(), 1, static_cast<std::size_t>(out.GetSize()), stdout);
+    std::printf("\n");
+  } catch (Exception &E) {
+    std::fprintf(stderr, "%s: %s\n", Out(E.ClassName()).c_str(), E.what());
+    if (doc) doc->Free();
+    return 1;
+  }
+  doc->Free();
+  return 0;
+}

@@ -1,0 +1,347 @@
+// The element API of the real tree: kind lists, lookups by name, namespaces, values.
+#include "xml_util.h"
+
+namespace domxml {
+namespace {
+
+TEST(XmlElement, KindListsFollowTheChildList) {
+  Doc d = Load(u"<a x=\"1\">t<b/><!--c--><?p?><![CDATA[d]]><e/></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  EXPECT_EQ(a->NodeCount(), 7);
+  EXPECT_EQ(a->AttributeCount(), 1);
+  EXPECT_EQ(a->ElementCount(), 2);
+  EXPECT_EQ(a->GetCharNodes()->Count(), 3);
+  TVnDOMElement *b = a->FirstElement();
+  TVnDOMElement *e = a->LastElement();
+  EXPECT_EQ(b->NextElement(), e);
+  EXPECT_EQ(e->PreviousElement(), b);
+  EXPECT_EQ(e->NextElement(), nullptr);
+  EXPECT_EQ(a->NextElement(), nullptr);
+  a->RemoveElement(b);
+  EXPECT_EQ(a->ElementCount(), 1);
+  EXPECT_EQ(a->NodeCount(), 6);
+  // The child list's own Delete takes the node out of the kind list too.
+  TVnDOMNode *cdata = a->GetCharNodes()->GetItem(2);
+  Owned taken(a->GetChildNodes()->Delete(cdata));
+  EXPECT_EQ(a->GetCharNodes()->Count(), 2);
+  EXPECT_EQ(a->GetCDATACount(), 0);
+  EXPECT_EQ(a->GetXML(), u"<a x=\"1\">t<!--c--><?p?><e /></a>");
+  // Removing a node of another parent is a programming fault.
+  Owned stranger(New<TVnDOMElement>());
+  EXPECT_THROW(a->RemoveChild(static_cast<TVnDOMNode *>(stranger.get())), EAssertionFailed);
+  EXPECT_EQ(Msg(EAssertionFailed(u"")).size(), 0u);
+  try {
+    a->RemoveChild(static_cast<TVnDOMNode *>(stranger.get()));
+  } catch (EAssertionFailed &E) {
+    EXPECT_EQ(Msg(E),
+              "The specified ChildNode is not a child of this element! (xml/uVnXMLDOM, line 8205)");
+  }
+  Owned empty(New<TVnDOMElement>());
+  EXPECT_THROW(static_cast<TVnDOMElement *>(empty.get())->FirstElement(), EVnDomNotFound);
+}
+
+TEST(XmlElement, AddAndInsert) {
+  Doc d = Empty();
+  TVnDOMElement *r = d->CreateRootNode(u"r");
+  TVnDOMElement *b = r->AddElement(u"b");
+  r->AddText(u"x<y");
+  r->InsertElement(u"a", rdpBefore, b);
+  r->InsertComment(u"c", rdpFirst, nullptr);
+  r->InsertCDATA(u"]]", rdpAfter, b);
+  r->AddAttribute(u"k")->SetNodeValue(u"v");
+  EXPECT_EQ(r->GetXML(), u"<r k=\"v\"><!--c--><a /><b /><![CDATA[]]]]>x&lt;y</r>");
+  EXPECT_EQ(r->ElementCount(), 2);
+  // A kind list keeps its own order: a node placed after a reference of another kind goes last
+  // there, unlike in the child list.
+  TVnDOMNodeList *chars = r->GetCharNodes();
+  ASSERT_EQ(chars->Count(), 3);
+  EXPECT_EQ(chars->GetItem(0)->GetNodeType(), ntComment);
+  EXPECT_EQ(chars->GetItem(1)->GetNodeType(), ntText);
+  EXPECT_EQ(chars->GetItem(2)->GetNodeType(), ntCDATA);
+  EXPECT_EQ(r->GetNodeValue(), u"x<y]]");
+  EXPECT_EQ(r->FirstElement()->GetLocalName(), u"a");
+  EXPECT_THROW(d->CreateRootNode(u"again"), EVnDomException);
+}
+
+TEST(XmlElement, ValuesOfMixedContent) {
+  Doc d = Load(u"<a>x<b>y</b>z<!--k--></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  EXPECT_EQ(a->GetNodeValue(), u"xz");
+  EXPECT_EQ(a->GetText(), u"xzky");
+  Doc c = Load(u"<a>x<!--c--><![CDATA[y]]></a>");
+  c->GetRootNode()->SetNodeValue(u"1&2");
+  EXPECT_EQ(c->GetXML(), u"<a><![CDATA[y]]>1&amp;2</a>");
+  c->GetRootNode()->SetNodeValueEx(u"&lt;");
+  EXPECT_EQ(c->GetXML(), u"<a><![CDATA[y]]>&lt;</a>");
+  EXPECT_EQ(c->GetRootNode()->GetNodeValue(), u"y<");
+}
+
+TEST(XmlElement, CDATAAccess) {
+  Doc d = Load(u"<a><![CDATA[one]]>t<![CDATA[two]]></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  EXPECT_EQ(a->GetCDATACount(), 2);
+  EXPECT_EQ(a->GetCDATA(1)->GetNodeValue(), u"two");
+  TVnDOMCDATA *next = a->GetCDATA(2);
+  EXPECT_EQ(next->GetNodeValue(), u"");
+  EXPECT_EQ(a->GetCDATACount(), 3);
+  try {
+    a->GetCDATA(5);
+    ADD_FAILURE();
+  } catch (EListError &E) {
+    EXPECT_EQ(Msg(E), "There is no CDATA element with index 5!");
+  }
+}
+
+TEST(XmlElement, NormalizeJoinsNeighbouringText) {
+  Doc d = Load(u"<a>x<b/></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  a->AddText(u"1");
+  a->AddText(u"<2");
+  a->AddCDATA(u"c");
+  a->AddText(u"3");
+  a->NormalizeTextNodes();
+  EXPECT_EQ(a->GetXML(), u"<a>x<b />1&lt;2<![CDATA[c]]>3</a>");
+  EXPECT_EQ(a->GetCharNodes()->Count(), 4);
+}
+
+TEST(XmlElement, AsymmetricAttributeAccess) {
+  Doc d = Load(u"<a xmlns:p=\"urn:p\" p:k=\"1\"/>");
+  TVnDOMElement *a = d->GetRootNode();
+  // Reading a missing attribute by name creates it empty, and it is written.
+  EXPECT_EQ(a->GetAttribute(u"x"), u"");
+  EXPECT_EQ(a->GetXML(), u"<a xmlns:p=\"urn:p\" p:k=\"1\" x=\"\" />");
+  EXPECT_EQ(a->GetAttributeNS(u"urn:p", u"k"), u"1");
+  try {
+    a->GetAttributeNS(u"urn:p", u"missing");
+    ADD_FAILURE();
+  } catch (EVnDomNotFound &E) {
+    EXPECT_EQ(Msg(E), "There is no child with the localname \"missing\" and namespace \"urn:p\"!");
+  }
+  a->SetAttribute(u"x", u"<");
+  EXPECT_EQ(a->FindAttribute(u"x")->GetStoredValue(), u"&lt;");
+  a->RemoveAttribute(u"nothing");
+  EXPECT_THROW(a->RemoveAttribute(u"urn:p", u"nothing"), EVnDomNotFound);
+  a->RemoveAttribute(u"x");
+  EXPECT_FALSE(a->HasAttribute(u"x"));
+  // SetAttributeNS creates the attribute and declares its URI when needed.
+  a->SetAttributeNS(u"urn:q", u"q:z", u"2");
+  EXPECT_EQ(a->GetXML(), u"<a xmlns:p=\"urn:p\" p:k=\"1\" xmlns:q=\"urn:q\" q:z=\"2\" />");
+  EXPECT_EQ(a->FindAttribute(u"urn:q", u"z")->GetNodeValue(), u"2");
+  a->RemoveAttribute(u"urn:p", u"k");
+  EXPECT_FALSE(a->HasAttribute(u"urn:p", u"k"));
+}
+
+TEST(XmlElement, ElementByNameForms) {
+  Doc d = Load(u"<e xmlns=\"urn:u\"><n>1</n><n>2</n></e>");
+  TVnDOMElement *e = d->GetRootNode();
+  // The later of two equal names wins.
+  EXPECT_EQ(e->ElementByName(u"n", {}, nullptr)->GetNodeValue(), u"2");
+  EXPECT_EQ(e->ElementByName(u"N", {soCaseSensitive}, nullptr), nullptr);
+  EXPECT_THROW(e->ElementByName(u"m", {soRaise}, nullptr), EVnDomNotFound);
+  TVnDOMElement *m = e->ElementByName(u"m", {soCreate}, nullptr);
+  EXPECT_EQ(m->GetQualifiedName(), u"m");
+  EXPECT_EQ(e->LastElement(), m);
+
+  EXPECT_EQ(e->ElementByName(u"urn:none", u"n", coReturnNil), nullptr);
+  try {
+    e->ElementByName(u"urn:none", u"zz", coRaise);
+    ADD_FAILURE();
+  } catch (EVnDomNotFound &E) {
+    // The message names this element, not the one looked for.
+    EXPECT_EQ(Msg(E), "There is no child with the localname \"e\" and namespace \"urn:none\"!");
+  }
+  // Created in a declared default namespace, the child is named after this element.
+  TVnDOMElement *c = e->ElementByName(u"urn:u", u"zz", coCreate);
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->GetQualifiedName(), u"e");
+  // Without a declaration the element is created but not returned.
+  const Integer before = e->ElementCount();
+  EXPECT_EQ(e->ElementByName(u"urn:other", u"o", coCreate), nullptr);
+  EXPECT_EQ(e->ElementCount(), before + 1);
+  EXPECT_EQ(e->LastElement()->GetQualifiedName(), u"o");
+  EXPECT_EQ(e->LastElement()->GetNamespaceURI(), u"urn:other");
+
+  // The third form creates with the prefix and declares the URI on the new element.
+  TVnDOMElement *k = e->ElementByName(u"urn:k", u"k:item", true);
+  EXPECT_EQ(k->GetXML(), u"<k:item xmlns:k=\"urn:k\" />");
+  EXPECT_EQ(k->GetNamespaceURI(), u"urn:k");
+  EXPECT_EQ(e->ElementByName(u"urn:k", u"item", false), k);
+  EXPECT_THROW(e->ElementByName(u"urn:k", u"none", false), EVnDomNotFound);
+  // soRaise wins over soCreate: the lookup raises before anything is created.
+  const Integer count = e->NodeCount();
+  EXPECT_THROW(e->ElementByName(u"zz", {soCreate, soRaise}, nullptr), EVnDomNotFound);
+  EXPECT_EQ(e->NodeCount(), count);
+}
+
+TEST(XmlElement, NamespacesAfterLoading) {
+  Doc d = Load(u"<r xmlns=\"urn:d\" xmlns:p=\"urn:p\"><p:a><b xmlns=\"urn:b\"><c/></b></p:a>t</r>");
+  TVnDOMElement *r = d->GetRootNode();
+  EXPECT_EQ(r->GetNamespaceURI(), u"urn:d");
+  // A text node answers with its element's namespace.
+  EXPECT_EQ(r->GetCharNodes()->GetItem(0)->GetNamespaceURI(), u"urn:d");
+  TVnDOMElement *a = r->FirstElement();
+  EXPECT_EQ(a->GetNamespaceURI(), u"urn:p");
+  TVnDOMElement *b = a->FirstElement();
+  EXPECT_EQ(b->GetNamespaceURI(), u"urn:b");
+  EXPECT_EQ(b->GetNamespaces()->Count(), 2);
+  // An element without declarations of its own has those of its parent in scope.
+  TVnDOMElement *c = b->FirstElement();
+  EXPECT_EQ(c->GetNamespaces()->Count(), 2);
+  EXPECT_EQ(a->GetNamespaces()->Count(), 2);
+  EXPECT_EQ(static_cast<TVnDOMAttribute *>(c->GetNamespaces()->GetItem(1))->GetNodeValue(),
+            u"urn:b");
+  EXPECT_EQ(b->FindNamespace(u"urn:p"), r->FindAttribute(u"xmlns:p"));
+  EXPECT_EQ(b->FindNamespace(u"urn:none"), nullptr);
+  // Changing the prefix follows the declarations in scope.
+  b->SetPrefix(u"p");
+  EXPECT_EQ(b->GetNamespaceURI(), u"urn:p");
+  b->SetPrefix(u"");
+  EXPECT_EQ(b->GetNamespaceURI(), u"urn:b");
+  // A removed element that an interface holds lives on and keeps its URI; its subtree no longer
+  // sees the declarations of its old ancestors. The document is held by an interface too, so it
+  // outlives the removal.
+  DelphiInterface<IVnDOMNode> doc = VnDOMIntf<IVnDOMNode>(d.release());
+  {
+    DelphiInterface<IVnDOMNode> keep = VnDOMIntf<IVnDOMNode>(b);
+    a->RemoveElement(b);
+    EXPECT_EQ(b->ParentNode(), nullptr);
+    EXPECT_EQ(b->GetNamespaceURI(), u"urn:b");
+    EXPECT_EQ(b->FirstElement()->GetNamespaces()->Count(), 0);
+    EXPECT_EQ(a->ElementCount(), 0);
+  }
+  EXPECT_EQ(doc->GetXML(), u"<r xmlns=\"urn:d\" xmlns:p=\"urn:p\"><p:a />t</r>");
+}
+
+TEST(XmlElement, NamespaceOfAddedElements) {
+  Doc d = Empty();
+  TVnDOMElement *r = d->CreateRootNode(u"urn:r", u"r");
+  EXPECT_EQ(r->GetXML(), u"<r xmlns=\"urn:r\" />");
+  EXPECT_EQ(r->GetNamespaceURI(), u"urn:r");
+  TVnDOMElement *x = r->AddElement(u"urn:x", u"x");
+  EXPECT_EQ(x->GetNamespaceURI(), u"urn:x");
+  TVnDOMElement *p = r->AddElement(u"urn:p", u"p:y");
+  EXPECT_EQ(r->GetXML(), u"<r xmlns=\"urn:r\"><x xmlns=\"urn:x\" /><p:y xmlns:p=\"urn:p\" /></r>");
+  EXPECT_EQ(p->GetNamespaceURI(), u"urn:p");
+  // Detached, the URI waits for the parent.
+  Owned lone(New<TVnDOMElement>());
+  auto *l = static_cast<TVnDOMElement *>(lone.get());
+  l->SetNamespaceURI(u"urn:l");
+  EXPECT_EQ(l->GetNamespaceURI(), u"urn:l");
+}
+
+TEST(XmlElement, TypedGettersAndSetters) {
+  Doc d = Load(u"<r><i>42</i><f>2.5</f><b>true</b><t>2020-01-02T03:04:05</t><bad>x</bad></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  EXPECT_EQ(r->FindElement(u"i")->GetAsInteger(), 42);
+  EXPECT_EQ(r->FindElement(u"i")->GetAsInt64(), 42);
+  EXPECT_EQ(r->FindElement(u"f")->GetAsDouble(), 2.5);
+  EXPECT_TRUE(r->FindElement(u"b")->GetAsBoolean());
+  EXPECT_DOUBLE_EQ(r->FindElement(u"t")->GetAsDateTime().Val,
+                   double(EncodeDate(2020, 1, 2) + EncodeTime(3, 4, 5, 0)));
+  TVnDOMElement *bad = r->FindElement(u"bad");
+  // The numeric and date getters answer their defaults; the boolean one is true only for
+  // "true" and "1".
+  EXPECT_EQ(bad->GetAsInteger(), 0);
+  EXPECT_EQ(bad->GetAsInt64(), 0);
+  EXPECT_EQ(bad->GetAsDouble(), 0.0);
+  EXPECT_EQ(bad->GetAsDateTime().Val, 0.0);
+  EXPECT_FALSE(bad->GetAsBoolean());
+  EXPECT_EQ(bad->GetAsAnsiString(), AnsiString("x"));
+
+  bad->SetAsInteger(-7);
+  EXPECT_EQ(bad->GetXML(), u"<bad>-7</bad>");
+  bad->SetAsBoolean(false);
+  EXPECT_EQ(bad->GetXML(), u"<bad>false</bad>");
+  bad->SetAsDouble(1.5);
+  EXPECT_EQ(bad->GetXML(), u"<bad>1.5</bad>");
+  bad->SetAsInt64(1234567890123LL);
+  EXPECT_EQ(bad->GetXML(), u"<bad>1234567890123</bad>");
+  bad->SetAsString(u"a<'\"");
+  EXPECT_EQ(bad->GetXML(), u"<bad>a&lt;&apos;&quot;</bad>");
+  EXPECT_EQ(bad->GetAsString(), u"a<'\"");
+  bad->SetAsAnsiString(AnsiString("plain"));
+  EXPECT_EQ(bad->GetAsString(), u"plain");
+  EXPECT_THROW(bad->GetAsValue(), ENotSupportedException);
+}
+
+TEST(XmlElement, VariantsAndTheSchemaInstanceSwitch) {
+  Doc d = Load(
+      u"<r xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">"
+      u"<n xsi:nil=\"true\">5</n><s>text</s><e/><i xsi:type=\"xsd:int\">12</i>"
+      u"<bad xsi:type=\"\">1</bad></r>");
+  // An attribute that carries the schema-instance URI switches the document over.
+  EXPECT_TRUE(d->GetUseSchemaInstance());
+  TVnDOMElement *r = d->GetRootNode();
+  EXPECT_TRUE(VarIsNull(r->FindElement(u"n")->GetAsVariant()));
+  EXPECT_EQ(r->FindElement(u"s")->GetAsVariant().AsString(), u"text");
+  EXPECT_TRUE(VarIsNull(r->FindElement(u"e")->GetAsVariant()));
+  Variant i = r->FindElement(u"i")->GetAsVariant();
+  EXPECT_EQ(i.VType(), varInteger);
+  EXPECT_EQ(i.AsString(), u"12");
+  try {
+    r->FindElement(u"bad")->GetAsVariant();
+    ADD_FAILURE();
+  } catch (EVnDomException &E) {
+    EXPECT_EQ(Msg(E), "The type attribute does not contain valid typeinfo.");
+  }
+  EXPECT_EQ(r->GetChildElementValue(Variant(u"s")).AsString(), u"text");
+
+  // With both prefixes declared, setters write a type and nil marks Null.
+  d->SetUseSchemaInstance(true);
+  EXPECT_NE(r->FindAttribute(u"xmlns:xsd"), nullptr);
+  TVnDOMElement *s = r->FindElement(u"s");
+  s->SetAsInteger(3);
+  EXPECT_EQ(s->GetXML(), u"<s xsi:type=\"xsd:int\">3</s>");
+  s->SetAsVariant(Null());
+  EXPECT_EQ(s->GetXML(), u"<s xsi:type=\"xsd:int\" xsi:nil=\"true\"></s>");
+  s->SetAsString(u"<");
+  EXPECT_EQ(s->GetXML(), u"<s xsi:type=\"xsd:string\">&lt;</s>");
+  d->SetUseSchemaInstance(false);
+  s->SetAsVariant(Variant(Integer(9)));
+  EXPECT_EQ(s->GetXML(), u"<s xsi:type=\"xsd:string\">9</s>");
+}
+
+TEST(XmlElement, PreserveSpaceFlags) {
+  Doc d = Load(u"<a><b/></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  TVnDOMElement *b = a->FirstElement();
+  a->SetPreseveSpace(true);
+  EXPECT_TRUE(a->GetPreserveSpace());
+  EXPECT_EQ(a->GetAttribute(u"xml:space"), u"preserve");
+  // The existing child keeps its flag, a new one takes the parent's.
+  EXPECT_FALSE(b->GetPreserveSpace());
+  EXPECT_TRUE(a->AddElement(u"c")->GetPreserveSpace());
+  a->SetPreseveSpace(false);
+  EXPECT_EQ(a->GetAttribute(u"xml:space"), u"default");
+  Doc p = Load(u"<a xml:space=\"PRESERVE\"><b> </b><c xml:space=\"default\"> </c></a>");
+  EXPECT_EQ(p->GetXML(), u"<a xml:space=\"PRESERVE\"><b> </b><c xml:space=\"default\" /></a>");
+}
+
+TEST(XmlElement, ElementListsByName) {
+  Doc d = Load(u"<a><b><b/></b><c><b/></c></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  TVnDOMElement *b = a->FirstElement();
+  std::unique_ptr<TVnDOMElementList, FreeNode> own(b->CreateElementList(u"b", false));
+  EXPECT_EQ(own->Count(), 1);
+  EXPECT_EQ(own->First(), b);
+  std::unique_ptr<TVnDOMElementList, FreeNode> none(a->CreateElementList(u"b", false));
+  EXPECT_EQ(none->Count(), 0);
+  std::unique_ptr<TVnDOMElementList, FreeNode> all(a->CreateElementList(u"B", true));
+  EXPECT_EQ(all->Count(), 3);
+  // The prefix is compared with the namespace URI.
+  std::unique_ptr<TVnDOMElementList, FreeNode> pref(a->CreateElementList(u"p:b", true));
+  EXPECT_EQ(pref->Count(), 0);
+  // The list has no owner: freeing it frees no node.
+  all.reset();
+  EXPECT_EQ(a->GetXML(), u"<a><b><b /></b><c><b /></c></a>");
+}
+
+TEST(XmlElement, NodePathWithKeyAttribute) {
+  Doc d = Load(u"<a id=\"1\"><b ID=\"7\" x=\"y\"/></a>");
+  TVnDOMElement *b = d->GetRootNode()->FirstElement();
+  EXPECT_EQ(b->NodePath(false, u"id"), u"/a/b[@id=\"7\"]");
+  EXPECT_EQ(b->FindAttribute(u"x")->NodePath(false, u""), u"/a/b/@x");
+}
+
+}  // namespace
+}  // namespace domxml

@@ -1,0 +1,128 @@
+// XML output: exact bytes, plain and formatted.
+#include "xml_util.h"
+
+namespace domxml {
+namespace {
+
+TEST(XmlOutput, PlainOutputIsConcatenation) {
+  EXPECT_EQ(Load(u"<a/>")->GetXML(), u"<a />");
+  EXPECT_EQ(Load(u"<a  x = 'v' ><b>t</b ></a>")->GetXML(), u"<a x=\"v\"><b>t</b></a>");
+  // An element with only a processing instruction is written empty and loses it.
+  EXPECT_EQ(Load(u"<a><?p d?></a>")->GetXML(), u"<a />");
+  // Comments and instructions under the document stay around the root in their order.
+  EXPECT_EQ(Load(u"<!--c1--><?p?><a/><!--c2-->")->GetXML(), u"<!--c1--><?p?><a /><!--c2-->");
+  // An empty document writes nothing.
+  EXPECT_EQ(Empty()->GetXML(), u"");
+}
+
+TEST(XmlOutput, FormattedBreaksAndIndents) {
+  EXPECT_EQ(Load(u"<a><b>x</b></a>")->GetFormattedXML(), u"<a>\r\n  <b>x</b>\r\n</a>");
+  // Mixed content: the text stays in place, child elements go on new lines.
+  EXPECT_EQ(Load(u"<a>t<b/></a>")->GetFormattedXML(), u"<a>t\r\n  <b />\r\n</a>");
+  EXPECT_EQ(Load(u"<a><b><c/></b><d>x<!--k--></d></a>")->GetFormattedXML(),
+            u"<a>\r\n  <b>\r\n    <c />\r\n  </b>\r\n  <d>x\r\n    <!--k--></d>\r\n</a>");
+  // A comment at the top comes after a break; the root after the comment does too.
+  EXPECT_EQ(Load(u"<!--c--><a/>")->GetFormattedXML(), u"\r\n<!--c-->\r\n<a />");
+  // The first instruction in an empty stream gets no break.
+  EXPECT_EQ(Load(u"<?xml version=\"1.0\"?><a/>")->GetFormattedXML(),
+            u"<?xml version=\"1.0\"?>\r\n<a />");
+}
+
+TEST(XmlOutput, PreserveSpaceStopsBreaks) {
+  Doc d = Load(u"<a><b xml:space=\"preserve\"> <c> x </c> </b><d/></a>");
+  EXPECT_EQ(d->GetXML(), u"<a><b xml:space=\"preserve\"> <c> x </c> </b><d /></a>");
+  // The preserving element itself starts without break or indent, and so does all within it.
+  EXPECT_EQ(d->GetFormattedXML(),
+            u"<a><b xml:space=\"preserve\"> <c> x </c> </b>\r\n  <d />\r\n</a>");
+  // Outside preserve-space, white-space-only text is dropped at load.
+  EXPECT_EQ(Load(u"<a>\n  <b> </b>\n</a>")->GetXML(), u"<a><b /></a>");
+}
+
+TEST(XmlOutput, ByteOrderMarksAndStreamPositions) {
+  Doc d = Load(u"<a><b/></a>");
+  {
+    TMemoryStream s;
+    d->SaveToStream(&s, CP_UTF16, true, true);
+    std::u16string expected = u"<a>\r\n  <b />\r\n</a>";
+    std::string bytes("\xFF\xFE", 2);
+    bytes.append(reinterpret_cast<const char *>(expected.data()), expected.size() * 2);
+    // After a UTF-16 mark alone the root starts at once.
+    EXPECT_EQ(Bytes(s), bytes);
+  }
+  {
+    TMemoryStream s;
+    d->SaveToStream(&s, CP_UTF8, true, true);
+    // After a UTF-8 mark the root starts on line two.
+    EXPECT_EQ(Bytes(s), "\xEF\xBB\xBF\r\n<a>\r\n  <b />\r\n</a>");
+  }
+  {
+    TMemoryStream s;
+    d->SaveToStream(&s, CP_UTF8, false, true);
+    EXPECT_EQ(Bytes(s), "\xEF\xBB\xBF<a><b /></a>");
+  }
+  {
+    // A stream that already holds text gets a break first, wherever it stands.
+    TMemoryStream s;
+    s.Write("xyz", 3);
+    d->GetRootNode()->FirstElement()->SaveToStream(&s, CP_UTF8, true);
+    EXPECT_EQ(Bytes(s), "xyz\r\n<b />");
+  }
+  {
+    // Two bytes that are not a mark do get the break.
+    TMemoryStream s;
+    s.Write("ab", 2);
+    d->GetRootNode()->FirstElement()->SaveToStream(&s, CP_UTF8, true);
+    EXPECT_EQ(Bytes(s), "ab\r\n<b />");
+  }
+}
+
+TEST(XmlOutput, CodePagesOfTheTextWriter) {
+  Doc d = Load(u"<a t=\"\u00e9\">\u20ac\U0001F600</a>");
+  EXPECT_EQ(Saved(d.get(), CP_UTF8, false), "<a t=\"\xC3\xA9\">\xE2\x82\xAC\xF0\x9F\x98\x80</a>");
+  std::u16string wide = u"<a t=\"\u00e9\">\u20ac\U0001F600</a>";
+  EXPECT_EQ(Saved(d.get(), CP_UTF16, false),
+            std::string(reinterpret_cast<const char *>(wide.data()), wide.size() * 2));
+  // A single-byte page: the euro sign is 0x80 in windows-1252.
+  Doc e = Load(u"<a t=\"\u00e9\">\u20ac</a>");
+  EXPECT_EQ(Saved(e.get(), 1252, false), "<a t=\"\xE9\">\x80</a>");
+}
+
+TEST(XmlOutput, SaveUsesTheEncodingOfTheDocument) {
+  Doc d = Load(u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\u00e9</a>");
+  // Loading keeps the declaration as an instruction but does not read the encoding from it:
+  // code page and declaration are independent.
+  EXPECT_EQ(d->GetEncoding(), u"UTF-8");
+  {
+    TMemoryStream s;
+    d->SaveToStream(&s, false, true);
+    EXPECT_EQ(Bytes(s),
+              "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xC3\xA9</a>");
+  }
+  d->SetEncoding(u"ISO-8859-1");
+  EXPECT_EQ(d->GetCodePage(), 28591);
+  TMemoryStream s;
+  d->SaveToStream(&s, false, true);
+  EXPECT_EQ(Bytes(s), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xE9</a>");
+}
+
+TEST(XmlOutput, InnerXMLHasOnlyChildElements) {
+  Doc d = Load(u"<r>t<a>1</a><!--c--><b><c/></b></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  EXPECT_EQ(r->GetInnerXML(), u"<a>1</a><b><c /></b>");
+  EXPECT_EQ(r->GetFormattedInnerXML(), u"<a>1</a>\r\n<b>\r\n  <c />\r\n</b>");
+  r->SetInnerXML(u"<x/><y>2</y>");
+  EXPECT_EQ(r->GetXML(), u"<r>t<!--c--><x /><y>2</y></r>");
+  EXPECT_EQ(r->ElementCount(), 2);
+  r->SetInnerXML(u"");
+  EXPECT_EQ(r->GetXML(), u"<r>t<!--c--></r>");
+}
+
+TEST(XmlOutput, FormatXML) {
+  EXPECT_EQ(VnFormatXML(UnicodeString(u"<a><b/></a>")), UnicodeString(u"<a>\r\n  <b />\r\n</a>"));
+  EXPECT_EQ(VnFormatXML(AnsiString(std::string("<a><b>\xC3\xA9</b></a>"), CP_UTF8)),
+            u"<a>\r\n  <b>\u00e9</b>\r\n</a>");
+  EXPECT_THROW(VnFormatXML(UnicodeString(u"<a><b x=></b></a>")), EVnDomSyntax);
+}
+
+}  // namespace
+}  // namespace domxml

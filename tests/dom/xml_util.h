@@ -1,0 +1,47 @@
+// Helpers of the tests of the real node classes: documents that free themselves, and the bytes
+// a save writes.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "vnxml/xml/uVnXMLDOM.h"
+
+namespace domxml {
+
+using namespace vn;
+
+struct FreeNode {
+  void operator()(TObject *AObject) const { AObject->Free(); }
+};
+using Doc = std::unique_ptr<TVnDOMDocument, FreeNode>;
+using Owned = std::unique_ptr<TObject, FreeNode>;
+
+inline Doc Load(const UnicodeString &AXML) {
+  return Doc(TVnDOMDocument::CreateFromXML(AXML));
+}
+
+inline Doc Empty() {
+  return Doc(New<TVnDOMDocument>());
+}
+
+// The bytes of a memory stream.
+inline std::string Bytes(TMemoryStream &AStream) {
+  return std::string(static_cast<const char *>(AStream.Memory()),
+                     static_cast<std::size_t>(AStream.GetSize()));
+}
+
+// What a node writes in a page, as bytes.
+inline std::string Saved(TVnDOMNode *ANode, Word ACodePage, bool AFormatted) {
+  TMemoryStream s;
+  ANode->SaveToStream(&s, ACodePage, AFormatted);
+  return Bytes(s);
+}
+
+inline std::string Msg(const Exception &E) {
+  return E.what();
+}
+
+}  // namespace domxml

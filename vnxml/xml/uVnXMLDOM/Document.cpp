@@ -1,0 +1,352 @@
+// TVnDOMDocument: settings, the root, processing instructions and the "xml" instruction, and the
+// load and save entry points.
+#include <memory>
+
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+
+namespace vn {
+
+namespace {
+
+// The value of the encoding pseudo-attribute as the sniffer reads it: the text after
+// "encoding", after its first double quote, before the next one, trimmed. Only double quotes
+// count: a value in single quotes reads as empty. AFound tells whether "encoding" was there.
+UnicodeString EncodingValue(const UnicodeString &AText, bool &AFound) {
+  const UnicodeString lower = LowerCase(AText);
+  const std::size_t at = lower.find(u"encoding");
+  AFound = at != UnicodeString::npos;
+  if (!AFound) return UnicodeString();
+  UnicodeStringView rest = UnicodeStringView(AText).substr(at + 8);
+  const std::size_t q1 = rest.find(u'"');
+  if (q1 != UnicodeStringView::npos) rest = rest.substr(q1 + 1);
+  const std::size_t q2 = rest.find(u'"');
+  if (q2 == UnicodeStringView::npos) return UnicodeString();
+  return Trim(rest.substr(0, q2));
+}
+
+template <class F>
+TVnDOMDocument *Construct(F AInit) {
+  auto *doc = New<TVnDOMDocument>();
+  try {
+    AInit(doc);
+  } catch (...) {
+    doc->Free();
+    throw;
+  }
+  return doc;
+}
+
+}  // namespace
+
+TVnDOMDocument::TVnDOMDocument()
+    : FCollation(DefaultXPathCollation),
+      FSelectMatchOption(DefaultSelectMatchOption),
+      FSelectCheckOption(DefaultSelectCheckOption) {
+  FNodeType = ntDocument;
+  FLocalName = u"#document";
+  FDOMDocument = this;
+}
+
+TVnDOMDocument *TVnDOMDocument::CreateFromXML(const UnicodeString &AXML) {
+  return Construct([&](TVnDOMDocument *d) { d->LoadFromXML(AXML); });
+}
+
+TVnDOMDocument *TVnDOMDocument::CreateFromFile(const UnicodeString &AFileName, Word AMode) {
+  return Construct([&](TVnDOMDocument *d) { d->LoadFromFile(AFileName, AMode); });
+}
+
+TVnDOMDocument *TVnDOMDocument::CreateFromStream(TStream *AStream, Word ACodePage) {
+  return Construct([&](TVnDOMDocument *d) { d->LoadFromStream(AStream, ACodePage); });
+}
+
+TVnDOMDocument *TVnDOMDocument::CreateFromJSON(const UnicodeString &) {
+  throw EVnDomNotSupported(dom::cNoJSON);
+}
+
+// --- settings
+
+void TVnDOMDocument::SetCaseSensitive(bool AValue) {
+  if (!AValue) {
+    FCollation = TVnXPathCollationASCIICI::StaticClass();
+  } else if (FCollation == TVnXPathCollationASCIICI::StaticClass()) {
+    FCollation = TVnXPathCollationCodepoint::StaticClass();
+  }
+}
+
+void TVnDOMDocument::SetUseSchemaInstance(bool AValue) {
+  FUseSchemaInstance = AValue;
+  if (!AValue || !FRootNode) return;
+  if (!FRootNode->FindNamespace(dom::cXSINamespace)) {
+    FRootNode->SetAttribute(u"xmlns:xsi", dom::cXSINamespace);
+  }
+  // The URI looked for carries a stray "-", so that the declaration is always (re)written.
+  if (!FRootNode->FindNamespace(UnicodeString(dom::cXSDNamespace) + u"-")) {
+    FRootNode->SetAttribute(u"xmlns:xsd", dom::cXSDNamespace);
+  }
+}
+
+UnicodeString TVnDOMDocument::GetEncoding() const {
+  return FEncoding.empty() ? UnicodeString(u"UTF-8") : FEncoding;
+}
+
+void TVnDOMDocument::SetCodePage(Word ACodePage) {
+  FCodePage = ACodePage;
+  FEncoding = VnCodePage(ACodePage);
+}
+
+void TVnDOMDocument::SetEncoding(const UnicodeString &AEncoding) {
+  if (AEncoding.empty()) {
+    FCodePage = CP_UTF8;
+    FEncoding = u"UTF-8";
+  } else {
+    FCodePage = VnCodePage(AEncoding);
+    FEncoding = AEncoding;
+  }
+  TVnDOMProcessingInstruction *pi = FindProcessingInstruction(u"xml");
+  if (!pi) {
+    pi = New<TVnDOMProcessingInstruction>();
+    pi->SetQualifiedName(u"xml");
+    pi->SetData(Format(u"version=\"1.0\" encoding=\"%s\"", {FEncoding}));
+    AddChild(pi, nullptr, rdpFirst);
+    return;
+  }
+  bool found = false;
+  const UnicodeString old = EncodingValue(pi->GetData(), found);
+  if (found) {
+    if (!old.empty()) pi->SetData(StringReplace(pi->GetData(), old, FEncoding, false, true));
+  } else {
+    pi->SetData(Trim(pi->GetData() + u' ' + Format(u"encoding=\"%s\"", {FEncoding})));
+  }
+}
+
+void TVnDOMDocument::ReCalcEncoding() {
+  FEncoding = u"UTF-8";
+  TVnDOMProcessingInstruction *pi = FindProcessingInstruction(u"xml");
+  if (!pi) return;
+  bool found = false;
+  const UnicodeString value = EncodingValue(pi->GetData(), found);
+  if (found) FEncoding = LowerCase(value);
+}
+
+// --- root and children
+
+TVnDOMElement *TVnDOMDocument::CreateRootNode(const UnicodeString &AName) {
+  if (FRootNode) throw EVnDomException(dom::cHasRoot);
+  auto *e = New<TVnDOMElement>();
+  try {
+    e->SetQualifiedName(AName);
+  } catch (...) {
+    e->Free();
+    throw;
+  }
+  AppendChild(e);
+  return e;
+}
+
+TVnDOMElement *TVnDOMDocument::CreateRootNode(const UnicodeString &ANamespaceURI,
+                                              const UnicodeString &AName) {
+  TVnDOMElement *e = CreateRootNode(AName);
+  e->SetAttribute(e->GetPrefix().empty() ? UnicodeString(u"xmlns") : u"xmlns:" + e->GetPrefix(),
+                  ANamespaceURI);
+  return e;
+}
+
+TVnDOMNode *TVnDOMDocument::AppendChild(TVnDOMNode *ANode) {
+  TVnDOMNode *r = TVnDOMNode::AppendChild(ANode);
+  if (!FRootNode && ANode->GetNodeType() == ntElement)
+    FRootNode = static_cast<TVnDOMElement *>(ANode);
+  return r;
+}
+
+void TVnDOMDocument::RemoveChild(TVnDOMNode *ANode) {
+  // The root is forgotten when it leaves, so that no pointer outlives it.
+  if (ANode && ANode == FRootNode) FRootNode = nullptr;
+  TVnDOMNode::RemoveChild(ANode);
+}
+
+TVnDOMComment *TVnDOMDocument::AddComment(const UnicodeString &AText) {
+  auto *c = New<TVnDOMComment>();
+  AppendChild(c);
+  c->SetNodeValue(AText);
+  return c;
+}
+
+void TVnDOMDocument::Clear() {
+  TVnDOMNode::Clear();
+  FRootNode = nullptr;
+}
+
+TVnDOMNode *TVnDOMDocument::CreateClone() {
+  throw EVnDomNotSupported(dom::cNoDocClone);
+}
+
+// --- processing instructions
+
+TVnDOMProcessingInstruction *TVnDOMDocument::FindProcessingInstruction(
+    const UnicodeString &ATarget) {
+  if (!FChildNodes) return nullptr;
+  for (TVnDOMNode *n : FChildNodes->FList) {
+    if (n->GetNodeType() == ntProcessingInstruction && VnSameText(n->GetQualifiedName(), ATarget))
+      return static_cast<TVnDOMProcessingInstruction *>(n);
+  }
+  return nullptr;
+}
+
+UnicodeString TVnDOMDocument::GetProcessingInstruction(const UnicodeString &ATarget) {
+  TVnDOMProcessingInstruction *pi = FindProcessingInstruction(ATarget);
+  if (!pi) throw EVnDomNotFound(dom::cNoPI, {ATarget});
+  return pi->GetData();
+}
+
+void TVnDOMDocument::SetProcessingInstruction(const UnicodeString &ATarget,
+                                              const UnicodeString &AData) {
+  const bool xml = VnSameText(ATarget, u"xml");
+  TVnDOMProcessingInstruction *pi = FindProcessingInstruction(ATarget);
+  if (!pi) {
+    pi = New<TVnDOMProcessingInstruction>();
+    try {
+      pi->SetQualifiedName(ATarget);
+    } catch (...) {
+      pi->Free();
+      throw;
+    }
+    TVnDOMProcessingInstruction *decl = xml ? nullptr : FindProcessingInstruction(u"xml");
+    if (decl) {
+      AddChild(pi, decl, rdpAfter);
+    } else {
+      AddChild(pi, nullptr, rdpFirst);
+    }
+  }
+  pi->SetData(AData);
+  if (xml) ReCalcEncoding();
+}
+
+// --- loading
+
+void TVnDOMDocument::LoadFromXML(const UnicodeString &AXML) {
+  Clear();
+  if (AXML.empty()) return;
+  TVnStringStream s(AXML);
+  FLoadState = lsLoading;
+  try {
+    s.SetPosition(0);
+    dom::ParseInto(this, &s, CP_UTF16);
+  } catch (...) {
+    FLoadState = lsLoaded;
+    throw;
+  }
+  FLoadState = lsLoaded;
+  DoXMLLoaded();
+}
+
+void TVnDOMDocument::LoadFromXML(const AnsiString &AXML) {
+  Clear();
+  TVnStringStream s(AXML, 0);
+  FLoadState = lsLoading;
+  try {
+    s.SetPosition(0);
+    dom::ParseInto(this, &s, 0);
+  } catch (...) {
+    FLoadState = lsLoaded;
+    throw;
+  }
+  FLoadState = lsLoaded;
+  DoXMLLoaded();
+}
+
+void TVnDOMDocument::LoadXML(const UnicodeString &AFileName, Word AMode) {
+  TFileStream f(AFileName, AMode);
+  LoadFromStream(&f);
+}
+
+void TVnDOMDocument::LoadFromFile(const UnicodeString &AFileName, Word AMode) {
+  LoadXML(AFileName, AMode);
+  FDocumentURI = AFileName;
+}
+
+void TVnDOMDocument::LoadFromStream(TStream *AStream) {
+  FLoadState = lsLoading;
+  try {
+    Word cp = VnGetCodePage(AStream);
+    const Integer width = cp == CP_UTF16 ? 2 : 1;
+    Byte unit[2] = {0, 0};
+    char16_t ch = 0;
+    bool any = false;
+    while (AStream->Read(unit, width) == width) {
+      ch = width == 2 ? static_cast<char16_t>(unit[0] | (unit[1] << 8)) : unit[0];
+      if (ch >= 33) {
+        any = true;
+        AStream->Seek(-width, soCurrent);
+        break;
+      }
+    }
+    const Int64 start = AStream->GetPosition();
+    if (cp == 0 && any && ch == u'<') {
+      cp = CP_UTF8;
+      // The declaration, if any, stands before the first ">" within the first 1025 characters.
+      std::string head;
+      Byte b = 0;
+      while (head.size() < 1025 && AStream->Read(&b, 1) == 1) {
+        head.push_back(static_cast<char>(b));
+        if (b == '>') break;
+      }
+      bool found = false;
+      const UnicodeString name =
+          EncodingValue(TVnEncoding::ConvertA(RawByteString(head), CP_UTF8), found);
+      // A name the sniffer cannot read (single quotes give an empty one) leaves the page to the
+      // reader, which reads the declaration itself.
+      if (found) cp = name.empty() ? 0 : VnCodePage(name);
+      AStream->SetPosition(start);
+    } else if (cp == 0) {
+      cp = CP_UTF8;
+    }
+    dom::ParseInto(this, AStream, cp);
+  } catch (...) {
+    FLoadState = lsLoaded;
+    throw;
+  }
+  FLoadState = lsLoaded;
+  DoXMLLoaded();
+}
+
+void TVnDOMDocument::LoadFromStream(TStream *AStream, Word ACodePage) {
+  dom::ParseInto(this, AStream, ACodePage);
+  DoXMLLoaded();
+}
+
+// --- saving
+
+void TVnDOMDocument::SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                                  bool AWriteBOM) {
+  if (AWriteBOM) {
+    if (ACodePage == CP_UTF16) {
+      AStream->Write(cVnUTF16LE, 2);
+    } else if (ACodePage == CP_UTF8) {
+      AStream->Write(cVnUTF8, 3);
+    }
+  }
+  TVnDOMNode::SaveToStream(AStream, ACodePage, AFormatted);
+}
+
+void TVnDOMDocument::SaveToStream(TStream *AStream, bool AFormatted, bool AWriteBOM) {
+  SaveToStream(AStream, VnCodePage(GetEncoding()), AFormatted, AWriteBOM);
+}
+
+void TVnDOMDocument::SaveToFile(const UnicodeString &AFileName, bool AFormatted, bool AWriteBOM) {
+  TFileStream f(AFileName, fmCreate);
+  SaveToStream(&f, AFormatted, AWriteBOM);
+}
+
+TVnDOMObjectImpl *TVnDOMDocument::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMDocumentImpl>(AOwner);
+}
+
+void TVnDOMDocumentImpl::LoadFromStream(TStream *, Word) {
+  throw EVnDomNotSupported(dom::cDocLoad);
+}
+
+void TVnDOMDocumentImpl::SaveToStream(TStream *, Word, bool) {
+  throw EVnDomNotSupported(dom::cDocSave);
+}
+
+}  // namespace vn

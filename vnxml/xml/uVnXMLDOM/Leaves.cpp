@@ -1,0 +1,308 @@
+// Character data, attributes and processing instructions.
+#include <algorithm>
+#include <utility>
+
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+#include "vnxml/xml/uVnXMLUtils.h"
+
+namespace vn {
+
+namespace {
+
+// Clamps a 1-based offset and a count to the string, the way the run-time's Delete and Copy do.
+void ClampRange(const UnicodeString &S, Integer &AOffset, Integer &ACount) {
+  if (AOffset < 1) AOffset = 1;
+  const Integer len = static_cast<Integer>(S.size());
+  if (AOffset > len + 1) AOffset = len + 1;
+  if (ACount < 0) ACount = 0;
+  if (ACount > len - AOffset + 1) ACount = len - AOffset + 1;
+}
+
+}  // namespace
+
+// --- character data
+
+TVnDOMCharacterData::TVnDOMCharacterData() {
+  FNodeType = ntText;
+  FLocalName = u"#text";
+}
+
+UnicodeString TVnDOMCharacterData::GetNodeValue() {
+  return RawValue() ? FNodeValue : VnXMLToStr(FNodeValue);
+}
+
+void TVnDOMCharacterData::SetNodeValue(const UnicodeString &AValue) {
+  FNodeValue = RawValue() ? AValue : VnStrToXML(AValue, true, true);
+}
+
+void TVnDOMCharacterData::AppendStr(const UnicodeString &AText) {
+  SetNodeValue(GetNodeValue() + AText);
+}
+
+void TVnDOMCharacterData::DeleteStr(Integer AOffset, Integer ACount) {
+  UnicodeString v = GetNodeValue();
+  ClampRange(v, AOffset, ACount);
+  v.erase(AOffset - 1, ACount);
+  SetNodeValue(v);
+}
+
+void TVnDOMCharacterData::InsertStr(Integer AOffset, const UnicodeString &AText) {
+  UnicodeString v = GetNodeValue();
+  Integer count = 0;
+  ClampRange(v, AOffset, count);
+  v.insert(AOffset - 1, AText);
+  SetNodeValue(v);
+}
+
+void TVnDOMCharacterData::ReplaceStr(Integer AOffset, Integer ACount, const UnicodeString &AText) {
+  UnicodeString v = GetNodeValue();
+  ClampRange(v, AOffset, ACount);
+  v.replace(AOffset - 1, ACount, AText);
+  SetNodeValue(v);
+}
+
+UnicodeString TVnDOMCharacterData::Substring(Integer, Integer) {
+  return GetNodeValue();
+}
+
+TVnDOMNode *TVnDOMCharacterData::CreateClone() {
+  auto *clone = static_cast<TVnDOMCharacterData *>(TVnDOMNode::CreateClone());
+  clone->FNodeValue = FNodeValue;
+  return clone;
+}
+
+TVnDOMObjectImpl *TVnDOMCharacterData::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMCharacterDataImpl>(AOwner);
+}
+
+void TVnDOMCharacterData::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer &) {
+  dom::WriteText(AStream, ACodePage, FNodeValue);
+}
+
+// --- text
+
+TVnDOMText *TVnDOMText::SplitText(Integer AOffset) {
+  TVnDOMNode *parent = ParentNode();
+  if (!parent) throw EVnDomException(dom::cSplitNoParent);
+  UnicodeString v = GetNodeValue();
+  const std::size_t at =
+      static_cast<std::size_t>(std::clamp<Integer>(AOffset, 0, static_cast<Integer>(v.size())));
+  auto *rest =
+      static_cast<TVnDOMText *>(parent->AddChild(TVnDOMText::StaticClass(), this, rdpAfter));
+  rest->SetNodeValue(v.substr(at));
+  v.resize(at);
+  SetNodeValue(v);
+  return rest;
+}
+
+TVnDOMObjectImpl *TVnDOMText::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMTextImpl>(AOwner);
+}
+
+// --- CDATA
+
+TVnDOMCDATA::TVnDOMCDATA() {
+  FNodeType = ntCDATA;
+  FLocalName = u"#cdata-section";
+}
+
+TVnDOMObjectImpl *TVnDOMCDATA::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMCDATAImpl>(AOwner);
+}
+
+void TVnDOMCDATA::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer &) {
+  dom::WriteText(AStream, ACodePage, u"<![CDATA[");
+  dom::WriteText(AStream, ACodePage, FNodeValue);
+  dom::WriteText(AStream, ACodePage, u"]]>");
+}
+
+// --- comments
+
+TVnDOMComment::TVnDOMComment() {
+  FNodeType = ntComment;
+  FLocalName = u"#comment";
+}
+
+TVnDOMObjectImpl *TVnDOMComment::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMCommentImpl>(AOwner);
+}
+
+void TVnDOMComment::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                                  Integer &ALevel) {
+  if (AFormatted) {
+    if (!GetPreserveSpace()) dom::WriteBreak(AStream, ACodePage);
+    TVnDOMNode *parent = ParentNode();
+    if (parent && parent->GetNodeType() == ntElement && !parent->GetPreserveSpace())
+      dom::WriteIndent(AStream, ACodePage, ALevel);
+  }
+  dom::WriteText(AStream, ACodePage, u"<!--");
+  dom::WriteText(AStream, ACodePage, FNodeValue);
+  dom::WriteText(AStream, ACodePage, u"-->");
+}
+
+// --- attributes
+
+TVnDOMAttribute::TVnDOMAttribute() {
+  FNodeType = ntAttribute;
+}
+
+UnicodeString TVnDOMAttribute::GetNodeValue() {
+  return VnXMLToStr(FNodeValue);
+}
+
+void TVnDOMAttribute::SetNodeValue(const UnicodeString &AValue) {
+  FNodeValue = VnStrToXML(AValue, false, true);
+}
+
+UnicodeString TVnDOMAttribute::NamespacePrefix() const {
+  VN_ASSERT_AT(IsNamespace(), "xml/uVnXMLDOM", 7370);
+  if (VnSameText(FLocalName, u"xmlns")) return UnicodeString();
+  return FLocalName;
+}
+
+TVnDOMElement *TVnDOMAttribute::ParentElement() const noexcept {
+  TVnDOMNode *parent = ParentNode();
+  return parent && parent->GetNodeType() == ntElement ? static_cast<TVnDOMElement *>(parent)
+                                                      : nullptr;
+}
+
+UnicodeString TVnDOMAttribute::GetNamespaceURI() {
+  if (FNamespace) return FNamespace->GetNodeValue();
+  if (FPrefix == u"xml") return dom::cXMLNamespace;
+  if (FParent) return UnicodeString();
+  return FNamespaceURI;
+}
+
+void TVnDOMAttribute::SetNamespaceURI(const UnicodeString &AURI) {
+  TVnDOMElement *element = ParentElement();
+  if (!element) {
+    FNamespaceURI = AURI;
+    FNamespaceSet = true;
+    return;
+  }
+  TVnDOMAttrList *scope = element->Scope();
+  if (FNamespaceSet && !(scope && scope->FindNamespace(FNamespaceURI))) {
+    TVnDOMChangeScope scope;
+    auto *decl = New<TVnDOMAttribute>();
+    decl->SetQualifiedName(FPrefix.empty() ? UnicodeString(u"xmlns") : u"xmlns:" + FPrefix);
+    decl->SetNodeValue(AURI);
+    element->AddChild(decl, this, rdpBefore);
+    FNamespace = decl;
+  }
+  FNamespaceURI.clear();
+  FNamespaceSet = false;
+}
+
+void TVnDOMAttribute::LinkNamespace() {
+  TVnDOMElement *element = ParentElement();
+  if (!element) {
+    FNamespace = nullptr;
+    return;
+  }
+  TVnDOMAttrList *scope = element->Scope();
+  if (!scope || scope->Count() == 0) {
+    FNamespace = nullptr;
+    return;
+  }
+  const UnicodeString name = FPrefix.empty() ? UnicodeString(u"xmlns") : u"xmlns:" + FPrefix;
+  FNamespace = static_cast<TVnDOMAttribute *>(scope->Find(name, {soQualifiedName}));
+}
+
+void TVnDOMAttribute::SetPrefix(const UnicodeString &APrefix) {
+  FPrefix = APrefix;
+  LinkNamespace();
+}
+
+void TVnDOMAttribute::SetQualifiedName(const UnicodeString &AName) {
+  const bool was = IsNamespace();
+  TVnDOMNode::SetQualifiedName(AName);
+  if (FDestroying) return;
+  if (FDOMDocument && FDOMDocument->GetLoadState() == lsLoading) return;
+  TVnDOMElement *element = ParentElement();
+  if (element && (was || IsNamespace())) element->RefreshNamespaces();
+}
+
+void TVnDOMAttribute::RefreshNamespaces() {
+  LinkNamespace();
+  TVnDOMNode::RefreshNamespaces();
+}
+
+void TVnDOMAttribute::SetParentNode(TVnDOMObject *AParent) {
+  const bool hadParent = FParent != nullptr;
+  if (!FDestroying && hadParent && !AParent) {
+    FNamespaceURI = GetNamespaceURI();
+    FNamespaceSet = true;
+    // The declaration belongs to the old element.
+    FNamespace = nullptr;
+  }
+  TVnDOMNode::SetParentNode(AParent);
+  if (!FDestroying && !hadParent && AParent && !FNamespaceURI.empty() && ParentElement())
+    SetNamespaceURI(FNamespaceURI);
+}
+
+TVnDOMAttribute *TVnDOMAttribute::NextAttribute() {
+  TVnDOMElement *element = ParentElement();
+  if (!element) return nullptr;
+  return static_cast<TVnDOMAttribute *>(element->GetAttributes()->Next(this));
+}
+
+TVnDOMAttribute *TVnDOMAttribute::PreviousAttribute() {
+  TVnDOMElement *element = ParentElement();
+  if (!element) return nullptr;
+  return static_cast<TVnDOMAttribute *>(element->GetAttributes()->Previous(this));
+}
+
+TVnDOMNode *TVnDOMAttribute::CreateClone() {
+  auto *clone = static_cast<TVnDOMAttribute *>(TVnDOMNode::CreateClone());
+  clone->FNodeValue = FNodeValue;
+  return clone;
+}
+
+TVnDOMObjectImpl *TVnDOMAttribute::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMAttributeImpl>(AOwner);
+}
+
+void TVnDOMAttribute::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer &) {
+  dom::WriteText(AStream, ACodePage, u" ");
+  if (!FPrefix.empty()) {
+    dom::WriteText(AStream, ACodePage, FPrefix);
+    dom::WriteText(AStream, ACodePage, u":");
+  }
+  dom::WriteText(AStream, ACodePage, FLocalName);
+  dom::WriteText(AStream, ACodePage, u"=\"");
+  dom::WriteText(AStream, ACodePage, FNodeValue);
+  dom::WriteText(AStream, ACodePage, u"\"");
+}
+
+// --- processing instructions
+
+TVnDOMProcessingInstruction::TVnDOMProcessingInstruction() {
+  FNodeType = ntProcessingInstruction;
+}
+
+TVnDOMObjectImpl *TVnDOMProcessingInstruction::CreateDOMImpl(TVnDOMObject *AOwner) {
+  return New<TVnDOMProcessingInstructionImpl>(AOwner);
+}
+
+void TVnDOMProcessingInstruction::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                                                Integer &ALevel) {
+  if (AFormatted && AStream->GetSize() > 4) {
+    dom::WriteBreak(AStream, ACodePage);
+    TVnDOMNode *parent = ParentNode();
+    if (parent && parent->GetNodeType() == ntElement && !parent->GetPreserveSpace())
+      dom::WriteIndent(AStream, ACodePage, ALevel);
+  }
+  dom::WriteText(AStream, ACodePage, u"<?");
+  if (!FPrefix.empty()) {
+    dom::WriteText(AStream, ACodePage, FPrefix);
+    dom::WriteText(AStream, ACodePage, u":");
+  }
+  dom::WriteText(AStream, ACodePage, FLocalName);
+  if (!FData.empty()) {
+    dom::WriteText(AStream, ACodePage, u" ");
+    dom::WriteText(AStream, ACodePage, FData);
+  }
+  dom::WriteText(AStream, ACodePage, u"?>");
+}
+
+}  // namespace vn

@@ -1,0 +1,165 @@
+// XML output: the text writer and the writing of elements and documents. Values are stored in
+// lexical form, so writing is concatenation.
+#include <cstring>
+
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+
+namespace vn {
+
+namespace dom {
+
+namespace {
+
+// UTF-16 to UTF-8 through a buffer on the stack. A lone surrogate makes the whole piece go
+// through the run-time's conversion instead, so that both give the same bytes.
+bool WriteUTF8(TStream *AStream, UnicodeStringView AText) {
+  Byte buf[1024];
+  std::size_t n = 0;
+  const std::size_t len = AText.size();
+  const char16_t *p = AText.data();
+  for (std::size_t i = 0; i < len; ++i) {
+    if (n + 4 > sizeof(buf)) {
+      AStream->Write(buf, static_cast<Int64>(n));
+      n = 0;
+    }
+    const char32_t c = p[i];
+    if (c < 0x80) {
+      buf[n++] = static_cast<Byte>(c);
+    } else if (c < 0x800) {
+      buf[n++] = static_cast<Byte>(0xC0 | (c >> 6));
+      buf[n++] = static_cast<Byte>(0x80 | (c & 0x3F));
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      if (c > 0xDBFF || i + 1 >= len || p[i + 1] < 0xDC00 || p[i + 1] > 0xDFFF) return false;
+      const char32_t cp = 0x10000 + ((c - 0xD800) << 10) + (p[i + 1] - 0xDC00);
+      ++i;
+      buf[n++] = static_cast<Byte>(0xF0 | (cp >> 18));
+      buf[n++] = static_cast<Byte>(0x80 | ((cp >> 12) & 0x3F));
+      buf[n++] = static_cast<Byte>(0x80 | ((cp >> 6) & 0x3F));
+      buf[n++] = static_cast<Byte>(0x80 | (cp & 0x3F));
+    } else {
+      buf[n++] = static_cast<Byte>(0xE0 | (c >> 12));
+      buf[n++] = static_cast<Byte>(0x80 | ((c >> 6) & 0x3F));
+      buf[n++] = static_cast<Byte>(0x80 | (c & 0x3F));
+    }
+  }
+  if (n) AStream->Write(buf, static_cast<Int64>(n));
+  return true;
+}
+
+bool HasLoneSurrogate(UnicodeStringView AText) {
+  for (std::size_t i = 0; i < AText.size(); ++i) {
+    const char16_t c = AText[i];
+    if (c < 0xD800 || c > 0xDFFF) continue;
+    if (c > 0xDBFF || i + 1 >= AText.size() || AText[i + 1] < 0xDC00 || AText[i + 1] > 0xDFFF)
+      return true;
+    ++i;
+  }
+  return false;
+}
+
+}  // namespace
+
+void WriteText(TStream *AStream, Word ACodePage, UnicodeStringView AText) {
+  if (AText.empty()) return;
+  if (ACodePage == CP_UTF16) {
+    AStream->Write(AText.data(), static_cast<Int64>(AText.size() * 2));
+    return;
+  }
+  if (ACodePage == CP_UTF8 && !HasLoneSurrogate(AText)) {
+    WriteUTF8(AStream, AText);
+    return;
+  }
+  const RawByteString bytes = TVnEncoding::ConvertW(AText, ACodePage);
+  AStream->Write(bytes.data(), static_cast<Int64>(bytes.size()));
+}
+
+void WriteBreak(TStream *AStream, Word ACodePage) {
+  WriteText(AStream, ACodePage, u"\r\n");
+}
+
+void WriteIndent(TStream *AStream, Word ACodePage, Integer ALevel) {
+  static constexpr char16_t blanks[] = u"                                ";
+  constexpr Integer chunk = 16;  // indent units per piece of blanks
+  for (Integer n = ALevel + 1; n > 0; n -= chunk) {
+    WriteText(AStream, ACodePage,
+              UnicodeStringView(blanks, 2 * static_cast<std::size_t>(n < chunk ? n : chunk)));
+  }
+}
+
+}  // namespace dom
+
+void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                                  Integer &ALevel) {
+  if (AFormatted && !GetPreserveSpace()) {
+    const Int64 pos = AStream->GetPosition();
+    if (pos == 2) {
+      // A UTF-16 byte-order mark alone before the element gets no break.
+      Byte head[2] = {0, 0};
+      AStream->SetPosition(0);
+      AStream->Read(head, 2);
+      if (std::memcmp(head, cVnUTF16LE, 2) != 0) dom::WriteBreak(AStream, ACodePage);
+    } else if (pos > 0) {
+      dom::WriteBreak(AStream, ACodePage);
+    }
+    dom::WriteIndent(AStream, ACodePage, ALevel);
+  }
+  dom::WriteText(AStream, ACodePage, u"<");
+  if (!FPrefix.empty()) {
+    dom::WriteText(AStream, ACodePage, FPrefix);
+    dom::WriteText(AStream, ACodePage, u":");
+  }
+  dom::WriteText(AStream, ACodePage, FLocalName);
+  ForEachOfKind(0,
+                [&](TVnDOMNode *a) { a->_SaveToStream(AStream, ACodePage, AFormatted, ALevel); });
+  const bool hasElements = CountOfKind(1) > 0;
+  if (!hasElements && CountOfKind(2) == 0) {
+    dom::WriteText(AStream, ACodePage, u" />");
+    return;
+  }
+  dom::WriteText(AStream, ACodePage, u">");
+  ++ALevel;
+  for (TVnDOMNode *child : FChildNodes->FList) {
+    if (child->GetNodeType() != ntAttribute) {
+      child->_SaveToStream(AStream, ACodePage, AFormatted, ALevel);
+    }
+  }
+  --ALevel;
+  if (AFormatted && hasElements && !GetPreserveSpace()) {
+    dom::WriteBreak(AStream, ACodePage);
+    dom::WriteIndent(AStream, ACodePage, ALevel);
+  }
+  dom::WriteText(AStream, ACodePage, u"</");
+  if (!FPrefix.empty()) {
+    dom::WriteText(AStream, ACodePage, FPrefix);
+    dom::WriteText(AStream, ACodePage, u":");
+  }
+  dom::WriteText(AStream, ACodePage, FLocalName);
+  dom::WriteText(AStream, ACodePage, u">");
+}
+
+void TVnDOMDocument::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                                   Integer &ALevel) {
+  if (!FChildNodes) return;
+  for (TVnDOMNode *child : FChildNodes->FList) {
+    child->_SaveToStream(AStream, ACodePage, AFormatted, ALevel);
+  }
+}
+
+UnicodeString VnFormatXML(const UnicodeString &AXML) {
+  TVnDOMDocument *doc = TVnDOMDocument::CreateFromXML(AXML);
+  UnicodeString r;
+  try {
+    r = doc->GetFormattedXML();
+  } catch (...) {
+    doc->Free();
+    throw;
+  }
+  doc->Free();
+  return r;
+}
+
+UnicodeString VnFormatXML(const AnsiString &AXML) {
+  return VnFormatXML(TVnEncoding::ConvertA(AXML));
+}
+
+}  // namespace vn

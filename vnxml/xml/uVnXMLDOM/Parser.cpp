@@ -1,0 +1,153 @@
+// TVnDOMParser: the SAX consumer that builds a tree under a node.
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+
+namespace vn {
+
+namespace dom {
+
+void ParseInto(TVnDOMNode *ANode, TStream *AStream, Word ACodePage) {
+  DelphiInterface<IVnSAXContentHandler> keep;
+  auto *parser = New<TVnDOMParser>(ANode);
+  keep = parser;
+  parser->OnParseWarning = [ANode](IVnSAXLocator *L, const UnicodeString &M, bool &H) {
+    ANode->DoDOMParseWarning(L, M, H);
+  };
+  parser->OnParseError = [ANode](IVnSAXLocator *L, const UnicodeString &M, bool &H) {
+    ANode->DoDOMParseError(L, M, H);
+  };
+  parser->OnParseFatalError = [ANode](IVnSAXLocator *L, const UnicodeString &M, bool &H) {
+    ANode->DoDOMParseFatalError(L, M, H);
+  };
+  parser->Parse(AStream, ACodePage);
+}
+
+}  // namespace dom
+
+void TVnDOMParser::Parse(TStream *AStream, Word ACodePage) {
+  const Integer width = ACodePage == CP_UTF16 ? 2 : 1;
+  Byte unit[2] = {0, 0};
+  char16_t ch = 0;
+  bool any = false;
+  while (AStream->Read(unit, width) == width) {
+    ch = width == 2 ? static_cast<char16_t>(unit[0] | (unit[1] << 8)) : unit[0];
+    if (ch >= 33) {
+      any = true;
+      AStream->Seek(-width, soCurrent);
+      break;
+    }
+  }
+  if (!any || ch != u'<') throw EVnDomNotSupported(dom::cNoJSON);
+  auto *reader = New<TVnSAXXMLReader>();
+  reader->SetSingleRoot(FDOMNode->GetNodeType() == ntDocument);
+  try {
+    reader->SetErrorHandler(this);
+    reader->SetLexicalHandler(this);
+    reader->SetContentHandler(this);
+    reader->ParseStream(AStream, ACodePage);
+  } catch (...) {
+    FLocator = nullptr;
+    reader->Free();
+    throw;
+  }
+  FLocator = nullptr;
+  reader->Free();
+}
+
+TVnDOMElement *TVnDOMParser::CurrentElement() const {
+  return As<TVnDOMElement>(FDOMNode);
+}
+
+void TVnDOMParser::StartElement(const VnXMLString &ANamespaceURI, const VnXMLString &,
+                                const VnXMLString &AQName, IVnSAXAttributes *AAttributes) {
+  auto *e = New<TVnDOMElement>();
+  try {
+    e->SetQualifiedName(AQName);
+    if (AAttributes) {
+      for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next) {
+        TVnDOMAttribute *attr = e->AddAttribute(a->QName);
+        attr->SetStoredValue(a->Value);
+        // The namespace shortcut: the declaration of the element's own URI is linked at once.
+        if (attr->IsNamespace() && attr->GetNodeValue() == ANamespaceURI) {
+          e->FNamespace = attr;
+          e->FNamespaceURI = ANamespaceURI;
+          e->FNamespaceSet = true;
+          e->GetNamespaces()->Add(attr, rdpLast);
+        }
+      }
+    }
+  } catch (...) {
+    e->Free();
+    throw;
+  }
+  FDOMNode->AppendChild(e);
+  if (FDOMNode->GetNodeType() == ntDocument && AAttributes) {
+    for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next) {
+      if (VnSameText(a->Value, dom::cXSINamespace)) {
+        static_cast<TVnDOMDocument *>(FDOMNode)->FUseSchemaInstance = true;
+      }
+    }
+  }
+  FDOMNode = e;
+}
+
+void TVnDOMParser::EndElement(const VnXMLString &, const VnXMLString &, const VnXMLString &) {
+  FDOMNode = FDOMNode->ParentNode();
+}
+
+void TVnDOMParser::Characters(const VnXMLString &AText) {
+  TVnDOMElement *e = CurrentElement();
+  if (FInCDATA) {
+    e->AddCDATA(AText);
+    return;
+  }
+  auto *t = New<TVnDOMText>();
+  t->SetStoredValue(AText);
+  e->AddChild(t, nullptr, rdpLast);
+}
+
+void TVnDOMParser::IgnorableWhitespace(const VnXMLString &AText) {
+  if (FDOMNode->GetPreserveSpace()) Characters(AText);
+}
+
+void TVnDOMParser::ProcessingInstruction(const VnXMLString &ATarget, const VnXMLString &AData) {
+  auto *pi = New<TVnDOMProcessingInstruction>();
+  FDOMNode->AppendChild(pi);
+  pi->SetQualifiedName(ATarget);
+  pi->SetData(AData);
+}
+
+void TVnDOMParser::Comment(const VnXMLString &AText) {
+  auto *c = New<TVnDOMComment>();
+  FDOMNode->AppendChild(c);
+  c->SetNodeValue(AText);
+}
+
+void TVnDOMParser::Warning(IVnSAXLocator *ALocator, const VnXMLString &AMessage) {
+  bool handled = false;
+  if (OnParseWarning) OnParseWarning(ALocator, AMessage, handled);
+}
+
+void TVnDOMParser::Error(IVnSAXLocator *ALocator, const VnXMLString &AMessage) {
+  bool handled = false;
+  if (OnParseError) OnParseError(ALocator, AMessage, handled);
+}
+
+void TVnDOMParser::FatalError(IVnSAXLocator *ALocator, const VnXMLString &AMessage) {
+  bool handled = false;
+  if (OnParseFatalError) OnParseFatalError(ALocator, AMessage, handled);
+  if (handled) return;
+  IVnSAXLocator *loc = ALocator ? ALocator : static_cast<IVnSAXLocator *>(FLocator);
+  const Integer line = loc ? loc->GetLineNr() : -1;
+  const Integer col = loc ? loc->GetColNr() : -1;
+  throw EVnDomSyntax(dom::cParseFatal, {line, col, AMessage});
+}
+
+}  // namespace vn
+
+namespace vn {
+
+void TVnDOMElement::LoadFromStream(TStream *AStream, Word ACodePage) {
+  dom::ParseInto(this, AStream, ACodePage);
+}
+
+}  // namespace vn
