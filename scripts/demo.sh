@@ -1,8 +1,18 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the Release preset and runs the demonstration.
+# Installs what is missing, builds the Release preset and runs the demonstration: the text
+# source in its three widths, then the XML reader echoing and counting documents.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset release
-cmake --build --preset release --target vnxml_demo
+cmake --build --preset release --target vnxml_demo sax_echo sax_count
+echo "== The text source in three widths =="
 ./build/release/examples/vnxml_demo examples/data
+echo
+echo "== SAX events of a small catalogue =="
+./build/release/examples/sax_echo examples/data/catalog.xml
+echo
+echo "== Counting elements with a few lines of handler =="
+files=(examples/data/catalog.xml)
+[ -f /usr/share/mime/packages/freedesktop.org.xml ] && files+=(/usr/share/mime/packages/freedesktop.org.xml)
+./build/release/examples/sax_count "${files[@]}"
