@@ -37,6 +37,11 @@ TEST(XmlDocument, ConstructionAndRoot) {
   d->Clear();
   EXPECT_EQ(d->GetRootNode(), nullptr);
   EXPECT_EQ(d->NodeCount(), 0);
+  // A root removed through RemoveChild is forgotten, so that no pointer outlives it.
+  TVnDOMElement *root = d->CreateRootNode(u"x");
+  d->RemoveChild(root);
+  EXPECT_EQ(d->GetRootNode(), nullptr);
+  EXPECT_EQ(d->CreateRootNode(u"y")->GetXML(), u"<y />");
 }
 
 TEST(XmlDocument, Settings) {

@@ -82,6 +82,13 @@ TEST(XmlOutput, CodePagesOfTheTextWriter) {
   std::u16string wide = u"<a t=\"\u00e9\">\u20ac\U0001F600</a>";
   EXPECT_EQ(Saved(d.get(), CP_UTF16, false),
             std::string(reinterpret_cast<const char *>(wide.data()), wide.size() * 2));
+  // A lone surrogate goes through the run-time's conversion, like any other text of a page.
+  Doc lone = Load(u"<a>x</a>");
+  auto *t = static_cast<TVnDOMText *>(lone->GetRootNode()->GetCharNodes()->GetItem(0));
+  const UnicodeString odd = UnicodeString(u"\u00e9") + char16_t(0xD800) + u"z";
+  t->SetStoredValue(odd);
+  EXPECT_EQ(Saved(lone.get(), CP_UTF8, false),
+            "<a>" + TVnEncoding::ConvertW(odd, CP_UTF8) + "</a>");
   // A single-byte page: the euro sign is 0x80 in windows-1252.
   Doc e = Load(u"<a t=\"\u00e9\">\u20ac</a>");
   EXPECT_EQ(Saved(e.get(), 1252, false), "<a t=\"\xE9\">\x80</a>");

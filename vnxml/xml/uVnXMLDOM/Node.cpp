@@ -129,11 +129,6 @@ void TVnDOMNode::LoadFromStream(TStream *, Word) {
   throw EVnDomNotSupported(dom::cLoadNotSupported, {ClassName()});
 }
 
-void TVnDOMNode::SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted) {
-  Integer level = -1;
-  _SaveToStream(AStream, ACodePage, AFormatted, level);
-}
-
 void TVnDOMNode::SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted) {
   Integer level = 1;
   _SaveToJSONStream(AStream, ACodePage, AFormatted, level);

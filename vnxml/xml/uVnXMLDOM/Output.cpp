@@ -1,6 +1,7 @@
 // XML output: the text writer and the writing of elements and documents. Values are stored in
 // lexical form, so writing is concatenation.
 #include <cstring>
+#include <string>
 
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
 
@@ -87,6 +88,65 @@ void WriteIndent(TStream *AStream, Word ACodePage, Integer ALevel) {
 }
 
 }  // namespace dom
+
+// --- the node's entry point: the walk writes through a buffer
+
+namespace {
+
+// Collects the many small pieces of a walk and hands them to the target stream in large
+// blocks. The position is the target's plus what is buffered; anything else (reading, seeking,
+// the size) first hands the buffer over, so the walk sees the stream as if it wrote directly.
+class TVnBufferedOutput : public TStream {
+  VN_CLASS(TVnBufferedOutput, TStream)
+ public:
+  explicit TVnBufferedOutput(TStream *ATarget) : FTarget(ATarget) { FBuffer.reserve(cBlock); }
+  Int64 Read(void *ABuffer, Int64 ACount) override {
+    Flush();
+    return FTarget->Read(ABuffer, ACount);
+  }
+  Int64 Write(const void *ABuffer, Int64 ACount) override {
+    FBuffer.append(static_cast<const char *>(ABuffer), static_cast<std::size_t>(ACount));
+    if (FBuffer.size() >= cBlock) Flush();
+    return ACount;
+  }
+  Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override {
+    if (AOrigin == soCurrent && AOffset == 0) {
+      return FTarget->Seek(0, soCurrent) + static_cast<Int64>(FBuffer.size());
+    }
+    Flush();
+    return FTarget->Seek(AOffset, AOrigin);
+  }
+  Int64 GetSize() override {
+    Flush();
+    return FTarget->GetSize();
+  }
+  // Hands the buffer to the target; a target that takes less raises EWriteError.
+  void Flush() {
+    if (FBuffer.empty()) return;
+    FTarget->WriteBuffer(FBuffer.data(), static_cast<Int64>(FBuffer.size()));
+    FBuffer.clear();
+  }
+
+ private:
+  static constexpr std::size_t cBlock = 64 * 1024;
+  TStream *FTarget;
+  std::string FBuffer;
+};
+
+}  // namespace
+
+void TVnDOMNode::SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted) {
+  Integer level = -1;
+  TVnBufferedOutput out(AStream);
+  try {
+    _SaveToStream(&out, ACodePage, AFormatted, level);
+  } catch (...) {
+    // What was written before the failure reaches the stream, as without the buffer.
+    out.Flush();
+    throw;
+  }
+  out.Flush();
+}
 
 void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
                                   Integer &ALevel) {
