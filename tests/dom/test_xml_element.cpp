@@ -261,7 +261,32 @@ TEST(XmlElement, TypedGettersAndSetters) {
   EXPECT_EQ(bad->GetAsString(), u"a<'\"");
   bad->SetAsAnsiString(AnsiString("plain"));
   EXPECT_EQ(bad->GetAsString(), u"plain");
-  EXPECT_THROW(bad->GetAsValue(), ENotSupportedException);
+  EXPECT_EQ(bad->GetAsValue().AsString(), u"plain") << "without a type the text";
+}
+
+TEST(XmlElement, ValuesFollowTheSchemaInstanceTypes) {
+  Doc d = Load(
+      u"<r xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+      u"xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">"
+      u"<i xsi:type=\"xsd:int\">12</i><n xsi:nil=\"true\">5</n><e xsi:type=\"xsd:int\"/>"
+      u"<bad xsi:type=\"\">1</bad><v/></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  TValue i = r->FindElement(u"i")->GetAsValue();
+  EXPECT_EQ(i.GetTypeInfo(), TypeInfo<Integer>());
+  EXPECT_EQ(i.AsInteger(), 12);
+  EXPECT_TRUE(r->FindElement(u"n")->GetAsValue().GetIsEmpty());
+  EXPECT_TRUE(r->FindElement(u"e")->GetAsValue().GetIsEmpty()) << "no text, no value";
+  EXPECT_THROW(r->FindElement(u"bad")->GetAsValue(), EVnDomException);
+
+  TVnDOMElement *v = r->FindElement(u"v");
+  v->SetAsValue(TValue(5));
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:int\">5</v>");
+  EXPECT_EQ(v->GetAsValue().AsInteger(), 5);
+  v->SetAsValue(TValue(UnicodeString(u"a<b")));
+  EXPECT_EQ(v->GetAsString(), u"a<b");
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:string\">a&lt;b</v>");
+  v->SetAsValue(TValue());
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:string\" xsi:nil=\"true\"></v>");
 }
 
 TEST(XmlElement, VariantsAndTheSchemaInstanceSwitch) {

@@ -1291,6 +1291,9 @@ class TVnDOMElement : public TVnDOMNode {
                        const UnicodeString &ALocalName, bool ARecursive);
   void RemoveCharNodes(bool AKeepCDATA);
   bool SchemaInstanceOn();
+  // The prefixes of the schema-instance namespace (with ":") and of the schema namespace in
+  // scope; true when the switch is on and both are declared.
+  bool SchemaPrefixes(UnicodeString &AInstance, UnicodeString &ASchema);
 
   TVnDOMAttrList *FAttributes = nullptr;
   TVnDOMAttrList *FNamespaces = nullptr;

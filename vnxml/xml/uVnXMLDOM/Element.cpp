@@ -857,7 +857,21 @@ Variant TVnDOMElement::GetAsVariant() {
 }
 
 TValue TVnDOMElement::GetAsValue() {
-  throw ENotSupportedException(dom::cValueNotSupported);
+  if (FindAttribute(dom::cXSINamespace, u"nil")) return TValue();
+  const TVnTypeInfo *info = nullptr;
+  if (TVnDOMAttribute *type = FindAttribute(dom::cXSINamespace, u"type")) {
+    const UnicodeString name = type->GetNodeValue();
+    if (name.empty()) throw EVnDomException(dom::cBadTypeInfo);
+    info = TVnTypes::GetTypeInfo(name, tntSchemaName);
+    const std::size_t colon = name.find(u':');
+    if (!info && colon != UnicodeString::npos)
+      info = TVnTypes::GetTypeInfo(UnicodeStringView(name).substr(colon + 1), tntSchemaName);
+  }
+  // Without text the value stays empty: the reading of a "value" attribute is keyed to main
+  // kinds that the main-kind enumeration does not have.
+  if (CountOfKind(2) == 0) return TValue();
+  if (info) return VnXMLToValue(GetNodeValue(), info->Handle);
+  return TValue(GetNodeValue());
 }
 
 void TVnDOMElement::SetAsBoolean(bool AValue) {
@@ -894,20 +908,25 @@ void TVnDOMElement::SetAsAnsiString(const AnsiString &AValue) {
   SetAsString(TVnEncoding::ConvertA(AnsiString(AValue, 0)));
 }
 
-void TVnDOMElement::SetAsVariant(const Variant &AValue) {
-  UnicodeString instance, schema;
-  const bool on = SchemaInstanceOn();
-  TVnDOMAttrList *scope = on ? Scope() : nullptr;
-  if (scope) {
+bool TVnDOMElement::SchemaPrefixes(UnicodeString &AInstance, UnicodeString &ASchema) {
+  AInstance.clear();
+  ASchema.clear();
+  if (!SchemaInstanceOn()) return false;
+  if (TVnDOMAttrList *scope = Scope()) {
     if (auto *d = static_cast<TVnDOMAttribute *>(scope->FindNamespace(dom::cXSINamespace))) {
-      instance = d->NamespacePrefix() + u':';
+      AInstance = d->NamespacePrefix() + u':';
     }
     if (auto *d = static_cast<TVnDOMAttribute *>(scope->FindNamespace(dom::cXSDNamespace))) {
-      schema = d->NamespacePrefix();
+      ASchema = d->NamespacePrefix();
     }
   }
+  return !AInstance.empty() && !ASchema.empty();
+}
+
+void TVnDOMElement::SetAsVariant(const Variant &AValue) {
+  UnicodeString instance, schema;
   TVnDOMChangeScope change;
-  if (!on || instance.empty() || schema.empty()) {
+  if (!SchemaPrefixes(instance, schema)) {
     SetNodeValueEx(VnVariantToXML(AValue));
     return;
   }
@@ -925,8 +944,25 @@ void TVnDOMElement::SetAsVariant(const Variant &AValue) {
   SetAttribute(instance + u"type", TVnTypes::VarTypeInfo(AValue)->SchemaName(schema));
 }
 
-void TVnDOMElement::SetAsValue(const TValue &) {
-  throw ENotSupportedException(dom::cValueNotSupported);
+void TVnDOMElement::SetAsValue(const TValue &AValue) {
+  UnicodeString instance, schema;
+  TVnDOMChangeScope change;
+  if (!SchemaPrefixes(instance, schema)) {
+    SetNodeValueEx(VnValToXML(AValue));
+    return;
+  }
+  if (AValue.GetIsEmpty()) {
+    SetAttribute(instance + u"nil", u"true");
+    SetNodeValue(UnicodeString());
+    return;
+  }
+  RemoveAttribute(instance + u"nil");
+  const TVnTypeInfo *info = AValue.VnTypeInfo();
+  if (info && info->GetMainTypeKind() == mtkString)
+    SetNodeValue(AValue.ToWideString(true, {}));
+  else
+    SetNodeValueEx(VnValToXML(AValue));
+  if (info) SetAttribute(instance + u"type", info->SchemaName(schema));
 }
 
 // --- element lists

@@ -83,8 +83,6 @@ inline constexpr const char16_t *cSplitNoParent = u"A text node without a parent
 inline constexpr const char16_t *cNoJSON =
     u"Loading a tree from JSON text is not supported by this build: the text must begin with "
     u"\"<\"!";
-inline constexpr const char16_t *cValueNotSupported =
-    u"Typed values of elements are not supported by this build!";
 
 inline constexpr const char16_t *cXSINamespace = u"http://www.w3.org/2001/XMLSchema-instance";
 inline constexpr const char16_t *cXSDNamespace = u"http://www.w3.org/2001/XMLSchema";
