@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the Release preset and runs the demonstration: the text
-# source in its three widths, then the XML reader echoing and counting documents.
+# source in its three widths, the XML reader echoing and counting documents, and a document
+# loaded, queried, changed and written through the element API.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset release
-cmake --build --preset release --target vnxml_demo sax_echo sax_count
+cmake --build --preset release --target vnxml_demo sax_echo sax_count dom_demo
 echo "== The text source in three widths =="
 ./build/release/examples/vnxml_demo examples/data
 echo
@@ -16,3 +17,6 @@ echo "== Counting elements with a few lines of handler =="
 files=(examples/data/catalog.xml)
 [ -f /usr/share/mime/packages/freedesktop.org.xml ] && files+=(/usr/share/mime/packages/freedesktop.org.xml)
 ./build/release/examples/sax_count "${files[@]}"
+echo
+echo "== A document through the element API =="
+./build/release/examples/dom_demo examples/data/library.xml
