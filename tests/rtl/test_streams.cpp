@@ -112,3 +112,17 @@ TEST(StreamsTest, CopyFromCopiesAllOrACount) {
   a->Free();
   b->Free();
 }
+
+TEST(StreamsTest, ShrinkingTheCapacityCutsTheContent) {
+  TMemoryStream *m = New<TMemoryStream>();
+  m->WriteBuffer("0123456789", 10);
+  m->SetCapacity(4);
+  EXPECT_EQ(m->GetSize(), 4);
+  EXPECT_EQ(m->GetPosition(), 4);
+  EXPECT_EQ(std::string(static_cast<const char *>(m->Memory()), 4), "0123");
+  m->SetCapacity(0);
+  EXPECT_EQ(m->GetSize(), 0);
+  m->WriteBuffer("x", 1);
+  EXPECT_EQ(m->GetSize(), 1);
+  m->Free();
+}

@@ -212,6 +212,7 @@ TEST(XMLDurationsTest, WritingFollowsTheComponentRules) {
   EXPECT_EQ(VnDurationToXML({false, 0, 0.25}), u"PT0.25S");
   EXPECT_EQ(VnDurationToXML({false, 0, 0.005}), u"PT0.5S") << "5 ms are not padded";
   EXPECT_EQ(VnDurationToXML({false, 14, 86400 + 3600}), u"P1Y2M1DT1H");
+  EXPECT_THROW(VnDurationToXML({false, 0, 1e30}), EInvalidOp);
 }
 
 TEST(XMLDurationsTest, ReadingAndItsLeniencies) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "vnxml/common/uVnXSTypes.h"
 
@@ -250,4 +252,27 @@ TEST(XsRegistryTest, RecordsAreCustomSimpleTypes) {
   EXPECT_EQ(TVnTypes::Of<TXsDecimal>()->SchemaName(), u"decimal");
   EXPECT_NE(TVnTypes::Of<TXsDecimal>(), TVnTypes::Of<TXsDouble>());
   EXPECT_EQ(TVnTypes::Of<TXsBase64Binary>()->SchemaName(u"xs"), u"xs:base64Binary");
+}
+
+TEST(XsIntegerTest, ArithmeticWrapsAtTheWidthAndNeverTraps) {
+  TXsLong lowest = std::numeric_limits<Int64>::min();
+  EXPECT_EQ(static_cast<Int64>(lowest / -1), std::numeric_limits<Int64>::min());
+  EXPECT_EQ(static_cast<Int64>(lowest % -1), 0);
+  TXsInt highest = std::numeric_limits<Integer>::max();
+  EXPECT_EQ(static_cast<Integer>(highest + 1), std::numeric_limits<Integer>::min());
+  EXPECT_EQ(static_cast<Integer>(highest * 2), -2);
+  TXsInt one = 1;
+  EXPECT_EQ(static_cast<Integer>(one << 40), 256) << "the count is taken modulo 32";
+  TXsInt minus = -8;
+  EXPECT_EQ(static_cast<Integer>(minus >> 1), -4) << "an arithmetic shift";
+  TXsByte b = 1;
+  EXPECT_EQ(static_cast<ShortInt>(b << 7), -128);
+}
+
+TEST(XsRationalTest, FailedParsingStillSetsAValueAndHugeValuesDoNotTruncate) {
+  TXsDouble d;
+  EXPECT_THROW(d.FromString(u"abc"), EConvertError);
+  EXPECT_FALSE(d.IsNull()) << "the flag is set before the value is read";
+  EXPECT_THROW(Trunc(TXsDouble(1e300)), EInvalidOp);
+  EXPECT_THROW(Round(TXsDouble(std::nan(""))), EInvalidOp);
 }

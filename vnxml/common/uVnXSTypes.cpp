@@ -21,6 +21,12 @@ void CheckPattern(const UnicodeString &APattern, const UnicodeString &AText) {
         u"The specified value does not match the specified pattern!");
 }
 
+Int64 ToInt64(double AValue) {
+  if (!(AValue >= -9223372036854775808.0 && AValue < 9223372036854775808.0))
+    throw EInvalidOp(u"Invalid floating point operation");
+  return static_cast<Int64>(AValue);
+}
+
 }  // namespace xs_detail
 
 void TXsBoolean::FromString(UnicodeStringView AValue) {

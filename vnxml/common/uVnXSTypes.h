@@ -23,6 +23,8 @@ inline const char16_t cHasValue[] = u"1";
 [[noreturn]] void RaiseNotSupported(const char16_t *AMessage);
 // The checks of a pattern facet: the value's text must match the expression somewhere.
 void CheckPattern(const UnicodeString &APattern, const UnicodeString &AText);
+// A whole float as a 64-bit integer; raises EInvalidOp outside the range.
+Int64 ToInt64(double AValue);
 // The kind the registry reports for T.
 template <class T>
 TVnTypeKind KindOf() {
@@ -190,33 +192,39 @@ struct TXsInteger {
     return Compare([&] { return FValue <= AValue; });
   }
 
+  // Computed at the width of T: results wrap.
   TXsInteger operator+(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return a + b; });
+    return Arith(AValue, [](U a, U b) { return static_cast<U>(a + b); });
   }
   TXsInteger operator-(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return a - b; });
+    return Arith(AValue, [](U a, U b) { return static_cast<U>(a - b); });
   }
   TXsInteger operator*(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return a * b; });
+    return Arith(AValue, [](U a, U b) { return static_cast<U>(static_cast<P>(a) * b); });
   }
   // Integer division; a zero divisor raises EDivByZero.
   TXsInteger operator/(T AValue) const { return IntDivide(AValue); }
   TXsInteger IntDivide(T AValue) const;
   TXsInteger operator%(T AValue) const;
+  // The shift count is taken modulo the width of the operation (32 bits, 64 for 64-bit T).
   TXsInteger operator<<(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return static_cast<T>(a << b); });
+    return Arith(AValue, [](U a, U b) {
+      return static_cast<U>(static_cast<P>(a) << (static_cast<P>(b) & cShiftMask));
+    });
   }
   TXsInteger operator>>(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return static_cast<T>(a >> b); });
+    return Arith(AValue, [](U a, U b) {
+      return static_cast<U>(static_cast<S>(static_cast<T>(a)) >> (static_cast<P>(b) & cShiftMask));
+    });
   }
   TXsInteger operator&(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return a & b; });
+    return Arith(AValue, [](U a, U b) { return static_cast<U>(a & b); });
   }
   TXsInteger operator|(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return a | b; });
+    return Arith(AValue, [](U a, U b) { return static_cast<U>(a | b); });
   }
   TXsInteger operator^(T AValue) const {
-    return Arith(AValue, [](T a, T b) { return a ^ b; });
+    return Arith(AValue, [](U a, U b) { return static_cast<U>(a ^ b); });
   }
 
   // A string variant with the decimal text; Null when null.
@@ -235,11 +243,16 @@ struct TXsInteger {
   TXsBoolean Compare(F AFn) const {
     return IsNull() ? TXsBoolean() : TXsBoolean(AFn());
   }
+  // The unsigned type of the width of T, and the types in which shifts are done.
+  using U = std::make_unsigned_t<T>;
+  using P = std::conditional_t<(sizeof(T) > 4), UInt64, std::uint32_t>;
+  using S = std::conditional_t<(sizeof(T) > 4), Int64, Integer>;
+  static constexpr P cShiftMask = sizeof(T) > 4 ? 63 : 31;
   template <class F>
   TXsInteger Arith(T AValue, F AFn) const {
     if (IsNull()) return *this;
     RequireInteger();
-    return Checked(static_cast<T>(AFn(FValue, AValue)));
+    return Checked(static_cast<T>(AFn(static_cast<U>(FValue), static_cast<U>(AValue))));
   }
   static TVnTypeKind RequireInteger();
 };
@@ -320,14 +333,15 @@ struct TXsRational {
 };
 
 // The integer part (0 when null).
+// A value beyond the 64-bit range, not-a-number and the infinities raise EInvalidOp.
 template <class T>
 Int64 Trunc(const TXsRational<T> &AValue) {
-  return static_cast<Int64>(std::trunc(static_cast<T>(AValue)));
+  return xs_detail::ToInt64(std::trunc(static_cast<double>(static_cast<T>(AValue))));
 }
 // Rounded half to even, as the host rounds (0 when null).
 template <class T>
 Int64 Round(const TXsRational<T> &AValue) {
-  return static_cast<Int64>(std::nearbyint(static_cast<double>(static_cast<T>(AValue))));
+  return xs_detail::ToInt64(std::nearbyint(static_cast<double>(static_cast<T>(AValue))));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -466,7 +480,7 @@ struct TXsDateTimeOf {
 // The integer part of the local value.
 template <class T>
 Int64 Trunc(const TXsDateTimeOf<T> &AValue) {
-  return static_cast<Int64>(std::trunc(static_cast<T>(AValue).Val));
+  return xs_detail::ToInt64(std::trunc(static_cast<T>(AValue).Val));
 }
 
 // ---------------------------------------------------------------------------------------------

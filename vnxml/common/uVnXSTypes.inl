@@ -126,6 +126,9 @@ TXsInteger<T> TXsInteger<T>::IntDivide(T AValue) const {
   if (IsNull()) return *this;
   RequireInteger();
   if (AValue == 0) throw EDivByZero(u"Division by zero");
+  // The lowest value divided by -1 wraps at the width of T.
+  if constexpr (std::is_signed_v<T>)
+    if (AValue == -1) return Checked(static_cast<T>(U(0) - static_cast<U>(FValue)));
   return Checked(static_cast<T>(FValue / AValue));
 }
 
@@ -134,6 +137,8 @@ TXsInteger<T> TXsInteger<T>::operator%(T AValue) const {
   if (IsNull()) return *this;
   RequireInteger();
   if (AValue == 0) throw EDivByZero(u"Division by zero");
+  if constexpr (std::is_signed_v<T>)
+    if (AValue == -1) return Checked(T(0));
   return Checked(static_cast<T>(FValue % AValue));
 }
 
@@ -239,8 +244,8 @@ void TXsRational<T>::FromString(UnicodeStringView AValue) {
   TFormatSettings settings = FormatSettings();
   settings.DecimalSeparator = u'.';
   settings.ThousandSeparator = u',';
-  FValue = static_cast<T>(StrToFloat(AValue, settings));
   FHasValue = xs_detail::cHasValue;
+  FValue = static_cast<T>(StrToFloat(AValue, settings));
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -105,6 +105,9 @@ TMemoryStream::~TMemoryStream() {
 
 void TMemoryStream::SetCapacity(Int64 ANewCapacity) {
   if (ANewCapacity == FCapacity) return;
+  // A smaller capacity cuts the content, and the position stays inside it.
+  if (ANewCapacity < FSize) FSize = std::max<Int64>(ANewCapacity, 0);
+  if (FPosition > FSize) FPosition = FSize;
   if (ANewCapacity <= 0) {
     std::free(FMemory);
     FMemory = nullptr;

@@ -146,6 +146,7 @@ VnXMLString VnDateTimeToXML(TDateTime AValue, TVnXMLDateTimeFormat AFormat) {
 }
 
 VnXMLString VnDurationToXML(const TVnDuration &AValue) {
+  if (!(std::fabs(AValue.Seconds) < 9.2e18)) throw EInvalidOp(u"Invalid floating point operation");
   const Word years = static_cast<Word>(AValue.Months / 12);
   const Word months = static_cast<Word>(AValue.Months % 12);
   const Int64 whole = static_cast<Int64>(std::trunc(AValue.Seconds));
