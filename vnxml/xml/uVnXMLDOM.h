@@ -337,12 +337,28 @@ class IVnDOMAttrList : public virtual IVnDOMNamedNodeList {
   virtual DelphiInterface<IVnDOMAttribute> GetAttribute(Integer AIndex) = 0;
 };
 
-// The interfaces of the node kinds. Their operations come with the classes of those kinds.
+// The interfaces of the node kinds. Offsets in the character data operations are 1-based.
+//
+// The attribute, element and document interfaces may be implemented by Impls of other node
+// classes that carry only the identity of the interface: an operation such an Impl does not
+// override raises EVnDomNotSupported. The Impls of this unit override every one.
+namespace detail {
+[[noreturn]] void VnDOMNotCarried(const char16_t *AOperation);
+}  // namespace detail
+
 class IVnDOMCharacterData : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMCharacterData, IVnDOMNode, "{6DB6C03E-1155-4BC2-A344-86F1285423BE}")
+ public:
+  virtual void AppendStr(const UnicodeString &AText) = 0;
+  virtual void DeleteStr(Integer AOffset, Integer ACount) = 0;
+  virtual void InsertStr(Integer AOffset, const UnicodeString &AText) = 0;
+  virtual void ReplaceStr(Integer AOffset, Integer ACount, const UnicodeString &AText) = 0;
+  virtual UnicodeString Substring(Integer AOffset, Integer ACount) = 0;
 };
 class IVnDOMText : public virtual IVnDOMCharacterData {
   VN_INTERFACE(IVnDOMText, IVnDOMCharacterData, "{7ECBBD06-4665-4435-9BC7-CF2E1FC1A5F4}")
+ public:
+  virtual DelphiInterface<IVnDOMText> SplitTxt(Integer AOffset) = 0;
 };
 class IVnDOMComment : public virtual IVnDOMCharacterData {
   VN_INTERFACE(IVnDOMComment, IVnDOMCharacterData, "{DA0D0710-A101-49D2-9D82-B30B63B9096F}")
@@ -352,15 +368,174 @@ class IVnDOMCDATA : public virtual IVnDOMText {
 };
 class IVnDOMAttribute : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMAttribute, IVnDOMNode, "{EBFBBD41-12CF-4A7A-8435-F65508FE0FFF}")
+ public:
+  virtual bool IsNamespace();
+  virtual UnicodeString NamespacePrefix();
+  virtual DelphiInterface<IVnDOMAttribute> NextAttribute();
+  virtual DelphiInterface<IVnDOMAttribute> PreviousAttribute();
 };
+
+// The element's GetPreserveSpace and HasAttributes are those of IVnDOMNode, which this interface
+// inherits: they stand in their place among these operations.
 class IVnDOMElement : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMElement, IVnDOMNode, "{5124EEBC-8073-47C0-9C06-DB02B4A7E93C}")
+ public:
+  virtual bool GetAsBoolean();
+  virtual TDateTime GetAsDateTime();
+  virtual Double GetAsDouble();
+  virtual Int64 GetAsInt64();
+  virtual Integer GetAsInteger();
+  virtual UnicodeString GetAsString();
+  virtual AnsiString GetAsAnsiString();
+  virtual Variant GetAsVariant();
+  virtual TValue GetAsValue();
+  virtual Variant GetChildElementValue(const Variant &AIndex);
+  virtual UnicodeString GetAttrib(const UnicodeString &AName);
+  virtual UnicodeString GetAttribNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  virtual void SetAsBoolean(bool AValue);
+  virtual void SetAsDateTime(TDateTime AValue);
+  virtual void SetAsDouble(Double AValue);
+  virtual void SetAsInt64(Int64 AValue);
+  virtual void SetAsInteger(Integer AValue);
+  virtual void SetAsString(const UnicodeString &AValue);
+  virtual void SetAsVariant(const Variant &AValue);
+  virtual void SetAsAnsiString(const AnsiString &AValue);
+  virtual void SetAsValue(const TValue &AValue);
+  virtual void SetAttrib(const UnicodeString &AName, const UnicodeString &AValue);
+  virtual void SetAttribNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                           const UnicodeString &AValue);
+  virtual void SetPreseveSpace(bool AValue);
+  virtual DelphiInterface<IVnDOMCDATA> GetCDATA(Integer AIndex);
+  virtual DelphiInterface<IVnDOMAttrList> GetAttributes();
+  virtual DelphiInterface<IVnDOMElementList> GetElements();
+  virtual DelphiInterface<IVnDOMNodeList> GetCharNodes();
+  virtual DelphiInterface<IVnDOMAttrList> GetNamespaces();
+  virtual Integer ElementCount();
+  virtual Integer AttributeCount();
+  virtual DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AValue);
+  virtual DelphiInterface<IVnDOMText> AddText(const UnicodeString &AValue);
+  virtual DelphiInterface<IVnDOMCDATA> AddCDATA(const UnicodeString &AValue);
+  virtual DelphiInterface<IVnDOMElement> AddElement(const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMElement> AddElement(const UnicodeString &ANamespaceURI,
+                                                    const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMAttribute> AddAttribute(const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMAttribute> AddAttribute(const UnicodeString &ANamespaceURI,
+                                                        const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMComment> InsertComment(const UnicodeString &AValue,
+                                                       TVnDOMPosition APosition,
+                                                       IVnDOMNode *ARefNode);
+  virtual DelphiInterface<IVnDOMText> InsertText(const UnicodeString &AValue,
+                                                 TVnDOMPosition APosition, IVnDOMNode *ARefNode);
+  virtual DelphiInterface<IVnDOMCDATA> InsertCDATA(const UnicodeString &AValue,
+                                                   TVnDOMPosition APosition, IVnDOMNode *ARefNode);
+  virtual DelphiInterface<IVnDOMElement> InsertElement(const UnicodeString &AName,
+                                                       TVnDOMPosition APosition,
+                                                       IVnDOMNode *ARefNode);
+  virtual DelphiInterface<IVnDOMElement> InsertElement(const UnicodeString &ANamespaceURI,
+                                                       const UnicodeString &AName,
+                                                       TVnDOMPosition APosition,
+                                                       IVnDOMNode *ARefNode);
+  virtual void RemoveElement(IVnDOMElement *AElement);
+  virtual void RemoveElement(const UnicodeString &AName);
+  virtual void RemoveElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  virtual void RemoveAttribute(IVnDOMAttribute *AAttribute);
+  virtual void RemoveAttribute(const UnicodeString &AName);
+  virtual void RemoveAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &AName,
+                                                     TVnDOMSelectOptions AOptions);
+  virtual DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &ANamespaceURI,
+                                                     const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &ANamespaceURI,
+                                                       const UnicodeString &AName,
+                                                       TVnDOMSelectCheckOption ACheck);
+  virtual DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &ANamespaceURI,
+                                                       const UnicodeString &AName, bool ACreate);
+  virtual DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &AName,
+                                                       TVnDOMSelectOptions AOptions, TClass AClass);
+  virtual DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &AName,
+                                                         TVnDOMSelectOptions AOptions);
+  virtual DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &ANamespaceURI,
+                                                         const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &ANamespaceURI,
+                                                           const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &ANamespaceURI,
+                                                           const UnicodeString &AName,
+                                                           bool ACreate);
+  virtual DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &AName,
+                                                           TVnDOMSelectOptions AOptions,
+                                                           TClass AClass);
+  virtual bool HasChildElement(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
+  virtual bool HasChildElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  virtual bool HasChildElements();
+  virtual DelphiInterface<IVnDOMElement> FirstElement();
+  virtual DelphiInterface<IVnDOMElement> LastElement();
+  virtual bool HasAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
+  virtual bool HasAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMAttribute> FirstAttribute();
+  virtual DelphiInterface<IVnDOMAttribute> LastAttribute();
+  virtual DelphiInterface<IVnDOMElement> ParentElement();
+  virtual DelphiInterface<IVnDOMElement> NextElement();
+  virtual DelphiInterface<IVnDOMElement> PreviousElement();
+  // The element lists are new lists without a parent: the last interface on one frees it.
+  virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &AQualifiedName,
+                                                               bool ARecursive);
+  virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &ANamespaceURI,
+                                                               const UnicodeString &ALocalName,
+                                                               bool ARecursive);
+  virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                               TVnDOMSelectOptions AOptions);
+  virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                             TVnDOMSelectOptions AOptions);
 };
+
 class IVnDOMProcessingInstruction : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMProcessingInstruction, IVnDOMNode, "{85F62362-3762-47D2-A308-1F1368E68150}")
+ public:
+  virtual UnicodeString GetData() = 0;
+  virtual void SetData(const UnicodeString &AData) = 0;
 };
+
+// LoadFromStream and SaveToStream of IVnDOMNode are refused on a document: it loads and saves
+// through LoadFromStreamEx and SaveToStreamEx.
 class IVnDOMDocument : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMDocument, IVnDOMNode, "{D45D3D71-6B97-4FCD-96A6-DFBBAA9849B8}")
+ public:
+  virtual DelphiInterface<IVnDOMElement> GetRootNode();
+  virtual UnicodeString GetProcessingInstruction(const UnicodeString &ATarget);
+  virtual bool GetCaseSensitive();
+  virtual TVnXPathCollationClass GetCollation();
+  virtual TVnDOMSelectMatchOption GetSelectMatchOption();
+  virtual TVnDOMSelectCheckOption GetSelectCheckOption();
+  virtual bool GetUseSchemaInstance();
+  virtual UnicodeString GetEncoding();
+  virtual Word GetCodePage();
+  virtual UnicodeString GetDocumentURI();
+  virtual void SetEncoding(const UnicodeString &AEncoding);
+  virtual void SetCodePage(Word ACodePage);
+  virtual void SetProcessingInstruction(const UnicodeString &ATarget, const UnicodeString &AData);
+  virtual void SetCaseSensitive(bool AValue);
+  virtual void SetCollation(TVnXPathCollationClass AValue);
+  virtual void SetSelectMatchOption(TVnDOMSelectMatchOption AValue);
+  virtual void SetSelectCheckOption(TVnDOMSelectCheckOption AValue);
+  virtual void SetUseSchemaInstance(bool AValue);
+  virtual void SetDocumentURI(const UnicodeString &AURI);
+  virtual DelphiInterface<IVnDOMElement> CreateRootNode(const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMElement> CreateRootNode(const UnicodeString &ANamespaceURI,
+                                                        const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AText);
+  virtual void LoadXML(const UnicodeString &AXML);
+  virtual void LoadXML(TStream *AStream);
+  virtual void LoadXML(const UnicodeString &AFileName, Word AMode);
+  virtual void LoadFromXML(const AnsiString &AXML);
+  virtual void LoadFromXML(const UnicodeString &AXML);
+  virtual void LoadFromStreamEx(TStream *AStream);
+  virtual void SaveToStreamEx(TStream *AStream, bool AFormatted, bool AWriteBOM);
+  virtual void LoadFromFile(const UnicodeString &AFileName, Word AMode);
+  virtual void SaveToFile(const UnicodeString &AFileName, bool AFormatted, bool AWriteBOM);
+  virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                               TVnDOMSelectOptions AOptions);
+  virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                             TVnDOMSelectOptions AOptions);
 };
 
 namespace detail {
@@ -1520,13 +1695,21 @@ class TVnDOMAttrListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMAttrL
   DelphiInterface<IVnDOMAttribute> GetAttribute(Integer AIndex) override;
 };
 
-// The Impls of the node kinds answer the identifiers of their kinds; the operations of those
-// interfaces are reached through the object half.
+// The Impls of the node kinds: each forwards the operations of its kind's interface to its
+// object, under the same name.
 class TVnDOMCharacterDataImpl : public TVnDOMNodeImpl, public virtual IVnDOMCharacterData {
   VN_CLASS(TVnDOMCharacterDataImpl, TVnDOMNodeImpl)
   VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMCharacterData)
  public:
   explicit TVnDOMCharacterDataImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+  TVnDOMCharacterData *DOMCharacterData() const;
+
+  // IVnDOMCharacterData
+  void AppendStr(const UnicodeString &AText) override;
+  void DeleteStr(Integer AOffset, Integer ACount) override;
+  void InsertStr(Integer AOffset, const UnicodeString &AText) override;
+  void ReplaceStr(Integer AOffset, Integer ACount, const UnicodeString &AText) override;
+  UnicodeString Substring(Integer AOffset, Integer ACount) override;
 };
 
 class TVnDOMTextImpl : public TVnDOMCharacterDataImpl, public virtual IVnDOMText {
@@ -1534,6 +1717,9 @@ class TVnDOMTextImpl : public TVnDOMCharacterDataImpl, public virtual IVnDOMText
   VN_DOM_IMPLEMENTS(TVnDOMCharacterDataImpl, IVnDOMText)
  public:
   explicit TVnDOMTextImpl(TVnDOMObject *ADOMObject) : TVnDOMCharacterDataImpl(ADOMObject) {}
+
+  // IVnDOMText
+  DelphiInterface<IVnDOMText> SplitTxt(Integer AOffset) override;
 };
 
 class TVnDOMCDATAImpl : public TVnDOMTextImpl, public virtual IVnDOMCDATA {
@@ -1555,6 +1741,13 @@ class TVnDOMAttributeImpl : public TVnDOMNodeImpl, public virtual IVnDOMAttribut
   VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMAttribute)
  public:
   explicit TVnDOMAttributeImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+  TVnDOMAttribute *DOMAttribute() const;
+
+  // IVnDOMAttribute
+  bool IsNamespace() override;
+  UnicodeString NamespacePrefix() override;
+  DelphiInterface<IVnDOMAttribute> NextAttribute() override;
+  DelphiInterface<IVnDOMAttribute> PreviousAttribute() override;
 };
 
 class TVnDOMElementImpl : public TVnDOMNodeImpl, public virtual IVnDOMElement {
@@ -1562,6 +1755,116 @@ class TVnDOMElementImpl : public TVnDOMNodeImpl, public virtual IVnDOMElement {
   VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMElement)
  public:
   explicit TVnDOMElementImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+  TVnDOMElement *DOMElement() const;
+
+  // IVnDOMElement
+  bool GetAsBoolean() override;
+  TDateTime GetAsDateTime() override;
+  Double GetAsDouble() override;
+  Int64 GetAsInt64() override;
+  Integer GetAsInteger() override;
+  UnicodeString GetAsString() override;
+  AnsiString GetAsAnsiString() override;
+  Variant GetAsVariant() override;
+  TValue GetAsValue() override;
+  Variant GetChildElementValue(const Variant &AIndex) override;
+  UnicodeString GetAttrib(const UnicodeString &AName) override;
+  UnicodeString GetAttribNS(const UnicodeString &ANamespaceURI,
+                            const UnicodeString &AName) override;
+  bool GetPreserveSpace() override;
+  void SetAsBoolean(bool AValue) override;
+  void SetAsDateTime(TDateTime AValue) override;
+  void SetAsDouble(Double AValue) override;
+  void SetAsInt64(Int64 AValue) override;
+  void SetAsInteger(Integer AValue) override;
+  void SetAsString(const UnicodeString &AValue) override;
+  void SetAsVariant(const Variant &AValue) override;
+  void SetAsAnsiString(const AnsiString &AValue) override;
+  void SetAsValue(const TValue &AValue) override;
+  void SetAttrib(const UnicodeString &AName, const UnicodeString &AValue) override;
+  void SetAttribNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                   const UnicodeString &AValue) override;
+  void SetPreseveSpace(bool AValue) override;
+  DelphiInterface<IVnDOMCDATA> GetCDATA(Integer AIndex) override;
+  DelphiInterface<IVnDOMAttrList> GetAttributes() override;
+  DelphiInterface<IVnDOMElementList> GetElements() override;
+  DelphiInterface<IVnDOMNodeList> GetCharNodes() override;
+  DelphiInterface<IVnDOMAttrList> GetNamespaces() override;
+  Integer ElementCount() override;
+  Integer AttributeCount() override;
+  DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AValue) override;
+  DelphiInterface<IVnDOMText> AddText(const UnicodeString &AValue) override;
+  DelphiInterface<IVnDOMCDATA> AddCDATA(const UnicodeString &AValue) override;
+  DelphiInterface<IVnDOMElement> AddElement(const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMElement> AddElement(const UnicodeString &ANamespaceURI,
+                                            const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMAttribute> AddAttribute(const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMAttribute> AddAttribute(const UnicodeString &ANamespaceURI,
+                                                const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMComment> InsertComment(const UnicodeString &AValue,
+                                               TVnDOMPosition APosition,
+                                               IVnDOMNode *ARefNode) override;
+  DelphiInterface<IVnDOMText> InsertText(const UnicodeString &AValue, TVnDOMPosition APosition,
+                                         IVnDOMNode *ARefNode) override;
+  DelphiInterface<IVnDOMCDATA> InsertCDATA(const UnicodeString &AValue, TVnDOMPosition APosition,
+                                           IVnDOMNode *ARefNode) override;
+  DelphiInterface<IVnDOMElement> InsertElement(const UnicodeString &AName, TVnDOMPosition APosition,
+                                               IVnDOMNode *ARefNode) override;
+  DelphiInterface<IVnDOMElement> InsertElement(const UnicodeString &ANamespaceURI,
+                                               const UnicodeString &AName, TVnDOMPosition APosition,
+                                               IVnDOMNode *ARefNode) override;
+  void RemoveElement(IVnDOMElement *AElement) override;
+  void RemoveElement(const UnicodeString &AName) override;
+  void RemoveElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName) override;
+  void RemoveAttribute(IVnDOMAttribute *AAttribute) override;
+  void RemoveAttribute(const UnicodeString &AName) override;
+  void RemoveAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &AName,
+                                             TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &ANamespaceURI,
+                                             const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &ANamespaceURI,
+                                               const UnicodeString &AName,
+                                               TVnDOMSelectCheckOption ACheck) override;
+  DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &ANamespaceURI,
+                                               const UnicodeString &AName, bool ACreate) override;
+  DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &AName,
+                                               TVnDOMSelectOptions AOptions,
+                                               TClass AClass) override;
+  DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &AName,
+                                                 TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &ANamespaceURI,
+                                                 const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &ANamespaceURI,
+                                                   const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &ANamespaceURI,
+                                                   const UnicodeString &AName,
+                                                   bool ACreate) override;
+  DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &AName,
+                                                   TVnDOMSelectOptions AOptions,
+                                                   TClass AClass) override;
+  bool HasChildElement(const UnicodeString &AName, TVnDOMSelectOptions AOptions) override;
+  bool HasChildElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName) override;
+  bool HasChildElements() override;
+  DelphiInterface<IVnDOMElement> FirstElement() override;
+  DelphiInterface<IVnDOMElement> LastElement() override;
+  bool HasAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions) override;
+  bool HasAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName) override;
+  bool HasAttributes() override;
+  DelphiInterface<IVnDOMAttribute> FirstAttribute() override;
+  DelphiInterface<IVnDOMAttribute> LastAttribute() override;
+  DelphiInterface<IVnDOMElement> ParentElement() override;
+  DelphiInterface<IVnDOMElement> NextElement() override;
+  DelphiInterface<IVnDOMElement> PreviousElement() override;
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &AQualifiedName,
+                                                       bool ARecursive) override;
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &ANamespaceURI,
+                                                       const UnicodeString &ALocalName,
+                                                       bool ARecursive) override;
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                       TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                     TVnDOMSelectOptions AOptions) override;
 };
 
 class TVnDOMProcessingInstructionImpl : public TVnDOMNodeImpl,
@@ -1570,6 +1873,11 @@ class TVnDOMProcessingInstructionImpl : public TVnDOMNodeImpl,
   VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMProcessingInstruction)
  public:
   explicit TVnDOMProcessingInstructionImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+  TVnDOMProcessingInstruction *DOMProcessingInstruction() const;
+
+  // IVnDOMProcessingInstruction
+  UnicodeString GetData() override;
+  void SetData(const UnicodeString &AData) override;
 };
 
 class TVnDOMDocumentImpl : public TVnDOMNodeImpl, public virtual IVnDOMDocument {
@@ -1577,9 +1885,51 @@ class TVnDOMDocumentImpl : public TVnDOMNodeImpl, public virtual IVnDOMDocument 
   VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMDocument)
  public:
   explicit TVnDOMDocumentImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
+  TVnDOMDocument *DOMDocument() const;
+
   // A document is loaded and saved through its own operations: both raise EVnDomNotSupported.
   void LoadFromStream(TStream *AStream, Word ACodePage) override;
   void SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted) override;
+
+  // IVnDOMDocument
+  DelphiInterface<IVnDOMElement> GetRootNode() override;
+  UnicodeString GetProcessingInstruction(const UnicodeString &ATarget) override;
+  bool GetCaseSensitive() override;
+  TVnXPathCollationClass GetCollation() override;
+  TVnDOMSelectMatchOption GetSelectMatchOption() override;
+  TVnDOMSelectCheckOption GetSelectCheckOption() override;
+  bool GetUseSchemaInstance() override;
+  UnicodeString GetEncoding() override;
+  Word GetCodePage() override;
+  UnicodeString GetDocumentURI() override;
+  void SetEncoding(const UnicodeString &AEncoding) override;
+  void SetCodePage(Word ACodePage) override;
+  void SetProcessingInstruction(const UnicodeString &ATarget, const UnicodeString &AData) override;
+  void SetCaseSensitive(bool AValue) override;
+  void SetCollation(TVnXPathCollationClass AValue) override;
+  void SetSelectMatchOption(TVnDOMSelectMatchOption AValue) override;
+  void SetSelectCheckOption(TVnDOMSelectCheckOption AValue) override;
+  void SetUseSchemaInstance(bool AValue) override;
+  void SetDocumentURI(const UnicodeString &AURI) override;
+  DelphiInterface<IVnDOMElement> CreateRootNode(const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMElement> CreateRootNode(const UnicodeString &ANamespaceURI,
+                                                const UnicodeString &AName) override;
+  DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AText) override;
+  void LoadXML(const UnicodeString &AXML) override;
+  void LoadXML(TStream *AStream) override;
+  void LoadXML(const UnicodeString &AFileName, Word AMode) override;
+  void LoadFromXML(const AnsiString &AXML) override;
+  void LoadFromXML(const UnicodeString &AXML) override;
+  void LoadFromStreamEx(TStream *AStream) override;
+  void SaveToStreamEx(TStream *AStream, bool AFormatted, bool AWriteBOM) override;
+  void LoadFromFile(const UnicodeString &AFileName, Word AMode) override;
+  void SaveToFile(const UnicodeString &AFileName, bool AFormatted, bool AWriteBOM) override;
+  // Through the root element. Without a root: EVnDomNotFound with soRaise or soCreate, otherwise
+  // no element and an empty list.
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                       TVnDOMSelectOptions AOptions) override;
+  DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                     TVnDOMSelectOptions AOptions) override;
 };
 
 // ---------------------------------------------------------------------------------------------

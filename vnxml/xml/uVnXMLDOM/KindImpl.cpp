@@ -1,0 +1,1139 @@
+// The interface halves of the node kinds: character data, text, attributes, elements,
+// processing instructions and the document. Each operation forwards to the object; node
+// arguments go through Node, node results leave as interfaces.
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+
+namespace vn {
+
+namespace {
+
+inline constexpr const char16_t *cRaiseAndCreate =
+    u"It is not possible to specify both soRaise and soCreate!";
+inline constexpr const char16_t *cNoRootForPath = u"There is no node for the given path \"%s\".";
+inline constexpr const char16_t *cNoRootForCreate =
+    u"It is not possible to use XPath statements on documents without rootnode!";
+inline constexpr const char16_t *cEmptyNodePath = u"The specified nodePath is empty!";
+inline constexpr const char16_t *cNotCarried =
+    u"The operation %s is not supported by the implementor of this interface!";
+
+// A node argument that must be an element (or null): anything else is an invalid cast.
+TVnDOMElement *ElementArg(IInterface *ANode) {
+  TVnDOMNode *node = TVnDOMObjectImpl::Node(ANode);
+  return node ? As<TVnDOMElement>(node) : nullptr;
+}
+
+TVnDOMAttribute *AttributeArg(IInterface *ANode) {
+  TVnDOMNode *node = TVnDOMObjectImpl::Node(ANode);
+  return node ? As<TVnDOMAttribute>(node) : nullptr;
+}
+
+// The interface of a list that an operation has just created for the caller: the list is freed
+// if the interface cannot be had, and otherwise with the last interface on it.
+DelphiInterface<IVnDOMElementList> AdoptList(TVnDOMElementList *AList) {
+  try {
+    return VnDOMIntf<IVnDOMElementList>(AList);
+  } catch (...) {
+    AList->Free();
+    throw;
+  }
+}
+
+// The options that no path selection accepts together.
+void CheckSelectOptions(TVnDOMSelectOptions AOptions) {
+  if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive))
+    throw Exception(dom::cBothCases);
+  if (AOptions.Contains(soRaise) && AOptions.Contains(soCreate)) throw Exception(cRaiseAndCreate);
+}
+
+// The element a path leads to from AElement, or null; a node of another kind is an invalid cast.
+TVnDOMElement *SelectElement(TVnDOMElement *AElement, const UnicodeString &APath,
+                             TVnDOMSelectOptions AOptions) {
+  CheckSelectOptions(AOptions);
+  TVnDOMNode *node = AElement->SelectSingleNode(APath, AOptions);
+  return node ? As<TVnDOMElement>(node) : nullptr;
+}
+
+// The elements a path leads to from AElement, in a new list the caller owns.
+TVnDOMElementList *SelectElements(TVnDOMElement *AElement, const UnicodeString &APath,
+                                  TVnDOMSelectOptions AOptions) {
+  CheckSelectOptions(AOptions);
+  TVnDOMNodeList *found = AElement->CreateNodeList(APath, AOptions);
+  auto *list = New<TVnDOMElementList>();
+  try {
+    for (Integer i = 0; i < found->Count(); ++i) list->Add(As<TVnDOMElement>(found->GetItem(i)));
+  } catch (...) {
+    list->Free();
+    found->Free();
+    throw;
+  }
+  found->Free();
+  return list;
+}
+
+}  // namespace
+
+// --- character data
+
+TVnDOMCharacterData *TVnDOMCharacterDataImpl::DOMCharacterData() const {
+  return static_cast<TVnDOMCharacterData *>(CheckedObject());
+}
+
+void TVnDOMCharacterDataImpl::AppendStr(const UnicodeString &AText) {
+  DOMCharacterData()->AppendStr(AText);
+}
+
+void TVnDOMCharacterDataImpl::DeleteStr(Integer AOffset, Integer ACount) {
+  DOMCharacterData()->DeleteStr(AOffset, ACount);
+}
+
+void TVnDOMCharacterDataImpl::InsertStr(Integer AOffset, const UnicodeString &AText) {
+  DOMCharacterData()->InsertStr(AOffset, AText);
+}
+
+void TVnDOMCharacterDataImpl::ReplaceStr(Integer AOffset, Integer ACount,
+                                         const UnicodeString &AText) {
+  DOMCharacterData()->ReplaceStr(AOffset, ACount, AText);
+}
+
+UnicodeString TVnDOMCharacterDataImpl::Substring(Integer AOffset, Integer ACount) {
+  return DOMCharacterData()->Substring(AOffset, ACount);
+}
+
+DelphiInterface<IVnDOMText> TVnDOMTextImpl::SplitTxt(Integer AOffset) {
+  return VnDOMIntf<IVnDOMText>(static_cast<TVnDOMText *>(DOMCharacterData())->SplitText(AOffset));
+}
+
+// --- attributes
+
+TVnDOMAttribute *TVnDOMAttributeImpl::DOMAttribute() const {
+  return static_cast<TVnDOMAttribute *>(CheckedObject());
+}
+
+bool TVnDOMAttributeImpl::IsNamespace() {
+  return DOMAttribute()->IsNamespace();
+}
+
+UnicodeString TVnDOMAttributeImpl::NamespacePrefix() {
+  return DOMAttribute()->NamespacePrefix();
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMAttributeImpl::NextAttribute() {
+  return VnDOMIntf<IVnDOMAttribute>(DOMAttribute()->NextAttribute());
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMAttributeImpl::PreviousAttribute() {
+  return VnDOMIntf<IVnDOMAttribute>(DOMAttribute()->PreviousAttribute());
+}
+
+// --- processing instructions
+
+TVnDOMProcessingInstruction *TVnDOMProcessingInstructionImpl::DOMProcessingInstruction() const {
+  return static_cast<TVnDOMProcessingInstruction *>(CheckedObject());
+}
+
+UnicodeString TVnDOMProcessingInstructionImpl::GetData() {
+  return DOMProcessingInstruction()->GetData();
+}
+
+void TVnDOMProcessingInstructionImpl::SetData(const UnicodeString &AData) {
+  DOMProcessingInstruction()->SetData(AData);
+}
+
+// --- elements
+
+TVnDOMElement *TVnDOMElementImpl::DOMElement() const {
+  return static_cast<TVnDOMElement *>(CheckedObject());
+}
+
+bool TVnDOMElementImpl::GetAsBoolean() {
+  return DOMElement()->GetAsBoolean();
+}
+
+TDateTime TVnDOMElementImpl::GetAsDateTime() {
+  return DOMElement()->GetAsDateTime();
+}
+
+Double TVnDOMElementImpl::GetAsDouble() {
+  return DOMElement()->GetAsDouble();
+}
+
+Int64 TVnDOMElementImpl::GetAsInt64() {
+  return DOMElement()->GetAsInt64();
+}
+
+Integer TVnDOMElementImpl::GetAsInteger() {
+  return DOMElement()->GetAsInteger();
+}
+
+UnicodeString TVnDOMElementImpl::GetAsString() {
+  return DOMElement()->GetAsString();
+}
+
+AnsiString TVnDOMElementImpl::GetAsAnsiString() {
+  return DOMElement()->GetAsAnsiString();
+}
+
+Variant TVnDOMElementImpl::GetAsVariant() {
+  return DOMElement()->GetAsVariant();
+}
+
+TValue TVnDOMElementImpl::GetAsValue() {
+  return DOMElement()->GetAsValue();
+}
+
+Variant TVnDOMElementImpl::GetChildElementValue(const Variant &AIndex) {
+  return DOMElement()->GetChildElementValue(AIndex);
+}
+
+UnicodeString TVnDOMElementImpl::GetAttrib(const UnicodeString &AName) {
+  return DOMElement()->GetAttribute(AName);
+}
+
+UnicodeString TVnDOMElementImpl::GetAttribNS(const UnicodeString &ANamespaceURI,
+                                             const UnicodeString &AName) {
+  return DOMElement()->GetAttributeNS(ANamespaceURI, AName);
+}
+
+bool TVnDOMElementImpl::GetPreserveSpace() {
+  return DOMElement()->GetPreserveSpace();
+}
+
+void TVnDOMElementImpl::SetAsBoolean(bool AValue) {
+  DOMElement()->SetAsBoolean(AValue);
+}
+
+void TVnDOMElementImpl::SetAsDateTime(TDateTime AValue) {
+  DOMElement()->SetAsDateTime(AValue);
+}
+
+void TVnDOMElementImpl::SetAsDouble(Double AValue) {
+  DOMElement()->SetAsDouble(AValue);
+}
+
+void TVnDOMElementImpl::SetAsInt64(Int64 AValue) {
+  DOMElement()->SetAsInt64(AValue);
+}
+
+void TVnDOMElementImpl::SetAsInteger(Integer AValue) {
+  DOMElement()->SetAsInteger(AValue);
+}
+
+void TVnDOMElementImpl::SetAsString(const UnicodeString &AValue) {
+  DOMElement()->SetAsString(AValue);
+}
+
+void TVnDOMElementImpl::SetAsVariant(const Variant &AValue) {
+  DOMElement()->SetAsVariant(AValue);
+}
+
+void TVnDOMElementImpl::SetAsAnsiString(const AnsiString &AValue) {
+  DOMElement()->SetAsAnsiString(AValue);
+}
+
+void TVnDOMElementImpl::SetAsValue(const TValue &AValue) {
+  DOMElement()->SetAsValue(AValue);
+}
+
+void TVnDOMElementImpl::SetAttrib(const UnicodeString &AName, const UnicodeString &AValue) {
+  DOMElement()->SetAttribute(AName, AValue);
+}
+
+void TVnDOMElementImpl::SetAttribNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
+                                    const UnicodeString &AValue) {
+  DOMElement()->SetAttributeNS(ANamespaceURI, AName, AValue);
+}
+
+void TVnDOMElementImpl::SetPreseveSpace(bool AValue) {
+  DOMElement()->SetPreseveSpace(AValue);
+}
+
+DelphiInterface<IVnDOMCDATA> TVnDOMElementImpl::GetCDATA(Integer AIndex) {
+  return VnDOMIntf<IVnDOMCDATA>(DOMElement()->GetCDATA(AIndex));
+}
+
+DelphiInterface<IVnDOMAttrList> TVnDOMElementImpl::GetAttributes() {
+  return VnDOMIntf<IVnDOMAttrList>(DOMElement()->GetAttributes());
+}
+
+DelphiInterface<IVnDOMElementList> TVnDOMElementImpl::GetElements() {
+  return VnDOMIntf<IVnDOMElementList>(DOMElement()->GetElements());
+}
+
+DelphiInterface<IVnDOMNodeList> TVnDOMElementImpl::GetCharNodes() {
+  return VnDOMIntf<IVnDOMNodeList>(DOMElement()->GetCharNodes());
+}
+
+DelphiInterface<IVnDOMAttrList> TVnDOMElementImpl::GetNamespaces() {
+  return VnDOMIntf<IVnDOMAttrList>(DOMElement()->GetNamespaces());
+}
+
+Integer TVnDOMElementImpl::ElementCount() {
+  return DOMElement()->ElementCount();
+}
+
+Integer TVnDOMElementImpl::AttributeCount() {
+  return DOMElement()->AttributeCount();
+}
+
+DelphiInterface<IVnDOMComment> TVnDOMElementImpl::AddComment(const UnicodeString &AValue) {
+  return VnDOMIntf<IVnDOMComment>(DOMElement()->AddComment(AValue));
+}
+
+DelphiInterface<IVnDOMText> TVnDOMElementImpl::AddText(const UnicodeString &AValue) {
+  return VnDOMIntf<IVnDOMText>(DOMElement()->AddText(AValue));
+}
+
+DelphiInterface<IVnDOMCDATA> TVnDOMElementImpl::AddCDATA(const UnicodeString &AValue) {
+  return VnDOMIntf<IVnDOMCDATA>(DOMElement()->AddCDATA(AValue));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::AddElement(const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->AddElement(AName));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::AddElement(const UnicodeString &ANamespaceURI,
+                                                             const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->AddElement(ANamespaceURI, AName));
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::AddAttribute(const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->AddAttribute(AName));
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::AddAttribute(const UnicodeString &ANamespaceURI,
+                                                                 const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->AddAttribute(ANamespaceURI, AName));
+}
+
+DelphiInterface<IVnDOMComment> TVnDOMElementImpl::InsertComment(const UnicodeString &AValue,
+                                                                TVnDOMPosition APosition,
+                                                                IVnDOMNode *ARefNode) {
+  TVnDOMElement *self = DOMElement();
+  return VnDOMIntf<IVnDOMComment>(self->InsertComment(AValue, APosition, Node(ARefNode)));
+}
+
+DelphiInterface<IVnDOMText> TVnDOMElementImpl::InsertText(const UnicodeString &AValue,
+                                                          TVnDOMPosition APosition,
+                                                          IVnDOMNode *ARefNode) {
+  TVnDOMElement *self = DOMElement();
+  return VnDOMIntf<IVnDOMText>(self->InsertText(AValue, APosition, Node(ARefNode)));
+}
+
+DelphiInterface<IVnDOMCDATA> TVnDOMElementImpl::InsertCDATA(const UnicodeString &AValue,
+                                                            TVnDOMPosition APosition,
+                                                            IVnDOMNode *ARefNode) {
+  TVnDOMElement *self = DOMElement();
+  return VnDOMIntf<IVnDOMCDATA>(self->InsertCDATA(AValue, APosition, Node(ARefNode)));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::InsertElement(const UnicodeString &AName,
+                                                                TVnDOMPosition APosition,
+                                                                IVnDOMNode *ARefNode) {
+  TVnDOMElement *self = DOMElement();
+  return VnDOMIntf<IVnDOMElement>(self->InsertElement(AName, APosition, Node(ARefNode)));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::InsertElement(const UnicodeString &ANamespaceURI,
+                                                                const UnicodeString &AName,
+                                                                TVnDOMPosition APosition,
+                                                                IVnDOMNode *ARefNode) {
+  TVnDOMElement *self = DOMElement();
+  return VnDOMIntf<IVnDOMElement>(
+      self->InsertElement(ANamespaceURI, AName, APosition, Node(ARefNode)));
+}
+
+void TVnDOMElementImpl::RemoveElement(IVnDOMElement *AElement) {
+  TVnDOMElement *self = DOMElement();
+  self->RemoveElement(ElementArg(AElement));
+}
+
+void TVnDOMElementImpl::RemoveElement(const UnicodeString &AName) {
+  DOMElement()->RemoveElement(AName);
+}
+
+void TVnDOMElementImpl::RemoveElement(const UnicodeString &ANamespaceURI,
+                                      const UnicodeString &AName) {
+  DOMElement()->RemoveElement(ANamespaceURI, AName);
+}
+
+void TVnDOMElementImpl::RemoveAttribute(IVnDOMAttribute *AAttribute) {
+  TVnDOMElement *self = DOMElement();
+  self->RemoveAttribute(AttributeArg(AAttribute));
+}
+
+void TVnDOMElementImpl::RemoveAttribute(const UnicodeString &AName) {
+  DOMElement()->RemoveAttribute(AName);
+}
+
+void TVnDOMElementImpl::RemoveAttribute(const UnicodeString &ANamespaceURI,
+                                        const UnicodeString &AName) {
+  DOMElement()->RemoveAttribute(ANamespaceURI, AName);
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::FindElement(const UnicodeString &AName,
+                                                              TVnDOMSelectOptions AOptions) {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->FindElement(AName, AOptions));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::FindElement(const UnicodeString &ANamespaceURI,
+                                                              const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->FindElement(ANamespaceURI, AName));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::ElementByName(const UnicodeString &ANamespaceURI,
+                                                                const UnicodeString &AName,
+                                                                TVnDOMSelectCheckOption ACheck) {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->ElementByName(ANamespaceURI, AName, ACheck));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::ElementByName(const UnicodeString &ANamespaceURI,
+                                                                const UnicodeString &AName,
+                                                                bool ACreate) {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->ElementByName(ANamespaceURI, AName, ACreate));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::ElementByName(const UnicodeString &AName,
+                                                                TVnDOMSelectOptions AOptions,
+                                                                TClass AClass) {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->ElementByName(AName, AOptions, AClass));
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::FindAttribute(const UnicodeString &AName,
+                                                                  TVnDOMSelectOptions AOptions) {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->FindAttribute(AName, AOptions));
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::FindAttribute(
+    const UnicodeString &ANamespaceURI, const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->FindAttribute(ANamespaceURI, AName));
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::AttributeByName(
+    const UnicodeString &ANamespaceURI, const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->AttributeByName(ANamespaceURI, AName));
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::AttributeByName(
+    const UnicodeString &ANamespaceURI, const UnicodeString &AName, bool ACreate) {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->AttributeByName(ANamespaceURI, AName, ACreate));
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::AttributeByName(const UnicodeString &AName,
+                                                                    TVnDOMSelectOptions AOptions,
+                                                                    TClass AClass) {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->AttributeByName(AName, AOptions, AClass));
+}
+
+bool TVnDOMElementImpl::HasChildElement(const UnicodeString &AName, TVnDOMSelectOptions AOptions) {
+  return DOMElement()->HasChildElement(AName, AOptions);
+}
+
+bool TVnDOMElementImpl::HasChildElement(const UnicodeString &ANamespaceURI,
+                                        const UnicodeString &AName) {
+  return DOMElement()->HasChildElement(ANamespaceURI, AName);
+}
+
+bool TVnDOMElementImpl::HasChildElements() {
+  return DOMElement()->HasChildElements();
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::FirstElement() {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->FirstElement());
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::LastElement() {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->LastElement());
+}
+
+bool TVnDOMElementImpl::HasAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions) {
+  return DOMElement()->HasAttribute(AName, AOptions);
+}
+
+bool TVnDOMElementImpl::HasAttribute(const UnicodeString &ANamespaceURI,
+                                     const UnicodeString &AName) {
+  return DOMElement()->HasAttribute(ANamespaceURI, AName);
+}
+
+bool TVnDOMElementImpl::HasAttributes() {
+  return DOMElement()->HasAttributes();
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::FirstAttribute() {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->FirstAttribute());
+}
+
+DelphiInterface<IVnDOMAttribute> TVnDOMElementImpl::LastAttribute() {
+  return VnDOMIntf<IVnDOMAttribute>(DOMElement()->LastAttribute());
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::ParentElement() {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->ParentElement());
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::NextElement() {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->NextElement());
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::PreviousElement() {
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->PreviousElement());
+}
+
+DelphiInterface<IVnDOMElementList> TVnDOMElementImpl::CreateElementList(
+    const UnicodeString &AQualifiedName, bool ARecursive) {
+  return AdoptList(DOMElement()->CreateElementList(AQualifiedName, ARecursive));
+}
+
+DelphiInterface<IVnDOMElementList> TVnDOMElementImpl::CreateElementList(
+    const UnicodeString &ANamespaceURI, const UnicodeString &ALocalName, bool ARecursive) {
+  return AdoptList(DOMElement()->CreateElementList(ANamespaceURI, ALocalName, ARecursive));
+}
+
+DelphiInterface<IVnDOMElementList> TVnDOMElementImpl::CreateElementList(
+    const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
+  return AdoptList(SelectElements(DOMElement(), APath, AOptions));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMElementImpl::SelectSingleElement(
+    const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
+  return VnDOMIntf<IVnDOMElement>(SelectElement(DOMElement(), APath, AOptions));
+}
+
+// --- documents
+
+TVnDOMDocument *TVnDOMDocumentImpl::DOMDocument() const {
+  return static_cast<TVnDOMDocument *>(CheckedObject());
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMDocumentImpl::GetRootNode() {
+  return VnDOMIntf<IVnDOMElement>(DOMDocument()->GetRootNode());
+}
+
+UnicodeString TVnDOMDocumentImpl::GetProcessingInstruction(const UnicodeString &ATarget) {
+  return DOMDocument()->GetProcessingInstruction(ATarget);
+}
+
+bool TVnDOMDocumentImpl::GetCaseSensitive() {
+  return DOMDocument()->GetCaseSensitive();
+}
+
+TVnXPathCollationClass TVnDOMDocumentImpl::GetCollation() {
+  return DOMDocument()->GetCollation();
+}
+
+TVnDOMSelectMatchOption TVnDOMDocumentImpl::GetSelectMatchOption() {
+  return DOMDocument()->GetSelectMatchOption();
+}
+
+TVnDOMSelectCheckOption TVnDOMDocumentImpl::GetSelectCheckOption() {
+  return DOMDocument()->GetSelectCheckOption();
+}
+
+bool TVnDOMDocumentImpl::GetUseSchemaInstance() {
+  return DOMDocument()->GetUseSchemaInstance();
+}
+
+UnicodeString TVnDOMDocumentImpl::GetEncoding() {
+  return DOMDocument()->GetEncoding();
+}
+
+Word TVnDOMDocumentImpl::GetCodePage() {
+  return DOMDocument()->GetCodePage();
+}
+
+UnicodeString TVnDOMDocumentImpl::GetDocumentURI() {
+  return DOMDocument()->GetDocumentURI();
+}
+
+void TVnDOMDocumentImpl::SetEncoding(const UnicodeString &AEncoding) {
+  DOMDocument()->SetEncoding(AEncoding);
+}
+
+void TVnDOMDocumentImpl::SetCodePage(Word ACodePage) {
+  DOMDocument()->SetCodePage(ACodePage);
+}
+
+void TVnDOMDocumentImpl::SetProcessingInstruction(const UnicodeString &ATarget,
+                                                  const UnicodeString &AData) {
+  DOMDocument()->SetProcessingInstruction(ATarget, AData);
+}
+
+void TVnDOMDocumentImpl::SetCaseSensitive(bool AValue) {
+  DOMDocument()->SetCaseSensitive(AValue);
+}
+
+void TVnDOMDocumentImpl::SetCollation(TVnXPathCollationClass AValue) {
+  DOMDocument()->SetCollation(AValue);
+}
+
+void TVnDOMDocumentImpl::SetSelectMatchOption(TVnDOMSelectMatchOption AValue) {
+  DOMDocument()->SetSelectMatchOption(AValue);
+}
+
+void TVnDOMDocumentImpl::SetSelectCheckOption(TVnDOMSelectCheckOption AValue) {
+  DOMDocument()->SetSelectCheckOption(AValue);
+}
+
+void TVnDOMDocumentImpl::SetUseSchemaInstance(bool AValue) {
+  DOMDocument()->SetUseSchemaInstance(AValue);
+}
+
+void TVnDOMDocumentImpl::SetDocumentURI(const UnicodeString &AURI) {
+  DOMDocument()->SetDocumentURI(AURI);
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMDocumentImpl::CreateRootNode(const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMElement>(DOMDocument()->CreateRootNode(AName));
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMDocumentImpl::CreateRootNode(
+    const UnicodeString &ANamespaceURI, const UnicodeString &AName) {
+  return VnDOMIntf<IVnDOMElement>(DOMDocument()->CreateRootNode(ANamespaceURI, AName));
+}
+
+DelphiInterface<IVnDOMComment> TVnDOMDocumentImpl::AddComment(const UnicodeString &AText) {
+  return VnDOMIntf<IVnDOMComment>(DOMDocument()->AddComment(AText));
+}
+
+void TVnDOMDocumentImpl::LoadXML(const UnicodeString &AXML) {
+  DOMDocument()->LoadXML(AXML);
+}
+
+void TVnDOMDocumentImpl::LoadXML(TStream *AStream) {
+  DOMDocument()->LoadXML(AStream);
+}
+
+void TVnDOMDocumentImpl::LoadXML(const UnicodeString &AFileName, Word AMode) {
+  DOMDocument()->LoadXML(AFileName, AMode);
+}
+
+void TVnDOMDocumentImpl::LoadFromXML(const AnsiString &AXML) {
+  DOMDocument()->LoadFromXML(AXML);
+}
+
+void TVnDOMDocumentImpl::LoadFromXML(const UnicodeString &AXML) {
+  DOMDocument()->LoadFromXML(AXML);
+}
+
+void TVnDOMDocumentImpl::LoadFromStreamEx(TStream *AStream) {
+  DOMDocument()->LoadFromStream(AStream);
+}
+
+void TVnDOMDocumentImpl::SaveToStreamEx(TStream *AStream, bool AFormatted, bool AWriteBOM) {
+  DOMDocument()->SaveToStream(AStream, AFormatted, AWriteBOM);
+}
+
+void TVnDOMDocumentImpl::LoadFromFile(const UnicodeString &AFileName, Word AMode) {
+  DOMDocument()->LoadFromFile(AFileName, AMode);
+}
+
+void TVnDOMDocumentImpl::SaveToFile(const UnicodeString &AFileName, bool AFormatted,
+                                    bool AWriteBOM) {
+  DOMDocument()->SaveToFile(AFileName, AFormatted, AWriteBOM);
+}
+
+DelphiInterface<IVnDOMElementList> TVnDOMDocumentImpl::CreateElementList(
+    const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
+  TVnDOMDocument *self = DOMDocument();
+  CheckSelectOptions(AOptions);
+  if (TVnDOMElement *root = self->GetRootNode())
+    return AdoptList(SelectElements(root, APath, AOptions));
+  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoRootForPath, {APath});
+  if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cNoRootForCreate);
+  return AdoptList(New<TVnDOMElementList>());
+}
+
+DelphiInterface<IVnDOMElement> TVnDOMDocumentImpl::SelectSingleElement(
+    const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
+  TVnDOMDocument *self = DOMDocument();
+  CheckSelectOptions(AOptions);
+  if (APath.empty()) throw EVnDomNotFound(cEmptyNodePath);
+  if (TVnDOMElement *root = self->GetRootNode())
+    return VnDOMIntf<IVnDOMElement>(SelectElement(root, APath, AOptions));
+  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoRootForPath, {APath});
+  if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cNoRootForCreate);
+  return nullptr;
+}
+
+// --- the operations an implementor of the interfaces does not carry
+
+namespace detail {
+void VnDOMNotCarried(const char16_t *AOperation) {
+  throw EVnDomNotSupported(cNotCarried, {UnicodeString(AOperation)});
+}
+}  // namespace detail
+
+bool IVnDOMAttribute::IsNamespace() {
+  detail::VnDOMNotCarried(u"IsNamespace");
+}
+
+UnicodeString IVnDOMAttribute::NamespacePrefix() {
+  detail::VnDOMNotCarried(u"NamespacePrefix");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMAttribute::NextAttribute() {
+  detail::VnDOMNotCarried(u"NextAttribute");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMAttribute::PreviousAttribute() {
+  detail::VnDOMNotCarried(u"PreviousAttribute");
+}
+
+bool IVnDOMElement::GetAsBoolean() {
+  detail::VnDOMNotCarried(u"GetAsBoolean");
+}
+
+TDateTime IVnDOMElement::GetAsDateTime() {
+  detail::VnDOMNotCarried(u"GetAsDateTime");
+}
+
+Double IVnDOMElement::GetAsDouble() {
+  detail::VnDOMNotCarried(u"GetAsDouble");
+}
+
+Int64 IVnDOMElement::GetAsInt64() {
+  detail::VnDOMNotCarried(u"GetAsInt64");
+}
+
+Integer IVnDOMElement::GetAsInteger() {
+  detail::VnDOMNotCarried(u"GetAsInteger");
+}
+
+UnicodeString IVnDOMElement::GetAsString() {
+  detail::VnDOMNotCarried(u"GetAsString");
+}
+
+AnsiString IVnDOMElement::GetAsAnsiString() {
+  detail::VnDOMNotCarried(u"GetAsAnsiString");
+}
+
+Variant IVnDOMElement::GetAsVariant() {
+  detail::VnDOMNotCarried(u"GetAsVariant");
+}
+
+TValue IVnDOMElement::GetAsValue() {
+  detail::VnDOMNotCarried(u"GetAsValue");
+}
+
+Variant IVnDOMElement::GetChildElementValue(const Variant &) {
+  detail::VnDOMNotCarried(u"GetChildElementValue");
+}
+
+UnicodeString IVnDOMElement::GetAttrib(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"GetAttrib");
+}
+
+UnicodeString IVnDOMElement::GetAttribNS(const UnicodeString &, const UnicodeString &) {
+  detail::VnDOMNotCarried(u"GetAttribNS");
+}
+
+void IVnDOMElement::SetAsBoolean(bool) {
+  detail::VnDOMNotCarried(u"SetAsBoolean");
+}
+
+void IVnDOMElement::SetAsDateTime(TDateTime) {
+  detail::VnDOMNotCarried(u"SetAsDateTime");
+}
+
+void IVnDOMElement::SetAsDouble(Double) {
+  detail::VnDOMNotCarried(u"SetAsDouble");
+}
+
+void IVnDOMElement::SetAsInt64(Int64) {
+  detail::VnDOMNotCarried(u"SetAsInt64");
+}
+
+void IVnDOMElement::SetAsInteger(Integer) {
+  detail::VnDOMNotCarried(u"SetAsInteger");
+}
+
+void IVnDOMElement::SetAsString(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"SetAsString");
+}
+
+void IVnDOMElement::SetAsVariant(const Variant &) {
+  detail::VnDOMNotCarried(u"SetAsVariant");
+}
+
+void IVnDOMElement::SetAsAnsiString(const AnsiString &) {
+  detail::VnDOMNotCarried(u"SetAsAnsiString");
+}
+
+void IVnDOMElement::SetAsValue(const TValue &) {
+  detail::VnDOMNotCarried(u"SetAsValue");
+}
+
+void IVnDOMElement::SetAttrib(const UnicodeString &, const UnicodeString &) {
+  detail::VnDOMNotCarried(u"SetAttrib");
+}
+
+void IVnDOMElement::SetAttribNS(const UnicodeString &, const UnicodeString &,
+                                const UnicodeString &) {
+  detail::VnDOMNotCarried(u"SetAttribNS");
+}
+
+void IVnDOMElement::SetPreseveSpace(bool) {
+  detail::VnDOMNotCarried(u"SetPreseveSpace");
+}
+
+DelphiInterface<IVnDOMCDATA> IVnDOMElement::GetCDATA(Integer) {
+  detail::VnDOMNotCarried(u"GetCDATA");
+}
+
+DelphiInterface<IVnDOMAttrList> IVnDOMElement::GetAttributes() {
+  detail::VnDOMNotCarried(u"GetAttributes");
+}
+
+DelphiInterface<IVnDOMElementList> IVnDOMElement::GetElements() {
+  detail::VnDOMNotCarried(u"GetElements");
+}
+
+DelphiInterface<IVnDOMNodeList> IVnDOMElement::GetCharNodes() {
+  detail::VnDOMNotCarried(u"GetCharNodes");
+}
+
+DelphiInterface<IVnDOMAttrList> IVnDOMElement::GetNamespaces() {
+  detail::VnDOMNotCarried(u"GetNamespaces");
+}
+
+Integer IVnDOMElement::ElementCount() {
+  detail::VnDOMNotCarried(u"ElementCount");
+}
+
+Integer IVnDOMElement::AttributeCount() {
+  detail::VnDOMNotCarried(u"AttributeCount");
+}
+
+DelphiInterface<IVnDOMComment> IVnDOMElement::AddComment(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddComment");
+}
+
+DelphiInterface<IVnDOMText> IVnDOMElement::AddText(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddText");
+}
+
+DelphiInterface<IVnDOMCDATA> IVnDOMElement::AddCDATA(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddCDATA");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::AddElement(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::AddElement(const UnicodeString &,
+                                                         const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddElement");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::AddAttribute(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddAttribute");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::AddAttribute(const UnicodeString &,
+                                                             const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddAttribute");
+}
+
+DelphiInterface<IVnDOMComment> IVnDOMElement::InsertComment(const UnicodeString &, TVnDOMPosition,
+                                                            IVnDOMNode *) {
+  detail::VnDOMNotCarried(u"InsertComment");
+}
+
+DelphiInterface<IVnDOMText> IVnDOMElement::InsertText(const UnicodeString &, TVnDOMPosition,
+                                                      IVnDOMNode *) {
+  detail::VnDOMNotCarried(u"InsertText");
+}
+
+DelphiInterface<IVnDOMCDATA> IVnDOMElement::InsertCDATA(const UnicodeString &, TVnDOMPosition,
+                                                        IVnDOMNode *) {
+  detail::VnDOMNotCarried(u"InsertCDATA");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::InsertElement(const UnicodeString &, TVnDOMPosition,
+                                                            IVnDOMNode *) {
+  detail::VnDOMNotCarried(u"InsertElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::InsertElement(const UnicodeString &,
+                                                            const UnicodeString &, TVnDOMPosition,
+                                                            IVnDOMNode *) {
+  detail::VnDOMNotCarried(u"InsertElement");
+}
+
+void IVnDOMElement::RemoveElement(IVnDOMElement *) {
+  detail::VnDOMNotCarried(u"RemoveElement");
+}
+
+void IVnDOMElement::RemoveElement(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"RemoveElement");
+}
+
+void IVnDOMElement::RemoveElement(const UnicodeString &, const UnicodeString &) {
+  detail::VnDOMNotCarried(u"RemoveElement");
+}
+
+void IVnDOMElement::RemoveAttribute(IVnDOMAttribute *) {
+  detail::VnDOMNotCarried(u"RemoveAttribute");
+}
+
+void IVnDOMElement::RemoveAttribute(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"RemoveAttribute");
+}
+
+void IVnDOMElement::RemoveAttribute(const UnicodeString &, const UnicodeString &) {
+  detail::VnDOMNotCarried(u"RemoveAttribute");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::FindElement(const UnicodeString &,
+                                                          TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"FindElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::FindElement(const UnicodeString &,
+                                                          const UnicodeString &) {
+  detail::VnDOMNotCarried(u"FindElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::ElementByName(const UnicodeString &,
+                                                            const UnicodeString &,
+                                                            TVnDOMSelectCheckOption) {
+  detail::VnDOMNotCarried(u"ElementByName");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::ElementByName(const UnicodeString &,
+                                                            const UnicodeString &, bool) {
+  detail::VnDOMNotCarried(u"ElementByName");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::ElementByName(const UnicodeString &,
+                                                            TVnDOMSelectOptions, TClass) {
+  detail::VnDOMNotCarried(u"ElementByName");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::FindAttribute(const UnicodeString &,
+                                                              TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"FindAttribute");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::FindAttribute(const UnicodeString &,
+                                                              const UnicodeString &) {
+  detail::VnDOMNotCarried(u"FindAttribute");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::AttributeByName(const UnicodeString &,
+                                                                const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AttributeByName");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::AttributeByName(const UnicodeString &,
+                                                                const UnicodeString &, bool) {
+  detail::VnDOMNotCarried(u"AttributeByName");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::AttributeByName(const UnicodeString &,
+                                                                TVnDOMSelectOptions, TClass) {
+  detail::VnDOMNotCarried(u"AttributeByName");
+}
+
+bool IVnDOMElement::HasChildElement(const UnicodeString &, TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"HasChildElement");
+}
+
+bool IVnDOMElement::HasChildElement(const UnicodeString &, const UnicodeString &) {
+  detail::VnDOMNotCarried(u"HasChildElement");
+}
+
+bool IVnDOMElement::HasChildElements() {
+  detail::VnDOMNotCarried(u"HasChildElements");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::FirstElement() {
+  detail::VnDOMNotCarried(u"FirstElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::LastElement() {
+  detail::VnDOMNotCarried(u"LastElement");
+}
+
+bool IVnDOMElement::HasAttribute(const UnicodeString &, TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"HasAttribute");
+}
+
+bool IVnDOMElement::HasAttribute(const UnicodeString &, const UnicodeString &) {
+  detail::VnDOMNotCarried(u"HasAttribute");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::FirstAttribute() {
+  detail::VnDOMNotCarried(u"FirstAttribute");
+}
+
+DelphiInterface<IVnDOMAttribute> IVnDOMElement::LastAttribute() {
+  detail::VnDOMNotCarried(u"LastAttribute");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::ParentElement() {
+  detail::VnDOMNotCarried(u"ParentElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::NextElement() {
+  detail::VnDOMNotCarried(u"NextElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::PreviousElement() {
+  detail::VnDOMNotCarried(u"PreviousElement");
+}
+
+DelphiInterface<IVnDOMElementList> IVnDOMElement::CreateElementList(const UnicodeString &, bool) {
+  detail::VnDOMNotCarried(u"CreateElementList");
+}
+
+DelphiInterface<IVnDOMElementList> IVnDOMElement::CreateElementList(const UnicodeString &,
+                                                                    const UnicodeString &, bool) {
+  detail::VnDOMNotCarried(u"CreateElementList");
+}
+
+DelphiInterface<IVnDOMElementList> IVnDOMElement::CreateElementList(const UnicodeString &,
+                                                                    TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"CreateElementList");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMElement::SelectSingleElement(const UnicodeString &,
+                                                                  TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"SelectSingleElement");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMDocument::GetRootNode() {
+  detail::VnDOMNotCarried(u"GetRootNode");
+}
+
+UnicodeString IVnDOMDocument::GetProcessingInstruction(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"GetProcessingInstruction");
+}
+
+bool IVnDOMDocument::GetCaseSensitive() {
+  detail::VnDOMNotCarried(u"GetCaseSensitive");
+}
+
+TVnXPathCollationClass IVnDOMDocument::GetCollation() {
+  detail::VnDOMNotCarried(u"GetCollation");
+}
+
+TVnDOMSelectMatchOption IVnDOMDocument::GetSelectMatchOption() {
+  detail::VnDOMNotCarried(u"GetSelectMatchOption");
+}
+
+TVnDOMSelectCheckOption IVnDOMDocument::GetSelectCheckOption() {
+  detail::VnDOMNotCarried(u"GetSelectCheckOption");
+}
+
+bool IVnDOMDocument::GetUseSchemaInstance() {
+  detail::VnDOMNotCarried(u"GetUseSchemaInstance");
+}
+
+UnicodeString IVnDOMDocument::GetEncoding() {
+  detail::VnDOMNotCarried(u"GetEncoding");
+}
+
+Word IVnDOMDocument::GetCodePage() {
+  detail::VnDOMNotCarried(u"GetCodePage");
+}
+
+UnicodeString IVnDOMDocument::GetDocumentURI() {
+  detail::VnDOMNotCarried(u"GetDocumentURI");
+}
+
+void IVnDOMDocument::SetEncoding(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"SetEncoding");
+}
+
+void IVnDOMDocument::SetCodePage(Word) {
+  detail::VnDOMNotCarried(u"SetCodePage");
+}
+
+void IVnDOMDocument::SetProcessingInstruction(const UnicodeString &, const UnicodeString &) {
+  detail::VnDOMNotCarried(u"SetProcessingInstruction");
+}
+
+void IVnDOMDocument::SetCaseSensitive(bool) {
+  detail::VnDOMNotCarried(u"SetCaseSensitive");
+}
+
+void IVnDOMDocument::SetCollation(TVnXPathCollationClass) {
+  detail::VnDOMNotCarried(u"SetCollation");
+}
+
+void IVnDOMDocument::SetSelectMatchOption(TVnDOMSelectMatchOption) {
+  detail::VnDOMNotCarried(u"SetSelectMatchOption");
+}
+
+void IVnDOMDocument::SetSelectCheckOption(TVnDOMSelectCheckOption) {
+  detail::VnDOMNotCarried(u"SetSelectCheckOption");
+}
+
+void IVnDOMDocument::SetUseSchemaInstance(bool) {
+  detail::VnDOMNotCarried(u"SetUseSchemaInstance");
+}
+
+void IVnDOMDocument::SetDocumentURI(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"SetDocumentURI");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMDocument::CreateRootNode(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"CreateRootNode");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMDocument::CreateRootNode(const UnicodeString &,
+                                                              const UnicodeString &) {
+  detail::VnDOMNotCarried(u"CreateRootNode");
+}
+
+DelphiInterface<IVnDOMComment> IVnDOMDocument::AddComment(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"AddComment");
+}
+
+void IVnDOMDocument::LoadXML(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"LoadXML");
+}
+
+void IVnDOMDocument::LoadXML(TStream *) {
+  detail::VnDOMNotCarried(u"LoadXML");
+}
+
+void IVnDOMDocument::LoadXML(const UnicodeString &, Word) {
+  detail::VnDOMNotCarried(u"LoadXML");
+}
+
+void IVnDOMDocument::LoadFromXML(const AnsiString &) {
+  detail::VnDOMNotCarried(u"LoadFromXML");
+}
+
+void IVnDOMDocument::LoadFromXML(const UnicodeString &) {
+  detail::VnDOMNotCarried(u"LoadFromXML");
+}
+
+void IVnDOMDocument::LoadFromStreamEx(TStream *) {
+  detail::VnDOMNotCarried(u"LoadFromStreamEx");
+}
+
+void IVnDOMDocument::SaveToStreamEx(TStream *, bool, bool) {
+  detail::VnDOMNotCarried(u"SaveToStreamEx");
+}
+
+void IVnDOMDocument::LoadFromFile(const UnicodeString &, Word) {
+  detail::VnDOMNotCarried(u"LoadFromFile");
+}
+
+void IVnDOMDocument::SaveToFile(const UnicodeString &, bool, bool) {
+  detail::VnDOMNotCarried(u"SaveToFile");
+}
+
+DelphiInterface<IVnDOMElementList> IVnDOMDocument::CreateElementList(const UnicodeString &,
+                                                                     TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"CreateElementList");
+}
+
+DelphiInterface<IVnDOMElement> IVnDOMDocument::SelectSingleElement(const UnicodeString &,
+                                                                   TVnDOMSelectOptions) {
+  detail::VnDOMNotCarried(u"SelectSingleElement");
+}
+
+}  // namespace vn
