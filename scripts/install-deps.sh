@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and benchmarking need, when missing.
+# Installs the Debian packages that building, testing, the demonstration and the benchmarks
+# need (the peer libraries of the tests and benchmarks too), when missing.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libicu-dev libpcre2-dev libgtest-dev libgmock-dev
           libxml2-dev
-          libexpat1-dev shared-mime-info iso-codes
+          libexpat1-dev libpugixml-dev shared-mime-info iso-codes
           libbenchmark-dev "$@")
 missing=()
 for p in "${packages[@]}"; do
