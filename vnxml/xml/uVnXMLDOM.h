@@ -865,7 +865,38 @@ class TVnDOMNode : public TVnDOMObject {
   TVnDOMNodeList *FChildNodes = nullptr;
   UnicodeString FLocalName;
   UnicodeString FPrefix;
-  UnicodeString FNamespaceURI;
+
+  // A string that is nearly always empty: one pointer wide, and no heap block until it first
+  // holds text. Clearing keeps the block, so a reference to the text stays valid.
+  class TRareString {
+   public:
+    TRareString &operator=(const UnicodeString &AValue) {
+      if (FValue) {
+        *FValue = AValue;
+      } else if (!AValue.empty()) {
+        FValue = std::make_unique<UnicodeString>(AValue);
+      }
+      return *this;
+    }
+    const UnicodeString &Get() const noexcept { return FValue ? *FValue : Empty(); }
+    bool empty() const noexcept { return !FValue || FValue->empty(); }
+    void clear() noexcept {
+      if (FValue) FValue->clear();
+    }
+
+   private:
+    static const UnicodeString &Empty() noexcept {
+      static const UnicodeString none;
+      return none;
+    }
+    std::unique_ptr<UnicodeString> FValue;
+  };
+
+  // The namespace URI the node keeps for itself while no parent resolves it; few nodes have one.
+  TRareString FNamespaceURI;
+  const UnicodeString &StoredNamespaceURI() const noexcept { return FNamespaceURI.Get(); }
+  void SetStoredNamespaceURI(const UnicodeString &AURI) { FNamespaceURI = AURI; }
+  void ClearStoredNamespaceURI() noexcept { FNamespaceURI.clear(); }
 
  private:
   friend class TVnDOMNodeListBase;
@@ -1398,9 +1429,15 @@ class TVnDOMElement : public TVnDOMNode {
   void LoadFromStream(TStream *AStream, Word ACodePage) override;
   UnicodeString NodePathStep(bool ALocalName, const UnicodeString &AKeyAttribute) override;
 
-  TVnDOMAttrList *AttributesOrNil() const noexcept { return FAttributes; }
-  TVnDOMElementList *ElementsOrNil() const noexcept { return FElements; }
-  TVnDOMNodeList *CharNodesOrNil() const noexcept { return FCharNodes; }
+  TVnDOMAttrList *AttributesOrNil() const noexcept {
+    return FKindLists ? FKindLists->Attributes : nullptr;
+  }
+  TVnDOMElementList *ElementsOrNil() const noexcept {
+    return FKindLists ? FKindLists->Elements : nullptr;
+  }
+  TVnDOMNodeList *CharNodesOrNil() const noexcept {
+    return FKindLists ? FKindLists->CharNodes : nullptr;
+  }
 
  protected:
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
@@ -1430,9 +1467,10 @@ class TVnDOMElement : public TVnDOMNode {
     }
   }
   TVnDOMNodeListBase *KindList(int AKind) const noexcept {
-    return AKind == 0   ? static_cast<TVnDOMNodeListBase *>(FAttributes)
-           : AKind == 1 ? static_cast<TVnDOMNodeListBase *>(FElements)
-           : AKind == 2 ? static_cast<TVnDOMNodeListBase *>(FCharNodes)
+    if (!FKindLists) return nullptr;
+    return AKind == 0   ? static_cast<TVnDOMNodeListBase *>(FKindLists->Attributes)
+           : AKind == 1 ? static_cast<TVnDOMNodeListBase *>(FKindLists->Elements)
+           : AKind == 2 ? static_cast<TVnDOMNodeListBase *>(FKindLists->CharNodes)
                         : nullptr;
   }
   TVnDOMNodeListBase *BuildKindList(int AKind);
@@ -1470,15 +1508,27 @@ class TVnDOMElement : public TVnDOMNode {
   // scope; true when the switch is on and both are declared.
   bool SchemaPrefixes(UnicodeString &AInstance, UnicodeString &ASchema);
 
-  TVnDOMAttrList *FAttributes = nullptr;
-  TVnDOMAttrList *FNamespaces = nullptr;
-  TVnDOMElementList *FElements = nullptr;
-  TVnDOMNodeList *FCharNodes = nullptr;
+  // The lists by kind and of the declarations in scope are built on demand, and most elements
+  // never need one: their pointers share one block, created with the first of them.
+  struct TKindLists {
+    TVnDOMAttrList *Attributes = nullptr;
+    TVnDOMAttrList *Namespaces = nullptr;
+    TVnDOMElementList *Elements = nullptr;
+    TVnDOMNodeList *CharNodes = nullptr;
+  };
+  TKindLists &KindLists() {
+    if (!FKindLists) FKindLists = std::make_unique<TKindLists>();
+    return *FKindLists;
+  }
+  TVnDOMAttrList *NamespacesOrNil() const noexcept {
+    return FKindLists ? FKindLists->Namespaces : nullptr;
+  }
+  std::unique_ptr<TKindLists> FKindLists;
   TVnDOMAttribute *FNamespace = nullptr;
   bool FPreserveSpace;
   // The declarations in scope are exactly those of the parent element (this element declares
-  // none): FNamespaces is not kept, Scope() reads the parent's, and GetNamespaces() copies them
-  // on first use.
+  // none): the declarations list is not kept, Scope() reads the parent's, and GetNamespaces()
+  // copies them on first use.
   bool FInheritScope = false;
 };
 

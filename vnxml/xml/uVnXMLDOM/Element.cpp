@@ -40,25 +40,27 @@ TVnDOMElement::TVnDOMElement() : FPreserveSpace(DefaultPreserveCase) {
 
 TVnDOMElement::~TVnDOMElement() {
   // The kind lists own nothing and are not child lists: they go without the checks of Free.
-  delete FAttributes;
-  delete FNamespaces;
-  delete FElements;
-  delete FCharNodes;
+  if (!FKindLists) return;
+  delete FKindLists->Attributes;
+  delete FKindLists->Namespaces;
+  delete FKindLists->Elements;
+  delete FKindLists->CharNodes;
 }
 
 // --- the lists
 
 TVnDOMNodeListBase *TVnDOMElement::BuildKindList(int AKind) {
   TVnDOMNodeListBase *list;
+  TKindLists &kinds = KindLists();
   switch (AKind) {
     case 0:
-      list = FAttributes = NewOwnedList<TVnDOMAttrList>(this, &SetListOwner);
+      list = kinds.Attributes = NewOwnedList<TVnDOMAttrList>(this, &SetListOwner);
       break;
     case 1:
-      list = FElements = NewOwnedList<TVnDOMElementList>(this, &SetListOwner);
+      list = kinds.Elements = NewOwnedList<TVnDOMElementList>(this, &SetListOwner);
       break;
     default:
-      list = FCharNodes = NewOwnedList<TVnDOMNodeList>(this, &SetListOwner);
+      list = kinds.CharNodes = NewOwnedList<TVnDOMNodeList>(this, &SetListOwner);
       break;
   }
   if (FChildNodes) {
@@ -70,32 +72,33 @@ TVnDOMNodeListBase *TVnDOMElement::BuildKindList(int AKind) {
 }
 
 TVnDOMAttrList *TVnDOMElement::GetAttributes() {
-  if (!FAttributes) BuildKindList(0);
-  return FAttributes;
+  if (!AttributesOrNil()) BuildKindList(0);
+  return FKindLists->Attributes;
 }
 
 TVnDOMElementList *TVnDOMElement::GetElements() {
-  if (!FElements) BuildKindList(1);
-  return FElements;
+  if (!ElementsOrNil()) BuildKindList(1);
+  return FKindLists->Elements;
 }
 
 TVnDOMNodeList *TVnDOMElement::GetCharNodes() {
-  if (!FCharNodes) BuildKindList(2);
-  return FCharNodes;
+  if (!CharNodesOrNil()) BuildKindList(2);
+  return FKindLists->CharNodes;
 }
 
 TVnDOMAttrList *TVnDOMElement::GetNamespaces() {
-  if (!FNamespaces) FNamespaces = NewOwnedList<TVnDOMAttrList>(this, &SetListOwner);
+  TKindLists &kinds = KindLists();
+  if (!kinds.Namespaces) kinds.Namespaces = NewOwnedList<TVnDOMAttrList>(this, &SetListOwner);
   if (FInheritScope) {
     FInheritScope = false;
     TVnDOMNode *parent = ParentNode();
     if (parent && parent->GetNodeType() == ntElement) {
       if (TVnDOMAttrList *inherited = static_cast<TVnDOMElement *>(parent)->Scope()) {
-        FNamespaces->FList = inherited->FList;
+        kinds.Namespaces->FList = inherited->FList;
       }
     }
   }
-  return FNamespaces;
+  return kinds.Namespaces;
 }
 
 TVnDOMAttrList *TVnDOMElement::Scope() const noexcept {
@@ -105,7 +108,7 @@ TVnDOMAttrList *TVnDOMElement::Scope() const noexcept {
     if (!parent || parent->GetNodeType() != ntElement) return nullptr;
     e = static_cast<const TVnDOMElement *>(parent);
   }
-  return e->FNamespaces;
+  return e->NamespacesOrNil();
 }
 
 Integer TVnDOMElement::CountOfKind(int AKind) const noexcept {
@@ -126,8 +129,8 @@ Integer TVnDOMElement::AttributeCount() const noexcept {
 }
 
 TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualifiedName) {
-  if (FAttributes) {
-    return static_cast<TVnDOMAttribute *>(FAttributes->Find(AQualifiedName, {soQualifiedName}));
+  if (TVnDOMAttrList *attributes = AttributesOrNil()) {
+    return static_cast<TVnDOMAttribute *>(attributes->Find(AQualifiedName, {soQualifiedName}));
   }
   if (!FChildNodes) return nullptr;
   const TVnXPathCollationClass collation = GetCollation();
@@ -152,7 +155,8 @@ TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualified
 }
 
 TVnDOMAttribute *TVnDOMElement::FindOwnNamespace(UnicodeStringView AURI) {
-  if (FAttributes) return static_cast<TVnDOMAttribute *>(FAttributes->FindNamespace(AURI));
+  if (TVnDOMAttrList *attributes = AttributesOrNil())
+    return static_cast<TVnDOMAttribute *>(attributes->FindNamespace(AURI));
   if (!FChildNodes) return nullptr;
   const TVnXPathCollationClass collation = GetCollation();
   for (TVnDOMNode *n : FChildNodes->FList) {
@@ -562,12 +566,12 @@ TVnDOMAttribute *TVnDOMElement::FindNamespace(const UnicodeString &AURI) {
 UnicodeString TVnDOMElement::GetNamespaceURI() {
   if (FNamespace) return FNamespace->GetNodeValue();
   if (FParent) return UnicodeString();
-  return FNamespaceURI;
+  return StoredNamespaceURI();
 }
 
 void TVnDOMElement::SetNamespaceURI(const UnicodeString &AURI) {
   if (!FParent) {
-    FNamespaceURI = AURI;
+    SetStoredNamespaceURI(AURI);
     FNamespaceSet = true;
     return;
   }
@@ -586,7 +590,7 @@ void TVnDOMElement::SetNamespaceURI(const UnicodeString &AURI) {
       AttributeByName(DeclarationName(FPrefix), {soCreate, soQualifiedName}, nullptr);
   decl->SetNodeValue(AURI);
   FNamespace = decl;
-  FNamespaceURI.clear();
+  ClearStoredNamespaceURI();
   FNamespaceSet = false;
 }
 
@@ -604,11 +608,11 @@ void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
   bool freshParent = !hadParent;
   if (!FDestroying) {
     if (FNamespace) {
-      FNamespaceURI = FNamespace->GetNodeValue();
+      SetStoredNamespaceURI(FNamespace->GetNodeValue());
       FNamespaceSet = true;
       freshParent = true;
     } else if (hadParent && !AParent) {
-      FNamespaceURI = GetNamespaceURI();
+      SetStoredNamespaceURI(GetNamespaceURI());
       FNamespaceSet = true;
     }
   }
@@ -616,7 +620,9 @@ void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
   if (FDestroying) return;
   // A detached element must not keep pointers to the declarations of its old ancestors.
   if (hadParent && !AParent) RefreshNamespaces();
-  TVnDOMAttribute *space = FindOwnAttribute(u"xml:space");
+  // Looked up on every attach: a shared name spares building the string each time.
+  static const UnicodeString cSpaceName(u"xml:space");
+  TVnDOMAttribute *space = FindOwnAttribute(cSpaceName);
   if (space) {
     FPreserveSpace = VnSameText(space->GetStoredValue(), u"preserve");
     _SetPreseveSpace(FPreserveSpace);
@@ -629,11 +635,12 @@ void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
       _SetPreseveSpace(inherited);
     }
   }
-  if (freshParent && AParent && !FNamespaceURI.empty()) SetNamespaceURI(FNamespaceURI);
+  if (freshParent && AParent && !StoredNamespaceURI().empty())
+    SetNamespaceURI(StoredNamespaceURI());
 }
 
 void TVnDOMElement::RefreshNamespaces() {
-  if (FNamespaces) FNamespaces->Clear();
+  if (TVnDOMAttrList *namespaces = NamespacesOrNil()) namespaces->Clear();
   FInheritScope = false;
   if (!FParent) {
     if (FNamespace && FNamespace->GetParent() != this) FNamespace = nullptr;
@@ -661,7 +668,7 @@ void TVnDOMElement::RefreshNamespaces() {
     if (GetCollation()->SameText(p->FPrefix, FPrefix)) {
       FNamespace = p->FNamespace;
       resolve = false;
-      if (FPrefix.empty() && FNamespaceURI.empty() && FNamespace) {
+      if (FPrefix.empty() && StoredNamespaceURI().empty() && FNamespace) {
         FNamespace = nullptr;
         SetNamespaceURI(UnicodeString());
       }
@@ -673,7 +680,7 @@ void TVnDOMElement::RefreshNamespaces() {
     if (a == old) {
       FNamespace = a;
       FNamespaceSet = true;
-      FNamespaceURI = a->GetNodeValue();
+      SetStoredNamespaceURI(a->GetNodeValue());
     }
     TVnDOMAttrList *scope = GetNamespaces();
     if (TVnDOMNode *same = scope->Find(a->GetQualifiedName(), {soQualifiedName})) {
@@ -709,9 +716,9 @@ UnicodeString TVnDOMElement::GetText() {
 void TVnDOMElement::RemoveCharNodes(bool AKeepCDATA) {
   if (CountOfKind(2) == 0) return;
   GetCharNodes();
-  for (Integer i = FCharNodes->Count() - 1; i >= 0; --i) {
-    if (i >= FCharNodes->Count()) continue;
-    TVnDOMNode *n = FCharNodes->FList[static_cast<std::size_t>(i)];
+  for (Integer i = FKindLists->CharNodes->Count() - 1; i >= 0; --i) {
+    if (i >= FKindLists->CharNodes->Count()) continue;
+    TVnDOMNode *n = FKindLists->CharNodes->FList[static_cast<std::size_t>(i)];
     if (AKeepCDATA && n->GetNodeType() == ntCDATA) continue;
     RemoveChild(n);
   }
@@ -749,8 +756,9 @@ void TVnDOMElement::SetInnerXML(const UnicodeString &AXML) {
   TVnDOMChangeScope scope;
   if (CountOfKind(1) > 0) {
     GetElements();
-    for (Integer i = FElements->Count() - 1; i >= 0; --i) {
-      if (i < FElements->Count()) RemoveChild(FElements->FList[static_cast<std::size_t>(i)]);
+    for (Integer i = FKindLists->Elements->Count() - 1; i >= 0; --i) {
+      if (i < FKindLists->Elements->Count())
+        RemoveChild(FKindLists->Elements->FList[static_cast<std::size_t>(i)]);
     }
   }
   if (AXML.empty()) return;

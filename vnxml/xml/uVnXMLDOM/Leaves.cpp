@@ -170,18 +170,18 @@ UnicodeString TVnDOMAttribute::GetNamespaceURI() {
   if (FNamespace) return FNamespace->GetNodeValue();
   if (FPrefix == u"xml") return dom::cXMLNamespace;
   if (FParent) return UnicodeString();
-  return FNamespaceURI;
+  return StoredNamespaceURI();
 }
 
 void TVnDOMAttribute::SetNamespaceURI(const UnicodeString &AURI) {
   TVnDOMElement *element = ParentElement();
   if (!element) {
-    FNamespaceURI = AURI;
+    SetStoredNamespaceURI(AURI);
     FNamespaceSet = true;
     return;
   }
   TVnDOMAttrList *scope = element->Scope();
-  if (FNamespaceSet && !(scope && scope->FindNamespace(FNamespaceURI))) {
+  if (FNamespaceSet && !(scope && scope->FindNamespace(StoredNamespaceURI()))) {
     TVnDOMChangeScope scope;
     auto *decl = New<TVnDOMAttribute>();
     decl->SetQualifiedName(FPrefix.empty() ? UnicodeString(u"xmlns") : u"xmlns:" + FPrefix);
@@ -189,7 +189,7 @@ void TVnDOMAttribute::SetNamespaceURI(const UnicodeString &AURI) {
     element->AddChild(decl, this, rdpBefore);
     FNamespace = decl;
   }
-  FNamespaceURI.clear();
+  ClearStoredNamespaceURI();
   FNamespaceSet = false;
 }
 
@@ -230,14 +230,14 @@ void TVnDOMAttribute::RefreshNamespaces() {
 void TVnDOMAttribute::SetParentNode(TVnDOMObject *AParent) {
   const bool hadParent = FParent != nullptr;
   if (!FDestroying && hadParent && !AParent) {
-    FNamespaceURI = GetNamespaceURI();
+    SetStoredNamespaceURI(GetNamespaceURI());
     FNamespaceSet = true;
     // The declaration belongs to the old element.
     FNamespace = nullptr;
   }
   TVnDOMNode::SetParentNode(AParent);
-  if (!FDestroying && !hadParent && AParent && !FNamespaceURI.empty() && ParentElement())
-    SetNamespaceURI(FNamespaceURI);
+  if (!FDestroying && !hadParent && AParent && !StoredNamespaceURI().empty() && ParentElement())
+    SetNamespaceURI(StoredNamespaceURI());
 }
 
 TVnDOMAttribute *TVnDOMAttribute::NextAttribute() {

@@ -332,6 +332,15 @@ TVnDOMNode *TVnDOMAttrList::FindNamespace(UnicodeStringView AURI) {
   for (TVnDOMNode *node : FList) {
     if (node->GetNodeType() != ntAttribute) continue;
     if (!TVnDOMNode::IsNamespaceName(node->GetPrefix(), node->GetLocalName())) continue;
+    // A plain attribute whose stored text holds no reference reads back as that text: compare
+    // it in place instead of decoding a copy for every look-up.
+    if (node->ClassType() == TVnDOMAttribute::StaticClass()) {
+      const UnicodeString &stored = static_cast<const TVnDOMAttribute *>(node)->GetStoredValue();
+      if (stored.find(u'&') == UnicodeString::npos) {
+        if (collation->Compare(stored, AURI) == 0) return node;
+        continue;
+      }
+    }
     if (collation->Compare(node->GetNodeValue(), AURI) == 0) return node;
   }
   return nullptr;

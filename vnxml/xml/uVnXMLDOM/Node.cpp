@@ -63,7 +63,7 @@ UnicodeString TVnDOMNode::GetText() {
 }
 
 UnicodeString TVnDOMNode::GetNamespaceURI() {
-  return FParent ? ParentNode()->GetNamespaceURI() : FNamespaceURI;
+  return FParent ? ParentNode()->GetNamespaceURI() : StoredNamespaceURI();
 }
 
 UnicodeString TVnDOMNode::GetInnerXML() {

@@ -69,7 +69,7 @@ void TVnDOMParser::StartElement(const VnXMLString &ANamespaceURI, const VnXMLStr
         // The namespace shortcut: the declaration of the element's own URI is linked at once.
         if (attr->IsNamespace() && attr->GetNodeValue() == ANamespaceURI) {
           e->FNamespace = attr;
-          e->FNamespaceURI = ANamespaceURI;
+          e->SetStoredNamespaceURI(ANamespaceURI);
           e->FNamespaceSet = true;
           e->GetNamespaces()->Add(attr, rdpLast);
         }
