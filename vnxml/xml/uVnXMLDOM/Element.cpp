@@ -261,28 +261,31 @@ TVnDOMAttribute *TVnDOMElement::AddAttribute(const UnicodeString &ANamespaceURI,
   return a;
 }
 
+namespace {
+// A new character-data node placed among the children, then given its value.
+template <class T>
+T *InsertCharacterData(TVnDOMElement *AParent, const UnicodeString &AValue,
+                       TVnDOMPosition APosition, TVnDOMNode *ARefNode) {
+  auto *n = New<T>();
+  AParent->AddChild(n, ARefNode, APosition);
+  n->SetNodeValue(AValue);
+  return n;
+}
+}  // namespace
+
 TVnDOMComment *TVnDOMElement::InsertComment(const UnicodeString &AValue, TVnDOMPosition APosition,
                                             TVnDOMNode *ARefNode) {
-  auto *c = New<TVnDOMComment>();
-  AddChild(c, ARefNode, APosition);
-  c->SetNodeValue(AValue);
-  return c;
+  return InsertCharacterData<TVnDOMComment>(this, AValue, APosition, ARefNode);
 }
 
 TVnDOMText *TVnDOMElement::InsertText(const UnicodeString &AValue, TVnDOMPosition APosition,
                                       TVnDOMNode *ARefNode) {
-  auto *t = New<TVnDOMText>();
-  AddChild(t, ARefNode, APosition);
-  t->SetNodeValue(AValue);
-  return t;
+  return InsertCharacterData<TVnDOMText>(this, AValue, APosition, ARefNode);
 }
 
 TVnDOMCDATA *TVnDOMElement::InsertCDATA(const UnicodeString &AValue, TVnDOMPosition APosition,
                                         TVnDOMNode *ARefNode) {
-  auto *c = New<TVnDOMCDATA>();
-  AddChild(c, ARefNode, APosition);
-  c->SetNodeValue(AValue);
-  return c;
+  return InsertCharacterData<TVnDOMCDATA>(this, AValue, APosition, ARefNode);
 }
 
 TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &AName, TVnDOMPosition APosition,
