@@ -67,17 +67,13 @@ TVnDOMDocument *VnLoad(const std::string &AText) {
 
 Int64 VnWalk(TVnDOMNode *ANode) {
   Int64 n = 1 + static_cast<Int64>(ANode->GetLocalName().size());
-  if (TVnDOMNodeList *c = ANode->ChildNodesOrNil()) {
-    for (Integer i = 0; i < c->Count(); ++i) n += VnWalk(c->GetItem(i));
-  }
+  for (TVnDOMNode *c : ANode->Children()) n += VnWalk(c);
   return n;
 }
 
 Int64 VnNodes(TVnDOMNode *ANode) {
   Int64 n = ANode->GetNodeType() == ntComment ? 0 : 1;
-  if (TVnDOMNodeList *c = ANode->ChildNodesOrNil()) {
-    for (Integer i = 0; i < c->Count(); ++i) n += VnNodes(c->GetItem(i));
-  }
+  for (TVnDOMNode *c : ANode->Children()) n += VnNodes(c);
   return n;
 }
 

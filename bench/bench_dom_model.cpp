@@ -26,7 +26,7 @@ class TBenchDocument : public TVnDOMNode {
  public:
   TBenchDocument() {
     FNodeType = ntDocument;
-    FLocalName = u"#document";
+    FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#document"));
     SetDOMDocument(this);
   }
 };
@@ -77,9 +77,7 @@ DelphiInterface<IVnDOMNode> BuildThroughInterfaces() {
 void WalkObjects(TVnDOMNode *ANode, Int64 &ACount, Int64 &AChars) {
   ++ACount;
   AChars += static_cast<Int64>(ANode->GetLocalName().size());
-  if (TVnDOMNodeList *children = ANode->ChildNodesOrNil()) {
-    for (TVnDOMNode *c : *children) WalkObjects(c, ACount, AChars);
-  }
+  for (TVnDOMNode *c : ANode->Children()) WalkObjects(c, ACount, AChars);
 }
 
 void WalkInterfaces(IVnDOMNode *ANode, Int64 &ACount, Int64 &AChars) {

@@ -63,10 +63,10 @@ class TTestNode : public TVnDOMNode {
   TTestNode() { ++Live::Nodes; }
   ~TTestNode() override {
     --Live::Nodes;
-    Live::Destroyed.push_back(FLocalName);
+    Live::Destroyed.push_back(GetLocalName());
   }
   UnicodeString Value;
-  void SetKeptNamespaceURI(const UnicodeString &AURI) { FNamespaceURI = AURI; }
+  void SetKeptNamespaceURI(const UnicodeString &AURI) { SetStoredNamespaceURI(AURI); }
 
  protected:
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override { return New<TNodeImpl>(AOwner); }
@@ -77,7 +77,7 @@ class TTestText : public TTestNode {
  public:
   TTestText() {
     FNodeType = ntText;
-    FLocalName = u"#text";
+    FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#text"));
   }
   UnicodeString GetNodeValue() override { return Value; }
   void SetNodeValue(const UnicodeString &AValue) override { Value = AValue; }
@@ -180,7 +180,7 @@ class TTestDocument : public TTestNode {
  public:
   TTestDocument() {
     FNodeType = ntDocument;
-    FLocalName = u"#document";
+    FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#document"));
     SetDOMDocument(this);
   }
   TVnXPathCollationClass Collation = DefaultXPathCollation;

@@ -370,3 +370,67 @@ TEST(XmlElement, NodePathWithKeyAttribute) {
 
 }  // namespace
 }  // namespace domxml
+
+namespace domxml {
+namespace {
+
+// Nodes of a loaded document that bear the same name share its storage; renaming one must leave
+// the others as they were.
+TEST(XmlElement, RenamingOneOfManyLeavesTheOthers) {
+  Doc d = Load(u"<r xmlns:p=\"urn:p\"><p:b k=\"1\"/><p:b k=\"2\"/><p:b k=\"3\"/></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  auto *first = static_cast<TVnDOMElement *>(r->GetElements()->GetItem(0));
+  auto *second = static_cast<TVnDOMElement *>(r->GetElements()->GetItem(1));
+  auto *third = static_cast<TVnDOMElement *>(r->GetElements()->GetItem(2));
+  EXPECT_EQ(first->GetNameRecord(), second->GetNameRecord());
+  first->SetPrefix(u"q");
+  second->SetQualifiedName(u"other");
+  static_cast<TVnDOMAttribute *>(third->GetAttributes()->GetItem(0))->SetQualifiedName(u"p:k");
+  EXPECT_EQ(first->GetQualifiedName(), u"q:b");
+  EXPECT_EQ(second->GetQualifiedName(), u"other");
+  EXPECT_EQ(third->GetQualifiedName(), u"p:b");
+  EXPECT_EQ(third->GetLocalName(), u"b");
+  EXPECT_EQ(third->GetPrefix(), u"p");
+  EXPECT_EQ(r->GetXML(),
+            u"<r xmlns:p=\"urn:p\"><q:b k=\"1\" /><other k=\"2\" /><p:b p:k=\"3\" /></r>");
+  // A name outlives the document whose nodes shared it.
+  Owned kept(first->CloneNode(true));
+  d.reset();
+  EXPECT_EQ(static_cast<TVnDOMNode *>(kept.get())->GetXML(), u"<q:b k=\"1\" />");
+}
+
+// The child list is a view of the node's children: changes through either show in both, and the
+// siblings follow.
+TEST(XmlElement, ChildListAndSiblingsAgree) {
+  Doc d = Load(u"<r><a/><b/></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  TVnDOMNode *a = r->Children()[0];
+  TVnDOMNode *b = r->Children()[1];
+  EXPECT_EQ(a->NextSibling(), b);
+  EXPECT_EQ(b->PreviousSibling(), a);
+  EXPECT_EQ(a->PreviousSibling(), nullptr);
+  EXPECT_EQ(b->NextSibling(), nullptr);
+  TVnDOMNodeList *list = r->GetChildNodes();
+  EXPECT_EQ(list, r->GetChildNodes());
+  for (int i = 0; i < 20; ++i) r->AddElement(u"n" + IntToStr(i));
+  ASSERT_EQ(list->Count(), 22);
+  EXPECT_EQ(r->Children().size(), 22u);
+  EXPECT_EQ(list->GetItem(21)->GetLocalName(), u"n19");
+  TVnDOMNode *c = r->InsertBefore(New<TVnDOMComment>(), b);
+  EXPECT_EQ(list->IndexOf(c), 1);
+  EXPECT_EQ(a->NextSibling(), c);
+  EXPECT_EQ(b->PreviousSibling(), c);
+  Owned taken(list->Delete(a));
+  EXPECT_EQ(r->Children()[0], c);
+  EXPECT_EQ(static_cast<TVnDOMNode *>(taken.get())->GetParent(), nullptr);
+  // Clear on the child list hands the children to the caller.
+  std::vector<Owned> children;
+  for (TVnDOMNode *n : r->Children()) children.emplace_back(n);
+  list->Clear();
+  EXPECT_EQ(r->NodeCount(), 0);
+  for (Owned &n : children) EXPECT_EQ(static_cast<TVnDOMNode *>(n.get())->GetParent(), nullptr);
+  EXPECT_EQ(r->GetXML(), u"<r />");
+}
+
+}  // namespace
+}  // namespace domxml

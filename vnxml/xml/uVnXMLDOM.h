@@ -31,10 +31,13 @@
 // and hooks declared here.
 #pragma once
 
+#include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <memory>
 #include <type_traits>
+#include <unordered_map>
 #include <vector>
 
 #include "vnxml/common/uVnClasses.h"
@@ -217,6 +220,112 @@ class TVnDOMAttrList;
 class TVnDOMNodeListImpl;
 class TVnDOMElementListImpl;
 class TVnDOMAttrListImpl;
+
+// ---------------------------------------------------------------------------------------------
+// Storage of the tree
+
+// The name of a node: prefix, local name and qualified name in one record that the nodes bearing
+// the name share. A record never changes; renaming a node gives it another record. The nodes of
+// a loaded document share one record per distinct name. The count is atomic because nodes that
+// share a record may later stand in trees that different threads use.
+class TVnDOMName {
+ public:
+  // A new record with a count of one.
+  static TVnDOMName *Make(UnicodeStringView APrefix, UnicodeStringView ALocalName);
+  // Splits at the first ":" into prefix and local name.
+  static TVnDOMName *MakeQualified(UnicodeStringView AQualifiedName);
+  // Shared records that live as long as the process: the empty name and the fixed names of the
+  // node kinds.
+  static TVnDOMName *Empty() noexcept;
+  static TVnDOMName *Fixed(const char16_t *AName) noexcept;
+
+  void AddRef() noexcept {
+    if (!FFixed) FRefs.fetch_add(1, std::memory_order_relaxed);
+  }
+  void Release() noexcept {
+    if (!FFixed && FRefs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  }
+  const UnicodeString &Prefix() const noexcept { return FPrefix; }
+  const UnicodeString &LocalName() const noexcept { return FLocalName; }
+  // Prefix, ":" and local name, or the local name alone when the prefix is empty.
+  const UnicodeString &QualifiedName() const noexcept {
+    return FPrefix.empty() ? FLocalName : FQualifiedName;
+  }
+
+ private:
+  TVnDOMName(UnicodeStringView APrefix, UnicodeStringView ALocalName, bool AFixed);
+  ~TVnDOMName() = default;
+  std::atomic<Integer> FRefs{1};
+  bool FFixed;
+  UnicodeString FPrefix;
+  UnicodeString FLocalName;
+  UnicodeString FQualifiedName;  // empty when there is no prefix
+};
+
+// A counted reference to a name record; never null (the empty name stands for none).
+class TVnDOMNameRef {
+ public:
+  TVnDOMNameRef() noexcept : FName(TVnDOMName::Empty()) {}
+  // Takes over a reference that the caller holds.
+  explicit TVnDOMNameRef(TVnDOMName *AName) noexcept : FName(AName) {}
+  TVnDOMNameRef(const TVnDOMNameRef &AOther) noexcept : FName(AOther.FName) { FName->AddRef(); }
+  TVnDOMNameRef &operator=(const TVnDOMNameRef &AOther) noexcept {
+    AOther.FName->AddRef();
+    FName->Release();
+    FName = AOther.FName;
+    return *this;
+  }
+  TVnDOMNameRef &operator=(TVnDOMNameRef &&AOther) noexcept {
+    std::swap(FName, AOther.FName);
+    return *this;
+  }
+  ~TVnDOMNameRef() { FName->Release(); }
+  TVnDOMName *operator->() const noexcept { return FName; }
+  TVnDOMName *Get() const noexcept { return FName; }
+
+ private:
+  TVnDOMName *FName;
+};
+
+// The children of a node in order: one pointer wide, with the count, the capacity and the items
+// in a single heap block that exists only while there are children.
+class TVnDOMNodeArray {
+ public:
+  TVnDOMNodeArray() noexcept = default;
+  TVnDOMNodeArray(const TVnDOMNodeArray &) = delete;
+  TVnDOMNodeArray &operator=(const TVnDOMNodeArray &) = delete;
+  ~TVnDOMNodeArray() { std::free(FBlock); }
+
+  std::size_t size() const noexcept { return FBlock ? FBlock->Count : 0; }
+  bool empty() const noexcept { return size() == 0; }
+  TVnDOMNode *operator[](std::size_t AIndex) const noexcept { return FBlock->Items[AIndex]; }
+  TVnDOMNode *const *begin() const noexcept { return FBlock ? FBlock->Items : nullptr; }
+  TVnDOMNode *const *end() const noexcept {
+    return FBlock ? FBlock->Items + FBlock->Count : nullptr;
+  }
+  TVnDOMNode *front() const noexcept { return FBlock->Items[0]; }
+  TVnDOMNode *back() const noexcept { return FBlock->Items[FBlock->Count - 1]; }
+  // The position of the node, or -1.
+  Integer IndexOf(const TVnDOMNode *ANode) const noexcept;
+  // Raises std::bad_alloc when the block cannot grow; the array is unchanged then.
+  void Insert(std::size_t AIndex, TVnDOMNode *ANode);
+  void PushBack(TVnDOMNode *ANode) { Insert(size(), ANode); }
+  void Erase(std::size_t AIndex) noexcept;
+  void Clear() noexcept;
+  void Swap(TVnDOMNodeArray &AOther) noexcept { std::swap(FBlock, AOther.FBlock); }
+  // Becomes a copy of another array.
+  void Assign(const TVnDOMNodeArray &ASource);
+  // Gives back the room the items do not use.
+  void ShrinkToFit() noexcept;
+
+ private:
+  struct TBlock {
+    std::uint32_t Count;
+    std::uint32_t Capacity;
+    TVnDOMNode *Items[1];
+  };
+  TBlock *FBlock = nullptr;
+};
 
 // ---------------------------------------------------------------------------------------------
 // Interfaces. Each interface derives from its parent interface virtually, so that an Impl that
@@ -786,16 +895,17 @@ class TVnDOMNode : public TVnDOMObject {
   virtual UnicodeString NodePathStep(bool ALocalName, const UnicodeString &AKeyAttribute);
 
   // --- non-virtual operations
-  const UnicodeString &GetLocalName() const noexcept { return FLocalName; }
-  const UnicodeString &GetPrefix() const noexcept { return FPrefix; }
+  const UnicodeString &GetLocalName() const noexcept { return FName->LocalName(); }
+  const UnicodeString &GetPrefix() const noexcept { return FName->Prefix(); }
   // Prefix, ":" and local name, or the local name alone when the prefix is empty.
-  UnicodeString GetQualifiedName() const;
+  const UnicodeString &GetQualifiedName() const noexcept { return FName->QualifiedName(); }
+  // The shared name record.
+  TVnDOMName *GetNameRecord() const noexcept { return FName.Get(); }
   TVnDOMNodeType GetNodeType() const noexcept { return FNodeType; }
   // The child list, attributes included; created on first use.
   TVnDOMNodeList *GetChildNodes();
-  // The child list if it has been created, else null: for walks that must not give every leaf a
-  // list of its own.
-  TVnDOMNodeList *ChildNodesOrNil() const noexcept { return FChildNodes; }
+  // The children as an array, for walks that need no list object.
+  const TVnDOMNodeArray &Children() const noexcept { return FChildren; }
   Integer NodeCount() const noexcept;
   bool HasChilds() const noexcept { return NodeCount() > 0; }
   TVnDOMNode *InsertBefore(TVnDOMNode *ANode, TVnDOMNode *ARefNode);
@@ -862,52 +972,44 @@ class TVnDOMNode : public TVnDOMObject {
   Integer FChildListRefs = 0;
 
  protected:
-  TVnDOMNodeList *FChildNodes = nullptr;
-  UnicodeString FLocalName;
-  UnicodeString FPrefix;
+  // The children. The list object that GetChildNodes answers is a view of this array, made on
+  // first request.
+  TVnDOMNodeArray FChildren;
+  TVnDOMNameRef FName;
 
-  // A string that is nearly always empty: one pointer wide, and no heap block until it first
-  // holds text. Clearing keeps the block, so a reference to the text stays valid.
-  class TRareString {
-   public:
-    TRareString &operator=(const UnicodeString &AValue) {
-      if (FValue) {
-        *FValue = AValue;
-      } else if (!AValue.empty()) {
-        FValue = std::make_unique<UnicodeString>(AValue);
-      }
-      return *this;
-    }
-    const UnicodeString &Get() const noexcept { return FValue ? *FValue : Empty(); }
-    bool empty() const noexcept { return !FValue || FValue->empty(); }
-    void clear() noexcept {
-      if (FValue) FValue->clear();
-    }
-
-   private:
-    static const UnicodeString &Empty() noexcept {
-      static const UnicodeString none;
-      return none;
-    }
-    std::unique_ptr<UnicodeString> FValue;
-  };
+  // Stores a name record (taking over the caller's reference), then calls SetPrefix with its
+  // prefix as SetQualifiedName does.
+  void AdoptName(TVnDOMName *AName);
+  // Store a new prefix or local name in a new record, keeping the other part.
+  void StorePrefix(const UnicodeString &APrefix);
+  void StoreLocalName(const UnicodeString &ALocalName);
 
   // The namespace URI the node keeps for itself while no parent resolves it; few nodes have one.
-  TRareString FNamespaceURI;
-  const UnicodeString &StoredNamespaceURI() const noexcept { return FNamespaceURI.Get(); }
-  void SetStoredNamespaceURI(const UnicodeString &AURI) { FNamespaceURI = AURI; }
-  void ClearStoredNamespaceURI() noexcept { FNamespaceURI.clear(); }
+  // Once it has held text the record stays, so a reference to the text stays valid.
+  const UnicodeString &StoredNamespaceURI() const noexcept;
+  void SetStoredNamespaceURI(const UnicodeString &AURI);
+  void ClearStoredNamespaceURI() noexcept;
+
+  // Put a node into the children at AIndex and take one out, counting the listings; the checks
+  // of the list (cycles) are the caller's.
+  void ChildInsert(std::size_t AIndex, TVnDOMNode *ANode);
+  void ChildErase(std::size_t AIndex) noexcept;
+  // Puts a node into the children where the child list's Add would, with its checks.
+  void AddToChildren(TVnDOMNode *ANode, TVnDOMNode *ARefNode, TVnDOMPosition APosition);
 
  private:
   friend class TVnDOMNodeListBase;
   friend class TVnDOMElement;
   friend class TVnDOMDocument;
   friend class TVnDOMParser;
-  struct TEvents;
+  // What few nodes have: the kept namespace URI, the parse events, the list object of the
+  // children. One pointer wide while no node needs it.
+  struct TRare;
+  TRare &Rare();
   // Whether the node may be destroyed while AListed child lists still list it.
   bool FreeToDestroy(Integer AListed);
   static void CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest);
-  std::unique_ptr<TEvents> FEvents;
+  std::unique_ptr<TRare> FRare;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -980,7 +1082,7 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   TVnDOMSelectMatchOption GetSelectMatchOption() override;
   TVnDOMSelectCheckOption GetSelectCheckOption() override;
 
-  Integer Count() const noexcept { return static_cast<Integer>(FList.size()); }
+  Integer Count() const noexcept { return static_cast<Integer>(FItems->size()); }
   // Raises EListError "List index out of bounds (%d)" for a bad index.
   TVnDOMNode *GetItem(Integer AIndex) const;
   TVnDOMNode *operator[](Integer AIndex) const { return GetItem(AIndex); }
@@ -1033,12 +1135,22 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   void InsertAt(Integer AIndex, TVnDOMNode *ANode);
   // Takes the item at AIndex out, without anything else.
   void RemoveAt(Integer AIndex) noexcept;
-  void CheckInsert(TVnDOMNode *ANode) const;
+  // Refuses (EVnDomException) to put ANode into AOwner's list when AOwner is ANode itself, an
+  // ancestor of it, or a node below it by the child lists.
+  static void CheckInsert(TVnDOMNode *AOwner, TVnDOMNode *ANode);
+  // Where Add(ANode, ARefNode, APosition) puts a node in AItems.
+  static Integer PlaceOf(const TVnDOMNodeArray &AItems, TVnDOMNode *ARefNode,
+                         TVnDOMPosition APosition) noexcept;
   TVnDOMNode *Owner() const noexcept;
+
+  // The items: the list's own array, or for the child list of a node the node's children.
+  TVnDOMNodeArray &Items() noexcept { return *FItems; }
+  const TVnDOMNodeArray &Items() const noexcept { return *FItems; }
 
   // Whether this is the child list of its owner.
   bool FChildList = false;
-  std::vector<TVnDOMNode *> FList;
+  TVnDOMNodeArray FOwnItems;
+  TVnDOMNodeArray *FItems = &FOwnItems;
 
  private:
   friend class TVnDOMNode;
@@ -1205,7 +1317,7 @@ class TVnDOMAttribute : public TVnDOMNode {
 
   // Whether this is a namespace declaration: "xmlns" unprefixed, or the prefix "xmlns" (ASCII
   // case ignored).
-  bool IsNamespace() const noexcept { return IsNamespaceName(FPrefix, FLocalName); }
+  bool IsNamespace() const noexcept { return IsNamespaceName(GetPrefix(), GetLocalName()); }
   // The prefix a declaration declares, empty for the default one; asserts IsNamespace.
   UnicodeString NamespacePrefix() const;
   // The declaration of the attribute's prefix on its element, or null.
@@ -1478,9 +1590,9 @@ class TVnDOMElement : public TVnDOMNode {
   template <class F>
   void ForEachOfKind(int AKind, F AFn) const {
     if (const TVnDOMNodeListBase *list = KindList(AKind)) {
-      for (TVnDOMNode *n : list->FList) AFn(n);
-    } else if (FChildNodes) {
-      for (TVnDOMNode *n : FChildNodes->FList) {
+      for (TVnDOMNode *n : list->Items()) AFn(n);
+    } else {
+      for (TVnDOMNode *n : FChildren) {
         if (KindOf(n->GetNodeType()) == AKind) AFn(n);
       }
     }
@@ -1995,6 +2107,7 @@ class TVnDOMParser : public TVnObject,
   VN_IMPLEMENTS(TVnObject, IVnSAXContentHandler, IVnSAXLexicalHandler, IVnSAXErrorHandler)
  public:
   explicit TVnDOMParser(TVnDOMNode *ADOMNode) noexcept : FDOMNode(ADOMNode) {}
+  ~TVnDOMParser() override;
 
   // Skips the units below 33, then reads XML when the next unit is "<". Any other text would be
   // JSON, which this build cannot read: EVnDomNotSupported.
@@ -2031,7 +2144,11 @@ class TVnDOMParser : public TVnObject,
 
  private:
   TVnDOMElement *CurrentElement() const;
+  // The record of a qualified name, shared by every node of the parse that bears the name; the
+  // caller gets a reference of its own.
+  TVnDOMName *NameOf(const VnXMLString &AQName);
   TVnDOMNode *FDOMNode;
+  std::unordered_map<UnicodeString, TVnDOMName *> FNames;
   DelphiInterface<IVnSAXLocator> FLocator;
   bool FInCDATA = false;
 };

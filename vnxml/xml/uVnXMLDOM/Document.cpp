@@ -43,7 +43,7 @@ TVnDOMDocument::TVnDOMDocument()
       FSelectMatchOption(DefaultSelectMatchOption),
       FSelectCheckOption(DefaultSelectCheckOption) {
   FNodeType = ntDocument;
-  FLocalName = u"#document";
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#document"));
   FDOMDocument = this;
 }
 
@@ -184,8 +184,7 @@ TVnDOMNode *TVnDOMDocument::CreateClone() {
 
 TVnDOMProcessingInstruction *TVnDOMDocument::FindProcessingInstruction(
     const UnicodeString &ATarget) {
-  if (!FChildNodes) return nullptr;
-  for (TVnDOMNode *n : FChildNodes->FList) {
+  for (TVnDOMNode *n : FChildren) {
     if (n->GetNodeType() == ntProcessingInstruction && VnSameText(n->GetQualifiedName(), ATarget))
       return static_cast<TVnDOMProcessingInstruction *>(n);
   }

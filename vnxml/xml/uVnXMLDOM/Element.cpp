@@ -63,10 +63,8 @@ TVnDOMNodeListBase *TVnDOMElement::BuildKindList(int AKind) {
       list = kinds.CharNodes = NewOwnedList<TVnDOMNodeList>(this, &SetListOwner);
       break;
   }
-  if (FChildNodes) {
-    for (TVnDOMNode *n : FChildNodes->FList) {
-      if (KindOf(n->GetNodeType()) == AKind) list->FList.push_back(n);
-    }
+  for (TVnDOMNode *n : FChildren) {
+    if (KindOf(n->GetNodeType()) == AKind) list->FOwnItems.PushBack(n);
   }
   return list;
 }
@@ -94,7 +92,7 @@ TVnDOMAttrList *TVnDOMElement::GetNamespaces() {
     TVnDOMNode *parent = ParentNode();
     if (parent && parent->GetNodeType() == ntElement) {
       if (TVnDOMAttrList *inherited = static_cast<TVnDOMElement *>(parent)->Scope()) {
-        kinds.Namespaces->FList = inherited->FList;
+        kinds.Namespaces->FOwnItems.Assign(inherited->FOwnItems);
       }
     }
   }
@@ -114,9 +112,7 @@ TVnDOMAttrList *TVnDOMElement::Scope() const noexcept {
 Integer TVnDOMElement::CountOfKind(int AKind) const noexcept {
   if (const TVnDOMNodeListBase *list = KindList(AKind)) return list->Count();
   Integer n = 0;
-  if (FChildNodes) {
-    for (TVnDOMNode *c : FChildNodes->FList) n += KindOf(c->GetNodeType()) == AKind ? 1 : 0;
-  }
+  for (TVnDOMNode *c : FChildren) n += KindOf(c->GetNodeType()) == AKind ? 1 : 0;
   return n;
 }
 
@@ -132,11 +128,10 @@ TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualified
   if (TVnDOMAttrList *attributes = AttributesOrNil()) {
     return static_cast<TVnDOMAttribute *>(attributes->Find(AQualifiedName, {soQualifiedName}));
   }
-  if (!FChildNodes) return nullptr;
   const TVnXPathCollationClass collation = GetCollation();
   UnicodeString qualified;
-  for (std::size_t i = FChildNodes->FList.size(); i-- > 0;) {
-    TVnDOMNode *n = FChildNodes->FList[i];
+  for (std::size_t i = FChildren.size(); i-- > 0;) {
+    TVnDOMNode *n = FChildren[i];
     if (n->GetNodeType() != ntAttribute) continue;
     if (n->GetPrefix().empty()) {
       if (collation->Compare(AQualifiedName, n->GetLocalName()) == 0) {
@@ -157,9 +152,8 @@ TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualified
 TVnDOMAttribute *TVnDOMElement::FindOwnNamespace(UnicodeStringView AURI) {
   if (TVnDOMAttrList *attributes = AttributesOrNil())
     return static_cast<TVnDOMAttribute *>(attributes->FindNamespace(AURI));
-  if (!FChildNodes) return nullptr;
   const TVnXPathCollationClass collation = GetCollation();
-  for (TVnDOMNode *n : FChildNodes->FList) {
+  for (TVnDOMNode *n : FChildren) {
     if (n->GetNodeType() != ntAttribute) continue;
     if (!IsNamespaceName(n->GetPrefix(), n->GetLocalName())) continue;
     if (collation->Compare(n->GetNodeValue(), AURI) == 0) return static_cast<TVnDOMAttribute *>(n);
@@ -406,7 +400,7 @@ TVnDOMNode *TVnDOMElement::NodeByName(TVnDOMNodeListBase *AList, const UnicodeSt
       return nullptr;
     case coRaise:
       // The message names this element, not the name looked for.
-      throw EVnDomNotFound(dom::cNoChildNS, {FLocalName, ANamespaceURI});
+      throw EVnDomNotFound(dom::cNoChildNS, {GetLocalName(), ANamespaceURI});
     case coCreate: {
       TVnDOMAttrList *scope = Scope();
       auto *decl =
@@ -414,7 +408,7 @@ TVnDOMNode *TVnDOMElement::NodeByName(TVnDOMNodeListBase *AList, const UnicodeSt
       if (decl) {
         // The new element is named after this element, in the declared prefix.
         const UnicodeString prefix = decl->NamespacePrefix();
-        return AddElement(prefix.empty() ? FLocalName : prefix + u':' + FLocalName);
+        return AddElement(prefix.empty() ? GetLocalName() : prefix + u':' + GetLocalName());
       }
       AddElement(ANamespaceURI, AName);
       return nullptr;
@@ -437,8 +431,7 @@ TVnDOMNode *TVnDOMElement::NodeByName(TVnDOMNodeListBase *AList, const UnicodeSt
   if (!ACreate || !AClass) throw EVnDomNotFound(dom::cNoChildNS, {local, ANamespaceURI});
   TVnDOMChangeScope scope;
   TVnDOMNode *node = MakeNode(AClass);
-  node->FLocalName = local;
-  node->FPrefix = prefix;
+  node->FName = TVnDOMNameRef(TVnDOMName::Make(prefix, local));
   try {
     AddChild(node, nullptr, rdpAfter);
   } catch (...) {
@@ -583,14 +576,14 @@ void TVnDOMElement::SetNamespaceURI(const UnicodeString &AURI) {
   bool needed;
   if (d) {
     const bool isDefault = VnSameText(d->GetLocalName(), u"xmlns");
-    needed = isDefault != FPrefix.empty();
+    needed = isDefault != GetPrefix().empty();
   } else {
     needed = FNamespaceSet;
   }
   if (!needed) return;
   TVnDOMChangeScope change;
   TVnDOMAttribute *decl =
-      AttributeByName(DeclarationName(FPrefix), {soCreate, soQualifiedName}, nullptr);
+      AttributeByName(DeclarationName(GetPrefix()), {soCreate, soQualifiedName}, nullptr);
   decl->SetNodeValue(AURI);
   FNamespace = decl;
   ClearStoredNamespaceURI();
@@ -598,12 +591,11 @@ void TVnDOMElement::SetNamespaceURI(const UnicodeString &AURI) {
 }
 
 void TVnDOMElement::SetPrefix(const UnicodeString &APrefix) {
-  FPrefix = APrefix;
+  StorePrefix(APrefix);
   TVnDOMAttrList *scope = Scope();
-  FNamespace =
-      scope && scope->Count() > 0
-          ? static_cast<TVnDOMAttribute *>(scope->Find(DeclarationName(FPrefix), {soQualifiedName}))
-          : nullptr;
+  FNamespace = scope && scope->Count() > 0 ? static_cast<TVnDOMAttribute *>(scope->Find(
+                                                 DeclarationName(GetPrefix()), {soQualifiedName}))
+                                           : nullptr;
 }
 
 void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
@@ -663,15 +655,15 @@ void TVnDOMElement::RefreshNamespaces() {
         declares = declares || static_cast<TVnDOMAttribute *>(n)->IsNamespace();
       });
       if (declares) {
-        GetNamespaces()->FList = inherited->FList;
+        GetNamespaces()->FOwnItems.Assign(inherited->FOwnItems);
       } else {
         FInheritScope = true;
       }
     }
-    if (GetCollation()->SameText(p->FPrefix, FPrefix)) {
+    if (GetCollation()->SameText(p->GetPrefix(), GetPrefix())) {
       FNamespace = p->FNamespace;
       resolve = false;
-      if (FPrefix.empty() && StoredNamespaceURI().empty() && FNamespace) {
+      if (GetPrefix().empty() && StoredNamespaceURI().empty() && FNamespace) {
         FNamespace = nullptr;
         SetNamespaceURI(UnicodeString());
       }
@@ -695,7 +687,7 @@ void TVnDOMElement::RefreshNamespaces() {
     }
     scope->Add(a, rdpLast);
   });
-  if (resolve) SetPrefix(FPrefix);
+  if (resolve) SetPrefix(GetPrefix());
   TVnDOMNode::RefreshNamespaces();
 }
 
@@ -721,7 +713,7 @@ void TVnDOMElement::RemoveCharNodes(bool AKeepCDATA) {
   GetCharNodes();
   for (Integer i = FKindLists->CharNodes->Count() - 1; i >= 0; --i) {
     if (i >= FKindLists->CharNodes->Count()) continue;
-    TVnDOMNode *n = FKindLists->CharNodes->FList[static_cast<std::size_t>(i)];
+    TVnDOMNode *n = FKindLists->CharNodes->FOwnItems[static_cast<std::size_t>(i)];
     if (AKeepCDATA && n->GetNodeType() == ntCDATA) continue;
     RemoveChild(n);
   }
@@ -761,7 +753,7 @@ void TVnDOMElement::SetInnerXML(const UnicodeString &AXML) {
     GetElements();
     for (Integer i = FKindLists->Elements->Count() - 1; i >= 0; --i) {
       if (i < FKindLists->Elements->Count())
-        RemoveChild(FKindLists->Elements->FList[static_cast<std::size_t>(i)]);
+        RemoveChild(FKindLists->Elements->FOwnItems[static_cast<std::size_t>(i)]);
     }
   }
   if (AXML.empty()) return;
@@ -799,13 +791,14 @@ Variant TVnDOMElement::GetChildElementValue(const Variant &AIndex) {
 }
 
 void TVnDOMElement::NormalizeTextNodes() {
-  if (CountOfKind(2) <= 1 || !FChildNodes) return;
+  if (CountOfKind(2) <= 1) return;
   TVnDOMChangeScope scope;
-  for (Integer i = 0; i + 1 < FChildNodes->Count(); ++i) {
+  const auto count = [this] { return static_cast<Integer>(FChildren.size()); };
+  for (Integer i = 0; i + 1 < count(); ++i) {
     for (;;) {
-      if (i + 1 >= FChildNodes->Count()) break;
-      TVnDOMNode *a = FChildNodes->FList[static_cast<std::size_t>(i)];
-      TVnDOMNode *b = FChildNodes->FList[static_cast<std::size_t>(i + 1)];
+      if (i + 1 >= count()) break;
+      TVnDOMNode *a = FChildren[static_cast<std::size_t>(i)];
+      TVnDOMNode *b = FChildren[static_cast<std::size_t>(i + 1)];
       if (a->GetNodeType() != ntText || b->GetNodeType() != ntText) break;
       a->SetNodeValue(a->GetNodeValue() + b->GetNodeValue());
       RemoveChild(b);
@@ -981,7 +974,7 @@ void TVnDOMElement::SetAsValue(const TValue &AValue) {
 void TVnDOMElement::CollectElements(TVnDOMElementList *AList, const UnicodeString &AURI,
                                     const UnicodeString &ALocalName, bool ARecursive) {
   TVnXPathCollationClass c = GetCollation();
-  if (c->SameText(GetNamespaceURI(), AURI) && c->SameText(FLocalName, ALocalName)) {
+  if (c->SameText(GetNamespaceURI(), AURI) && c->SameText(GetLocalName(), ALocalName)) {
     AList->Add(this, rdpLast);
   }
   if (!ARecursive) return;

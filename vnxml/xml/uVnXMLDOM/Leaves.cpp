@@ -24,7 +24,7 @@ void ClampRange(const UnicodeString &S, Integer &AOffset, Integer &ACount) {
 
 TVnDOMCharacterData::TVnDOMCharacterData() {
   FNodeType = ntText;
-  FLocalName = u"#text";
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#text"));
 }
 
 UnicodeString TVnDOMCharacterData::GetNodeValue() {
@@ -103,7 +103,7 @@ TVnDOMObjectImpl *TVnDOMText::CreateDOMImpl(TVnDOMObject *AOwner) {
 
 TVnDOMCDATA::TVnDOMCDATA() {
   FNodeType = ntCDATA;
-  FLocalName = u"#cdata-section";
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#cdata-section"));
 }
 
 TVnDOMObjectImpl *TVnDOMCDATA::CreateDOMImpl(TVnDOMObject *AOwner) {
@@ -120,7 +120,7 @@ void TVnDOMCDATA::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer 
 
 TVnDOMComment::TVnDOMComment() {
   FNodeType = ntComment;
-  FLocalName = u"#comment";
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#comment"));
 }
 
 TVnDOMObjectImpl *TVnDOMComment::CreateDOMImpl(TVnDOMObject *AOwner) {
@@ -156,8 +156,8 @@ void TVnDOMAttribute::SetNodeValue(const UnicodeString &AValue) {
 
 UnicodeString TVnDOMAttribute::NamespacePrefix() const {
   VN_ASSERT_AT(IsNamespace(), "xml/uVnXMLDOM", 7370);
-  if (VnSameText(FLocalName, u"xmlns")) return UnicodeString();
-  return FLocalName;
+  if (VnSameText(GetLocalName(), u"xmlns")) return UnicodeString();
+  return GetLocalName();
 }
 
 TVnDOMElement *TVnDOMAttribute::ParentElement() const noexcept {
@@ -168,7 +168,7 @@ TVnDOMElement *TVnDOMAttribute::ParentElement() const noexcept {
 
 UnicodeString TVnDOMAttribute::GetNamespaceURI() {
   if (FNamespace) return FNamespace->GetNodeValue();
-  if (FPrefix == u"xml") return dom::cXMLNamespace;
+  if (GetPrefix() == u"xml") return dom::cXMLNamespace;
   if (FParent) return UnicodeString();
   return StoredNamespaceURI();
 }
@@ -184,7 +184,7 @@ void TVnDOMAttribute::SetNamespaceURI(const UnicodeString &AURI) {
   if (FNamespaceSet && !(scope && scope->FindNamespace(StoredNamespaceURI()))) {
     TVnDOMChangeScope scope;
     auto *decl = New<TVnDOMAttribute>();
-    decl->SetQualifiedName(FPrefix.empty() ? UnicodeString(u"xmlns") : u"xmlns:" + FPrefix);
+    decl->SetQualifiedName(GetPrefix().empty() ? UnicodeString(u"xmlns") : u"xmlns:" + GetPrefix());
     decl->SetNodeValue(AURI);
     element->AddChild(decl, this, rdpBefore);
     FNamespace = decl;
@@ -204,12 +204,13 @@ void TVnDOMAttribute::LinkNamespace() {
     FNamespace = nullptr;
     return;
   }
-  const UnicodeString name = FPrefix.empty() ? UnicodeString(u"xmlns") : u"xmlns:" + FPrefix;
+  const UnicodeString name =
+      GetPrefix().empty() ? UnicodeString(u"xmlns") : u"xmlns:" + GetPrefix();
   FNamespace = static_cast<TVnDOMAttribute *>(scope->Find(name, {soQualifiedName}));
 }
 
 void TVnDOMAttribute::SetPrefix(const UnicodeString &APrefix) {
-  FPrefix = APrefix;
+  StorePrefix(APrefix);
   LinkNamespace();
 }
 
@@ -264,11 +265,7 @@ TVnDOMObjectImpl *TVnDOMAttribute::CreateDOMImpl(TVnDOMObject *AOwner) {
 
 void TVnDOMAttribute::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer &) {
   dom::WriteText(AStream, ACodePage, u" ");
-  if (!FPrefix.empty()) {
-    dom::WriteText(AStream, ACodePage, FPrefix);
-    dom::WriteText(AStream, ACodePage, u":");
-  }
-  dom::WriteText(AStream, ACodePage, FLocalName);
+  dom::WriteText(AStream, ACodePage, GetQualifiedName());
   dom::WriteText(AStream, ACodePage, u"=\"");
   dom::WriteText(AStream, ACodePage, FNodeValue);
   dom::WriteText(AStream, ACodePage, u"\"");
@@ -293,11 +290,7 @@ void TVnDOMProcessingInstruction::_SaveToStream(TStream *AStream, Word ACodePage
       dom::WriteIndent(AStream, ACodePage, ALevel);
   }
   dom::WriteText(AStream, ACodePage, u"<?");
-  if (!FPrefix.empty()) {
-    dom::WriteText(AStream, ACodePage, FPrefix);
-    dom::WriteText(AStream, ACodePage, u":");
-  }
-  dom::WriteText(AStream, ACodePage, FLocalName);
+  dom::WriteText(AStream, ACodePage, GetQualifiedName());
   if (!FData.empty()) {
     dom::WriteText(AStream, ACodePage, u" ");
     dom::WriteText(AStream, ACodePage, FData);

@@ -34,11 +34,8 @@ bool TVnDOMNodeListIterator::operator==(std::default_sentinel_t) const noexcept 
 // ---------------------------------------------------------------------------------------------
 // TVnDOMNodeListBase
 
-TVnDOMNodeListBase::~TVnDOMNodeListBase() {
-  if (FChildList) {
-    for (TVnDOMNode *node : FList) --node->FChildListRefs;
-  }
-}
+// The child list is a view of its owner's children, which the owner counts and frees.
+TVnDOMNodeListBase::~TVnDOMNodeListBase() = default;
 
 void TVnDOMNodeListBase::BeforeDestruction() {
   if (FParent && !FParent->Destroying()) throw EVnDomException(dom::cOwnedList);
@@ -70,20 +67,18 @@ TVnDOMNode *TVnDOMNodeListBase::Owner() const noexcept {
 
 TVnDOMNode *TVnDOMNodeListBase::GetItem(Integer AIndex) const {
   if (AIndex < 0 || AIndex >= Count()) throw EListError(dom::cListIndex, {AIndex});
-  return FList[static_cast<std::size_t>(AIndex)];
+  return Items()[static_cast<std::size_t>(AIndex)];
 }
 
 Integer TVnDOMNodeListBase::IndexOf(TVnDOMNode *ANode) const noexcept {
-  auto it = std::find(FList.begin(), FList.end(), ANode);
-  return it == FList.end() ? -1 : static_cast<Integer>(it - FList.begin());
+  return Items().IndexOf(ANode);
 }
 
-void TVnDOMNodeListBase::CheckInsert(TVnDOMNode *ANode) const {
+void TVnDOMNodeListBase::CheckInsert(TVnDOMNode *AOwner, TVnDOMNode *ANode) {
   if (!ANode) throw EArgumentNilException(dom::cNilNode);
-  TVnDOMNode *owner = Owner();
-  if (!owner) return;
+  if (!AOwner) return;
   // The node must not become its own ancestor by the parent links ...
-  for (TVnDOMObject *p = owner; p; p = p->GetParent()) {
+  for (TVnDOMObject *p = AOwner; p; p = p->GetParent()) {
     if (p == ANode) throw EVnDomException(dom::cCycle);
   }
   // ... nor by the child lists, which may differ from the parent links when lists have been
@@ -93,32 +88,50 @@ void TVnDOMNodeListBase::CheckInsert(TVnDOMNode *ANode) const {
   while (!pending.empty()) {
     TVnDOMNode *n = pending.back();
     pending.pop_back();
-    for (TVnDOMNode *child : n->FChildNodes->FList) {
-      if (child == owner) throw EVnDomException(dom::cCycle);
+    for (TVnDOMNode *child : n->FChildren) {
+      if (child == AOwner) throw EVnDomException(dom::cCycle);
       if (child->NodeCount() > 0) pending.push_back(child);
     }
   }
 }
 
+Integer TVnDOMNodeListBase::PlaceOf(const TVnDOMNodeArray &AItems, TVnDOMNode *ARefNode,
+                                    TVnDOMPosition APosition) noexcept {
+  const Integer count = static_cast<Integer>(AItems.size());
+  switch (APosition) {
+    case rdpFirst:
+      return 0;
+    case rdpLast:
+      return count;
+    default:
+      break;
+  }
+  const Integer i = ARefNode ? AItems.IndexOf(ARefNode) : -1;
+  if (i >= 0) return APosition == rdpBefore ? i : i + 1;
+  return APosition == rdpBefore ? 0 : count;
+}
+
 void TVnDOMNodeListBase::InsertAt(Integer AIndex, TVnDOMNode *ANode) {
-  CheckInsert(ANode);
-  // The smallest heap block holds three pointers as well as one: start there, and save the
-  // first two regrowths of a list that gets a few nodes.
-  if (FList.capacity() == 0) FList.reserve(3);
-  FList.insert(FList.begin() + AIndex, ANode);
-  if (FChildList) ++ANode->FChildListRefs;
+  CheckInsert(Owner(), ANode);
+  if (FChildList) {
+    Owner()->ChildInsert(static_cast<std::size_t>(AIndex), ANode);
+  } else {
+    FOwnItems.Insert(static_cast<std::size_t>(AIndex), ANode);
+  }
 }
 
 void TVnDOMNodeListBase::RemoveAt(Integer AIndex) noexcept {
-  TVnDOMNode *node = FList[static_cast<std::size_t>(AIndex)];
-  FList.erase(FList.begin() + AIndex);
-  if (FChildList) --node->FChildListRefs;
+  if (FChildList) {
+    Owner()->ChildErase(static_cast<std::size_t>(AIndex));
+  } else {
+    FOwnItems.Erase(static_cast<std::size_t>(AIndex));
+  }
 }
 
 void TVnDOMNodeListBase::Clear() {
-  if (FList.empty()) return;
-  std::vector<TVnDOMNode *> items;
-  items.swap(FList);
+  if (Items().empty()) return;
+  TVnDOMNodeArray items;
+  items.Swap(Items());
   if (!FChildList) return;
   for (TVnDOMNode *node : items) --node->FChildListRefs;
   TVnDOMNode *owner = Owner();
@@ -129,20 +142,7 @@ void TVnDOMNodeListBase::Clear() {
 }
 
 void TVnDOMNodeListBase::Add(TVnDOMNode *ANode, TVnDOMNode *ARefNode, TVnDOMPosition APosition) {
-  switch (APosition) {
-    case rdpFirst:
-      InsertAt(0, ANode);
-      break;
-    case rdpLast:
-      InsertAt(Count(), ANode);
-      break;
-    default:
-      if (ARefNode) {
-        Add(ANode, APosition, ARefNode);
-      } else {
-        InsertAt(APosition == rdpBefore ? 0 : Count(), ANode);
-      }
-  }
+  InsertAt(PlaceOf(Items(), ARefNode, APosition), ANode);
 }
 
 void TVnDOMNodeListBase::Add(TVnDOMNode *ANode, TVnDOMPosition APosition) {
@@ -174,24 +174,24 @@ TVnDOMNode *TVnDOMNodeListBase::Delete(TVnDOMNode *ANode) {
 }
 
 TVnDOMNode *TVnDOMNodeListBase::First() const {
-  if (FList.empty()) throw EVnDomNotFound(dom::cNoFirstNode);
-  return FList.front();
+  if (Items().empty()) throw EVnDomNotFound(dom::cNoFirstNode);
+  return Items().front();
 }
 
 TVnDOMNode *TVnDOMNodeListBase::Last() const {
-  if (FList.empty()) throw EVnDomNotFound(dom::cNoFirstNode);
-  return FList.back();
+  if (Items().empty()) throw EVnDomNotFound(dom::cNoFirstNode);
+  return Items().back();
 }
 
 TVnDOMNode *TVnDOMNodeListBase::Next(TVnDOMNode *ANode) const {
   const Integer i = IndexOf(ANode) + 1;
-  return i < Count() ? FList[static_cast<std::size_t>(i)] : nullptr;
+  return i < Count() ? Items()[static_cast<std::size_t>(i)] : nullptr;
 }
 
 TVnDOMNode *TVnDOMNodeListBase::Previous(TVnDOMNode *ANode) const {
   const Integer i = IndexOf(ANode);
   if (i < 0) throw EListError(dom::cNotInList);
-  return i == 0 ? nullptr : FList[static_cast<std::size_t>(i - 1)];
+  return i == 0 ? nullptr : Items()[static_cast<std::size_t>(i - 1)];
 }
 
 TVnDOMNode *TVnDOMNodeListBase::Find(const UnicodeString &AName, TVnDOMSelectOptions AOptions) {
@@ -208,7 +208,7 @@ TVnDOMNode *TVnDOMNodeListBase::Find(const UnicodeString &AName, TVnDOMSelectOpt
                                              : GetCollation();
   UnicodeString qualified;
   for (Integer i = Count() - 1; i >= 0; --i) {
-    TVnDOMNode *node = FList[static_cast<std::size_t>(i)];
+    TVnDOMNode *node = Items()[static_cast<std::size_t>(i)];
     if (local || node->GetPrefix().empty()) {
       if (collation->Compare(AName, node->GetLocalName()) == 0) return node;
     } else {
@@ -225,7 +225,7 @@ TVnDOMNode *TVnDOMNodeListBase::Find(const UnicodeString &AName, TVnDOMSelectOpt
 TVnDOMNode *TVnDOMNodeListBase::Find(UnicodeStringView AURI, UnicodeStringView AName) {
   const TVnXPathCollationClass collation = GetCollation();
   for (Integer i = Count() - 1; i >= 0; --i) {
-    TVnDOMNode *node = FList[static_cast<std::size_t>(i)];
+    TVnDOMNode *node = Items()[static_cast<std::size_t>(i)];
     if (collation->Compare(node->GetLocalName(), AName) != 0) continue;
     if (AURI.empty() || collation->Compare(node->GetNamespaceURI(), AURI) == 0) return node;
   }
@@ -329,7 +329,7 @@ TVnDOMObjectImpl *TVnDOMElementList::CreateDOMImpl(TVnDOMObject *AOwner) {
 
 TVnDOMNode *TVnDOMAttrList::FindNamespace(UnicodeStringView AURI) {
   const TVnXPathCollationClass collation = GetCollation();
-  for (TVnDOMNode *node : FList) {
+  for (TVnDOMNode *node : Items()) {
     if (node->GetNodeType() != ntAttribute) continue;
     if (!TVnDOMNode::IsNamespaceName(node->GetPrefix(), node->GetLocalName())) continue;
     // A plain attribute whose stored text holds no reference reads back as that text: compare

@@ -1,16 +1,139 @@
 // TVnDOMNode: names, children, values, paths, copies and the destruction of a node.
 #include <algorithm>
+#include <cstring>
+#include <new>
 #include <utility>
 
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
 
 namespace vn {
 
-struct TVnDOMNode::TEvents {
+struct TVnDOMNode::TRare {
+  UnicodeString NamespaceURI;
   TVnDOMParseError Warning;
   TVnDOMParseError Error;
   TVnDOMParseError FatalError;
+  TVnDOMNodeList *ChildList = nullptr;
 };
+
+// --- names
+
+TVnDOMName::TVnDOMName(UnicodeStringView APrefix, UnicodeStringView ALocalName, bool AFixed)
+    : FFixed(AFixed), FPrefix(APrefix), FLocalName(ALocalName) {
+  if (!FPrefix.empty()) {
+    FQualifiedName.reserve(FPrefix.size() + 1 + FLocalName.size());
+    FQualifiedName += FPrefix;
+    FQualifiedName += u':';
+    FQualifiedName += FLocalName;
+  }
+}
+
+TVnDOMName *TVnDOMName::Make(UnicodeStringView APrefix, UnicodeStringView ALocalName) {
+  if (APrefix.empty() && ALocalName.empty()) return Empty();
+  return new TVnDOMName(APrefix, ALocalName, false);
+}
+
+TVnDOMName *TVnDOMName::MakeQualified(UnicodeStringView AQualifiedName) {
+  const std::size_t colon = AQualifiedName.find(u':');
+  if (colon == UnicodeStringView::npos) return Make(UnicodeStringView(), AQualifiedName);
+  return Make(AQualifiedName.substr(0, colon), AQualifiedName.substr(colon + 1));
+}
+
+TVnDOMName *TVnDOMName::Empty() noexcept {
+  static TVnDOMName *const none = new TVnDOMName(UnicodeStringView(), UnicodeStringView(), true);
+  return none;
+}
+
+TVnDOMName *TVnDOMName::Fixed(const char16_t *AName) noexcept {
+  // The fixed names are few and known: a record each, made once and never freed.
+  static TVnDOMName *const text = new TVnDOMName(UnicodeStringView(), u"#text", true);
+  static TVnDOMName *const cdata = new TVnDOMName(UnicodeStringView(), u"#cdata-section", true);
+  static TVnDOMName *const comment = new TVnDOMName(UnicodeStringView(), u"#comment", true);
+  static TVnDOMName *const document = new TVnDOMName(UnicodeStringView(), u"#document", true);
+  const UnicodeStringView name(AName);
+  if (name == text->LocalName()) return text;
+  if (name == cdata->LocalName()) return cdata;
+  if (name == comment->LocalName()) return comment;
+  VN_ASSERT_AT(name == document->LocalName(), "xml/uVnXMLDOM", 0);
+  return document;
+}
+
+// --- the children array
+
+Integer TVnDOMNodeArray::IndexOf(const TVnDOMNode *ANode) const noexcept {
+  const std::size_t n = size();
+  for (std::size_t i = 0; i < n; ++i) {
+    if (FBlock->Items[i] == ANode) return static_cast<Integer>(i);
+  }
+  return -1;
+}
+
+namespace {
+
+std::size_t BlockBytes(std::size_t ACapacity) noexcept {
+  return 2 * sizeof(std::uint32_t) + ACapacity * sizeof(TVnDOMNode *);
+}
+
+}  // namespace
+
+void TVnDOMNodeArray::Insert(std::size_t AIndex, TVnDOMNode *ANode) {
+  const std::size_t n = size();
+  if (!FBlock || n == FBlock->Capacity) {
+    if (n >= 0x7FFFFFFFu) throw std::bad_alloc();
+    // One block of 32 bytes holds three items; then the room doubles.
+    const std::size_t capacity = n == 0 ? 3 : 2 * n + 1;
+    auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(capacity)));
+    if (!block) throw std::bad_alloc();
+    if (!FBlock) block->Count = 0;
+    block->Capacity = static_cast<std::uint32_t>(capacity);
+    FBlock = block;
+  }
+  TVnDOMNode **items = FBlock->Items;
+  if (AIndex < n) std::memmove(items + AIndex + 1, items + AIndex, (n - AIndex) * sizeof(*items));
+  items[AIndex] = ANode;
+  ++FBlock->Count;
+}
+
+void TVnDOMNodeArray::Erase(std::size_t AIndex) noexcept {
+  TVnDOMNode **items = FBlock->Items;
+  const std::size_t n = FBlock->Count;
+  std::memmove(items + AIndex, items + AIndex + 1, (n - AIndex - 1) * sizeof(*items));
+  --FBlock->Count;
+}
+
+void TVnDOMNodeArray::Clear() noexcept {
+  std::free(FBlock);
+  FBlock = nullptr;
+}
+
+void TVnDOMNodeArray::ShrinkToFit() noexcept {
+  if (!FBlock || FBlock->Count == FBlock->Capacity) return;
+  if (FBlock->Count == 0) {
+    Clear();
+    return;
+  }
+  if (auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(FBlock->Count)))) {
+    block->Capacity = block->Count;
+    FBlock = block;
+  }
+}
+
+void TVnDOMNodeArray::Assign(const TVnDOMNodeArray &ASource) {
+  if (&ASource == this) return;
+  if (ASource.empty()) {
+    Clear();
+    return;
+  }
+  const std::size_t n = ASource.size();
+  if (!FBlock || FBlock->Capacity < n) {
+    auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(n)));
+    if (!block) throw std::bad_alloc();
+    block->Capacity = static_cast<std::uint32_t>(n);
+    FBlock = block;
+  }
+  std::memcpy(FBlock->Items, ASource.FBlock->Items, n * sizeof(TVnDOMNode *));
+  FBlock->Count = static_cast<std::uint32_t>(n);
+}
 
 namespace {
 
@@ -24,8 +147,45 @@ const TVnDOMParseError &NoEvent() noexcept {
 TVnDOMNode::TVnDOMNode() = default;
 
 TVnDOMNode::~TVnDOMNode() {
-  // The list is empty after a destruction through Free; whatever it still holds stays alive.
-  delete FChildNodes;
+  // The children are gone after a destruction through Free; whatever the array still holds
+  // stays alive, no longer listed here.
+  for (TVnDOMNode *child : FChildren) --child->FChildListRefs;
+  if (FRare) delete FRare->ChildList;
+}
+
+TVnDOMNode::TRare &TVnDOMNode::Rare() {
+  if (!FRare) FRare = std::make_unique<TRare>();
+  return *FRare;
+}
+
+const UnicodeString &TVnDOMNode::StoredNamespaceURI() const noexcept {
+  static const UnicodeString none;
+  return FRare ? FRare->NamespaceURI : none;
+}
+
+void TVnDOMNode::SetStoredNamespaceURI(const UnicodeString &AURI) {
+  if (FRare || !AURI.empty()) Rare().NamespaceURI = AURI;
+}
+
+void TVnDOMNode::ClearStoredNamespaceURI() noexcept {
+  if (FRare) FRare->NamespaceURI.clear();
+}
+
+void TVnDOMNode::ChildInsert(std::size_t AIndex, TVnDOMNode *ANode) {
+  FChildren.Insert(AIndex, ANode);
+  ++ANode->FChildListRefs;
+}
+
+void TVnDOMNode::AddToChildren(TVnDOMNode *ANode, TVnDOMNode *ARefNode, TVnDOMPosition APosition) {
+  TVnDOMNodeListBase::CheckInsert(this, ANode);
+  ChildInsert(static_cast<std::size_t>(TVnDOMNodeListBase::PlaceOf(FChildren, ARefNode, APosition)),
+              ANode);
+}
+
+void TVnDOMNode::ChildErase(std::size_t AIndex) noexcept {
+  TVnDOMNode *node = FChildren[AIndex];
+  FChildren.Erase(AIndex);
+  --node->FChildListRefs;
 }
 
 void TVnDOMNode::BeforeDestruction() {
@@ -79,19 +239,27 @@ void TVnDOMNode::SetNodeValue(const UnicodeString &) {
 }
 
 void TVnDOMNode::SetPrefix(const UnicodeString &APrefix) {
-  FPrefix = APrefix;
+  StorePrefix(APrefix);
 }
 
 void TVnDOMNode::SetQualifiedName(const UnicodeString &AName) {
-  const std::size_t colon = AName.find(u':');
-  UnicodeString prefix;
-  if (colon == UnicodeString::npos) {
-    FLocalName = AName;
-  } else {
-    prefix.assign(AName, 0, colon);
-    FLocalName.assign(AName, colon + 1);
-  }
-  SetPrefix(prefix);
+  AdoptName(TVnDOMName::MakeQualified(AName));
+}
+
+void TVnDOMNode::AdoptName(TVnDOMName *AName) {
+  FName = TVnDOMNameRef(AName);
+  // The record lives while the node holds it, so its prefix can be passed by reference.
+  SetPrefix(AName->Prefix());
+}
+
+void TVnDOMNode::StorePrefix(const UnicodeString &APrefix) {
+  if (APrefix == FName->Prefix()) return;
+  FName = TVnDOMNameRef(TVnDOMName::Make(APrefix, FName->LocalName()));
+}
+
+void TVnDOMNode::StoreLocalName(const UnicodeString &ALocalName) {
+  if (ALocalName == FName->LocalName()) return;
+  FName = TVnDOMNameRef(TVnDOMName::Make(FName->Prefix(), ALocalName));
 }
 
 void TVnDOMNode::SetInnerXML(const UnicodeString &) {
@@ -99,8 +267,7 @@ void TVnDOMNode::SetInnerXML(const UnicodeString &) {
 }
 
 void TVnDOMNode::RefreshNamespaces() {
-  if (!FChildNodes) return;
-  for (Integer i = 0; i < FChildNodes->Count(); ++i) FChildNodes->FList[i]->RefreshNamespaces();
+  for (std::size_t i = 0; i < FChildren.size(); ++i) FChildren[i]->RefreshNamespaces();
 }
 
 void TVnDOMNode::_SaveToStream(TStream *, Word, bool, Integer &) {}
@@ -138,16 +305,15 @@ void TVnDOMNode::SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormat
 
 void TVnDOMNode::Clear() {
   TVnDOMChangeScope scope;
-  if (!FChildNodes) return;
   // Removing one child may take out an earlier occurrence of it, so the index is brought back
   // within the list at every step.
-  for (Integer i = FChildNodes->Count() - 1; i >= 0;
-       i = std::min(i - 1, FChildNodes->Count() - 1)) {
-    TVnDOMNode *child = FChildNodes->FList[i];
+  const auto count = [this] { return static_cast<Integer>(FChildren.size()); };
+  for (Integer i = count() - 1; i >= 0; i = std::min(i - 1, count() - 1)) {
+    TVnDOMNode *child = FChildren[static_cast<std::size_t>(i)];
     if (child->FreeToDestroy(1)) {
       // Only a node that is being destroyed, or a node listed here without being a child, gets
       // here; it leaves the list before it goes, so that no list names a destroyed node.
-      FChildNodes->RemoveAt(i);
+      ChildErase(static_cast<std::size_t>(i));
       child->Free();
     } else {
       RemoveChild(child);
@@ -156,9 +322,8 @@ void TVnDOMNode::Clear() {
 }
 
 void TVnDOMNode::CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest) {
-  if (!ASource->FChildNodes) return;
-  for (Integer i = 0; i < ASource->FChildNodes->Count(); ++i) {
-    TVnDOMNode *child = ASource->FChildNodes->FList[i];
+  for (std::size_t i = 0; i < ASource->FChildren.size(); ++i) {
+    TVnDOMNode *child = ASource->FChildren[i];
     TVnDOMNode *copy = child->CreateClone();
     try {
       ADest->AddChild(copy, nullptr, rdpAfter);
@@ -203,7 +368,7 @@ TVnDOMNode *TVnDOMNode::AddChild(TVnDOMNode *ANode, TVnDOMNode *ARefNode,
                                  TVnDOMPosition APosition) {
   TVnDOMChangeScope scope;
   if (!ANode) throw EArgumentNilException(dom::cNilNode);
-  GetChildNodes()->Add(ANode, ARefNode, APosition);
+  AddToChildren(ANode, ARefNode, APosition);
   ANode->SetParentNode(this);
   return ANode;
 }
@@ -214,9 +379,9 @@ void TVnDOMNode::RemoveChild(TVnDOMNode *ANode) {
   ANode->SetParentNode(nullptr);
   // A node that no child list holds any more (Clear takes children out before it frees them)
   // needs no search.
-  if (FChildNodes && ANode->FChildListRefs > 0) {
-    const Integer i = FChildNodes->IndexOf(ANode);
-    if (i >= 0) FChildNodes->RemoveAt(i);
+  if (ANode->FChildListRefs > 0) {
+    const Integer i = FChildren.IndexOf(ANode);
+    if (i >= 0) ChildErase(static_cast<std::size_t>(i));
   }
   if (ANode->CanAutoDestroy()) ANode->Free();
 }
@@ -242,34 +407,26 @@ bool TVnDOMNode::HasAttributes() {
 UnicodeString TVnDOMNode::NodePathStep(bool ALocalName, const UnicodeString &) {
   UnicodeString step;
   if (FNodeType == ntAttribute) step += u'@';
-  step += ALocalName ? FLocalName : GetQualifiedName();
+  step += ALocalName ? GetLocalName() : GetQualifiedName();
   return step;
 }
 
 // --- non-virtual operations
 
-UnicodeString TVnDOMNode::GetQualifiedName() const {
-  if (FPrefix.empty()) return FLocalName;
-  UnicodeString r;
-  r.reserve(FPrefix.size() + 1 + FLocalName.size());
-  r += FPrefix;
-  r += u':';
-  r += FLocalName;
-  return r;
-}
-
 TVnDOMNodeList *TVnDOMNode::GetChildNodes() {
-  if (!FChildNodes) {
+  TRare &rare = Rare();
+  if (!rare.ChildList) {
     TVnDOMNodeList *list = New<TVnDOMNodeList>();
     SetListOwner(list, this);
     list->FChildList = true;
-    FChildNodes = list;
+    list->FItems = &FChildren;
+    rare.ChildList = list;
   }
-  return FChildNodes;
+  return rare.ChildList;
 }
 
 Integer TVnDOMNode::NodeCount() const noexcept {
-  return FChildNodes ? FChildNodes->Count() : 0;
+  return static_cast<Integer>(FChildren.size());
 }
 
 TVnDOMNode *TVnDOMNode::InsertBefore(TVnDOMNode *ANode, TVnDOMNode *ARefNode) {
@@ -283,12 +440,21 @@ TVnDOMNode *TVnDOMNode::ParentNode() const noexcept {
 
 TVnDOMNode *TVnDOMNode::NextSibling() {
   TVnDOMNode *parent = ParentNode();
-  return parent ? parent->GetChildNodes()->Next(this) : nullptr;
+  if (!parent) return nullptr;
+  const TVnDOMNodeArray &siblings = parent->FChildren;
+  // A node not in the list gives the first item, as the list's Next does.
+  const std::size_t i = static_cast<std::size_t>(siblings.IndexOf(this) + 1);
+  return i < siblings.size() ? siblings[i] : nullptr;
 }
 
 TVnDOMNode *TVnDOMNode::PreviousSibling() {
   TVnDOMNode *parent = ParentNode();
-  return parent ? parent->GetChildNodes()->Previous(this) : nullptr;
+  if (!parent) return nullptr;
+  const TVnDOMNodeArray &siblings = parent->FChildren;
+  // As the list's Previous: a node not in the list raises.
+  const Integer i = siblings.IndexOf(this);
+  if (i < 0) throw EListError(dom::cNotInList);
+  return i == 0 ? nullptr : siblings[static_cast<std::size_t>(i - 1)];
 }
 
 UnicodeString TVnDOMNode::GetXML() {
@@ -352,45 +518,42 @@ TVnDOMNodeList *TVnDOMNode::CreateNodeList(const UnicodeString &, TVnDOMSelectOp
 // --- parse notifications
 
 const TVnDOMParseError &TVnDOMNode::GetOnParseWarning() const noexcept {
-  return FEvents ? FEvents->Warning : NoEvent();
+  return FRare ? FRare->Warning : NoEvent();
 }
 
 const TVnDOMParseError &TVnDOMNode::GetOnParseError() const noexcept {
-  return FEvents ? FEvents->Error : NoEvent();
+  return FRare ? FRare->Error : NoEvent();
 }
 
 const TVnDOMParseError &TVnDOMNode::GetOnParseFatalError() const noexcept {
-  return FEvents ? FEvents->FatalError : NoEvent();
+  return FRare ? FRare->FatalError : NoEvent();
 }
 
 void TVnDOMNode::SetOnParseWarning(TVnDOMParseError AEvent) {
-  if (!FEvents) FEvents = std::make_unique<TEvents>();
-  FEvents->Warning = std::move(AEvent);
+  Rare().Warning = std::move(AEvent);
 }
 
 void TVnDOMNode::SetOnParseError(TVnDOMParseError AEvent) {
-  if (!FEvents) FEvents = std::make_unique<TEvents>();
-  FEvents->Error = std::move(AEvent);
+  Rare().Error = std::move(AEvent);
 }
 
 void TVnDOMNode::SetOnParseFatalError(TVnDOMParseError AEvent) {
-  if (!FEvents) FEvents = std::make_unique<TEvents>();
-  FEvents->FatalError = std::move(AEvent);
+  Rare().FatalError = std::move(AEvent);
 }
 
 void TVnDOMNode::DoDOMParseWarning(IVnSAXLocator *ALocator, const UnicodeString &AMessage,
                                    bool &AHandled) {
-  if (FEvents && FEvents->Warning) FEvents->Warning(ALocator, AMessage, AHandled);
+  if (FRare && FRare->Warning) FRare->Warning(ALocator, AMessage, AHandled);
 }
 
 void TVnDOMNode::DoDOMParseError(IVnSAXLocator *ALocator, const UnicodeString &AMessage,
                                  bool &AHandled) {
-  if (FEvents && FEvents->Error) FEvents->Error(ALocator, AMessage, AHandled);
+  if (FRare && FRare->Error) FRare->Error(ALocator, AMessage, AHandled);
 }
 
 void TVnDOMNode::DoDOMParseFatalError(IVnSAXLocator *ALocator, const UnicodeString &AMessage,
                                       bool &AHandled) {
-  if (FEvents && FEvents->FatalError) FEvents->FatalError(ALocator, AMessage, AHandled);
+  if (FRare && FRare->FatalError) FRare->FatalError(ALocator, AMessage, AHandled);
 }
 
 TVnDOMNodeImpl *TVnDOMNode::DOMNodeImpl() const noexcept {
@@ -413,8 +576,7 @@ void TVnDOMNode::SetDOMImpl(TVnDOMObjectImpl *AImpl) {
 
 void TVnDOMNode::SetDOMDocument(TVnDOMNode *ADocument) {
   TVnDOMObject::SetDOMDocument(ADocument);
-  if (!FChildNodes) return;
-  for (TVnDOMNode *child : FChildNodes->FList) child->SetDOMDocument(ADocument);
+  for (TVnDOMNode *child : FChildren) child->SetDOMDocument(ADocument);
 }
 
 void TVnDOMNode::SetParentNode(TVnDOMObject *AParent) {

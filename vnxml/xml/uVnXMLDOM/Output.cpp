@@ -164,11 +164,7 @@ void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormat
     dom::WriteIndent(AStream, ACodePage, ALevel);
   }
   dom::WriteText(AStream, ACodePage, u"<");
-  if (!FPrefix.empty()) {
-    dom::WriteText(AStream, ACodePage, FPrefix);
-    dom::WriteText(AStream, ACodePage, u":");
-  }
-  dom::WriteText(AStream, ACodePage, FLocalName);
+  dom::WriteText(AStream, ACodePage, GetQualifiedName());
   ForEachOfKind(0,
                 [&](TVnDOMNode *a) { a->_SaveToStream(AStream, ACodePage, AFormatted, ALevel); });
   const bool hasElements = CountOfKind(1) > 0;
@@ -178,7 +174,7 @@ void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormat
   }
   dom::WriteText(AStream, ACodePage, u">");
   ++ALevel;
-  for (TVnDOMNode *child : FChildNodes->FList) {
+  for (TVnDOMNode *child : FChildren) {
     if (child->GetNodeType() != ntAttribute) {
       child->_SaveToStream(AStream, ACodePage, AFormatted, ALevel);
     }
@@ -189,18 +185,13 @@ void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormat
     dom::WriteIndent(AStream, ACodePage, ALevel);
   }
   dom::WriteText(AStream, ACodePage, u"</");
-  if (!FPrefix.empty()) {
-    dom::WriteText(AStream, ACodePage, FPrefix);
-    dom::WriteText(AStream, ACodePage, u":");
-  }
-  dom::WriteText(AStream, ACodePage, FLocalName);
+  dom::WriteText(AStream, ACodePage, GetQualifiedName());
   dom::WriteText(AStream, ACodePage, u">");
 }
 
 void TVnDOMDocument::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
                                    Integer &ALevel) {
-  if (!FChildNodes) return;
-  for (TVnDOMNode *child : FChildNodes->FList) {
+  for (TVnDOMNode *child : FChildren) {
     child->_SaveToStream(AStream, ACodePage, AFormatted, ALevel);
   }
 }

@@ -53,6 +53,25 @@ void TVnDOMParser::Parse(TStream *AStream, Word ACodePage) {
   reader->Free();
 }
 
+TVnDOMParser::~TVnDOMParser() {
+  for (auto &entry : FNames) entry.second->Release();
+}
+
+TVnDOMName *TVnDOMParser::NameOf(const VnXMLString &AQName) {
+  auto it = FNames.find(AQName);
+  if (it == FNames.end()) {
+    TVnDOMName *name = TVnDOMName::MakeQualified(AQName);
+    try {
+      it = FNames.emplace(AQName, name).first;
+    } catch (...) {
+      name->Release();
+      throw;
+    }
+  }
+  it->second->AddRef();
+  return it->second;
+}
+
 TVnDOMElement *TVnDOMParser::CurrentElement() const {
   return As<TVnDOMElement>(FDOMNode);
 }
@@ -61,11 +80,18 @@ void TVnDOMParser::StartElement(const VnXMLString &ANamespaceURI, const VnXMLStr
                                 const VnXMLString &AQName, IVnSAXAttributes *AAttributes) {
   auto *e = New<TVnDOMElement>();
   try {
-    e->SetQualifiedName(AQName);
+    e->AdoptName(NameOf(AQName));
     if (AAttributes) {
       for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next) {
-        TVnDOMAttribute *attr = e->AddAttribute(a->QName);
-        attr->SetStoredValue(a->Value);
+        auto *attr = New<TVnDOMAttribute>();
+        try {
+          attr->AdoptName(NameOf(a->QName));
+          attr->SetStoredValue(a->Value);
+          e->AddChild(attr, nullptr, rdpLast);
+        } catch (...) {
+          if (!attr->GetParent()) attr->Free();
+          throw;
+        }
         // The namespace shortcut: the declaration of the element's own URI is linked at once.
         if (attr->IsNamespace() && attr->GetNodeValue() == ANamespaceURI) {
           e->FNamespace = attr;
