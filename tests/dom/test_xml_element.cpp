@@ -379,9 +379,9 @@ namespace {
 TEST(XmlElement, RenamingOneOfManyLeavesTheOthers) {
   Doc d = Load(u"<r xmlns:p=\"urn:p\"><p:b k=\"1\"/><p:b k=\"2\"/><p:b k=\"3\"/></r>");
   TVnDOMElement *r = d->GetRootNode();
-  auto *first = static_cast<TVnDOMElement *>(r->GetElements()->GetItem(0));
-  auto *second = static_cast<TVnDOMElement *>(r->GetElements()->GetItem(1));
-  auto *third = static_cast<TVnDOMElement *>(r->GetElements()->GetItem(2));
+  TVnDOMElement *first = r->FirstElement();
+  TVnDOMElement *second = first->NextElement();
+  TVnDOMElement *third = second->NextElement();
   EXPECT_EQ(first->GetNameRecord(), second->GetNameRecord());
   first->SetPrefix(u"q");
   second->SetQualifiedName(u"other");

@@ -1009,6 +1009,8 @@ class TVnDOMNode : public TVnDOMObject {
   // Whether the node may be destroyed while AListed child lists still list it.
   bool FreeToDestroy(Integer AListed);
   static void CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest);
+  // Whether the node is of one of the library's element or leaf classes, not a derived one.
+  static bool OwnLeafOrElement(const TVnDOMNode *ANode) noexcept;
   std::unique_ptr<TRare> FRare;
 };
 
@@ -2149,6 +2151,8 @@ class TVnDOMParser : public TVnObject,
   TVnDOMName *NameOf(const VnXMLString &AQName);
   TVnDOMNode *FDOMNode;
   std::unordered_map<UnicodeString, TVnDOMName *> FNames;
+  // The names met last, by a cheap hash of the text, in front of the map; the map holds them.
+  TVnDOMName *FRecent[64] = {};
   DelphiInterface<IVnSAXLocator> FLocator;
   bool FInCDATA = false;
 };

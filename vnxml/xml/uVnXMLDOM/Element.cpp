@@ -129,21 +129,11 @@ TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualified
     return static_cast<TVnDOMAttribute *>(attributes->Find(AQualifiedName, {soQualifiedName}));
   }
   const TVnXPathCollationClass collation = GetCollation();
-  UnicodeString qualified;
   for (std::size_t i = FChildren.size(); i-- > 0;) {
     TVnDOMNode *n = FChildren[i];
     if (n->GetNodeType() != ntAttribute) continue;
-    if (n->GetPrefix().empty()) {
-      if (collation->Compare(AQualifiedName, n->GetLocalName()) == 0) {
-        return static_cast<TVnDOMAttribute *>(n);
-      }
-    } else {
-      qualified.assign(n->GetPrefix());
-      qualified += u':';
-      qualified += n->GetLocalName();
-      if (collation->Compare(AQualifiedName, qualified) == 0) {
-        return static_cast<TVnDOMAttribute *>(n);
-      }
+    if (collation->Compare(AQualifiedName, n->GetQualifiedName()) == 0) {
+      return static_cast<TVnDOMAttribute *>(n);
     }
   }
   return nullptr;

@@ -206,17 +206,10 @@ TVnDOMNode *TVnDOMNodeListBase::Find(const UnicodeString &AName, TVnDOMSelectOpt
       AOptions.Contains(soCaseSensitive)     ? TVnXPathCollationCodepoint::StaticClass()
       : AOptions.Contains(soCaseInsensitive) ? TVnXPathCollationASCIICI::StaticClass()
                                              : GetCollation();
-  UnicodeString qualified;
   for (Integer i = Count() - 1; i >= 0; --i) {
     TVnDOMNode *node = Items()[static_cast<std::size_t>(i)];
-    if (local || node->GetPrefix().empty()) {
-      if (collation->Compare(AName, node->GetLocalName()) == 0) return node;
-    } else {
-      qualified.assign(node->GetPrefix());
-      qualified += u':';
-      qualified += node->GetLocalName();
-      if (collation->Compare(AName, qualified) == 0) return node;
-    }
+    if (collation->Compare(AName, local ? node->GetLocalName() : node->GetQualifiedName()) == 0)
+      return node;
   }
   if (AOptions.Contains(soRaise)) throw EVnDomNotFound(dom::cNoNodeForName, {AName});
   return nullptr;

@@ -314,11 +314,25 @@ void TVnDOMNode::Clear() {
       // Only a node that is being destroyed, or a node listed here without being a child, gets
       // here; it leaves the list before it goes, so that no list names a destroyed node.
       ChildErase(static_cast<std::size_t>(i));
+      // Between the library's own element and node classes, taking a child out of a parent
+      // that is being destroyed does no more than clear its parent link: do just that, instead
+      // of the child calling back RemoveChild. Classes derived by applications get the calls.
+      if (child->FParent == this && FDestroying && ClassType() == TVnDOMElement::StaticClass() &&
+          OwnLeafOrElement(child)) {
+        child->FParent = nullptr;
+      }
       child->Free();
     } else {
       RemoveChild(child);
     }
   }
+}
+
+bool TVnDOMNode::OwnLeafOrElement(const TVnDOMNode *ANode) noexcept {
+  const TClass c = ANode->ClassType();
+  return c == TVnDOMElement::StaticClass() || c == TVnDOMText::StaticClass() ||
+         c == TVnDOMAttribute::StaticClass() || c == TVnDOMComment::StaticClass() ||
+         c == TVnDOMCDATA::StaticClass() || c == TVnDOMProcessingInstruction::StaticClass();
 }
 
 void TVnDOMNode::CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest) {

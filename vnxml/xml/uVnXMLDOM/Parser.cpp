@@ -58,18 +58,24 @@ TVnDOMParser::~TVnDOMParser() {
 }
 
 TVnDOMName *TVnDOMParser::NameOf(const VnXMLString &AQName) {
-  auto it = FNames.find(AQName);
-  if (it == FNames.end()) {
-    TVnDOMName *name = TVnDOMName::MakeQualified(AQName);
-    try {
-      it = FNames.emplace(AQName, name).first;
-    } catch (...) {
-      name->Release();
-      throw;
+  const std::size_t n = AQName.size();
+  const std::size_t slot = n == 0 ? 0 : (n * 31 + AQName[0] * 7 + AQName[n - 1]) & 63;
+  TVnDOMName *name = FRecent[slot];
+  if (!name || name->QualifiedName() != AQName) {
+    auto it = FNames.find(AQName);
+    if (it == FNames.end()) {
+      name = TVnDOMName::MakeQualified(AQName);
+      try {
+        it = FNames.emplace(AQName, name).first;
+      } catch (...) {
+        name->Release();
+        throw;
+      }
     }
+    name = FRecent[slot] = it->second;
   }
-  it->second->AddRef();
-  return it->second;
+  name->AddRef();
+  return name;
 }
 
 TVnDOMElement *TVnDOMParser::CurrentElement() const {
