@@ -89,6 +89,14 @@ TEST(XmlOutput, CodePagesOfTheTextWriter) {
   t->SetStoredValue(odd);
   EXPECT_EQ(Saved(lone.get(), CP_UTF8, false),
             "<a>" + TVnEncoding::ConvertW(odd, CP_UTF8) + "</a>");
+  // Many pieces across the writer's blocks, and one text too long for a block, give the same
+  // bytes as the run-time's conversion of the UTF-16 output.
+  Doc big = Empty();
+  TVnDOMElement *root = big->CreateRootNode(u"r");
+  for (int i = 0; i < 3000; ++i)
+    root->AddElement(u"e")->AddText(u"caf\u00e9 \u20ac " + IntToStr(i) + u" \U0001F600");
+  root->AddElement(u"long")->AddText(UnicodeString(70000, u'\u00e9') + u"end");
+  EXPECT_EQ(Saved(big.get(), CP_UTF8, false), TVnEncoding::ConvertW(big->GetXML(), CP_UTF8));
   // A single-byte page: the euro sign is 0x80 in windows-1252.
   Doc e = Load(u"<a t=\"\u00e9\">\u20ac</a>");
   EXPECT_EQ(Saved(e.get(), 1252, false), "<a t=\"\xE9\">\x80</a>");

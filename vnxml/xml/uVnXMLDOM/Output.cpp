@@ -1,6 +1,9 @@
 // XML output: the text writer and the writing of elements and documents. Values are stored in
 // lexical form, so writing is concatenation.
+#include <algorithm>
 #include <cstring>
+#include <memory>
+#include <utility>
 #include <string>
 
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
@@ -58,6 +61,90 @@ bool HasLoneSurrogate(UnicodeStringView AText) {
   return false;
 }
 
+// Collects the many small pieces of a walk and hands them to the target stream in large
+// blocks; text in UTF-8 is converted straight into the block. The position is the target's plus
+// what is buffered; anything else (reading, seeking, the size) first hands the buffer over, so
+// the walk sees the stream as if it wrote directly.
+class TVnBufferedOutput : public TStream {
+  VN_CLASS(TVnBufferedOutput, TStream)
+ public:
+  explicit TVnBufferedOutput(TStream *ATarget)
+      : FTarget(ATarget), FBuffer(std::make_unique<Byte[]>(cBlock)) {}
+  Int64 Read(void *ABuffer, Int64 ACount) override {
+    Flush();
+    return FTarget->Read(ABuffer, ACount);
+  }
+  Int64 Write(const void *ABuffer, Int64 ACount) override {
+    const auto *p = static_cast<const Byte *>(ABuffer);
+    auto n = static_cast<std::size_t>(ACount);
+    while (n > 0) {
+      if (FUsed == cBlock) Flush();
+      const std::size_t take = std::min(n, cBlock - FUsed);
+      std::memcpy(FBuffer.get() + FUsed, p, take);
+      FUsed += take;
+      p += take;
+      n -= take;
+    }
+    return ACount;
+  }
+  Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override {
+    if (AOrigin == soCurrent && AOffset == 0) {
+      return FTarget->Seek(0, soCurrent) + static_cast<Int64>(FUsed);
+    }
+    Flush();
+    return FTarget->Seek(AOffset, AOrigin);
+  }
+  Int64 GetSize() override {
+    Flush();
+    return FTarget->GetSize();
+  }
+  // Hands the buffer to the target; a target that takes less raises EWriteError.
+  void Flush() {
+    if (FUsed == 0) return;
+    const std::size_t n = std::exchange(FUsed, 0);
+    FTarget->WriteBuffer(FBuffer.get(), static_cast<Int64>(n));
+  }
+  // Writes the text as UTF-8 into the block. False, with nothing written, for a text that might
+  // not fit into one block, and for a text with a lone surrogate (which goes through the
+  // run-time's conversion instead).
+  bool TryAppendUTF8(UnicodeStringView AText) {
+    const std::size_t most = AText.size() * 3;
+    if (most > cBlock) return false;
+    if (cBlock - FUsed < most) Flush();
+    Byte *out = FBuffer.get() + FUsed;
+    const char16_t *p = AText.data();
+    const char16_t *const end = p + AText.size();
+    while (p < end) {
+      const char32_t c = *p++;
+      if (c < 0x80) {
+        *out++ = static_cast<Byte>(c);
+      } else if (c < 0x800) {
+        *out++ = static_cast<Byte>(0xC0 | (c >> 6));
+        *out++ = static_cast<Byte>(0x80 | (c & 0x3F));
+      } else if (c >= 0xD800 && c <= 0xDFFF) {
+        if (c > 0xDBFF || p >= end || *p < 0xDC00 || *p > 0xDFFF) return false;
+        const char32_t cp = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
+        *out++ = static_cast<Byte>(0xF0 | (cp >> 18));
+        *out++ = static_cast<Byte>(0x80 | ((cp >> 12) & 0x3F));
+        *out++ = static_cast<Byte>(0x80 | ((cp >> 6) & 0x3F));
+        *out++ = static_cast<Byte>(0x80 | (cp & 0x3F));
+      } else {
+        *out++ = static_cast<Byte>(0xE0 | (c >> 12));
+        *out++ = static_cast<Byte>(0x80 | ((c >> 6) & 0x3F));
+        *out++ = static_cast<Byte>(0x80 | (c & 0x3F));
+      }
+    }
+    FUsed = static_cast<std::size_t>(out - FBuffer.get());
+    return true;
+  }
+
+ private:
+  static constexpr std::size_t cBlock = 64 * 1024;
+  TStream *FTarget;
+  std::unique_ptr<Byte[]> FBuffer;
+  std::size_t FUsed = 0;
+};
+
 }  // namespace
 
 void WriteText(TStream *AStream, Word ACodePage, UnicodeStringView AText) {
@@ -66,9 +153,15 @@ void WriteText(TStream *AStream, Word ACodePage, UnicodeStringView AText) {
     AStream->Write(AText.data(), static_cast<Int64>(AText.size() * 2));
     return;
   }
-  if (ACodePage == CP_UTF8 && !HasLoneSurrogate(AText)) {
-    WriteUTF8(AStream, AText);
-    return;
+  if (ACodePage == CP_UTF8) {
+    if (AStream->ClassType() == TVnBufferedOutput::StaticClass() &&
+        static_cast<TVnBufferedOutput *>(AStream)->TryAppendUTF8(AText)) {
+      return;
+    }
+    if (!HasLoneSurrogate(AText)) {
+      WriteUTF8(AStream, AText);
+      return;
+    }
   }
   const RawByteString bytes = TVnEncoding::ConvertW(AText, ACodePage);
   AStream->Write(bytes.data(), static_cast<Int64>(bytes.size()));
@@ -89,55 +182,9 @@ void WriteIndent(TStream *AStream, Word ACodePage, Integer ALevel) {
 
 }  // namespace dom
 
-// --- the node's entry point: the walk writes through a buffer
-
-namespace {
-
-// Collects the many small pieces of a walk and hands them to the target stream in large
-// blocks. The position is the target's plus what is buffered; anything else (reading, seeking,
-// the size) first hands the buffer over, so the walk sees the stream as if it wrote directly.
-class TVnBufferedOutput : public TStream {
-  VN_CLASS(TVnBufferedOutput, TStream)
- public:
-  explicit TVnBufferedOutput(TStream *ATarget) : FTarget(ATarget) { FBuffer.reserve(cBlock); }
-  Int64 Read(void *ABuffer, Int64 ACount) override {
-    Flush();
-    return FTarget->Read(ABuffer, ACount);
-  }
-  Int64 Write(const void *ABuffer, Int64 ACount) override {
-    FBuffer.append(static_cast<const char *>(ABuffer), static_cast<std::size_t>(ACount));
-    if (FBuffer.size() >= cBlock) Flush();
-    return ACount;
-  }
-  Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override {
-    if (AOrigin == soCurrent && AOffset == 0) {
-      return FTarget->Seek(0, soCurrent) + static_cast<Int64>(FBuffer.size());
-    }
-    Flush();
-    return FTarget->Seek(AOffset, AOrigin);
-  }
-  Int64 GetSize() override {
-    Flush();
-    return FTarget->GetSize();
-  }
-  // Hands the buffer to the target; a target that takes less raises EWriteError.
-  void Flush() {
-    if (FBuffer.empty()) return;
-    FTarget->WriteBuffer(FBuffer.data(), static_cast<Int64>(FBuffer.size()));
-    FBuffer.clear();
-  }
-
- private:
-  static constexpr std::size_t cBlock = 64 * 1024;
-  TStream *FTarget;
-  std::string FBuffer;
-};
-
-}  // namespace
-
 void TVnDOMNode::SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted) {
   Integer level = -1;
-  TVnBufferedOutput out(AStream);
+  dom::TVnBufferedOutput out(AStream);
   try {
     _SaveToStream(&out, ACodePage, AFormatted, level);
   } catch (...) {
@@ -165,10 +212,33 @@ void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormat
   }
   dom::WriteText(AStream, ACodePage, u"<");
   dom::WriteText(AStream, ACodePage, GetQualifiedName());
-  ForEachOfKind(0,
-                [&](TVnDOMNode *a) { a->_SaveToStream(AStream, ACodePage, AFormatted, ALevel); });
-  const bool hasElements = CountOfKind(1) > 0;
-  if (!hasElements && CountOfKind(2) == 0) {
+  bool hasElements = false;
+  bool hasChars = false;
+  if (FKindLists) {
+    ForEachOfKind(0,
+                  [&](TVnDOMNode *a) { a->_SaveToStream(AStream, ACodePage, AFormatted, ALevel); });
+    hasElements = CountOfKind(1) > 0;
+    hasChars = CountOfKind(2) > 0;
+  } else {
+    // Without kind lists the kinds follow the child list: one pass writes the attributes and
+    // sees what else there is.
+    for (TVnDOMNode *child : FChildren) {
+      switch (KindOf(child->GetNodeType())) {
+        case 0:
+          child->_SaveToStream(AStream, ACodePage, AFormatted, ALevel);
+          break;
+        case 1:
+          hasElements = true;
+          break;
+        case 2:
+          hasChars = true;
+          break;
+        default:
+          break;
+      }
+    }
+  }
+  if (!hasElements && !hasChars) {
     dom::WriteText(AStream, ACodePage, u" />");
     return;
   }
