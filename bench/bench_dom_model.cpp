@@ -26,7 +26,7 @@ class TBenchDocument : public TVnDOMNode {
  public:
   TBenchDocument() {
     FNodeType = ntDocument;
-    FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#document"));
+    FName = TVnDOMNameRef(TVnDOMName::Fixed(ntDocument));
     SetDOMDocument(this);
   }
 };

@@ -77,7 +77,7 @@ class TTestText : public TTestNode {
  public:
   TTestText() {
     FNodeType = ntText;
-    FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#text"));
+    FName = TVnDOMNameRef(TVnDOMName::Fixed(ntText));
   }
   UnicodeString GetNodeValue() override { return Value; }
   void SetNodeValue(const UnicodeString &AValue) override { Value = AValue; }
@@ -180,7 +180,7 @@ class TTestDocument : public TTestNode {
  public:
   TTestDocument() {
     FNodeType = ntDocument;
-    FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#document"));
+    FName = TVnDOMNameRef(TVnDOMName::Fixed(ntDocument));
     SetDOMDocument(this);
   }
   TVnXPathCollationClass Collation = DefaultXPathCollation;

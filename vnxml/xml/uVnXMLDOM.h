@@ -234,10 +234,11 @@ class TVnDOMName {
   static TVnDOMName *Make(UnicodeStringView APrefix, UnicodeStringView ALocalName);
   // Splits at the first ":" into prefix and local name.
   static TVnDOMName *MakeQualified(UnicodeStringView AQualifiedName);
-  // Shared records that live as long as the process: the empty name and the fixed names of the
-  // node kinds.
+  // Shared records that live as long as the process: the empty name, and the fixed names of text,
+  // CDATA, comment and document nodes ("#text", "#cdata-section", "#comment", "#document"; the
+  // empty name for any other kind).
   static TVnDOMName *Empty() noexcept;
-  static TVnDOMName *Fixed(const char16_t *AName) noexcept;
+  static TVnDOMName *Fixed(TVnDOMNodeType AKind) noexcept;
 
   void AddRef() noexcept {
     if (!FFixed) FRefs.fetch_add(1, std::memory_order_relaxed);

@@ -43,7 +43,7 @@ TVnDOMDocument::TVnDOMDocument()
       FSelectMatchOption(DefaultSelectMatchOption),
       FSelectCheckOption(DefaultSelectCheckOption) {
   FNodeType = ntDocument;
-  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#document"));
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(ntDocument));
   FDOMDocument = this;
 }
 

@@ -24,7 +24,7 @@ void ClampRange(const UnicodeString &S, Integer &AOffset, Integer &ACount) {
 
 TVnDOMCharacterData::TVnDOMCharacterData() {
   FNodeType = ntText;
-  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#text"));
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(ntText));
 }
 
 UnicodeString TVnDOMCharacterData::GetNodeValue() {
@@ -103,7 +103,7 @@ TVnDOMObjectImpl *TVnDOMText::CreateDOMImpl(TVnDOMObject *AOwner) {
 
 TVnDOMCDATA::TVnDOMCDATA() {
   FNodeType = ntCDATA;
-  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#cdata-section"));
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(ntCDATA));
 }
 
 TVnDOMObjectImpl *TVnDOMCDATA::CreateDOMImpl(TVnDOMObject *AOwner) {
@@ -120,7 +120,7 @@ void TVnDOMCDATA::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer 
 
 TVnDOMComment::TVnDOMComment() {
   FNodeType = ntComment;
-  FName = TVnDOMNameRef(TVnDOMName::Fixed(u"#comment"));
+  FName = TVnDOMNameRef(TVnDOMName::Fixed(ntComment));
 }
 
 TVnDOMObjectImpl *TVnDOMComment::CreateDOMImpl(TVnDOMObject *AOwner) {

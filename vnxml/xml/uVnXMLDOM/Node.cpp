@@ -44,18 +44,24 @@ TVnDOMName *TVnDOMName::Empty() noexcept {
   return none;
 }
 
-TVnDOMName *TVnDOMName::Fixed(const char16_t *AName) noexcept {
-  // The fixed names are few and known: a record each, made once and never freed.
+TVnDOMName *TVnDOMName::Fixed(TVnDOMNodeType AKind) noexcept {
+  // A record each, made once and never freed.
   static TVnDOMName *const text = new TVnDOMName(UnicodeStringView(), u"#text", true);
   static TVnDOMName *const cdata = new TVnDOMName(UnicodeStringView(), u"#cdata-section", true);
   static TVnDOMName *const comment = new TVnDOMName(UnicodeStringView(), u"#comment", true);
   static TVnDOMName *const document = new TVnDOMName(UnicodeStringView(), u"#document", true);
-  const UnicodeStringView name(AName);
-  if (name == text->LocalName()) return text;
-  if (name == cdata->LocalName()) return cdata;
-  if (name == comment->LocalName()) return comment;
-  VN_ASSERT_AT(name == document->LocalName(), "xml/uVnXMLDOM", 0);
-  return document;
+  switch (AKind) {
+    case ntText:
+      return text;
+    case ntCDATA:
+      return cdata;
+    case ntComment:
+      return comment;
+    case ntDocument:
+      return document;
+    default:
+      return Empty();
+  }
 }
 
 // --- the children array
