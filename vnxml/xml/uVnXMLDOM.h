@@ -316,8 +316,6 @@ class TVnDOMNodeArray {
   void Swap(TVnDOMNodeArray &AOther) noexcept { std::swap(FBlock, AOther.FBlock); }
   // Becomes a copy of another array.
   void Assign(const TVnDOMNodeArray &ASource);
-  // Gives back the room the items do not use.
-  void ShrinkToFit() noexcept;
 
  private:
   struct TBlock {
@@ -325,6 +323,8 @@ class TVnDOMNodeArray {
     std::uint32_t Capacity;
     TVnDOMNode *Items[1];
   };
+  // Gives the block room for ACapacity items (at least the count); bad_alloc leaves it as it was.
+  void Reserve(std::size_t ACapacity);
   TBlock *FBlock = nullptr;
 };
 
@@ -1141,6 +1141,9 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   // Refuses (EVnDomException) to put ANode into AOwner's list when AOwner is ANode itself, an
   // ancestor of it, or a node below it by the child lists.
   static void CheckInsert(TVnDOMNode *AOwner, TVnDOMNode *ANode);
+  // Next and Previous over an array of nodes.
+  static TVnDOMNode *NextIn(const TVnDOMNodeArray &AItems, const TVnDOMNode *ANode);
+  static TVnDOMNode *PreviousIn(const TVnDOMNodeArray &AItems, const TVnDOMNode *ANode);
   // Where Add(ANode, ARefNode, APosition) puts a node in AItems.
   static Integer PlaceOf(const TVnDOMNodeArray &AItems, TVnDOMNode *ARefNode,
                          TVnDOMPosition APosition) noexcept;

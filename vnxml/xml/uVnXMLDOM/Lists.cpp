@@ -183,15 +183,23 @@ TVnDOMNode *TVnDOMNodeListBase::Last() const {
   return Items().back();
 }
 
+TVnDOMNode *TVnDOMNodeListBase::NextIn(const TVnDOMNodeArray &AItems, const TVnDOMNode *ANode) {
+  const std::size_t i = static_cast<std::size_t>(AItems.IndexOf(ANode) + 1);
+  return i < AItems.size() ? AItems[i] : nullptr;
+}
+
+TVnDOMNode *TVnDOMNodeListBase::PreviousIn(const TVnDOMNodeArray &AItems, const TVnDOMNode *ANode) {
+  const Integer i = AItems.IndexOf(ANode);
+  if (i < 0) throw EListError(dom::cNotInList);
+  return i == 0 ? nullptr : AItems[static_cast<std::size_t>(i - 1)];
+}
+
 TVnDOMNode *TVnDOMNodeListBase::Next(TVnDOMNode *ANode) const {
-  const Integer i = IndexOf(ANode) + 1;
-  return i < Count() ? Items()[static_cast<std::size_t>(i)] : nullptr;
+  return NextIn(Items(), ANode);
 }
 
 TVnDOMNode *TVnDOMNodeListBase::Previous(TVnDOMNode *ANode) const {
-  const Integer i = IndexOf(ANode);
-  if (i < 0) throw EListError(dom::cNotInList);
-  return i == 0 ? nullptr : Items()[static_cast<std::size_t>(i - 1)];
+  return PreviousIn(Items(), ANode);
 }
 
 TVnDOMNode *TVnDOMNodeListBase::Find(const UnicodeString &AName, TVnDOMSelectOptions AOptions) {

@@ -82,17 +82,20 @@ std::size_t BlockBytes(std::size_t ACapacity) noexcept {
 
 }  // namespace
 
+void TVnDOMNodeArray::Reserve(std::size_t ACapacity) {
+  auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(ACapacity)));
+  if (!block) throw std::bad_alloc();
+  if (!FBlock) block->Count = 0;
+  block->Capacity = static_cast<std::uint32_t>(ACapacity);
+  FBlock = block;
+}
+
 void TVnDOMNodeArray::Insert(std::size_t AIndex, TVnDOMNode *ANode) {
   const std::size_t n = size();
   if (!FBlock || n == FBlock->Capacity) {
     if (n >= 0x7FFFFFFFu) throw std::bad_alloc();
     // One block of 32 bytes holds three items; then the room doubles.
-    const std::size_t capacity = n == 0 ? 3 : 2 * n + 1;
-    auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(capacity)));
-    if (!block) throw std::bad_alloc();
-    if (!FBlock) block->Count = 0;
-    block->Capacity = static_cast<std::uint32_t>(capacity);
-    FBlock = block;
+    Reserve(n == 0 ? 3 : 2 * n + 1);
   }
   TVnDOMNode **items = FBlock->Items;
   if (AIndex < n) std::memmove(items + AIndex + 1, items + AIndex, (n - AIndex) * sizeof(*items));
@@ -112,18 +115,6 @@ void TVnDOMNodeArray::Clear() noexcept {
   FBlock = nullptr;
 }
 
-void TVnDOMNodeArray::ShrinkToFit() noexcept {
-  if (!FBlock || FBlock->Count == FBlock->Capacity) return;
-  if (FBlock->Count == 0) {
-    Clear();
-    return;
-  }
-  if (auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(FBlock->Count)))) {
-    block->Capacity = block->Count;
-    FBlock = block;
-  }
-}
-
 void TVnDOMNodeArray::Assign(const TVnDOMNodeArray &ASource) {
   if (&ASource == this) return;
   if (ASource.empty()) {
@@ -131,12 +122,7 @@ void TVnDOMNodeArray::Assign(const TVnDOMNodeArray &ASource) {
     return;
   }
   const std::size_t n = ASource.size();
-  if (!FBlock || FBlock->Capacity < n) {
-    auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(n)));
-    if (!block) throw std::bad_alloc();
-    block->Capacity = static_cast<std::uint32_t>(n);
-    FBlock = block;
-  }
+  if (!FBlock || FBlock->Capacity < n) Reserve(n);
   std::memcpy(FBlock->Items, ASource.FBlock->Items, n * sizeof(TVnDOMNode *));
   FBlock->Count = static_cast<std::uint32_t>(n);
 }
@@ -460,21 +446,12 @@ TVnDOMNode *TVnDOMNode::ParentNode() const noexcept {
 
 TVnDOMNode *TVnDOMNode::NextSibling() {
   TVnDOMNode *parent = ParentNode();
-  if (!parent) return nullptr;
-  const TVnDOMNodeArray &siblings = parent->FChildren;
-  // A node not in the list gives the first item, as the list's Next does.
-  const std::size_t i = static_cast<std::size_t>(siblings.IndexOf(this) + 1);
-  return i < siblings.size() ? siblings[i] : nullptr;
+  return parent ? TVnDOMNodeListBase::NextIn(parent->FChildren, this) : nullptr;
 }
 
 TVnDOMNode *TVnDOMNode::PreviousSibling() {
   TVnDOMNode *parent = ParentNode();
-  if (!parent) return nullptr;
-  const TVnDOMNodeArray &siblings = parent->FChildren;
-  // As the list's Previous: a node not in the list raises.
-  const Integer i = siblings.IndexOf(this);
-  if (i < 0) throw EListError(dom::cNotInList);
-  return i == 0 ? nullptr : siblings[static_cast<std::size_t>(i - 1)];
+  return parent ? TVnDOMNodeListBase::PreviousIn(parent->FChildren, this) : nullptr;
 }
 
 UnicodeString TVnDOMNode::GetXML() {
