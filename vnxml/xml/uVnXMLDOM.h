@@ -824,6 +824,10 @@ class TVnDOMNode : public TVnDOMObject {
  public:
   TVnDOMNode();
   ~TVnDOMNode() override;
+  // Nodes made while a load runs on the thread are cut from the load's pages, others come from
+  // the heap one by one.
+  static void *operator new(std::size_t ASize);
+  static void operator delete(void *AObject, std::size_t ASize) noexcept;
   // Raises while an interface holds the node, or while another node's child list still lists
   // it, and then leaves the node untouched. Otherwise destroys the children (or detaches those
   // an interface holds) and takes the node out of its parent.
@@ -1121,6 +1125,9 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   // The last item whose local name equals AName and whose namespace URI equals AURI (any when
   // AURI is empty), under the list's collation.
   TVnDOMNode *Find(UnicodeStringView AURI, UnicodeStringView AName);
+  // The last item whose local (ALocal) or qualified name equals AName under ACollation.
+  TVnDOMNode *FindName(UnicodeStringView AName, bool ALocal,
+                       TVnXPathCollationClass ACollation) const;
   // Find, then Delete.
   TVnDOMNode *Delete(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
   TVnDOMNode *Delete(UnicodeStringView AURI, UnicodeStringView AName);

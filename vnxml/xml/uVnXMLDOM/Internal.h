@@ -48,6 +48,32 @@ inline constexpr const char16_t *cTransformNotSupported =
 inline constexpr const char16_t *cSerializeNotSupported =
     u"Serialization in the format %d is not supported by %s!";
 
+// While one lives, the nodes made on its thread are cut from its pages (see NodePages.cpp). A
+// load opens one around its parse; one opened inside another stands in for it until it closes.
+class TVnNodePages {
+ public:
+  struct TPage;
+
+  TVnNodePages() noexcept;
+  ~TVnNodePages();
+  TVnNodePages(const TVnNodePages &) = delete;
+  TVnNodePages &operator=(const TVnNodePages &) = delete;
+
+  // Room for a node of ASize bytes, or null when the node is too large for a page.
+  void *Cut(std::size_t ASize);
+
+ private:
+  // Hands the current page over to its nodes.
+  void Leave() noexcept;
+
+  TVnNodePages *FOuter;
+  TPage *FPage = nullptr;
+  Byte *FNext = nullptr;
+  Byte *FEnd = nullptr;
+  std::int64_t FCut = 0;
+  std::size_t FNextSize = 4096;
+};
+
 // Whether a TVnDOMChangeScope is open on this thread.
 bool ChangeInProgress() noexcept;
 // Frees a top whose last interface has gone: at once, or when the outermost change scope ends.

@@ -204,9 +204,24 @@ void TVnDOMAttribute::LinkNamespace() {
     FNamespace = nullptr;
     return;
   }
-  const UnicodeString name =
-      GetPrefix().empty() ? UnicodeString(u"xmlns") : u"xmlns:" + GetPrefix();
-  FNamespace = static_cast<TVnDOMAttribute *>(scope->Find(name, {soQualifiedName}));
+  // Every attached attribute links here, so the declaration's name is put together in a local
+  // buffer unless the prefix is unusually long.
+  const UnicodeString &prefix = GetPrefix();
+  static constexpr std::u16string_view cXmlns = u"xmlns:";
+  char16_t buffer[64];
+  UnicodeString longName;
+  UnicodeStringView name = cXmlns.substr(0, 5);
+  if (!prefix.empty()) {
+    if (prefix.size() <= std::size(buffer) - cXmlns.size()) {
+      std::copy(cXmlns.begin(), cXmlns.end(), buffer);
+      std::copy(prefix.begin(), prefix.end(), buffer + cXmlns.size());
+      name = UnicodeStringView(buffer, cXmlns.size() + prefix.size());
+    } else {
+      longName = UnicodeString(cXmlns) + prefix;
+      name = longName;
+    }
+  }
+  FNamespace = static_cast<TVnDOMAttribute *>(scope->FindName(name, false, scope->GetCollation()));
 }
 
 void TVnDOMAttribute::SetPrefix(const UnicodeString &APrefix) {

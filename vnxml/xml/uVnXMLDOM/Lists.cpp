@@ -83,15 +83,17 @@ void TVnDOMNodeListBase::CheckInsert(TVnDOMNode *AOwner, TVnDOMNode *ANode) {
   }
   // ... nor by the child lists, which may differ from the parent links when lists have been
   // changed directly.
-  if (ANode->NodeCount() == 0) return;
-  std::vector<TVnDOMNode *> pending{ANode};
-  while (!pending.empty()) {
-    TVnDOMNode *n = pending.back();
-    pending.pop_back();
+  // Most inserted nodes have leaves only (a new element and its attributes): the stack of nodes
+  // still to look into stays empty and costs no allocation then.
+  std::vector<TVnDOMNode *> pending;
+  for (TVnDOMNode *n = ANode;;) {
     for (TVnDOMNode *child : n->FChildren) {
       if (child == AOwner) throw EVnDomException(dom::cCycle);
       if (child->NodeCount() > 0) pending.push_back(child);
     }
+    if (pending.empty()) return;
+    n = pending.back();
+    pending.pop_back();
   }
 }
 
@@ -214,12 +216,19 @@ TVnDOMNode *TVnDOMNodeListBase::Find(const UnicodeString &AName, TVnDOMSelectOpt
       AOptions.Contains(soCaseSensitive)     ? TVnXPathCollationCodepoint::StaticClass()
       : AOptions.Contains(soCaseInsensitive) ? TVnXPathCollationASCIICI::StaticClass()
                                              : GetCollation();
-  for (Integer i = Count() - 1; i >= 0; --i) {
-    TVnDOMNode *node = Items()[static_cast<std::size_t>(i)];
-    if (collation->Compare(AName, local ? node->GetLocalName() : node->GetQualifiedName()) == 0)
+  if (TVnDOMNode *node = FindName(AName, local, collation)) return node;
+  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(dom::cNoNodeForName, {AName});
+  return nullptr;
+}
+
+TVnDOMNode *TVnDOMNodeListBase::FindName(UnicodeStringView AName, bool ALocal,
+                                         TVnXPathCollationClass ACollation) const {
+  const TVnDOMNodeArray &items = Items();
+  for (std::size_t i = items.size(); i-- > 0;) {
+    TVnDOMNode *node = items[i];
+    if (ACollation->Compare(AName, ALocal ? node->GetLocalName() : node->GetQualifiedName()) == 0)
       return node;
   }
-  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(dom::cNoNodeForName, {AName});
   return nullptr;
 }
 

@@ -37,6 +37,7 @@ void TVnDOMParser::Parse(TStream *AStream, Word ACodePage) {
     }
   }
   if (!any || ch != u'<') throw EVnDomNotSupported(dom::cNoJSON);
+  dom::TVnNodePages pages;
   auto *reader = New<TVnSAXXMLReader>();
   reader->SetSingleRoot(FDOMNode->GetNodeType() == ntDocument);
   try {

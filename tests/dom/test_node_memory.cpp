@@ -1,0 +1,132 @@
+// Where loaded nodes live: a load cuts its nodes from shared pages, and every node must stay valid
+// for exactly as long as it lives, whatever happens to its document, on whichever thread it goes.
+// The sanitizer build turns any page given back too early into a reported use after free, and any
+// page never given back into a reported leak.
+#include <array>
+#include <thread>
+#include <vector>
+
+#include "xml_util.h"
+
+namespace domxml {
+namespace {
+
+// A document of AItems elements, each with an attribute and a text: enough nodes to fill several
+// pages.
+UnicodeString ManyItems(int AItems) {
+  UnicodeString xml = u"<list>";
+  for (int i = 0; i < AItems; ++i) {
+    const UnicodeString n = IntToStr(i);
+    xml += u"<item n=\"" + n + u"\">text " + n + u"</item>";
+  }
+  return xml + u"</list>";
+}
+
+TEST(NodeMemory, LoadedNodesOutliveTheirDocument) {
+  Doc d = Load(ManyItems(3000));
+  TVnDOMElement *root = d->GetRootNode();
+  // Taken from the first pages of the load, the middle and the last.
+  std::vector<TVnDOMNode *> kept;
+  for (int i : {0, 1500, 2999}) kept.push_back(root->GetChildNodes()->GetItem(i));
+  // Taken out of the list, a child is detached and left to the caller.
+  for (TVnDOMNode *n : kept) root->GetChildNodes()->Delete(n);
+  d.reset();
+
+  for (std::size_t k = 0; k < kept.size(); ++k) {
+    auto *e = static_cast<TVnDOMElement *>(kept[k]);
+    const UnicodeString n = IntToStr(std::array{0, 1500, 2999}[k]);
+    EXPECT_EQ(e->GetXML(), u"<item n=\"" + n + u"\">text " + n + u"</item>");
+    // The survivors stay fully usable: they change, grow and shrink.
+    e->SetAttribute(u"n", u"x");
+    e->AddElement(u"sub")->SetNodeValue(u"new");
+    e->GetChildNodes()->GetItem(1)->Free();
+    EXPECT_EQ(e->GetXML(), u"<item n=\"x\"><sub>new</sub></item>");
+  }
+  for (TVnDOMNode *n : kept) n->Free();
+}
+
+TEST(NodeMemory, NodesMadeOutsideALoadMixWithLoadedOnes) {
+  Doc d = Load(ManyItems(50));
+  TVnDOMElement *root = d->GetRootNode();
+  auto *extra = New<TVnDOMElement>();
+  extra->SetQualifiedName(u"extra");
+  TVnDOMNode *tenth = root->GetChildNodes()->GetItem(10);
+  root->GetChildNodes()->Delete(tenth);
+  extra->AppendChild(tenth);
+  root->AppendChild(extra);
+  root->AddElement(u"made")->SetAttribute(u"by", u"hand");
+  EXPECT_EQ(root->ElementCount(), 51);
+  EXPECT_EQ(extra->GetXML(), u"<extra><item n=\"10\">text 10</item></extra>");
+
+  // A loaded tree taken into another document, whose own nodes came from the heap.
+  Doc other = Empty();
+  other->AppendChild(root->GetChildNodes()->GetItem(0)->CloneNode(true));
+  TVnDOMNode *moved = root->GetChildNodes()->GetItem(1);
+  root->GetChildNodes()->Delete(moved);
+  other->GetRootNode()->AppendChild(moved);
+  d.reset();
+  EXPECT_EQ(other->GetXML(), u"<item n=\"0\">text 0<item n=\"1\">text 1</item></item>");
+}
+
+// An application's class, larger than the slots that loads cut.
+class TBigElement : public TVnDOMElement {
+  VN_CLASS(TBigElement, TVnDOMElement)
+ public:
+  std::array<char, 4096> Payload{};
+};
+
+TEST(NodeMemory, ALoadInsideALoadKeepsBothTrees) {
+  Doc outer = Empty();
+  Doc inner;
+  TBigElement *big = nullptr;
+  outer->SetOnParseFatalError([&](IVnSAXLocator *, const UnicodeString &, bool &) {
+    inner = Load(ManyItems(500));
+    // Made while the outer load runs, too large for its pages.
+    big = New<TBigElement>();
+    big->SetQualifiedName(u"big");
+    big->AddElement(u"small");
+  });
+  EXPECT_THROW(outer->LoadFromXML(ManyItems(400) + u"<"), Exception);
+  ASSERT_TRUE(inner);
+  ASSERT_NE(big, nullptr);
+  // The outer load went on cutting its own nodes after the inner one: both trees are whole.
+  EXPECT_EQ(outer->GetRootNode()->ElementCount(), 400);
+  EXPECT_EQ(inner->GetRootNode()->ElementCount(), 500);
+  outer->GetRootNode()->AppendChild(big);
+  EXPECT_EQ(outer->GetRootNode()->GetChildNodes()->GetItem(400)->GetXML(), u"<big><small /></big>");
+  outer.reset();
+  EXPECT_EQ(inner->GetRootNode()->GetChildNodes()->GetItem(499)->GetText(), u"text 499");
+}
+
+TEST(NodeMemory, TreesLoadedOnOneThreadAreFreedOnAnother) {
+  const UnicodeString xml = ManyItems(400);
+  constexpr int cRounds = 20;
+  // Each thread loads documents and hands them to the other, which reads and frees them while
+  // its own loads go on.
+  std::array<std::vector<TVnDOMDocument *>, 2> made;
+  auto load = [&](int AWho) {
+    for (int i = 0; i < cRounds; ++i) made[AWho].push_back(TVnDOMDocument::CreateFromXML(xml));
+  };
+  std::thread a(load, 0), b(load, 1);
+  a.join();
+  b.join();
+  std::array<int, 2> items{};
+  auto drop = [&](int AWho) {
+    for (TVnDOMDocument *doc : made[1 - AWho]) {
+      items[AWho] += doc->GetRootNode()->ElementCount();
+      doc->Free();
+    }
+    load(AWho);
+  };
+  std::thread c(drop, 0), e(drop, 1);
+  c.join();
+  e.join();
+  EXPECT_EQ(items[0], cRounds * 400);
+  EXPECT_EQ(items[1], cRounds * 400);
+  for (auto &list : made) {
+    for (std::size_t i = cRounds; i < list.size(); ++i) list[i]->Free();
+  }
+}
+
+}  // namespace
+}  // namespace domxml

@@ -1,0 +1,145 @@
+// Where nodes live in memory.
+//
+// A load makes its nodes one after the other and a tree is mostly freed as a whole, so the
+// nodes made while a load runs on a thread are cut in sequence from pages that the load takes
+// from the heap: making one is moving a pointer, freeing one is counting it off its page, and
+// the nodes of a tree sit side by side in the order a walk visits them. A page goes back to the
+// heap once its load has moved on from it and its last node is gone, whichever thread frees it.
+// Nodes made at any other time come from the heap one by one.
+//
+// Every node carries one word in front of it: its page, or null for a node of its own on the
+// heap. The word is what lets operator delete tell the two apart.
+#include <atomic>
+#include <cstdint>
+#include <new>
+
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+// Freed nodes and the unused end of a page are poisoned, so that the address sanitizer still
+// reports a node used after it was freed.
+#define VN_POISON(p, n) ASAN_POISON_MEMORY_REGION(p, n)
+#define VN_UNPOISON(p, n) ASAN_UNPOISON_MEMORY_REGION(p, n)
+#else
+#define VN_POISON(p, n) ((void)(p), (void)(n))
+#define VN_UNPOISON(p, n) ((void)(p), (void)(n))
+#endif
+
+namespace vn {
+
+namespace dom {
+
+struct alignas(alignof(std::max_align_t)) TVnNodePages::TPage {
+  // Nodes alive on the page, plus cBias while its load may still cut nodes from it. Nodes are
+  // counted onto the page in one step when the load leaves it, and off it one by one as they
+  // are freed; the bias keeps the count above zero in between.
+  std::atomic<std::int64_t> Live;
+  std::size_t Size;
+};
+
+namespace {
+
+constexpr std::size_t cAlign = alignof(std::max_align_t);
+constexpr std::size_t cWord = sizeof(void *);
+// The first page of a load (4 KiB) holds a few dozen nodes, so that small documents waste
+// little; pages double up to the last size.
+constexpr std::size_t cLastPage = 64 * 1024;
+// Larger nodes (classes derived by applications) come from the heap.
+constexpr std::size_t cLargestSlot = 1024;
+constexpr std::int64_t cBias = std::int64_t{1} << 48;
+
+static_assert(sizeof(TVnNodePages::TPage) == cAlign);
+
+thread_local TVnNodePages *tPages = nullptr;
+
+constexpr std::size_t RoundUp(std::size_t AValue, std::size_t AUnit) noexcept {
+  return (AValue + AUnit - 1) / AUnit * AUnit;
+}
+
+// The word in front of a node.
+TVnNodePages::TPage *&PageOf(void *AObject) noexcept {
+  return *reinterpret_cast<TVnNodePages::TPage **>(static_cast<Byte *>(AObject) - cWord);
+}
+
+void FreePage(TVnNodePages::TPage *APage) noexcept {
+  const std::size_t size = APage->Size;
+  VN_UNPOISON(APage, size);
+  APage->~TPage();
+  ::operator delete(static_cast<void *>(APage), size);
+}
+
+// Counts ACount nodes off a page, and frees it when that was the last reference.
+void Release(TVnNodePages::TPage *APage, std::int64_t ACount) noexcept {
+  if (APage->Live.fetch_sub(ACount, std::memory_order_acq_rel) == ACount) FreePage(APage);
+}
+
+}  // namespace
+
+TVnNodePages::TVnNodePages() noexcept : FOuter(tPages) {
+  tPages = this;
+}
+
+TVnNodePages::~TVnNodePages() {
+  Leave();
+  tPages = FOuter;
+}
+
+void TVnNodePages::Leave() noexcept {
+  if (!FPage) return;
+  // The nodes cut from the page join its count and the load's bias leaves it.
+  Release(FPage, cBias - FCut);
+  FPage = nullptr;
+  FNext = FEnd = nullptr;
+  FCut = 0;
+}
+
+void *TVnNodePages::Cut(std::size_t ASize) {
+  // A slot is the page word and the node, the node aligned as the heap aligns.
+  const std::size_t slot = RoundUp(cWord + ASize, cAlign);
+  if (slot > cLargestSlot) return nullptr;
+  if (static_cast<std::size_t>(FEnd - FNext) < slot) {
+    Leave();
+    const std::size_t size = FNextSize;
+    FNextSize = std::min(FNextSize * 2, cLastPage);
+    auto *raw = static_cast<Byte *>(::operator new(size));
+    FPage = new (raw) TPage{cBias, size};
+    // The first node starts one alignment unit in, after the page's count; its word sits just
+    // in front of it.
+    FNext = raw + sizeof(TPage) + cAlign - cWord;
+    FEnd = raw + size;
+    VN_POISON(FNext, static_cast<std::size_t>(FEnd - FNext));
+  }
+  Byte *object = FNext + cWord;
+  VN_UNPOISON(FNext, cWord + ASize);
+  FNext += slot;
+  ++FCut;
+  PageOf(object) = FPage;
+  return object;
+}
+
+}  // namespace dom
+
+void *TVnDOMNode::operator new(std::size_t ASize) {
+  if (dom::TVnNodePages *pages = dom::tPages) {
+    if (void *object = pages->Cut(ASize)) return object;
+  }
+  // A node of its own: one alignment unit in front of it, its page word (null) at the end of it.
+  auto *raw = static_cast<Byte *>(::operator new(dom::cAlign + ASize));
+  void *object = raw + dom::cAlign;
+  dom::PageOf(object) = nullptr;
+  return object;
+}
+
+void TVnDOMNode::operator delete(void *AObject, std::size_t ASize) noexcept {
+  if (!AObject) return;
+  dom::TVnNodePages::TPage *page = dom::PageOf(AObject);
+  if (!page) {
+    ::operator delete(static_cast<Byte *>(AObject) - dom::cAlign);
+    return;
+  }
+  VN_POISON(static_cast<Byte *>(AObject) - dom::cWord, dom::cWord + ASize);
+  dom::Release(page, 1);
+}
+
+}  // namespace vn
