@@ -2,9 +2,10 @@
 // pugixml and libxml2 (xmlReadMemory, xmlDocDumpMemory) on the same bytes in the same run. Two
 // documents: a generated one of about 50 MB, and freedesktop.org.xml from shared-mime-info.
 //
-// The "Memory/..." rows load once and report the heap the tree holds (heap_MB), the nodes of the
-// document (elements, attributes and non-blank text: the same count for every library) and the
-// heap bytes per such node.
+// The "Memory/..." rows load once and report the heap the tree holds (heap_MB), the peak growth
+// of the resident size during the load (peak_MB; -1 where the system does not let the peak be
+// reset), the nodes of the document (elements, attributes and non-blank text: the same count
+// for every library) and the heap bytes per such node.
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <malloc.h>
@@ -23,6 +24,25 @@ namespace {
 
 std::size_t HeapInUse() {
   return mallinfo2().uordblks;
+}
+
+// A field of /proc/self/status in kB ("VmRSS", "VmHWM"), or -1 where it cannot be read.
+long StatusKB(const char *AField) {
+  std::ifstream in("/proc/self/status");
+  std::string line;
+  const std::string key = std::string(AField) + ":";
+  while (std::getline(in, line)) {
+    if (line.rfind(key, 0) == 0) return std::stol(line.substr(key.size()));
+  }
+  return -1;
+}
+
+// Brings the peak resident size down to the current one; false where the system refuses.
+bool ResetPeakRSS() {
+  std::ofstream out("/proc/self/clear_refs");
+  out << "5";
+  out.flush();
+  return static_cast<bool>(out);
 }
 
 const std::string &Generated() {
@@ -215,7 +235,8 @@ void Save_pugixml(benchmark::State &state) {
   state.SetBytesProcessed(state.iterations() * static_cast<Int64>(text.size()));
 }
 
-// Heap held by a loaded tree, per node of the document as this library counts them.
+// Heap held by a loaded tree, per node of the document as this library counts them, and the
+// peak growth of the resident size while loading (the reader's buffers included).
 template <class F>
 void ReportMemory(benchmark::State &state, F ALoadAndHold) {
   const std::string &text = Source(static_cast<int>(state.range(0)));
@@ -226,12 +247,17 @@ void ReportMemory(benchmark::State &state, F ALoadAndHold) {
     d->Free();
   }
   std::size_t held = 0;
+  double peak = -1;
   for (auto _ : state) {
     malloc_trim(0);
+    const bool reset = ResetPeakRSS();
+    const long rss = StatusKB("VmRSS");
     const std::size_t before = HeapInUse();
     held = ALoadAndHold(text, before);
+    if (reset && rss >= 0) peak = static_cast<double>(StatusKB("VmHWM") - rss) * 1024 / 1e6;
   }
   state.counters["heap_MB"] = static_cast<double>(held) / 1e6;
+  state.counters["peak_MB"] = peak;
   state.counters["nodes"] = static_cast<double>(nodes[state.range(0)]);
   state.counters["bytes_per_node"] =
       static_cast<double>(held) / static_cast<double>(nodes[state.range(0)]);
