@@ -3,6 +3,7 @@
 // The sanitizer build turns any page given back too early into a reported use after free, and any
 // page never given back into a reported leak.
 #include <array>
+#include <cstdint>
 #include <thread>
 #include <vector>
 
@@ -75,16 +76,28 @@ class TBigElement : public TVnDOMElement {
   std::array<char, 4096> Payload{};
 };
 
+// And one aligned beyond what the heap guarantees.
+class TAlignedElement : public TVnDOMElement {
+  VN_CLASS(TAlignedElement, TVnDOMElement)
+ public:
+  alignas(64) std::array<char, 64> Block{};
+};
+
 TEST(NodeMemory, ALoadInsideALoadKeepsBothTrees) {
   Doc outer = Empty();
   Doc inner;
   TBigElement *big = nullptr;
+  std::vector<TAlignedElement *> aligned;
   outer->SetOnParseFatalError([&](IVnSAXLocator *, const UnicodeString &, bool &) {
     inner = Load(ManyItems(500));
     // Made while the outer load runs, too large for its pages.
     big = New<TBigElement>();
     big->SetQualifiedName(u"big");
     big->AddElement(u"small");
+    for (int i = 0; i < 4; ++i) {
+      aligned.push_back(New<TAlignedElement>());
+      aligned.back()->SetQualifiedName(u"aligned");
+    }
   });
   EXPECT_THROW(outer->LoadFromXML(ManyItems(400) + u"<"), Exception);
   ASSERT_TRUE(inner);
@@ -92,8 +105,13 @@ TEST(NodeMemory, ALoadInsideALoadKeepsBothTrees) {
   // The outer load went on cutting its own nodes after the inner one: both trees are whole.
   EXPECT_EQ(outer->GetRootNode()->ElementCount(), 400);
   EXPECT_EQ(inner->GetRootNode()->ElementCount(), 500);
+  for (TAlignedElement *a : aligned) {
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(a->Block.data()) % 64, 0u);
+    big->AppendChild(a);
+  }
   outer->GetRootNode()->AppendChild(big);
-  EXPECT_EQ(outer->GetRootNode()->GetChildNodes()->GetItem(400)->GetXML(), u"<big><small /></big>");
+  EXPECT_EQ(outer->GetRootNode()->GetChildNodes()->GetItem(400)->GetXML(),
+            u"<big><small /><aligned /><aligned /><aligned /><aligned /></big>");
   outer.reset();
   EXPECT_EQ(inner->GetRootNode()->GetChildNodes()->GetItem(499)->GetText(), u"text 499");
 }

@@ -828,6 +828,13 @@ class TVnDOMNode : public TVnDOMObject {
   // the heap one by one.
   static void *operator new(std::size_t ASize);
   static void operator delete(void *AObject, std::size_t ASize) noexcept;
+  // Classes aligned beyond what the heap guarantees come from the heap's aligned allocation.
+  static void *operator new(std::size_t ASize, std::align_val_t AAlign) {
+    return ::operator new(ASize, AAlign);
+  }
+  static void operator delete(void *AObject, std::size_t ASize, std::align_val_t AAlign) noexcept {
+    ::operator delete(AObject, ASize, AAlign);
+  }
   // Raises while an interface holds the node, or while another node's child list still lists
   // it, and then leaves the node untouched. Otherwise destroys the children (or detaches those
   // an interface holds) and takes the node out of its parent.
