@@ -35,23 +35,22 @@ class TNodeImpl : public TCountingImpl<TVnDOMNodeImpl> {
   using TCountingImpl::TCountingImpl;
 };
 
-class TElementImpl : public TCountingImpl<TVnDOMNodeImpl, IVnDOMElement> {
-  VN_CLASS(TElementImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMElement)
+// The stand-ins take the library's Impls of their kinds for the identity of the interfaces; the
+// operations of those Impls work on the library's own classes only and raise EInvalidCast here.
+class TElementImpl : public TCountingImpl<TVnDOMElementImpl> {
+  VN_CLASS(TElementImpl, TVnDOMElementImpl)
  public:
   using TCountingImpl::TCountingImpl;
 };
 
-class TAttributeImpl : public TCountingImpl<TVnDOMNodeImpl, IVnDOMAttribute> {
-  VN_CLASS(TAttributeImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMAttribute)
+class TAttributeImpl : public TCountingImpl<TVnDOMAttributeImpl> {
+  VN_CLASS(TAttributeImpl, TVnDOMAttributeImpl)
  public:
   using TCountingImpl::TCountingImpl;
 };
 
-class TDocumentImpl : public TCountingImpl<TVnDOMNodeImpl, IVnDOMDocument> {
-  VN_CLASS(TDocumentImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMDocument)
+class TDocumentImpl : public TCountingImpl<TVnDOMDocumentImpl> {
+  VN_CLASS(TDocumentImpl, TVnDOMDocumentImpl)
  public:
   using TCountingImpl::TCountingImpl;
 };

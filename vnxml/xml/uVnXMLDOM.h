@@ -448,13 +448,6 @@ class IVnDOMAttrList : public virtual IVnDOMNamedNodeList {
 };
 
 // The interfaces of the node kinds. Offsets in the character data operations are 1-based.
-//
-// The attribute, element and document interfaces may be implemented by Impls of other node
-// classes that carry only the identity of the interface: an operation such an Impl does not
-// override raises EVnDomNotSupported. The Impls of this unit override every one.
-namespace detail {
-[[noreturn]] void VnDOMNotCarried(const char16_t *AOperation);
-}  // namespace detail
 
 class IVnDOMCharacterData : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMCharacterData, IVnDOMNode, "{6DB6C03E-1155-4BC2-A344-86F1285423BE}")
@@ -479,10 +472,10 @@ class IVnDOMCDATA : public virtual IVnDOMText {
 class IVnDOMAttribute : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMAttribute, IVnDOMNode, "{EBFBBD41-12CF-4A7A-8435-F65508FE0FFF}")
  public:
-  virtual bool IsNamespace();
-  virtual UnicodeString NamespacePrefix();
-  virtual DelphiInterface<IVnDOMAttribute> NextAttribute();
-  virtual DelphiInterface<IVnDOMAttribute> PreviousAttribute();
+  virtual bool IsNamespace() = 0;
+  virtual UnicodeString NamespacePrefix() = 0;
+  virtual DelphiInterface<IVnDOMAttribute> NextAttribute() = 0;
+  virtual DelphiInterface<IVnDOMAttribute> PreviousAttribute() = 0;
 };
 
 // The element's GetPreserveSpace and HasAttributes are those of IVnDOMNode, which this interface
@@ -490,112 +483,117 @@ class IVnDOMAttribute : public virtual IVnDOMNode {
 class IVnDOMElement : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMElement, IVnDOMNode, "{5124EEBC-8073-47C0-9C06-DB02B4A7E93C}")
  public:
-  virtual bool GetAsBoolean();
-  virtual TDateTime GetAsDateTime();
-  virtual Double GetAsDouble();
-  virtual Int64 GetAsInt64();
-  virtual Integer GetAsInteger();
-  virtual UnicodeString GetAsString();
-  virtual AnsiString GetAsAnsiString();
-  virtual Variant GetAsVariant();
-  virtual TValue GetAsValue();
-  virtual Variant GetChildElementValue(const Variant &AIndex);
-  virtual UnicodeString GetAttrib(const UnicodeString &AName);
-  virtual UnicodeString GetAttribNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
-  virtual void SetAsBoolean(bool AValue);
-  virtual void SetAsDateTime(TDateTime AValue);
-  virtual void SetAsDouble(Double AValue);
-  virtual void SetAsInt64(Int64 AValue);
-  virtual void SetAsInteger(Integer AValue);
-  virtual void SetAsString(const UnicodeString &AValue);
-  virtual void SetAsVariant(const Variant &AValue);
-  virtual void SetAsAnsiString(const AnsiString &AValue);
-  virtual void SetAsValue(const TValue &AValue);
-  virtual void SetAttrib(const UnicodeString &AName, const UnicodeString &AValue);
+  virtual bool GetAsBoolean() = 0;
+  virtual TDateTime GetAsDateTime() = 0;
+  virtual Double GetAsDouble() = 0;
+  virtual Int64 GetAsInt64() = 0;
+  virtual Integer GetAsInteger() = 0;
+  virtual UnicodeString GetAsString() = 0;
+  virtual AnsiString GetAsAnsiString() = 0;
+  virtual Variant GetAsVariant() = 0;
+  virtual TValue GetAsValue() = 0;
+  virtual Variant GetChildElementValue(const Variant &AIndex) = 0;
+  virtual UnicodeString GetAttrib(const UnicodeString &AName) = 0;
+  virtual UnicodeString GetAttribNS(const UnicodeString &ANamespaceURI,
+                                    const UnicodeString &AName) = 0;
+  virtual void SetAsBoolean(bool AValue) = 0;
+  virtual void SetAsDateTime(TDateTime AValue) = 0;
+  virtual void SetAsDouble(Double AValue) = 0;
+  virtual void SetAsInt64(Int64 AValue) = 0;
+  virtual void SetAsInteger(Integer AValue) = 0;
+  virtual void SetAsString(const UnicodeString &AValue) = 0;
+  virtual void SetAsVariant(const Variant &AValue) = 0;
+  virtual void SetAsAnsiString(const AnsiString &AValue) = 0;
+  virtual void SetAsValue(const TValue &AValue) = 0;
+  virtual void SetAttrib(const UnicodeString &AName, const UnicodeString &AValue) = 0;
   virtual void SetAttribNS(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
-                           const UnicodeString &AValue);
-  virtual void SetPreseveSpace(bool AValue);
-  virtual DelphiInterface<IVnDOMCDATA> GetCDATA(Integer AIndex);
-  virtual DelphiInterface<IVnDOMAttrList> GetAttributes();
-  virtual DelphiInterface<IVnDOMElementList> GetElements();
-  virtual DelphiInterface<IVnDOMNodeList> GetCharNodes();
-  virtual DelphiInterface<IVnDOMAttrList> GetNamespaces();
-  virtual Integer ElementCount();
-  virtual Integer AttributeCount();
-  virtual DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AValue);
-  virtual DelphiInterface<IVnDOMText> AddText(const UnicodeString &AValue);
-  virtual DelphiInterface<IVnDOMCDATA> AddCDATA(const UnicodeString &AValue);
-  virtual DelphiInterface<IVnDOMElement> AddElement(const UnicodeString &AName);
+                           const UnicodeString &AValue) = 0;
+  virtual void SetPreseveSpace(bool AValue) = 0;
+  virtual DelphiInterface<IVnDOMCDATA> GetCDATA(Integer AIndex) = 0;
+  virtual DelphiInterface<IVnDOMAttrList> GetAttributes() = 0;
+  virtual DelphiInterface<IVnDOMElementList> GetElements() = 0;
+  virtual DelphiInterface<IVnDOMNodeList> GetCharNodes() = 0;
+  virtual DelphiInterface<IVnDOMAttrList> GetNamespaces() = 0;
+  virtual Integer ElementCount() = 0;
+  virtual Integer AttributeCount() = 0;
+  virtual DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AValue) = 0;
+  virtual DelphiInterface<IVnDOMText> AddText(const UnicodeString &AValue) = 0;
+  virtual DelphiInterface<IVnDOMCDATA> AddCDATA(const UnicodeString &AValue) = 0;
+  virtual DelphiInterface<IVnDOMElement> AddElement(const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMElement> AddElement(const UnicodeString &ANamespaceURI,
-                                                    const UnicodeString &AName);
-  virtual DelphiInterface<IVnDOMAttribute> AddAttribute(const UnicodeString &AName);
+                                                    const UnicodeString &AName) = 0;
+  virtual DelphiInterface<IVnDOMAttribute> AddAttribute(const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMAttribute> AddAttribute(const UnicodeString &ANamespaceURI,
-                                                        const UnicodeString &AName);
+                                                        const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMComment> InsertComment(const UnicodeString &AValue,
                                                        TVnDOMPosition APosition,
-                                                       IVnDOMNode *ARefNode);
+                                                       IVnDOMNode *ARefNode) = 0;
   virtual DelphiInterface<IVnDOMText> InsertText(const UnicodeString &AValue,
-                                                 TVnDOMPosition APosition, IVnDOMNode *ARefNode);
+                                                 TVnDOMPosition APosition,
+                                                 IVnDOMNode *ARefNode) = 0;
   virtual DelphiInterface<IVnDOMCDATA> InsertCDATA(const UnicodeString &AValue,
-                                                   TVnDOMPosition APosition, IVnDOMNode *ARefNode);
+                                                   TVnDOMPosition APosition,
+                                                   IVnDOMNode *ARefNode) = 0;
   virtual DelphiInterface<IVnDOMElement> InsertElement(const UnicodeString &AName,
                                                        TVnDOMPosition APosition,
-                                                       IVnDOMNode *ARefNode);
+                                                       IVnDOMNode *ARefNode) = 0;
   virtual DelphiInterface<IVnDOMElement> InsertElement(const UnicodeString &ANamespaceURI,
                                                        const UnicodeString &AName,
                                                        TVnDOMPosition APosition,
-                                                       IVnDOMNode *ARefNode);
-  virtual void RemoveElement(IVnDOMElement *AElement);
-  virtual void RemoveElement(const UnicodeString &AName);
-  virtual void RemoveElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
-  virtual void RemoveAttribute(IVnDOMAttribute *AAttribute);
-  virtual void RemoveAttribute(const UnicodeString &AName);
-  virtual void RemoveAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
+                                                       IVnDOMNode *ARefNode) = 0;
+  virtual void RemoveElement(IVnDOMElement *AElement) = 0;
+  virtual void RemoveElement(const UnicodeString &AName) = 0;
+  virtual void RemoveElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName) = 0;
+  virtual void RemoveAttribute(IVnDOMAttribute *AAttribute) = 0;
+  virtual void RemoveAttribute(const UnicodeString &AName) = 0;
+  virtual void RemoveAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &AName,
-                                                     TVnDOMSelectOptions AOptions);
+                                                     TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &ANamespaceURI,
-                                                     const UnicodeString &AName);
+                                                     const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &ANamespaceURI,
                                                        const UnicodeString &AName,
-                                                       TVnDOMSelectCheckOption ACheck);
+                                                       TVnDOMSelectCheckOption ACheck) = 0;
   virtual DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &ANamespaceURI,
-                                                       const UnicodeString &AName, bool ACreate);
+                                                       const UnicodeString &AName,
+                                                       bool ACreate) = 0;
   virtual DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &AName,
-                                                       TVnDOMSelectOptions AOptions, TClass AClass);
+                                                       TVnDOMSelectOptions AOptions,
+                                                       TClass AClass) = 0;
   virtual DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &AName,
-                                                         TVnDOMSelectOptions AOptions);
+                                                         TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &ANamespaceURI,
-                                                         const UnicodeString &AName);
+                                                         const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &ANamespaceURI,
-                                                           const UnicodeString &AName);
+                                                           const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &ANamespaceURI,
                                                            const UnicodeString &AName,
-                                                           bool ACreate);
+                                                           bool ACreate) = 0;
   virtual DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &AName,
                                                            TVnDOMSelectOptions AOptions,
-                                                           TClass AClass);
-  virtual bool HasChildElement(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
-  virtual bool HasChildElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
-  virtual bool HasChildElements();
-  virtual DelphiInterface<IVnDOMElement> FirstElement();
-  virtual DelphiInterface<IVnDOMElement> LastElement();
-  virtual bool HasAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
-  virtual bool HasAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
-  virtual DelphiInterface<IVnDOMAttribute> FirstAttribute();
-  virtual DelphiInterface<IVnDOMAttribute> LastAttribute();
-  virtual DelphiInterface<IVnDOMElement> ParentElement();
-  virtual DelphiInterface<IVnDOMElement> NextElement();
-  virtual DelphiInterface<IVnDOMElement> PreviousElement();
+                                                           TClass AClass) = 0;
+  virtual bool HasChildElement(const UnicodeString &AName, TVnDOMSelectOptions AOptions) = 0;
+  virtual bool HasChildElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName) = 0;
+  virtual bool HasChildElements() = 0;
+  virtual DelphiInterface<IVnDOMElement> FirstElement() = 0;
+  virtual DelphiInterface<IVnDOMElement> LastElement() = 0;
+  virtual bool HasAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions) = 0;
+  virtual bool HasAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName) = 0;
+  virtual DelphiInterface<IVnDOMAttribute> FirstAttribute() = 0;
+  virtual DelphiInterface<IVnDOMAttribute> LastAttribute() = 0;
+  virtual DelphiInterface<IVnDOMElement> ParentElement() = 0;
+  virtual DelphiInterface<IVnDOMElement> NextElement() = 0;
+  virtual DelphiInterface<IVnDOMElement> PreviousElement() = 0;
   // The element lists are new lists without a parent: the last interface on one frees it.
   virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &AQualifiedName,
-                                                               bool ARecursive);
+                                                               bool ARecursive) = 0;
   virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &ANamespaceURI,
                                                                const UnicodeString &ALocalName,
-                                                               bool ARecursive);
+                                                               bool ARecursive) = 0;
   virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
-                                                               TVnDOMSelectOptions AOptions);
+                                                               TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
-                                                             TVnDOMSelectOptions AOptions);
+                                                             TVnDOMSelectOptions AOptions) = 0;
 };
 
 class IVnDOMProcessingInstruction : public virtual IVnDOMNode {
@@ -610,42 +608,43 @@ class IVnDOMProcessingInstruction : public virtual IVnDOMNode {
 class IVnDOMDocument : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMDocument, IVnDOMNode, "{D45D3D71-6B97-4FCD-96A6-DFBBAA9849B8}")
  public:
-  virtual DelphiInterface<IVnDOMElement> GetRootNode();
-  virtual UnicodeString GetProcessingInstruction(const UnicodeString &ATarget);
-  virtual bool GetCaseSensitive();
-  virtual TVnXPathCollationClass GetCollation();
-  virtual TVnDOMSelectMatchOption GetSelectMatchOption();
-  virtual TVnDOMSelectCheckOption GetSelectCheckOption();
-  virtual bool GetUseSchemaInstance();
-  virtual UnicodeString GetEncoding();
-  virtual Word GetCodePage();
-  virtual UnicodeString GetDocumentURI();
-  virtual void SetEncoding(const UnicodeString &AEncoding);
-  virtual void SetCodePage(Word ACodePage);
-  virtual void SetProcessingInstruction(const UnicodeString &ATarget, const UnicodeString &AData);
-  virtual void SetCaseSensitive(bool AValue);
-  virtual void SetCollation(TVnXPathCollationClass AValue);
-  virtual void SetSelectMatchOption(TVnDOMSelectMatchOption AValue);
-  virtual void SetSelectCheckOption(TVnDOMSelectCheckOption AValue);
-  virtual void SetUseSchemaInstance(bool AValue);
-  virtual void SetDocumentURI(const UnicodeString &AURI);
-  virtual DelphiInterface<IVnDOMElement> CreateRootNode(const UnicodeString &AName);
+  virtual DelphiInterface<IVnDOMElement> GetRootNode() = 0;
+  virtual UnicodeString GetProcessingInstruction(const UnicodeString &ATarget) = 0;
+  virtual bool GetCaseSensitive() = 0;
+  virtual TVnXPathCollationClass GetCollation() = 0;
+  virtual TVnDOMSelectMatchOption GetSelectMatchOption() = 0;
+  virtual TVnDOMSelectCheckOption GetSelectCheckOption() = 0;
+  virtual bool GetUseSchemaInstance() = 0;
+  virtual UnicodeString GetEncoding() = 0;
+  virtual Word GetCodePage() = 0;
+  virtual UnicodeString GetDocumentURI() = 0;
+  virtual void SetEncoding(const UnicodeString &AEncoding) = 0;
+  virtual void SetCodePage(Word ACodePage) = 0;
+  virtual void SetProcessingInstruction(const UnicodeString &ATarget,
+                                        const UnicodeString &AData) = 0;
+  virtual void SetCaseSensitive(bool AValue) = 0;
+  virtual void SetCollation(TVnXPathCollationClass AValue) = 0;
+  virtual void SetSelectMatchOption(TVnDOMSelectMatchOption AValue) = 0;
+  virtual void SetSelectCheckOption(TVnDOMSelectCheckOption AValue) = 0;
+  virtual void SetUseSchemaInstance(bool AValue) = 0;
+  virtual void SetDocumentURI(const UnicodeString &AURI) = 0;
+  virtual DelphiInterface<IVnDOMElement> CreateRootNode(const UnicodeString &AName) = 0;
   virtual DelphiInterface<IVnDOMElement> CreateRootNode(const UnicodeString &ANamespaceURI,
-                                                        const UnicodeString &AName);
-  virtual DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AText);
-  virtual void LoadXML(const UnicodeString &AXML);
-  virtual void LoadXML(TStream *AStream);
-  virtual void LoadXML(const UnicodeString &AFileName, Word AMode);
-  virtual void LoadFromXML(const AnsiString &AXML);
-  virtual void LoadFromXML(const UnicodeString &AXML);
-  virtual void LoadFromStreamEx(TStream *AStream);
-  virtual void SaveToStreamEx(TStream *AStream, bool AFormatted, bool AWriteBOM);
-  virtual void LoadFromFile(const UnicodeString &AFileName, Word AMode);
-  virtual void SaveToFile(const UnicodeString &AFileName, bool AFormatted, bool AWriteBOM);
+                                                        const UnicodeString &AName) = 0;
+  virtual DelphiInterface<IVnDOMComment> AddComment(const UnicodeString &AText) = 0;
+  virtual void LoadXML(const UnicodeString &AXML) = 0;
+  virtual void LoadXML(TStream *AStream) = 0;
+  virtual void LoadXML(const UnicodeString &AFileName, Word AMode) = 0;
+  virtual void LoadFromXML(const AnsiString &AXML) = 0;
+  virtual void LoadFromXML(const UnicodeString &AXML) = 0;
+  virtual void LoadFromStreamEx(TStream *AStream) = 0;
+  virtual void SaveToStreamEx(TStream *AStream, bool AFormatted, bool AWriteBOM) = 0;
+  virtual void LoadFromFile(const UnicodeString &AFileName, Word AMode) = 0;
+  virtual void SaveToFile(const UnicodeString &AFileName, bool AFormatted, bool AWriteBOM) = 0;
   virtual DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
-                                                               TVnDOMSelectOptions AOptions);
+                                                               TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
-                                                             TVnDOMSelectOptions AOptions);
+                                                             TVnDOMSelectOptions AOptions) = 0;
 };
 
 namespace detail {
@@ -1953,7 +1952,6 @@ class TVnDOMElementImpl : public TVnDOMNodeImpl, public virtual IVnDOMElement {
   UnicodeString GetAttrib(const UnicodeString &AName) override;
   UnicodeString GetAttribNS(const UnicodeString &ANamespaceURI,
                             const UnicodeString &AName) override;
-  bool GetPreserveSpace() override;
   void SetAsBoolean(bool AValue) override;
   void SetAsDateTime(TDateTime AValue) override;
   void SetAsDouble(Double AValue) override;
@@ -2032,7 +2030,6 @@ class TVnDOMElementImpl : public TVnDOMNodeImpl, public virtual IVnDOMElement {
   DelphiInterface<IVnDOMElement> LastElement() override;
   bool HasAttribute(const UnicodeString &AName, TVnDOMSelectOptions AOptions) override;
   bool HasAttribute(const UnicodeString &ANamespaceURI, const UnicodeString &AName) override;
-  bool HasAttributes() override;
   DelphiInterface<IVnDOMAttribute> FirstAttribute() override;
   DelphiInterface<IVnDOMAttribute> LastAttribute() override;
   DelphiInterface<IVnDOMElement> ParentElement() override;
