@@ -252,12 +252,16 @@ class TVnDOMName {
   const UnicodeString &QualifiedName() const noexcept {
     return FPrefix.empty() ? FLocalName : FQualifiedName;
   }
+  // Whether the name is that of a namespace declaration (TVnDOMNode::IsNamespaceName), worked
+  // out once for all the nodes that bear it.
+  bool IsNamespace() const noexcept { return FIsNamespace; }
 
  private:
   TVnDOMName(UnicodeStringView APrefix, UnicodeStringView ALocalName, bool AFixed);
   ~TVnDOMName() = default;
   std::atomic<Integer> FRefs{1};
   bool FFixed;
+  bool FIsNamespace;
   UnicodeString FPrefix;
   UnicodeString FLocalName;
   UnicodeString FQualifiedName;  // empty when there is no prefix
@@ -1336,7 +1340,7 @@ class TVnDOMAttribute : public TVnDOMNode {
 
   // Whether this is a namespace declaration: "xmlns" unprefixed, or the prefix "xmlns" (ASCII
   // case ignored).
-  bool IsNamespace() const noexcept { return IsNamespaceName(GetPrefix(), GetLocalName()); }
+  bool IsNamespace() const noexcept { return FName->IsNamespace(); }
   // The prefix a declaration declares, empty for the default one; asserts IsNamespace.
   UnicodeString NamespacePrefix() const;
   // The declaration of the attribute's prefix on its element, or null.

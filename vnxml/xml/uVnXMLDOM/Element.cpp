@@ -145,7 +145,7 @@ TVnDOMAttribute *TVnDOMElement::FindOwnNamespace(UnicodeStringView AURI) {
   const TVnXPathCollationClass collation = GetCollation();
   for (TVnDOMNode *n : FChildren) {
     if (n->GetNodeType() != ntAttribute) continue;
-    if (!IsNamespaceName(n->GetPrefix(), n->GetLocalName())) continue;
+    if (!n->GetNameRecord()->IsNamespace()) continue;
     if (collation->Compare(n->GetNodeValue(), AURI) == 0) return static_cast<TVnDOMAttribute *>(n);
   }
   return nullptr;

@@ -341,7 +341,7 @@ TVnDOMNode *TVnDOMAttrList::FindNamespace(UnicodeStringView AURI) {
   const TVnXPathCollationClass collation = GetCollation();
   for (TVnDOMNode *node : Items()) {
     if (node->GetNodeType() != ntAttribute) continue;
-    if (!TVnDOMNode::IsNamespaceName(node->GetPrefix(), node->GetLocalName())) continue;
+    if (!node->GetNameRecord()->IsNamespace()) continue;
     // A plain attribute whose stored text holds no reference reads back as that text: compare
     // it in place instead of decoding a copy for every look-up.
     if (node->ClassType() == TVnDOMAttribute::StaticClass()) {

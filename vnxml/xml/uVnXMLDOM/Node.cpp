@@ -19,7 +19,10 @@ struct TVnDOMNode::TRare {
 // --- names
 
 TVnDOMName::TVnDOMName(UnicodeStringView APrefix, UnicodeStringView ALocalName, bool AFixed)
-    : FFixed(AFixed), FPrefix(APrefix), FLocalName(ALocalName) {
+    : FFixed(AFixed),
+      FIsNamespace(TVnDOMNode::IsNamespaceName(APrefix, ALocalName)),
+      FPrefix(APrefix),
+      FLocalName(ALocalName) {
   if (!FPrefix.empty()) {
     FQualifiedName.reserve(FPrefix.size() + 1 + FLocalName.size());
     FQualifiedName += FPrefix;
