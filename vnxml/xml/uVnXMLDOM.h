@@ -828,7 +828,8 @@ class TVnDOMNode : public TVnDOMObject {
   TVnDOMNode();
   ~TVnDOMNode() override;
   // Nodes made while a load runs on the thread are cut from the load's pages, others come from
-  // the heap one by one.
+  // the heap one by one. There are no placement or nothrow forms: a node goes with Free, which
+  // gives its memory back to where these took it from.
   static void *operator new(std::size_t ASize);
   static void operator delete(void *AObject, std::size_t ASize) noexcept;
   // Classes aligned beyond what the heap guarantees come from the heap's aligned allocation.

@@ -53,6 +53,8 @@ inline constexpr const char16_t *cSerializeNotSupported =
 class TVnNodePages {
  public:
   struct TPage;
+  // The size of a load's first page: a few dozen nodes, so that small documents waste little.
+  static constexpr std::size_t cFirstPage = 4096;
 
   TVnNodePages() noexcept;
   ~TVnNodePages();
@@ -71,7 +73,7 @@ class TVnNodePages {
   Byte *FNext = nullptr;
   Byte *FEnd = nullptr;
   std::int64_t FCut = 0;
-  std::size_t FNextSize = 4096;
+  std::size_t FNextSize = cFirstPage;
 };
 
 // Whether a TVnDOMChangeScope is open on this thread.

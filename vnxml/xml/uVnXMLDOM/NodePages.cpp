@@ -30,7 +30,7 @@ namespace vn {
 
 namespace dom {
 
-struct alignas(alignof(std::max_align_t)) TVnNodePages::TPage {
+struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) TVnNodePages::TPage {
   // Nodes alive on the page, plus cBias while its load may still cut nodes from it. Nodes are
   // counted onto the page in one step when the load leaves it, and off it one by one as they
   // are freed; the bias keeps the count above zero in between.
@@ -40,16 +40,19 @@ struct alignas(alignof(std::max_align_t)) TVnNodePages::TPage {
 
 namespace {
 
-constexpr std::size_t cAlign = alignof(std::max_align_t);
+// What plain operator new must give: classes aligned beyond it take the aligned operator new,
+// which nodes leave to the heap.
+constexpr std::size_t cAlign = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 constexpr std::size_t cWord = sizeof(void *);
-// The first page of a load (4 KiB) holds a few dozen nodes, so that small documents waste
-// little; pages double up to the last size.
+// Pages double from the first size up to the last.
 constexpr std::size_t cLastPage = 64 * 1024;
 // Larger nodes (classes derived by applications) come from the heap.
 constexpr std::size_t cLargestSlot = 1024;
 constexpr std::int64_t cBias = std::int64_t{1} << 48;
 
-static_assert(sizeof(TVnNodePages::TPage) == cAlign);
+static_assert(sizeof(TVnNodePages::TPage) <= cAlign);
+// The largest slot fits on the smallest page after the page's count.
+static_assert(cLargestSlot <= TVnNodePages::cFirstPage - 2 * cAlign);
 
 thread_local TVnNodePages *tPages = nullptr;
 
