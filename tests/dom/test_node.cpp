@@ -159,7 +159,17 @@ TEST_F(NodeModel, ValuesOfABareNode) {
   } catch (EVnDomNotSupported &E) {
     EXPECT_EQ(Msg(E), "The SetInnerXML is not supported by the TVnDomNode");
   }
-  EXPECT_THROW(n->LoadFromStream(nullptr, CP_UTF8), EVnDomNotSupported);
+  // Any node loads: what the text holds is added to it; text needs an element to go to.
+  EXPECT_THROW(n->LoadFromStream(nullptr, CP_UTF8), EArgumentNilException);
+  const std::string xml = "<?p d?><!--c--><e>t</e>";
+  TPointerStream s(xml.data(), static_cast<Int64>(xml.size()));
+  n->LoadFromStream(&s, CP_UTF8);
+  EXPECT_EQ(n->NodeCount(), 3);
+  EXPECT_EQ(n->GetChildNodes()->GetItem(0)->GetNodeType(), ntProcessingInstruction);
+  EXPECT_EQ(n->GetChildNodes()->GetItem(2)->GetXML(), u"<e>t</e>");
+  const std::string loose = "text";
+  TPointerStream t(loose.data(), static_cast<Int64>(loose.size()));
+  EXPECT_THROW(n->LoadFromStream(&t, CP_UTF8), EVnDomNotSupported);
   WideString out;
   EXPECT_THROW(n->Transform(u"style.xsl", out), EVnDomNotSupported);
   EXPECT_THROW(n->SelectSingleNode(u"a"), EVnDomNotSupported);

@@ -61,6 +61,9 @@ TEST(XmlDocument, Settings) {
   EXPECT_EQ(r->GetXML(),
             u"<r xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
             u"xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"><Item /></r>");
+  // The page stays 0 until it is set; a load leaves it alone.
+  EXPECT_EQ(d->GetCodePage(), 0);
+  EXPECT_EQ(Load(u"<?xml version=\"1.0\" encoding=\"iso-8859-1\"?><a/>")->GetCodePage(), 0);
   d->SetCodePage(1252);
   EXPECT_EQ(d->GetCodePage(), 1252);
   EXPECT_EQ(d->GetEncoding(), u"windows-1252");
@@ -120,6 +123,9 @@ TEST(XmlDocument, SniffingLoad) {
   // Text that does not begin with "<" would be JSON, which this build cannot read.
   EXPECT_THROW(Sniff("  {\"a\":1}"), EVnDomNotSupported);
   EXPECT_THROW(TVnDOMDocument::CreateFromJSON(u"{}"), EVnDomNotSupported);
+  // The JSON factory picks its reader by the first character too.
+  Doc x(TVnDOMDocument::CreateFromJSON(u" <a>\u20ac</a>"));
+  EXPECT_EQ(x->GetRootNode()->GetNodeValue(), u"\u20ac");
 }
 
 TEST(XmlDocument, SingleQuotedEncodingIsNotSniffed) {
@@ -181,6 +187,40 @@ TEST(XmlDocument, FailuresKeepTheNodesBuiltSoFar) {
   EXPECT_FALSE(seen.empty());
   // The factories free what they built.
   EXPECT_THROW(TVnDOMDocument::CreateFromXML(u"<a><b x=></a>"), EVnDomSyntax);
+}
+
+TEST(XmlDocument, EndTagsAboveTheLoadedNodeFailAsSyntax) {
+  Doc d = Load(u"<r><s/></r>");
+  // An end tag without its start tag takes the loading up to the parent ...
+  d->GetRootNode()->FindElement(u"s")->SetInnerXML(u"</x><y/>");
+  EXPECT_EQ(d->GetXML(), u"<r><s /><y /></r>");
+  // ... and past the top nothing is left to build on: every kind of event then fails as a
+  // syntax error, and what was built stays.
+  Owned e(New<TVnDOMElement>());
+  auto *element = static_cast<TVnDOMElement *>(e.get());
+  element->SetQualifiedName(u"e");
+  for (const char16_t *xml : {u"<a/></e></x><y/>", u"</x>t", u"</x><!--c-->", u"</x></y>",
+                              u"</x><?p d?>", u"</x><![CDATA[c]]>"}) {
+    try {
+      element->SetInnerXML(xml);
+      ADD_FAILURE() << UTF8Encode(xml);
+    } catch (EVnDomSyntax &E) {
+      EXPECT_EQ(Msg(E).rfind("Line 1, column ", 0), 0u) << Msg(E);
+      EXPECT_NE(Msg(E).find("An end tag closes more than was opened"), std::string::npos) << Msg(E);
+    }
+  }
+  EXPECT_EQ(element->GetXML(), u"<e />");
+}
+
+TEST(XmlDocument, AnyNodeLoadsFromAStream) {
+  Doc d = Load(u"<r><!--c--></r>");
+  TVnDOMNode *comment = d->GetRootNode()->GetChildNodes()->GetItem(0);
+  const std::string xml = "<?q y?><b/>";
+  TPointerStream s(xml.data(), static_cast<Int64>(xml.size()));
+  comment->LoadFromStream(&s, CP_UTF8);
+  ASSERT_EQ(comment->NodeCount(), 2);
+  EXPECT_EQ(comment->GetChildNodes()->GetItem(0)->GetNodeType(), ntProcessingInstruction);
+  EXPECT_EQ(comment->GetChildNodes()->GetItem(1)->GetNodeType(), ntElement);
 }
 
 TEST(XmlDocument, FilesAndInterfaceRefusals) {

@@ -293,7 +293,9 @@ TEST(XmlElement, VariantsAndTheSchemaInstanceSwitch) {
   Doc d = Load(
       u"<r xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">"
       u"<n xsi:nil=\"true\">5</n><s>text</s><e/><i xsi:type=\"xsd:int\">12</i>"
-      u"<bad xsi:type=\"\">1</bad></r>");
+      u"<bad xsi:type=\"\">1</bad><b64 xsi:type=\"my:Base64BinaryData\">QUJD</b64>"
+      u"<odd xsi:type=\"xsd:unheardOf\">x&amp;y</odd><t xsi:type=\"xsd:time\">10:20:30</t>"
+      u"<f xsi:nil=\"false\">5</f></r>");
   // An attribute that carries the schema-instance URI switches the document over.
   EXPECT_TRUE(d->GetUseSchemaInstance());
   TVnDOMElement *r = d->GetRootNode();
@@ -309,6 +311,15 @@ TEST(XmlElement, VariantsAndTheSchemaInstanceSwitch) {
   } catch (EVnDomException &E) {
     EXPECT_EQ(Msg(E), "The type attribute does not contain valid typeinfo.");
   }
+  // A type name that is not registered reads on: one that speaks of base64 gives the text as an
+  // 8-bit string, any other goes through the conversion of an unknown kind, which gives the text.
+  Variant b64 = r->FindElement(u"b64")->GetAsVariant();
+  EXPECT_EQ(b64.VType(), varString);
+  EXPECT_EQ(b64.AsString(), u"QUJD");
+  EXPECT_EQ(r->FindElement(u"odd")->GetAsVariant().AsString(), u"x&y");
+  EXPECT_EQ(r->FindElement(u"t")->GetAsVariant().VType(), varDate);
+  // Any nil attribute makes the value Null, "false" included.
+  EXPECT_TRUE(VarIsNull(r->FindElement(u"f")->GetAsVariant()));
   EXPECT_EQ(r->GetChildElementValue(Variant(u"s")).AsString(), u"text");
 
   // With both prefixes declared, setters write a type and nil marks Null.

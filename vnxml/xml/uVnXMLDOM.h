@@ -877,7 +877,8 @@ class TVnDOMNode : public TVnDOMObject {
   virtual void NormalizeTextNodes();
   // A new detached node of the same class with the same qualified name.
   virtual TVnDOMNode *CreateClone();
-  // Raises EVnDomNotSupported on a bare node.
+  // Parses the text and adds what it reads to this node, whatever its kind; text and CDATA need
+  // an element to go to (EInvalidCast otherwise, reported as a syntax error).
   virtual void LoadFromStream(TStream *AStream, Word ACodePage);
   // _SaveToStream from level -1.
   virtual void SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted);
@@ -1562,7 +1563,6 @@ class TVnDOMElement : public TVnDOMNode {
   void SetPreseveSpace(bool AValue);
 
   TVnDOMNode *CreateClone() override;
-  void LoadFromStream(TStream *AStream, Word ACodePage) override;
   UnicodeString NodePathStep(bool ALocalName, const UnicodeString &AKeyAttribute) override;
 
   TVnDOMAttrList *AttributesOrNil() const noexcept {
@@ -1681,8 +1681,8 @@ class TVnDOMDocument : public TVnDOMNode {
   static TVnDOMDocument *CreateFromFile(const UnicodeString &AFileName,
                                         Word AMode = fmOpenRead | fmShareDenyWrite);
   static TVnDOMDocument *CreateFromStream(TStream *AStream, Word ACodePage);
-  // Loading from JSON needs the JSON event reader, which this build does not have: raises
-  // EVnDomNotSupported.
+  // Loads the text as UTF-16 by CreateFromStream. Text that does not begin with "<" is JSON,
+  // which needs the JSON event reader that this build does not have: EVnDomNotSupported.
   static TVnDOMDocument *CreateFromJSON(const UnicodeString &AJSON);
 
   // --- settings
@@ -1702,6 +1702,7 @@ class TVnDOMDocument : public TVnDOMNode {
   // Sets the code page and encoding and writes the encoding into the "xml" instruction, which
   // is created when there is none.
   void SetEncoding(const UnicodeString &AEncoding);
+  // 0 until SetEncoding or SetCodePage sets it: loading leaves it alone.
   Word GetCodePage() const noexcept { return FCodePage; }
   // Sets the page and its encoding name; the instruction is not touched.
   void SetCodePage(Word ACodePage);
@@ -1767,7 +1768,7 @@ class TVnDOMDocument : public TVnDOMNode {
   TVnDOMSelectMatchOption FSelectMatchOption;
   TVnDOMSelectCheckOption FSelectCheckOption;
   bool FUseSchemaInstance = false;
-  Word FCodePage = CP_UTF8;
+  Word FCodePage = 0;
 };
 
 // Formats XML text: loads it into a document and answers the document's formatted text. Parse
@@ -2165,6 +2166,9 @@ class TVnDOMParser : public TVnObject,
   void FatalError(IVnSAXLocator *ALocator, const VnXMLString &AMessage) override;
 
  private:
+  // The node that the events build on; EVnDomHierarchyRequest when end tags have climbed
+  // above the node the load began at.
+  TVnDOMNode *Target() const;
   TVnDOMElement *CurrentElement() const;
   // The record of a qualified name, shared by every node of the parse that bears the name; the
   // caller gets a reference of its own.

@@ -59,8 +59,11 @@ TVnDOMDocument *TVnDOMDocument::CreateFromStream(TStream *AStream, Word ACodePag
   return Construct([&](TVnDOMDocument *d) { d->LoadFromStream(AStream, ACodePage); });
 }
 
-TVnDOMDocument *TVnDOMDocument::CreateFromJSON(const UnicodeString &) {
-  throw EVnDomNotSupported(dom::cNoJSON);
+TVnDOMDocument *TVnDOMDocument::CreateFromJSON(const UnicodeString &AJSON) {
+  // The text goes in as UTF-16; the load picks its reader by the first character, so XML text
+  // loads too.
+  TPointerStream stream(AJSON.data(), static_cast<Int64>(AJSON.size() * sizeof(char16_t)));
+  return CreateFromStream(&stream, CP_UTF16);
 }
 
 // --- settings

@@ -834,10 +834,12 @@ Variant TVnDOMElement::GetAsVariant() {
   if (!type) return hasChars ? Variant(GetNodeValue()) : Null();
   const UnicodeString name = type->GetNodeValue();
   if (name.empty()) throw EVnDomException(dom::cBadTypeInfo);
-  TVarType vt = TVnTypes::GetVarType(name, tntSchemaName, varEmpty);
+  // A name that is not registered gives varUnknown and goes on to the steps below; a prefixed
+  // name is tried again without its prefix.
+  TVarType vt = TVnTypes::GetVarType(name, tntSchemaName, varUnknown);
   const std::size_t colon = name.find(u':');
-  if (vt == varEmpty && colon != UnicodeString::npos) {
-    vt = TVnTypes::GetVarType(UnicodeStringView(name).substr(colon + 1), tntSchemaName, varEmpty);
+  if (vt == varUnknown && colon != UnicodeString::npos) {
+    vt = TVnTypes::GetVarType(UnicodeStringView(name).substr(colon + 1), tntSchemaName, varUnknown);
   }
   if (vt == varEmpty || IsStringVarType(vt)) return Variant(GetNodeValue());
   if (name == u"time" || name.find(u":time") != UnicodeString::npos) {

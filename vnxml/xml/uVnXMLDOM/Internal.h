@@ -38,8 +38,6 @@ inline constexpr const char16_t *cOwnedList =
     u"A list that belongs to a node is destroyed together with that node only!";
 inline constexpr const char16_t *cObjectGone =
     u"The object behind this interface has been destroyed!";
-inline constexpr const char16_t *cLoadNotSupported =
-    u"Loading from a stream is not supported by %s!";
 inline constexpr const char16_t *cSelectNotSupported = u"Path selection is not supported by %s!";
 inline constexpr const char16_t *cPathIndexNotSupported =
     u"The element list cannot select the path \"%s\": path selection is not supported!";
@@ -107,6 +105,9 @@ inline constexpr const char16_t *cDocSave =
     u"The SaveToStream is not supported by the DOM Document. Use the SaveToStreamEx instead.";
 inline constexpr const char16_t *cNoPI = u"There is no processinginstruction \"%s\"!";
 inline constexpr const char16_t *cParseFatal = u"Line %d, column %d: %s";
+inline constexpr const char16_t *cNoTarget =
+    u"An end tag closes more than was opened since the node the text is loaded into!";
+inline constexpr const char16_t *cNilStream = u"The stream must not be nil!";
 inline constexpr const char16_t *cSplitNoParent = u"A text node without a parent cannot be split!";
 inline constexpr const char16_t *cNoJSON =
     u"Loading a tree from JSON text is not supported by this build: the text must begin with "

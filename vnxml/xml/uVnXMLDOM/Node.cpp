@@ -287,8 +287,8 @@ TVnDOMNode *TVnDOMNode::CreateClone() {
   return clone;
 }
 
-void TVnDOMNode::LoadFromStream(TStream *, Word) {
-  throw EVnDomNotSupported(dom::cLoadNotSupported, {ClassName()});
+void TVnDOMNode::LoadFromStream(TStream *AStream, Word ACodePage) {
+  dom::ParseInto(this, AStream, ACodePage);
 }
 
 void TVnDOMNode::SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted) {

@@ -24,6 +24,7 @@ void ParseInto(TVnDOMNode *ANode, TStream *AStream, Word ACodePage) {
 }  // namespace dom
 
 void TVnDOMParser::Parse(TStream *AStream, Word ACodePage) {
+  if (!AStream) throw EArgumentNilException(dom::cNilStream);
   const Integer width = ACodePage == CP_UTF16 ? 2 : 1;
   Byte unit[2] = {0, 0};
   char16_t ch = 0;
@@ -79,12 +80,34 @@ TVnDOMName *TVnDOMParser::NameOf(const VnXMLString &AQName) {
   return name;
 }
 
+namespace {
+
+// Appends a new node; one that could not be appended is freed.
+void AppendNew(TVnDOMNode *ATarget, TVnDOMNode *ANode) {
+  try {
+    ATarget->AppendChild(ANode);
+  } catch (...) {
+    if (!ANode->GetParent()) ANode->Free();
+    throw;
+  }
+}
+
+}  // namespace
+
+TVnDOMNode *TVnDOMParser::Target() const {
+  // An end tag without its start tag, in text loaded into a node, climbs above where the load
+  // began; past the top there is nothing left to build on.
+  if (!FDOMNode) throw EVnDomHierarchyRequest(dom::cNoTarget);
+  return FDOMNode;
+}
+
 TVnDOMElement *TVnDOMParser::CurrentElement() const {
-  return As<TVnDOMElement>(FDOMNode);
+  return As<TVnDOMElement>(Target());
 }
 
 void TVnDOMParser::StartElement(const VnXMLString &ANamespaceURI, const VnXMLString &,
                                 const VnXMLString &AQName, IVnSAXAttributes *AAttributes) {
+  TVnDOMNode *target = Target();
   auto *e = New<TVnDOMElement>();
   try {
     e->AdoptName(NameOf(AQName));
@@ -112,11 +135,11 @@ void TVnDOMParser::StartElement(const VnXMLString &ANamespaceURI, const VnXMLStr
     e->Free();
     throw;
   }
-  FDOMNode->AppendChild(e);
-  if (FDOMNode->GetNodeType() == ntDocument && AAttributes) {
+  AppendNew(target, e);
+  if (target->GetNodeType() == ntDocument && AAttributes) {
     for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next) {
       if (VnSameText(a->Value, dom::cXSINamespace)) {
-        static_cast<TVnDOMDocument *>(FDOMNode)->FUseSchemaInstance = true;
+        static_cast<TVnDOMDocument *>(target)->FUseSchemaInstance = true;
       }
     }
   }
@@ -124,7 +147,7 @@ void TVnDOMParser::StartElement(const VnXMLString &ANamespaceURI, const VnXMLStr
 }
 
 void TVnDOMParser::EndElement(const VnXMLString &, const VnXMLString &, const VnXMLString &) {
-  FDOMNode = FDOMNode->ParentNode();
+  FDOMNode = Target()->ParentNode();
 }
 
 void TVnDOMParser::Characters(const VnXMLString &AText) {
@@ -135,23 +158,25 @@ void TVnDOMParser::Characters(const VnXMLString &AText) {
   }
   auto *t = New<TVnDOMText>();
   t->SetStoredValue(AText);
-  e->AddChild(t, nullptr, rdpLast);
+  AppendNew(e, t);
 }
 
 void TVnDOMParser::IgnorableWhitespace(const VnXMLString &AText) {
-  if (FDOMNode->GetPreserveSpace()) Characters(AText);
+  if (Target()->GetPreserveSpace()) Characters(AText);
 }
 
 void TVnDOMParser::ProcessingInstruction(const VnXMLString &ATarget, const VnXMLString &AData) {
+  TVnDOMNode *target = Target();
   auto *pi = New<TVnDOMProcessingInstruction>();
-  FDOMNode->AppendChild(pi);
+  AppendNew(target, pi);
   pi->SetQualifiedName(ATarget);
   pi->SetData(AData);
 }
 
 void TVnDOMParser::Comment(const VnXMLString &AText) {
+  TVnDOMNode *target = Target();
   auto *c = New<TVnDOMComment>();
-  FDOMNode->AppendChild(c);
+  AppendNew(target, c);
   c->SetNodeValue(AText);
 }
 
@@ -173,14 +198,6 @@ void TVnDOMParser::FatalError(IVnSAXLocator *ALocator, const VnXMLString &AMessa
   const Integer line = loc ? loc->GetLineNr() : -1;
   const Integer col = loc ? loc->GetColNr() : -1;
   throw EVnDomSyntax(dom::cParseFatal, {line, col, AMessage});
-}
-
-}  // namespace vn
-
-namespace vn {
-
-void TVnDOMElement::LoadFromStream(TStream *AStream, Word ACodePage) {
-  dom::ParseInto(this, AStream, ACodePage);
 }
 
 }  // namespace vn
