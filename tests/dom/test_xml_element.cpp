@@ -40,6 +40,33 @@ TEST(XmlElement, KindListsFollowTheChildList) {
   EXPECT_THROW(static_cast<TVnDOMElement *>(empty.get())->FirstElement(), EVnDomNotFound);
 }
 
+// Adding through the child list's own Add changes the child list alone; the kind lists keep
+// what AddChild and RemoveChild gave them, whether anything had read them before or not.
+TEST(XmlElement, DirectChildListAddsLeaveTheKindListsAlone) {
+  for (bool readFirst : {false, true}) {
+    Doc d = Load(u"<a><b/>x</a>");
+    TVnDOMElement *a = d->GetRootNode();
+    if (readFirst) {
+      a->GetElements();
+      a->GetCharNodes();
+    }
+    auto *extra = New<TVnDOMElement>();
+    extra->SetQualifiedName(u"extra");
+    a->GetChildNodes()->Add(extra, rdpLast);
+    auto *y = New<TVnDOMText>();
+    y->SetNodeValue(u"y");
+    a->GetChildNodes()->Add(y, rdpLast);
+    EXPECT_EQ(a->NodeCount(), 4) << readFirst;
+    EXPECT_EQ(a->ElementCount(), 1) << readFirst;
+    EXPECT_EQ(a->LastElement()->GetLocalName(), u"b") << readFirst;
+    EXPECT_EQ(a->GetNodeValue(), u"x") << readFirst;
+    // The child list's Delete detaches, and takes the node out of its kind list.
+    Owned b(a->GetChildNodes()->Delete(a->GetChildNodes()->GetItem(0)));
+    EXPECT_EQ(a->ElementCount(), 0) << readFirst;
+    EXPECT_EQ(a->GetXML(), u"<a>x<extra />y</a>") << readFirst;
+  }
+}
+
 TEST(XmlElement, AddAndInsert) {
   Doc d = Empty();
   TVnDOMElement *r = d->CreateRootNode(u"r");

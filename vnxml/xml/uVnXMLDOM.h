@@ -978,6 +978,10 @@ class TVnDOMNode : public TVnDOMObject {
   // this node is gets detached. Kinds that keep further lists of their children take it out of
   // those too.
   virtual void ChildTakenOut(TVnDOMNode *AChild);
+  // Called before the child list's own Add, Delete or Clear changes the children directly.
+  // Kinds that keep further lists of their children, which such a change leaves as they are,
+  // make sure that those lists exist from then on.
+  virtual void ChildListChanging() {}
 
   // Byte-sized fields first, so that they share the space behind TVnDOMObject's fields.
   TVnDOMNodeType FNodeType = ntUnknown;
@@ -1156,7 +1160,7 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   // itself, an ancestor of the owner, or a node below which the owner stands.
   void InsertAt(Integer AIndex, TVnDOMNode *ANode);
   // Takes the item at AIndex out, without anything else.
-  void RemoveAt(Integer AIndex) noexcept;
+  void RemoveAt(Integer AIndex);
   // Refuses (EVnDomException) to put ANode into AOwner's list when AOwner is ANode itself, an
   // ancestor of it, or a node below it by the child lists.
   static void CheckInsert(TVnDOMNode *AOwner, TVnDOMNode *ANode);
@@ -1579,6 +1583,7 @@ class TVnDOMElement : public TVnDOMNode {
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
   void SetParentNode(TVnDOMObject *AParent) override;
   void ChildTakenOut(TVnDOMNode *AChild) override;
+  void ChildListChanging() override;
   void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
   void _SetPreseveSpace(bool AValue);
 

@@ -193,6 +193,14 @@ void TVnDOMElement::RemoveChild(TVnDOMNode *ANode) {
   if (declaration && !FDestroying) RefreshNamespaces();
 }
 
+void TVnDOMElement::ChildListChanging() {
+  // A kind list not built yet would be built from the changed children later: build it now,
+  // so that it keeps what AddChild and RemoveChild gave it.
+  for (int kind = 0; kind < 3; ++kind) {
+    if (!KindList(kind)) BuildKindList(kind);
+  }
+}
+
 void TVnDOMElement::ChildTakenOut(TVnDOMNode *AChild) {
   if (TVnDOMNodeListBase *typed = TypedList(AChild)) typed->Delete(AChild);
   TVnDOMNode::ChildTakenOut(AChild);

@@ -116,14 +116,16 @@ Integer TVnDOMNodeListBase::PlaceOf(const TVnDOMNodeArray &AItems, TVnDOMNode *A
 void TVnDOMNodeListBase::InsertAt(Integer AIndex, TVnDOMNode *ANode) {
   CheckInsert(Owner(), ANode);
   if (FChildList) {
+    Owner()->ChildListChanging();
     Owner()->ChildInsert(static_cast<std::size_t>(AIndex), ANode);
   } else {
     FOwnItems.Insert(static_cast<std::size_t>(AIndex), ANode);
   }
 }
 
-void TVnDOMNodeListBase::RemoveAt(Integer AIndex) noexcept {
+void TVnDOMNodeListBase::RemoveAt(Integer AIndex) {
   if (FChildList) {
+    Owner()->ChildListChanging();
     Owner()->ChildErase(static_cast<std::size_t>(AIndex));
   } else {
     FOwnItems.Erase(static_cast<std::size_t>(AIndex));
@@ -132,6 +134,7 @@ void TVnDOMNodeListBase::RemoveAt(Integer AIndex) noexcept {
 
 void TVnDOMNodeListBase::Clear() {
   if (Items().empty()) return;
+  if (FChildList) Owner()->ChildListChanging();
   TVnDOMNodeArray items;
   items.Swap(Items());
   if (!FChildList) return;
