@@ -40,6 +40,24 @@ TEST(XmlLeaves, CharacterDataEditing) {
   EXPECT_EQ(t->GetStoredValue(), u"&amp;d&lt;e");
   // Substring answers the whole value.
   EXPECT_EQ(t->Substring(2, 1), u"&d<e");
+
+  // Positions outside the value: a delete does nothing, an insert goes first or last, and a
+  // replace is the two in turn.
+  t->SetNodeValue(u"abcd");
+  for (Integer at : {0, -3, 5}) {
+    t->DeleteStr(at, 2);
+    EXPECT_EQ(t->GetNodeValue(), u"abcd") << at;
+  }
+  t->DeleteStr(2, 0);
+  t->DeleteStr(3, 99);
+  EXPECT_EQ(t->GetNodeValue(), u"ab");
+  t->InsertStr(0, u"<");
+  t->InsertStr(99, u">");
+  EXPECT_EQ(t->GetNodeValue(), u"<ab>");
+  t->ReplaceStr(0, 2, u"X");
+  EXPECT_EQ(t->GetNodeValue(), u"X<ab>");
+  t->ReplaceStr(3, 9, u"Y");
+  EXPECT_EQ(t->GetNodeValue(), u"X<Y");
 }
 
 TEST(XmlLeaves, SplitTextAddsTheRestRightAfter) {
@@ -77,6 +95,11 @@ TEST(XmlLeaves, AttributeValuesAndDeclarations) {
   EXPECT_TRUE(p->IsNamespace());
   EXPECT_EQ(def->NamespacePrefix(), u"");
   EXPECT_EQ(p->NamespacePrefix(), u"p");
+  // A declaration named so in other case is one, but its local name counts as a prefix.
+  Doc upper = Load(u"<a XMLNS=\"urn:u\"/>");
+  TVnDOMAttribute *odd = upper->GetRootNode()->FirstAttribute();
+  EXPECT_TRUE(odd->IsNamespace());
+  EXPECT_EQ(odd->NamespacePrefix(), u"XMLNS");
   // An unprefixed attribute takes the default namespace.
   EXPECT_EQ(x->GetNamespaceURI(), u"u");
   TVnDOMAttribute *lang = a->LastAttribute();

@@ -13,6 +13,12 @@ TEST(XmlOutput, PlainOutputIsConcatenation) {
   EXPECT_EQ(Load(u"<!--c1--><?p?><a/><!--c2-->")->GetXML(), u"<!--c1--><?p?><a /><!--c2-->");
   // An empty document writes nothing.
   EXPECT_EQ(Empty()->GetXML(), u"");
+  // Character data of the bare base class counts as content but writes nothing.
+  Doc d = Load(u"<a/>");
+  auto *bare = New<TVnDOMCharacterData>();
+  bare->SetNodeValue(u"x");
+  d->GetRootNode()->AppendChild(bare);
+  EXPECT_EQ(d->GetXML(), u"<a></a>");
 }
 
 TEST(XmlOutput, FormattedBreaksAndIndents) {

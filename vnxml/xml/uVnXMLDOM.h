@@ -1291,7 +1291,6 @@ class TVnDOMCharacterData : public TVnDOMNode {
 
  protected:
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
-  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
   // Whether the stored form is raw (comments, CDATA) rather than lexical (text).
   virtual bool RawValue() const noexcept { return false; }
 
@@ -1308,6 +1307,8 @@ class TVnDOMText : public TVnDOMCharacterData {
 
  protected:
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
+  // The stored value as it stands, in any mode.
+  void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
 };
 
 class TVnDOMCDATA : public TVnDOMText {

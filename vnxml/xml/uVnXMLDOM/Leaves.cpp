@@ -9,13 +9,20 @@ namespace vn {
 
 namespace {
 
-// Clamps a 1-based offset and a count to the string, the way the run-time's Delete and Copy do.
-void ClampRange(const UnicodeString &S, Integer &AOffset, Integer &ACount) {
-  if (AOffset < 1) AOffset = 1;
+// The run-time's string routines on 1-based positions. Delete removes nothing when the
+// position lies outside the string or the count is not positive, and shortens a count that
+// runs past the end.
+void DeleteAt(UnicodeString &S, Integer AOffset, Integer ACount) {
   const Integer len = static_cast<Integer>(S.size());
-  if (AOffset > len + 1) AOffset = len + 1;
-  if (ACount < 0) ACount = 0;
-  if (ACount > len - AOffset + 1) ACount = len - AOffset + 1;
+  if (AOffset < 1 || AOffset > len || ACount <= 0) return;
+  S.erase(static_cast<std::size_t>(AOffset - 1),
+          static_cast<std::size_t>(std::min(ACount, len - AOffset + 1)));
+}
+
+// Insert puts the text first for a position below 1 and last for one past the end.
+void InsertAt(UnicodeString &S, Integer AOffset, const UnicodeString &AText) {
+  const Integer len = static_cast<Integer>(S.size());
+  S.insert(static_cast<std::size_t>(std::clamp(AOffset, 1, len + 1) - 1), AText);
 }
 
 }  // namespace
@@ -41,23 +48,21 @@ void TVnDOMCharacterData::AppendStr(const UnicodeString &AText) {
 
 void TVnDOMCharacterData::DeleteStr(Integer AOffset, Integer ACount) {
   UnicodeString v = GetNodeValue();
-  ClampRange(v, AOffset, ACount);
-  v.erase(AOffset - 1, ACount);
+  DeleteAt(v, AOffset, ACount);
   SetNodeValue(v);
 }
 
 void TVnDOMCharacterData::InsertStr(Integer AOffset, const UnicodeString &AText) {
   UnicodeString v = GetNodeValue();
-  Integer count = 0;
-  ClampRange(v, AOffset, count);
-  v.insert(AOffset - 1, AText);
+  InsertAt(v, AOffset, AText);
   SetNodeValue(v);
 }
 
 void TVnDOMCharacterData::ReplaceStr(Integer AOffset, Integer ACount, const UnicodeString &AText) {
+  // A delete, then an insert at the same position.
   UnicodeString v = GetNodeValue();
-  ClampRange(v, AOffset, ACount);
-  v.replace(AOffset - 1, ACount, AText);
+  DeleteAt(v, AOffset, ACount);
+  InsertAt(v, AOffset, AText);
   SetNodeValue(v);
 }
 
@@ -73,10 +78,6 @@ TVnDOMNode *TVnDOMCharacterData::CreateClone() {
 
 TVnDOMObjectImpl *TVnDOMCharacterData::CreateDOMImpl(TVnDOMObject *AOwner) {
   return New<TVnDOMCharacterDataImpl>(AOwner);
-}
-
-void TVnDOMCharacterData::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer &) {
-  dom::WriteText(AStream, ACodePage, FNodeValue);
 }
 
 // --- text
@@ -97,6 +98,10 @@ TVnDOMText *TVnDOMText::SplitText(Integer AOffset) {
 
 TVnDOMObjectImpl *TVnDOMText::CreateDOMImpl(TVnDOMObject *AOwner) {
   return New<TVnDOMTextImpl>(AOwner);
+}
+
+void TVnDOMText::_SaveToStream(TStream *AStream, Word ACodePage, bool, Integer &) {
+  dom::WriteText(AStream, ACodePage, FNodeValue);
 }
 
 // --- CDATA
@@ -156,7 +161,8 @@ void TVnDOMAttribute::SetNodeValue(const UnicodeString &AValue) {
 
 UnicodeString TVnDOMAttribute::NamespacePrefix() const {
   VN_ASSERT_AT(IsNamespace(), "xml/uVnXMLDOM", 7370);
-  if (VnSameText(GetLocalName(), u"xmlns")) return UnicodeString();
+  // The declaration test ignores case; this one does not.
+  if (GetLocalName() == u"xmlns") return UnicodeString();
   return GetLocalName();
 }
 
