@@ -269,5 +269,312 @@ TEST(XmlDocument, InterfacesOfTheNodeKinds) {
   EXPECT_EQ(root->GetChildNodes()->GetItem(0)->GetDOMImpl(), nullptr);
 }
 
+// A document that counts its load hooks and notes the load state each one sees.
+class TCountingDocument : public TVnDOMDocument {
+  VN_CLASS(TCountingDocument, TVnDOMDocument)
+ public:
+  int Loaded = 0;
+  TVnDOMLoadState StateSeen = lsUninitialized;
+
+ protected:
+  void DoXMLLoaded() override {
+    ++Loaded;
+    StateSeen = GetLoadState();
+  }
+};
+using CountingDoc = std::unique_ptr<TCountingDocument, FreeNode>;
+
+// Writes bytes into a file, replacing what it held.
+void WriteFile(const std::string &APath, const std::string &ABytes) {
+  std::FILE *f = std::fopen(APath.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  std::fwrite(ABytes.data(), 1, ABytes.size(), f);
+  std::fclose(f);
+}
+
+TEST(XmlDocument, CreateFromStream) {
+  // The page given wins over the one the text declares.
+  const std::string latin = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><a>\xE9</a>";
+  TPointerStream s(latin.data(), static_cast<Int64>(latin.size()));
+  Doc d(TVnDOMDocument::CreateFromStream(&s, 28591));
+  ASSERT_NE(d->GetRootNode(), nullptr);
+  EXPECT_EQ(d->GetRootNode()->GetNodeValue(), u"\u00e9");
+  // A load with a given page does not go through the load states.
+  EXPECT_EQ(d->GetLoadState(), lsUninitialized);
+  EXPECT_TRUE(d->GetDocumentURI().empty());
+  // UTF-16 text without a byte-order mark.
+  const std::u16string w = u"<a><b>\u20ac</b></a>";
+  TPointerStream t(w.data(), static_cast<Int64>(w.size() * 2));
+  Doc u(TVnDOMDocument::CreateFromStream(&t, CP_UTF16));
+  EXPECT_EQ(u->GetXML(), u"<a><b>\u20ac</b></a>");
+  // A failed load frees the document and passes the syntax error on.
+  const std::string bad = "<a><b x=></b></a>";
+  TPointerStream b(bad.data(), static_cast<Int64>(bad.size()));
+  EXPECT_THROW(TVnDOMDocument::CreateFromStream(&b, CP_UTF8), EVnDomSyntax);
+}
+
+TEST(XmlDocument, LoadHooksAndLoadStates) {
+  const std::string good = "<a/>", bad = "<a><b x=></b></a>";
+  // A load with a given page calls the hook and leaves the state where it was.
+  CountingDoc d(New<TCountingDocument>());
+  TPointerStream s1(good.data(), static_cast<Int64>(good.size()));
+  d->LoadFromStream(&s1, CP_UTF8);
+  EXPECT_EQ(d->Loaded, 1);
+  EXPECT_EQ(d->StateSeen, lsUninitialized);
+  EXPECT_EQ(d->GetLoadState(), lsUninitialized);
+  // Each other load path calls it once, once the document is loaded.
+  d->LoadFromXML(UnicodeString(u"<b/>"));
+  EXPECT_EQ(d->Loaded, 2);
+  EXPECT_EQ(d->StateSeen, lsLoaded);
+  d->LoadFromXML(AnsiString("<c/>"));
+  EXPECT_EQ(d->Loaded, 3);
+  d->StateSeen = lsUninitialized;
+  TPointerStream s2(good.data(), static_cast<Int64>(good.size()));
+  d->LoadFromStream(&s2);
+  EXPECT_EQ(d->Loaded, 4);
+  EXPECT_EQ(d->StateSeen, lsLoaded);
+  // Empty wide text loads nothing and calls nothing.
+  d->LoadFromXML(UnicodeString());
+  EXPECT_EQ(d->Loaded, 4);
+  const std::string path = ::testing::TempDir() + "vnxml_dom_doc_hooks.xml";
+  const UnicodeString name = UTF8ToString(path);
+  WriteFile(path, good);
+  d->LoadXML(name, fmOpenRead | fmShareDenyWrite);
+  EXPECT_EQ(d->Loaded, 5);
+  d->LoadFromFile(name);
+  EXPECT_EQ(d->Loaded, 6);
+
+  // A failed load calls no hook. The sniffing load and the file loads end in lsLoaded; the load
+  // with a given page leaves the state alone.
+  CountingDoc p(New<TCountingDocument>());
+  TPointerStream f1(bad.data(), static_cast<Int64>(bad.size()));
+  EXPECT_THROW(p->LoadFromStream(&f1, CP_UTF8), EVnDomSyntax);
+  EXPECT_EQ(p->GetLoadState(), lsUninitialized);
+  EXPECT_EQ(p->Loaded, 0);
+  CountingDoc q(New<TCountingDocument>());
+  TPointerStream f2(bad.data(), static_cast<Int64>(bad.size()));
+  EXPECT_THROW(q->LoadFromStream(&f2), EVnDomSyntax);
+  EXPECT_EQ(q->GetLoadState(), lsLoaded);
+  EXPECT_EQ(q->Loaded, 0);
+  CountingDoc x(New<TCountingDocument>());
+  EXPECT_THROW(x->LoadFromXML(UnicodeString(u"<a><b x=></b></a>")), EVnDomSyntax);
+  EXPECT_THROW(x->LoadFromXML(AnsiString("<a><b x=></b></a>")), EVnDomSyntax);
+  EXPECT_EQ(x->GetLoadState(), lsLoaded);
+  EXPECT_EQ(x->Loaded, 0);
+  WriteFile(path, bad);
+  CountingDoc fl(New<TCountingDocument>());
+  EXPECT_THROW(fl->LoadFromFile(name), EVnDomSyntax);
+  EXPECT_EQ(fl->GetLoadState(), lsLoaded);
+  EXPECT_EQ(fl->Loaded, 0);
+  // The URI is set only after a load that succeeded.
+  EXPECT_TRUE(fl->GetDocumentURI().empty());
+  std::remove(path.c_str());
+  // A file that cannot be opened fails before any load begins.
+  CountingDoc missing(New<TCountingDocument>());
+  EXPECT_THROW(missing->LoadFromFile(name), EFOpenError);
+  EXPECT_EQ(missing->GetLoadState(), lsUninitialized);
+  EXPECT_EQ(missing->Loaded, 0);
+}
+
+TEST(XmlDocument, OnlyLoadFromFileSetsTheURI) {
+  const std::string path = ::testing::TempDir() + "vnxml_dom_doc_uri.xml";
+  const UnicodeString name = UTF8ToString(path);
+  WriteFile(path, "<r>\xC3\xA9</r>");
+  Doc d = Empty();
+  d->SetDocumentURI(u"urn:before");
+  d->LoadXML(name, fmOpenRead | fmShareDenyWrite);
+  EXPECT_EQ(d->GetRootNode()->GetNodeValue(), u"\u00e9");
+  EXPECT_EQ(d->GetLoadState(), lsLoaded);
+  EXPECT_EQ(d->GetDocumentURI(), u"urn:before");
+  Doc e = Empty();
+  e->LoadXML(name, fmOpenRead | fmShareDenyWrite);
+  EXPECT_TRUE(e->GetDocumentURI().empty());
+  Doc f = Empty();
+  f->SetDocumentURI(u"urn:before");
+  f->LoadFromFile(name);
+  EXPECT_EQ(f->GetRootNode()->GetNodeValue(), u"\u00e9");
+  EXPECT_EQ(f->GetDocumentURI(), name);
+  std::remove(path.c_str());
+}
+
+// The text of the root after a sniffing load.
+UnicodeString SniffedText(const std::string &ABytes) {
+  return Sniff(ABytes)->GetRootNode()->GetNodeValue();
+}
+
+TEST(XmlDocument, SnifferLimits) {
+  const UnicodeString asUTF8 = u"\u00e9", asLatin1 = u"\u00c3\u00a9";
+  // A byte-order mark wins over the declared encoding.
+  EXPECT_EQ(
+      SniffedText("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xC3\xA9</a>"),
+      asUTF8);
+  std::u16string w = u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\u20ac</a>";
+  std::string bytes("\xFF\xFE", 2);
+  bytes.append(reinterpret_cast<const char *>(w.data()), w.size() * 2);
+  EXPECT_EQ(SniffedText(bytes), u"\u20ac");
+  // Whatever first tag there is gets read for an encoding, but nothing behind its ">".
+  EXPECT_EQ(SniffedText("<a encoding=\"ISO-8859-1\">\xC3\xA9</a>"), asLatin1);
+  EXPECT_EQ(SniffedText("<?xml version=\"1.0\"?><!-- encoding=\"ISO-8859-1\" --><a>\xC3\xA9</a>"),
+            asUTF8);
+  EXPECT_EQ(SniffedText("<a><b encoding=\"ISO-8859-1\"/>\xC3\xA9</a>"), asUTF8);
+  // The head read is 1025 characters long: a value whose closing quote is the 1025th counts ...
+  const std::string enc = "encoding=\"ISO-8859-1\"";
+  const std::string fits = "<a" + std::string(1025 - 2 - enc.size(), ' ') + enc;
+  ASSERT_EQ(fits.size(), 1025u);
+  EXPECT_EQ(SniffedText(fits + ">\xC3\xA9</a>"), asLatin1);
+  // ... one character later the value is cut off, reads as empty and gives no page, and the
+  // reader, finding no declaration, reads UTF-8.
+  EXPECT_EQ(SniffedText("<a " + fits.substr(2) + ">\xC3\xA9</a>"), asUTF8);
+  // A name cut off by the limit is not found at all.
+  EXPECT_EQ(SniffedText("<a" + std::string(1020, ' ') + enc + ">\xC3\xA9</a>"), asUTF8);
+}
+
+TEST(XmlDocument, SyntaxErrorsNameLineAndColumn) {
+  const struct {
+    const char16_t *XML;
+    const char *Message;
+  } cases[] = {
+      {u"<a/><b/>",
+       "Line 1, column 5: The document is not wellformed!\r\nA XML document may not contain "
+       "multiple root elements."},
+      {u"<a>\n</a>\n<b/>",
+       "Line 3, column 1: The document is not wellformed!\r\nA XML document may not contain "
+       "multiple root elements."},
+      {u"<a>\n<b>t</b>\n<c x=></c></a>",
+       "Line 3, column 6: The document is not wellformed!\r\nMissing attribute value."},
+      {u"<a/>text",
+       "Line 1, column 5: The document is not wellformed!\r\nAn invalid token was detected at "
+       "the root level of the document."},
+  };
+  for (const auto &c : cases) {
+    Doc d = Empty();
+    try {
+      d->LoadFromXML(UnicodeString(c.XML));
+      ADD_FAILURE() << UTF8Encode(c.XML);
+    } catch (EVnDomSyntax &E) {
+      EXPECT_EQ(Msg(E), c.Message);
+    }
+  }
+}
+
+TEST(XmlDocument, SchemaInstanceSwitch) {
+  const UnicodeString xsi = u"http://www.w3.org/2001/XMLSchema-instance";
+  // Any attribute of a top-level element whose value is the instance URI, in any case, switches
+  // the document on; the tree stays as it was read.
+  Doc a = Load(u"<r note=\"HTTP://WWW.W3.ORG/2001/xmlschema-INSTANCE\"/>");
+  EXPECT_TRUE(a->GetUseSchemaInstance());
+  EXPECT_EQ(a->GetXML(), u"<r note=\"HTTP://WWW.W3.ORG/2001/xmlschema-INSTANCE\" />");
+  EXPECT_FALSE(
+      Load(u"<r xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"/>")->GetUseSchemaInstance());
+  // Deeper elements and loads into an element do not count.
+  Doc b = Load(u"<r><c xmlns:xsi=\"" + xsi + u"\"/></r>");
+  EXPECT_FALSE(b->GetUseSchemaInstance());
+  b->GetRootNode()->SetInnerXML(u"<d v=\"" + xsi + u"\"/>");
+  EXPECT_FALSE(b->GetUseSchemaInstance());
+  // A further top-level element loaded into the document does.
+  const std::string more = "<s v=\"http://www.w3.org/2001/XMLSchema-instance\"/>";
+  TPointerStream s(more.data(), static_cast<Int64>(more.size()));
+  b->LoadFromStream(&s, CP_UTF8);
+  EXPECT_TRUE(b->GetUseSchemaInstance());
+
+  // Switching on with the instance URI declared under another prefix adds no "xsi"; "xsd" is
+  // written over whatever it held.
+  Doc c = Load(u"<r xmlns:i=\"" + xsi + u"\" xmlns:xsd=\"urn:old\"/>");
+  EXPECT_TRUE(c->GetUseSchemaInstance());
+  c->SetUseSchemaInstance(true);
+  EXPECT_EQ(c->GetXML(),
+            u"<r xmlns:i=\"" + xsi + u"\" xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" />");
+  // Without a root only the flag is stored; a later root gets no declarations.
+  Doc e = Empty();
+  e->SetUseSchemaInstance(true);
+  EXPECT_TRUE(e->GetUseSchemaInstance());
+  EXPECT_EQ(e->NodeCount(), 0);
+  EXPECT_EQ(e->CreateRootNode(u"r")->GetXML(), u"<r />");
+  // Switching off touches nothing.
+  c->SetUseSchemaInstance(false);
+  EXPECT_FALSE(c->GetUseSchemaInstance());
+  EXPECT_EQ(c->GetRootNode()->AttributeCount(), 2);
+}
+
+TEST(XmlDocument, ReadElementsLinkTheirOwnDeclarations) {
+  // Read into a detached element, every declaration of the element's URI is listed, and the
+  // last one becomes its namespace.
+  Owned holder(New<TVnDOMElement>());
+  auto *e = static_cast<TVnDOMElement *>(holder.get());
+  e->SetQualifiedName(u"e");
+  e->SetInnerXML(u"<p:c xmlns:p=\"urn:x\" xmlns:q=\"urn:x\" xmlns:o=\"urn:other\"/>");
+  TVnDOMElement *c = e->FirstElement();
+  TVnDOMAttrList *ns = c->GetNamespaces();
+  ASSERT_EQ(ns->Count(), 2);
+  EXPECT_EQ(ns->GetItem(0)->GetQualifiedName(), u"xmlns:p");
+  EXPECT_EQ(ns->GetItem(1)->GetQualifiedName(), u"xmlns:q");
+  EXPECT_EQ(c->GetNamespace(), c->FindAttribute(u"xmlns:q"));
+  EXPECT_EQ(c->GetNamespaceURI(), u"urn:x");
+  // The link is live: the element follows the declaration it was given.
+  c->FindAttribute(u"xmlns:q")->SetNodeValue(u"urn:y");
+  EXPECT_EQ(c->GetNamespaceURI(), u"urn:y");
+
+  // In a document the link survives the refresh of an element whose parent gives it its
+  // namespace: both own declarations follow the inherited one.
+  Doc d = Load(u"<r xmlns=\"urn:x\"><c xmlns:a=\"urn:x\" xmlns:b=\"urn:x\"/></r>");
+  TVnDOMElement *dc = d->GetRootNode()->FirstElement();
+  TVnDOMAttrList *dns = dc->GetNamespaces();
+  ASSERT_EQ(dns->Count(), 3);
+  EXPECT_EQ(dns->GetItem(0), d->GetRootNode()->FindAttribute(u"xmlns"));
+  EXPECT_EQ(dns->GetItem(1)->GetQualifiedName(), u"xmlns:a");
+  EXPECT_EQ(dns->GetItem(2)->GetQualifiedName(), u"xmlns:b");
+  EXPECT_EQ(dc->GetNamespace(), dc->FindAttribute(u"xmlns:b"));
+  EXPECT_EQ(d->GetXML(), u"<r xmlns=\"urn:x\"><c xmlns:a=\"urn:x\" xmlns:b=\"urn:x\" /></r>");
+  // A top-level element is refreshed without a parent element to inherit from, and its prefix
+  // picks its declaration again; both declarations stay listed.
+  Doc t = Load(u"<p:r xmlns:p=\"urn:x\" xmlns:q=\"urn:x\"/>");
+  TVnDOMElement *r = t->GetRootNode();
+  ASSERT_EQ(r->GetNamespaces()->Count(), 2);
+  EXPECT_EQ(r->GetNamespace(), r->FindAttribute(u"xmlns:p"));
+}
+
+// Sets DefaultPreserveCase for a scope and puts the old value back.
+struct PreserveByDefault {
+  bool Old = DefaultPreserveCase;
+  explicit PreserveByDefault(bool AValue) { DefaultPreserveCase = AValue; }
+  ~PreserveByDefault() { DefaultPreserveCase = Old; }
+};
+
+TEST(XmlDocument, WhiteSpaceOfLoadsIntoAnElement) {
+  const UnicodeString xml = u"<a> <b>\t</b>\n</a>";
+  {
+    // An element made and loaded while white space is preserved by default keeps it.
+    PreserveByDefault on(true);
+    Owned holder(New<TVnDOMElement>());
+    auto *e = static_cast<TVnDOMElement *>(holder.get());
+    e->SetQualifiedName(u"e");
+    e->SetInnerXML(xml);
+    EXPECT_EQ(e->GetXML(), u"<e><a> <b>\t</b>\n</a></e>");
+  }
+  {
+    PreserveByDefault off(false);
+    Owned holder(New<TVnDOMElement>());
+    auto *e = static_cast<TVnDOMElement *>(holder.get());
+    e->SetQualifiedName(u"e");
+    e->SetInnerXML(xml);
+    EXPECT_EQ(e->GetXML(), u"<e><a><b /></a></e>");
+    // The element keeps the setting it was made with: the new elements take it over.
+    PreserveByDefault on(true);
+    e->SetInnerXML(xml);
+    EXPECT_EQ(e->GetXML(), u"<e><a><b /></a></e>");
+  }
+}
+
+TEST(XmlDocument, SingleQuotedDeclarationKeepsItsData) {
+  // The old value between double quotes is empty, so nothing in the data is replaced; the
+  // document takes the new encoding all the same.
+  Doc d = Load(u"<?xml version='1.0' encoding='UTF-16'?><a/>");
+  d->SetEncoding(u"ISO-8859-1");
+  EXPECT_EQ(d->GetProcessingInstruction(u"xml"), u"version='1.0' encoding='UTF-16'");
+  EXPECT_EQ(d->GetEncoding(), u"ISO-8859-1");
+  EXPECT_EQ(d->GetCodePage(), 28591);
+  EXPECT_EQ(d->GetXML(), u"<?xml version='1.0' encoding='UTF-16'?><a />");
+}
+
 }  // namespace
 }  // namespace domxml

@@ -399,6 +399,225 @@ TEST(XmlElement, ElementListsByName) {
   EXPECT_EQ(a->GetXML(), u"<a><b><b /></b><c><b /></c></a>");
 }
 
+// An unprefixed name in a namespace that is not in scope yet gets a default declaration: on the
+// element, just before a new attribute, or on a new element itself.
+TEST(XmlElement, UnprefixedNamesInANamespaceDeclareADefault) {
+  Doc d = Load(u"<a x=\"1\"><b y=\"2\"/></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  TVnDOMElement *b = a->FirstElement();
+  TVnDOMAttribute *k = a->AttributeByName(u"urn:u", u"k", true);
+  ASSERT_NE(k, nullptr);
+  EXPECT_EQ(k->GetQualifiedName(), u"k");
+  EXPECT_EQ(a->GetXML(), u"<a x=\"1\" xmlns=\"urn:u\" k=\"\"><b y=\"2\" /></a>");
+  EXPECT_EQ(k->GetNamespaceURI(), u"urn:u");
+  EXPECT_EQ(a->AttributeByName(u"urn:u", u"k", false), k);
+  // Once the URI is in scope it is not declared again.
+  a->SetAttributeNS(u"urn:u", u"j", u"<");
+  EXPECT_EQ(a->GetXML(), u"<a x=\"1\" xmlns=\"urn:u\" k=\"\" j=\"&lt;\"><b y=\"2\" /></a>");
+  EXPECT_EQ(a->GetAttributeNS(u"urn:u", u"j"), u"<");
+  // SetAttributeNS declares another URI on the element that gets the attribute.
+  b->SetAttributeNS(u"urn:v", u"m", u"3");
+  EXPECT_EQ(b->GetXML(), u"<b y=\"2\" xmlns=\"urn:v\" m=\"3\" />");
+  EXPECT_EQ(b->GetAttributeNS(u"urn:v", u"m"), u"3");
+  // A new unprefixed element declares its URI on itself.
+  TVnDOMElement *n = b->ElementByName(u"urn:n", u"n", true);
+  EXPECT_EQ(n->GetXML(), u"<n xmlns=\"urn:n\" />");
+  EXPECT_EQ(b->AttributeCount(), 3);
+}
+
+TEST(XmlElement, RemoveElementByNamespace) {
+  Doc d = Load(u"<r xmlns:p=\"urn:p\"><p:a/><a/></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  r->RemoveElement(u"urn:p", u"a");
+  EXPECT_EQ(r->GetXML(), u"<r xmlns:p=\"urn:p\"><a /></r>");
+  try {
+    r->RemoveElement(u"urn:p", u"a");
+    ADD_FAILURE();
+  } catch (EVnDomNotFound &E) {
+    // The message names this element, not the one looked for.
+    EXPECT_EQ(Msg(E), "There is no child with the localname \"r\" and namespace \"urn:p\"!");
+  }
+  EXPECT_EQ(r->ElementCount(), 1);
+  // The empty URI stands for any namespace.
+  r->RemoveElement(u"", u"a");
+  EXPECT_EQ(r->GetXML(), u"<r xmlns:p=\"urn:p\" />");
+  EXPECT_THROW(r->RemoveElement(u"", u"a"), EVnDomNotFound);
+}
+
+// On an attached element SetNamespaceURI declares the URI only where the declaration in scope
+// does not fit: a default one for a prefixed element, a prefixed one for an unprefixed element.
+TEST(XmlElement, SetNamespaceURIOnAttachedElements) {
+  Doc d = Load(u"<r xmlns=\"urn:d\" xmlns:p=\"urn:p\"><p:a/><b/><p:c/><q:e/></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  TVnDOMElement *a = r->FindElement(u"p:a");
+  TVnDOMElement *b = r->FindElement(u"b");
+  TVnDOMElement *c = r->FindElement(u"p:c");
+  TVnDOMElement *e = r->FindElement(u"q:e");
+  a->SetNamespaceURI(u"urn:d");
+  EXPECT_EQ(a->GetXML(), u"<p:a xmlns:p=\"urn:d\" />");
+  EXPECT_EQ(a->GetNamespaceURI(), u"urn:d");
+  b->SetNamespaceURI(u"urn:p");
+  EXPECT_EQ(b->GetXML(), u"<b xmlns=\"urn:p\" />");
+  EXPECT_EQ(b->GetNamespaceURI(), u"urn:p");
+  // A declaration that agrees on being prefixed is taken as it is, whatever its prefix.
+  c->SetNamespaceURI(u"urn:p");
+  EXPECT_EQ(c->GetXML(), u"<p:c />");
+  EXPECT_EQ(c->GetNamespaceURI(), u"urn:p");
+  e->SetNamespaceURI(u"urn:p");
+  EXPECT_EQ(e->GetXML(), u"<q:e />");
+  // No declaration of the URI and no URI waiting: nothing happens.
+  c->SetNamespaceURI(u"urn:none");
+  e->SetNamespaceURI(u"urn:none");
+  EXPECT_EQ(c->GetNamespaceURI(), u"urn:p");
+  EXPECT_EQ(e->GetNamespaceURI(), u"");
+  EXPECT_EQ(r->GetXML(),
+            u"<r xmlns=\"urn:d\" xmlns:p=\"urn:p\"><p:a xmlns:p=\"urn:d\" /><b xmlns=\"urn:p\" />"
+            u"<p:c /><q:e /></r>");
+}
+
+// A subtree that joins a parent that preserves space takes the flag down to its leaves, except
+// below an element with an xml:space of its own.
+TEST(XmlElement, PreserveSpaceReachesAnAttachedSubtree) {
+  Doc d = Load(u"<p xml:space=\"preserve\"/>");
+  TVnDOMElement *p = d->GetRootNode();
+  ASSERT_TRUE(p->GetPreserveSpace());
+  auto *x = New<TVnDOMElement>();
+  x->SetQualifiedName(u"x");
+  TVnDOMElement *y = x->AddElement(u"y");
+  TVnDOMElement *z = x->AddElement(u"z");
+  z->SetAttribute(u"xml:space", u"default");
+  TVnDOMElement *w = z->AddElement(u"w");
+  TVnDOMElement *v = w->AddElement(u"v");
+  for (TVnDOMElement *n : {x, y, z, w, v}) EXPECT_FALSE(n->GetPreserveSpace());
+  p->AddChild(x);
+  EXPECT_TRUE(x->GetPreserveSpace());
+  EXPECT_TRUE(y->GetPreserveSpace());
+  EXPECT_FALSE(z->GetPreserveSpace());
+  EXPECT_FALSE(w->GetPreserveSpace());
+  EXPECT_FALSE(v->GetPreserveSpace());
+  // Formatting breaks lines only where space is not preserved.
+  EXPECT_EQ(p->GetFormattedXML(),
+            u"<p xml:space=\"preserve\"><x><y />\r\n"
+            u"    <z xml:space=\"default\">\r\n"
+            u"      <w>\r\n"
+            u"        <v />\r\n"
+            u"      </w>\r\n"
+            u"    </z></x></p>");
+  // Elements added later inherit as well.
+  EXPECT_TRUE(y->AddElement(u"y2")->GetPreserveSpace());
+  EXPECT_FALSE(w->AddElement(u"w2")->GetPreserveSpace());
+}
+
+// With the schema-instance switch on and both prefixes declared, every typed setter writes the
+// value with its type, and Empty and Null write nil.
+TEST(XmlElement, TypedSettersUnderTheSchemaInstanceSwitch) {
+  Doc d = Load(
+      u"<r xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+      u"xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"><v/></r>");
+  ASSERT_TRUE(d->GetUseSchemaInstance());
+  TVnDOMElement *v = d->GetRootNode()->FirstElement();
+  const TDateTime when = EncodeDate(2020, 1, 2) + EncodeTime(3, 4, 5, 250);
+  v->SetAsDateTime(when);
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:dateTime\">2020-01-02T03:04:05.250</v>");
+  EXPECT_DOUBLE_EQ(v->GetAsDateTime().Val, when.Val);
+  Variant back = v->GetAsVariant();
+  EXPECT_EQ(back.VType(), varDate);
+  v->SetAsVariant(Variant());
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:dateTime\" xsi:nil=\"true\"></v>");
+  EXPECT_TRUE(VarIsNull(v->GetAsVariant()));
+  // A value again takes the nil away.
+  v->SetAsBoolean(true);
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:boolean\">true</v>");
+  EXPECT_TRUE(v->GetAsBoolean());
+  EXPECT_EQ(v->GetAsVariant().VType(), varBoolean);
+  v->SetAsVariant(Null());
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:boolean\" xsi:nil=\"true\"></v>");
+  v->SetAsAnsiString(AnsiString("a<b"));
+  EXPECT_EQ(v->GetXML(), u"<v xsi:type=\"xsd:string\">a&lt;b</v>");
+  EXPECT_EQ(v->GetAsVariant().AsString(), u"a<b");
+}
+
+TEST(XmlElement, InsertInANamespaceAndBeforeOtherKinds) {
+  Doc d = Load(u"<r xmlns:p=\"urn:p\"><b/>t<c/></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  TVnDOMElement *b = r->FirstElement();
+  TVnDOMElement *c = r->LastElement();
+  TVnDOMNode *t = r->GetCharNodes()->GetItem(0);
+  TVnDOMElement *x = r->InsertElement(u"urn:x", u"x", rdpBefore, c);
+  EXPECT_EQ(x->GetNamespaceURI(), u"urn:x");
+  // A URI already declared for the prefix is not declared again.
+  TVnDOMElement *q = r->InsertElement(u"urn:p", u"p:q", rdpAfter, b);
+  EXPECT_EQ(q->GetNamespaceURI(), u"urn:p");
+  EXPECT_EQ(r->GetXML(), u"<r xmlns:p=\"urn:p\"><b /><p:q />t<x xmlns=\"urn:x\" /><c /></r>");
+  EXPECT_EQ(b->NextElement(), q);
+  EXPECT_EQ(q->NextElement(), x);
+  EXPECT_EQ(x->NextElement(), c);
+  // Before a node of another kind: in place among all children, but first in the list of its
+  // own kind.
+  TVnDOMElement *n = r->InsertElement(u"n", rdpBefore, t);
+  EXPECT_EQ(r->FirstElement(), n);
+  EXPECT_EQ(n->NextElement(), b);
+  EXPECT_EQ(c->NextElement(), nullptr);
+  TVnDOMText *u = r->InsertText(u"u", rdpBefore, c);
+  EXPECT_EQ(r->GetCharNodes()->GetItem(0), u);
+  EXPECT_EQ(r->GetNodeValue(), u"ut");
+  EXPECT_EQ(r->GetXML(), u"<r xmlns:p=\"urn:p\"><b /><p:q /><n />t<x xmlns=\"urn:x\" />u<c /></r>");
+}
+
+TEST(XmlElement, ChildElementsAndListsByNamespace) {
+  Doc d =
+      Load(u"<a xmlns:p=\"urn:p\" xmlns:q=\"urn:q\" k=\"1\"><p:b/><q:b><p:b/>t</q:b><b>t</b></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  TVnDOMElement *pb = a->FirstElement();
+  TVnDOMElement *qb = pb->NextElement();
+  TVnDOMElement *inner = qb->FirstElement();
+  TVnDOMElement *plain = a->LastElement();
+  EXPECT_TRUE(a->HasChildElements());
+  EXPECT_TRUE(qb->HasChildElements());
+  // Attributes and text are children, but not child elements.
+  EXPECT_FALSE(plain->HasChildElements());
+  Doc o = Load(u"<o k=\"1\">t</o>");
+  EXPECT_FALSE(o->GetRootNode()->HasChildElements());
+  EXPECT_TRUE(o->GetRootNode()->HasChilds());
+
+  using List = std::unique_ptr<TVnDOMElementList, FreeNode>;
+  List inP(a->CreateElementList(u"urn:p", u"b", true));
+  ASSERT_EQ(inP->Count(), 2);
+  EXPECT_EQ(inP->First(), pb);
+  EXPECT_EQ(inP->Last(), inner);
+  List inQ(a->CreateElementList(u"urn:q", u"B", true));
+  ASSERT_EQ(inQ->Count(), 1);
+  EXPECT_EQ(inQ->First(), qb);
+  // The empty URI is no wildcard: it matches elements without a namespace.
+  List none(a->CreateElementList(u"", u"b", true));
+  ASSERT_EQ(none->Count(), 1);
+  EXPECT_EQ(none->First(), plain);
+  // Without recursion the element itself is the only candidate.
+  List flat(a->CreateElementList(u"urn:p", u"b", false));
+  EXPECT_EQ(flat->Count(), 0);
+  List self(pb->CreateElementList(u"urn:p", u"b", false));
+  ASSERT_EQ(self->Count(), 1);
+  EXPECT_EQ(self->First(), pb);
+  List top(a->CreateElementList(u"", u"a", false));
+  EXPECT_EQ(top->Count(), 1);
+  List wrongURI(pb->CreateElementList(u"urn:q", u"b", true));
+  EXPECT_EQ(wrongURI->Count(), 0);
+
+  qb->RemoveElement(inner);
+  EXPECT_FALSE(qb->HasChildElements());
+}
+
+TEST(XmlElement, ChildElementValuesByIndexAndName) {
+  Doc d = Load(u"<r><a>1</a><b>two</b><e k=\"x\"><i>3</i></e></r>");
+  TVnDOMElement *r = d->GetRootNode();
+  EXPECT_EQ(r->GetChildElementValue(Variant(Integer(0))).AsString(), u"1");
+  EXPECT_EQ(r->GetChildElementValue(Variant(Integer(1))).AsString(), u"two");
+  // An element without character data of its own has no value, whatever it holds.
+  EXPECT_TRUE(VarIsNull(r->GetChildElementValue(Variant(Integer(2)))));
+  EXPECT_TRUE(VarIsNull(r->GetChildElementValue(Variant(UnicodeString(u"e")))));
+  EXPECT_EQ(r->GetChildElementValue(Variant(UnicodeString(u"b"))).AsString(), u"two");
+}
+
 TEST(XmlElement, NodePathWithKeyAttribute) {
   Doc d = Load(u"<a id=\"1\"><b ID=\"7\" x=\"y\"/></a>");
   TVnDOMElement *b = d->GetRootNode()->FirstElement();

@@ -4,6 +4,11 @@
 namespace domxml {
 namespace {
 
+// The bytes of UTF-16 text as written in page 1200.
+std::string Utf16Bytes(std::u16string_view AText) {
+  return std::string(reinterpret_cast<const char *>(AText.data()), AText.size() * 2);
+}
+
 TEST(XmlOutput, PlainOutputIsConcatenation) {
   EXPECT_EQ(Load(u"<a/>")->GetXML(), u"<a />");
   EXPECT_EQ(Load(u"<a  x = 'v' ><b>t</b ></a>")->GetXML(), u"<a x=\"v\"><b>t</b></a>");
@@ -80,6 +85,118 @@ TEST(XmlOutput, ByteOrderMarksAndStreamPositions) {
     d->GetRootNode()->FirstElement()->SaveToStream(&s, CP_UTF8, true);
     EXPECT_EQ(Bytes(s), "ab\r\n<b />");
   }
+}
+
+// An instruction decides on its line break by the size of the stream, not by the place it
+// writes at: a byte order mark alone is too small for a break, whatever the mark.
+TEST(XmlOutput, InstructionBreakFollowsTheStreamSize) {
+  Doc d = Load(u"<?p d?><a/>");
+  {
+    TMemoryStream s;
+    d->SaveToStream(&s, CP_UTF16, true, true);
+    EXPECT_EQ(Bytes(s), std::string("\xFF\xFE", 2) + Utf16Bytes(u"<?p d?>\r\n<a />"));
+  }
+  {
+    // The element after a UTF-8 mark gets a break; the instruction there does not.
+    TMemoryStream s;
+    d->SaveToStream(&s, CP_UTF8, true, true);
+    EXPECT_EQ(Bytes(s), "\xEF\xBB\xBF<?p d?>\r\n<a />");
+  }
+  auto *pi = d->FindProcessingInstruction(u"p");
+  ASSERT_NE(pi, nullptr);
+  {
+    // Ten bytes with the position at the start: the instruction breaks and overwrites them...
+    TMemoryStream s;
+    s.Write("0123456789", 10);
+    s.SetPosition(0);
+    pi->SaveToStream(&s, CP_UTF8, true);
+    EXPECT_EQ(Bytes(s), "\r\n<?p d?>9");
+  }
+  {
+    // ...where an element, which looks at the position, starts at once.
+    TMemoryStream s;
+    s.Write("0123456789", 10);
+    s.SetPosition(0);
+    d->GetRootNode()->SaveToStream(&s, CP_UTF8, true);
+    EXPECT_EQ(Bytes(s), "<a />56789");
+  }
+  {
+    // Four bytes are not enough, five are.
+    TMemoryStream four;
+    four.Write("abcd", 4);
+    pi->SaveToStream(&four, CP_UTF8, true);
+    EXPECT_EQ(Bytes(four), "abcd<?p d?>");
+    TMemoryStream five;
+    five.Write("abcde", 5);
+    pi->SaveToStream(&five, CP_UTF8, true);
+    EXPECT_EQ(Bytes(five), "abcde\r\n<?p d?>");
+  }
+  {
+    // Unformatted, no break at any size.
+    TMemoryStream s;
+    s.Write("abcde", 5);
+    pi->SaveToStream(&s, CP_UTF8, false);
+    EXPECT_EQ(Bytes(s), "abcde<?p d?>");
+  }
+  // Under the document an instruction after the root breaks without indent.
+  EXPECT_EQ(Load(u"<a/><?p?>")->GetFormattedXML(), u"<a />\r\n<?p?>");
+}
+
+TEST(XmlOutput, InstructionsAndCommentsInsideElements) {
+  // Inside an element an instruction breaks and takes the indent of its level.
+  EXPECT_EQ(Load(u"<a><b><c/><?p d?></b></a>")->GetFormattedXML(),
+            u"<a>\r\n  <b>\r\n    <c />\r\n    <?p d?>\r\n  </b>\r\n</a>");
+  // In a preserving element it still breaks, but gets no indent.
+  EXPECT_EQ(Load(u"<a><b xml:space=\"preserve\"><c/><?p d?></b></a>")->GetFormattedXML(),
+            u"<a><b xml:space=\"preserve\"><c />\r\n<?p d?></b>\r\n</a>");
+  // A comment in a preserving element gets neither break nor indent.
+  EXPECT_EQ(Load(u"<a><b xml:space=\"preserve\"><c/><!--k--></b></a>")->GetFormattedXML(),
+            u"<a><b xml:space=\"preserve\"><c /><!--k--></b>\r\n</a>");
+  EXPECT_EQ(Load(u"<a xml:space=\"preserve\"><!--k--><b/></a>")->GetFormattedXML(),
+            u"<a xml:space=\"preserve\"><!--k--><b /></a>");
+}
+
+TEST(XmlOutput, ValuesAreWrittenAsStored) {
+  // An attribute value is written between double quotes as it stands, even when it holds one.
+  Doc d = Load(u"<a x='say \"hi\"' y=\"it's\">t</a>");
+  TVnDOMElement *a = d->GetRootNode();
+  EXPECT_EQ(a->FirstAttribute()->GetNodeValue(), u"say \"hi\"");
+  EXPECT_EQ(d->GetXML(), u"<a x=\"say \"hi\"\" y=\"it's\">t</a>");
+  // Nothing is escaped on the way out, neither in attributes nor in text.
+  a->LastAttribute()->SetStoredValue(u"a&b<");
+  static_cast<TVnDOMText *>(a->GetCharNodes()->GetItem(0))->SetStoredValue(u"<&>");
+  EXPECT_EQ(d->GetXML(), u"<a x=\"say \"hi\"\" y=\"a&b<\"><&></a>");
+  // A CDATA section holding its own end marker is written in one piece.
+  Doc c = Load(u"<a/>");
+  c->GetRootNode()->AddCDATA(u"x]]>y");
+  EXPECT_EQ(c->GetXML(), u"<a><![CDATA[x]]>y]]></a>");
+  EXPECT_EQ(c->GetFormattedXML(), u"<a><![CDATA[x]]>y]]></a>");
+}
+
+// Each element has its own preserve-space flag; output looks at that flag alone.
+TEST(XmlOutput, PreserveSpaceFlagsOfEachElement) {
+  Doc d = Load(u"<a><b><c/></b></a>");
+  TVnDOMElement *a = d->GetRootNode();
+  a->SetPreseveSpace(true);
+  // Existing children keep their flag and still break and indent; the element itself closes
+  // on the same line.
+  EXPECT_FALSE(a->FirstElement()->GetPreserveSpace());
+  EXPECT_EQ(d->GetFormattedXML(),
+            u"<a xml:space=\"preserve\">\r\n  <b>\r\n    <c />\r\n  </b></a>");
+  // A child added afterwards takes the flag over.
+  a->AddElement(u"d");
+  EXPECT_EQ(d->GetFormattedXML(),
+            u"<a xml:space=\"preserve\">\r\n  <b>\r\n    <c />\r\n  </b><d /></a>");
+  // Switching back leaves the children alone again: d still preserves.
+  a->SetPreseveSpace(false);
+  EXPECT_EQ(d->GetFormattedXML(),
+            u"<a xml:space=\"default\">\r\n  <b>\r\n    <c />\r\n  </b><d />\r\n</a>");
+
+  // xml:space="default" within a preserving element breaks again, at its own deeper level.
+  EXPECT_EQ(Load(u"<a><b xml:space=\"preserve\"><c xml:space=\"default\"><d/></c><e/></b></a>")
+                ->GetFormattedXML(),
+            u"<a><b xml:space=\"preserve\">\r\n    <c xml:space=\"default\">\r\n      <d />"
+            u"\r\n    </c><e /></b>\r\n</a>");
 }
 
 TEST(XmlOutput, CodePagesOfTheTextWriter) {
