@@ -1,25 +1,27 @@
 #!/usr/bin/env bash
-# Builds the XML reader's fuzz target with clang (libFuzzer, AddressSanitizer with leak
-# detection, UndefinedBehaviorSanitizer) and runs it for a given time.
+# Builds a fuzz target with clang (libFuzzer, AddressSanitizer with leak detection,
+# UndefinedBehaviorSanitizer) and runs it for a given time: the XML reader (fuzz_sax, the
+# default) or the tree (FUZZ_TARGET=fuzz_dom).
 #
-#   fuzz/run.sh [seconds] [more libFuzzer options ...]      (default: 600 seconds)
+#   [FUZZ_TARGET=fuzz_dom] fuzz/run.sh [seconds] [more libFuzzer options ...]   (default: 600 s)
 #
-# The checked-in inputs of fuzz/corpus are the seeds; what the fuzzer finds new goes to
-# $BUILD_DIR/corpus, and a crashing, leaking or hanging input to $BUILD_DIR/artifacts. Copy such
-# an input into fuzz/corpus once it is fixed, so that sax_tests keeps running it.
+# The checked-in inputs of fuzz/corpus are the seeds of both; what the fuzzer finds new goes to
+# $BUILD_DIR/corpus-<target>, and a crashing, leaking or hanging input to $BUILD_DIR/artifacts.
+# Copy such an input into fuzz/corpus once it is fixed, so that sax_tests keeps running it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-600}
 shift || true
 build=${BUILD_DIR:-build/fuzz}
+target=${FUZZ_TARGET:-fuzz_sax}
 
 scripts/install-deps.sh clang libclang-rt-14-dev
 CC=clang CXX=clang++ cmake -S fuzz -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$build" --target fuzz_sax -j2
+cmake --build "$build" --target "$target" -j2
 
-mkdir -p "$build/corpus" "$build/artifacts"
+mkdir -p "$build/corpus-$target" "$build/artifacts"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-exec "$build/fuzz_sax" "$build/corpus" fuzz/corpus \
+exec "$build/$target" "$build/corpus-$target" fuzz/corpus \
   -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=8192 \
   -artifact_prefix="$build/artifacts/" -print_final_stats=1 "$@"

@@ -836,8 +836,8 @@ class TVnDOMNode : public TVnDOMObject {
   static void *operator new(std::size_t ASize, std::align_val_t AAlign) {
     return ::operator new(ASize, AAlign);
   }
-  static void operator delete(void *AObject, std::size_t ASize, std::align_val_t AAlign) noexcept {
-    ::operator delete(AObject, ASize, AAlign);
+  static void operator delete(void *AObject, std::size_t, std::align_val_t AAlign) noexcept {
+    ::operator delete(AObject, AAlign);
   }
   // Raises while an interface holds the node, or while another node's child list still lists
   // it, and then leaves the node untouched. Otherwise destroys the children (or detaches those

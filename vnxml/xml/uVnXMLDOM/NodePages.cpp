@@ -69,7 +69,7 @@ void FreePage(TVnNodePages::TPage *APage) noexcept {
   const std::size_t size = APage->Size;
   VN_UNPOISON(APage, size);
   APage->~TPage();
-  ::operator delete(static_cast<void *>(APage), size);
+  ::operator delete(static_cast<void *>(APage));
 }
 
 // Counts ACount nodes off a page, and frees it when that was the last reference.

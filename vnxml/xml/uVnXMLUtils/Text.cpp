@@ -41,8 +41,10 @@ std::size_t NextSpecial(const char16_t *AP, std::size_t AI, std::size_t AN, bool
   while (AN - AI >= 8) {
     V8 v;
     std::memcpy(&v, AP + AI, 16);
-    M8 m = (v < 32) | (v == u'<') | (v == u'>') | (v == u'&') | ((v == u'\'') & aposMask) |
-           ((v == u'"') & quotMask);
+    // The scalars are of the vector's element type: clang does not take char16_t ones here.
+    M8 m = (v < std::uint16_t{32}) | (v == std::uint16_t{u'<'}) | (v == std::uint16_t{u'>'}) |
+           (v == std::uint16_t{u'&'}) | ((v == std::uint16_t{u'\''}) & aposMask) |
+           ((v == std::uint16_t{u'"'}) & quotMask);
     std::uint64_t lo, hi;
     std::memcpy(&lo, &m, 8);
     std::memcpy(&hi, reinterpret_cast<const char *>(&m) + 8, 8);
