@@ -135,13 +135,7 @@ void TVnDOMDocument::ReCalcEncoding() {
 
 TVnDOMElement *TVnDOMDocument::CreateRootNode(const UnicodeString &AName) {
   if (FRootNode) throw EVnDomException(dom::cHasRoot);
-  auto *e = New<TVnDOMElement>();
-  try {
-    e->SetQualifiedName(AName);
-  } catch (...) {
-    e->Free();
-    throw;
-  }
+  auto *e = dom::NewNode<TVnDOMElement>([&](auto *n) { n->SetQualifiedName(AName); });
   AppendChild(e);
   return e;
 }
@@ -149,8 +143,7 @@ TVnDOMElement *TVnDOMDocument::CreateRootNode(const UnicodeString &AName) {
 TVnDOMElement *TVnDOMDocument::CreateRootNode(const UnicodeString &ANamespaceURI,
                                               const UnicodeString &AName) {
   TVnDOMElement *e = CreateRootNode(AName);
-  e->SetAttribute(e->GetPrefix().empty() ? UnicodeString(u"xmlns") : u"xmlns:" + e->GetPrefix(),
-                  ANamespaceURI);
+  e->SetAttribute(dom::DeclarationName(e->GetPrefix()), ANamespaceURI);
   return e;
 }
 
@@ -205,13 +198,7 @@ void TVnDOMDocument::SetProcessingInstruction(const UnicodeString &ATarget,
   const bool xml = VnSameText(ATarget, u"xml");
   TVnDOMProcessingInstruction *pi = FindProcessingInstruction(ATarget);
   if (!pi) {
-    pi = New<TVnDOMProcessingInstruction>();
-    try {
-      pi->SetQualifiedName(ATarget);
-    } catch (...) {
-      pi->Free();
-      throw;
-    }
+    pi = dom::NewNode<TVnDOMProcessingInstruction>([&](auto *n) { n->SetQualifiedName(ATarget); });
     TVnDOMProcessingInstruction *decl = xml ? nullptr : FindProcessingInstruction(u"xml");
     if (decl) {
       AddChild(pi, decl, rdpAfter);
@@ -270,20 +257,9 @@ void TVnDOMDocument::LoadFromStream(TStream *AStream) {
   FLoadState = lsLoading;
   try {
     Word cp = VnGetCodePage(AStream);
-    const Integer width = cp == CP_UTF16 ? 2 : 1;
-    Byte unit[2] = {0, 0};
-    char16_t ch = 0;
-    bool any = false;
-    while (AStream->Read(unit, width) == width) {
-      ch = width == 2 ? static_cast<char16_t>(unit[0] | (unit[1] << 8)) : unit[0];
-      if (ch >= 33) {
-        any = true;
-        AStream->Seek(-width, soCurrent);
-        break;
-      }
-    }
+    const char16_t first = dom::SkipToFirstUnit(AStream, cp);
     const Int64 start = AStream->GetPosition();
-    if (cp == 0 && any && ch == u'<') {
+    if (cp == 0 && first == u'<') {
       cp = CP_UTF8;
       // The declaration, if any, stands before the first ">" within the first 1025 characters.
       std::string head;

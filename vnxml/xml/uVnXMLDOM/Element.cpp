@@ -15,19 +15,6 @@ TList *NewOwnedList(TVnDOMObject *AOwner, void (*ALink)(TVnDOMObject *, TVnDOMOb
   return list;
 }
 
-UnicodeString DeclarationName(const UnicodeString &APrefix) {
-  return APrefix.empty() ? UnicodeString(u"xmlns") : u"xmlns:" + APrefix;
-}
-
-TVnDOMNode *MakeNode(TClass AClass) {
-  TObject *o = AClass->Create();
-  if (!o->Is<TVnDOMNode>()) {
-    o->Free();
-    detail::RaiseInvalidCast();
-  }
-  return static_cast<TVnDOMNode *>(o);
-}
-
 bool IsStringVarType(TVarType AType) {
   return AType == varOleStr || AType == varString || AType == varUString;
 }
@@ -228,27 +215,17 @@ TVnDOMElement *TVnDOMElement::AddElement(const UnicodeString &ANamespaceURI,
 }
 
 TVnDOMAttribute *TVnDOMElement::AddAttribute(const UnicodeString &AName) {
-  auto *a = New<TVnDOMAttribute>();
-  try {
-    a->SetQualifiedName(AName);
-  } catch (...) {
-    a->Free();
-    throw;
-  }
+  auto *a = dom::NewNode<TVnDOMAttribute>([&](auto *n) { n->SetQualifiedName(AName); });
   AddChild(a, nullptr, rdpLast);
   return a;
 }
 
 TVnDOMAttribute *TVnDOMElement::AddAttribute(const UnicodeString &ANamespaceURI,
                                              const UnicodeString &AName) {
-  auto *a = New<TVnDOMAttribute>();
-  try {
-    a->SetQualifiedName(AName);
-    a->SetNamespaceURI(ANamespaceURI);
-  } catch (...) {
-    a->Free();
-    throw;
-  }
+  auto *a = dom::NewNode<TVnDOMAttribute>([&](auto *n) {
+    n->SetQualifiedName(AName);
+    n->SetNamespaceURI(ANamespaceURI);
+  });
   AddChild(a, nullptr, rdpLast);
   return a;
 }
@@ -282,13 +259,7 @@ TVnDOMCDATA *TVnDOMElement::InsertCDATA(const UnicodeString &AValue, TVnDOMPosit
 
 TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &AName, TVnDOMPosition APosition,
                                             TVnDOMNode *ARefNode) {
-  auto *e = New<TVnDOMElement>();
-  try {
-    e->SetQualifiedName(AName);
-  } catch (...) {
-    e->Free();
-    throw;
-  }
+  auto *e = dom::NewNode<TVnDOMElement>([&](auto *n) { n->SetQualifiedName(AName); });
   AddChild(e, ARefNode, APosition);
   return e;
 }
@@ -296,14 +267,10 @@ TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &AName, TVnDOMPo
 TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &ANamespaceURI,
                                             const UnicodeString &AName, TVnDOMPosition APosition,
                                             TVnDOMNode *ARefNode) {
-  auto *e = New<TVnDOMElement>();
-  try {
-    e->SetQualifiedName(AName);
-    e->SetNamespaceURI(ANamespaceURI);
-  } catch (...) {
-    e->Free();
-    throw;
-  }
+  auto *e = dom::NewNode<TVnDOMElement>([&](auto *n) {
+    n->SetQualifiedName(AName);
+    n->SetNamespaceURI(ANamespaceURI);
+  });
   AddChild(e, ARefNode, APosition);
   return e;
 }
@@ -379,7 +346,7 @@ TVnDOMNode *TVnDOMElement::NodeByName(TVnDOMNodeListBase *AList, const UnicodeSt
   if (TVnDOMNode *node = AList->Find(AName, find)) return node;
   if (!AOptions.Contains(soCreate)) return nullptr;
   if (!AClass) throw Exception(dom::cNodeClassRequired);
-  TVnDOMNode *node = MakeNode(AClass);
+  TVnDOMNode *node = dom::MakeNode(AClass);
   try {
     AddChild(node, nullptr, rdpAfter);
   } catch (...) {
@@ -428,7 +395,7 @@ TVnDOMNode *TVnDOMElement::NodeByName(TVnDOMNodeListBase *AList, const UnicodeSt
   if (TVnDOMNode *node = AList->Find(ANamespaceURI, local)) return node;
   if (!ACreate || !AClass) throw EVnDomNotFound(dom::cNoChildNS, {local, ANamespaceURI});
   TVnDOMChangeScope scope;
-  TVnDOMNode *node = MakeNode(AClass);
+  TVnDOMNode *node = dom::MakeNode(AClass);
   node->FName = TVnDOMNameRef(TVnDOMName::Make(prefix, local));
   try {
     AddChild(node, nullptr, rdpAfter);
@@ -451,7 +418,7 @@ TVnDOMNode *TVnDOMElement::NodeByName(TVnDOMNodeListBase *AList, const UnicodeSt
       declaring->AddChild(decl, nullptr, rdpLast);
     }
     decl->SetNodeValue(ANamespaceURI);
-    decl->SetQualifiedName(DeclarationName(prefix));
+    decl->SetQualifiedName(dom::DeclarationName(prefix));
   }
   return node;
 }
@@ -581,7 +548,7 @@ void TVnDOMElement::SetNamespaceURI(const UnicodeString &AURI) {
   if (!needed) return;
   TVnDOMChangeScope change;
   TVnDOMAttribute *decl =
-      AttributeByName(DeclarationName(GetPrefix()), {soCreate, soQualifiedName}, nullptr);
+      AttributeByName(dom::DeclarationName(GetPrefix()), {soCreate, soQualifiedName}, nullptr);
   decl->SetNodeValue(AURI);
   FNamespace = decl;
   ClearStoredNamespaceURI();
@@ -591,9 +558,10 @@ void TVnDOMElement::SetNamespaceURI(const UnicodeString &AURI) {
 void TVnDOMElement::SetPrefix(const UnicodeString &APrefix) {
   StorePrefix(APrefix);
   TVnDOMAttrList *scope = Scope();
-  FNamespace = scope && scope->Count() > 0 ? static_cast<TVnDOMAttribute *>(scope->Find(
-                                                 DeclarationName(GetPrefix()), {soQualifiedName}))
-                                           : nullptr;
+  FNamespace = scope && scope->Count() > 0
+                   ? static_cast<TVnDOMAttribute *>(
+                         scope->Find(dom::DeclarationName(GetPrefix()), {soQualifiedName}))
+                   : nullptr;
 }
 
 void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {

@@ -74,6 +74,27 @@ class TVnNodePages {
   std::size_t FNextSize = cFirstPage;
 };
 
+// A new node through a class reference; a class that makes no node is an invalid cast.
+TVnDOMNode *MakeNode(TClass AClass);
+
+// A new detached node of class T, given ASetUp (its name, say); freed again if that fails.
+template <class T, class F>
+T *NewNode(F ASetUp) {
+  T *node = New<T>();
+  try {
+    ASetUp(node);
+  } catch (...) {
+    node->Free();
+    throw;
+  }
+  return node;
+}
+
+// The qualified name of the declaration of a prefix: "xmlns" for the empty one.
+inline UnicodeString DeclarationName(const UnicodeString &APrefix) {
+  return APrefix.empty() ? UnicodeString(u"xmlns") : u"xmlns:" + APrefix;
+}
+
 // Whether a TVnDOMChangeScope is open on this thread.
 bool ChangeInProgress() noexcept;
 // Frees a top whose last interface has gone: at once, or when the outermost change scope ends.
@@ -127,5 +148,8 @@ void WriteIndent(TStream *AStream, Word ACodePage, Integer ALevel);
 // Parses XML from the stream's position into ANode with a TVnDOMParser hooked to the node's
 // parse events.
 void ParseInto(TVnDOMNode *ANode, TStream *AStream, Word ACodePage);
+// Skips the units below 33 (two bytes wide for page 1200, one otherwise) and leaves the stream
+// on the first other unit, which it answers; 0 when the stream ends first.
+char16_t SkipToFirstUnit(TStream *AStream, Word ACodePage);
 
 }  // namespace vn::dom

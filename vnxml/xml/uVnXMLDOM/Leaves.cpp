@@ -189,9 +189,10 @@ void TVnDOMAttribute::SetNamespaceURI(const UnicodeString &AURI) {
   TVnDOMAttrList *scope = element->Scope();
   if (FNamespaceSet && !(scope && scope->FindNamespace(StoredNamespaceURI()))) {
     TVnDOMChangeScope scope;
-    auto *decl = New<TVnDOMAttribute>();
-    decl->SetQualifiedName(GetPrefix().empty() ? UnicodeString(u"xmlns") : u"xmlns:" + GetPrefix());
-    decl->SetNodeValue(AURI);
+    auto *decl = dom::NewNode<TVnDOMAttribute>([&](auto *n) {
+      n->SetQualifiedName(dom::DeclarationName(GetPrefix()));
+      n->SetNodeValue(AURI);
+    });
     element->AddChild(decl, this, rdpBefore);
     FNamespace = decl;
   }

@@ -272,12 +272,7 @@ void TVnDOMNode::_SaveToJSONStream(TStream *, Word, bool, Integer &) {}
 void TVnDOMNode::NormalizeTextNodes() {}
 
 TVnDOMNode *TVnDOMNode::CreateClone() {
-  TObject *o = ClassType()->Create();
-  if (!o->Is<TVnDOMNode>()) {
-    o->Free();
-    detail::RaiseInvalidCast();
-  }
-  TVnDOMNode *clone = static_cast<TVnDOMNode *>(o);
+  TVnDOMNode *clone = dom::MakeNode(ClassType());
   try {
     clone->SetQualifiedName(GetQualifiedName());
   } catch (...) {
@@ -323,6 +318,15 @@ void TVnDOMNode::Clear() {
   }
 }
 
+TVnDOMNode *dom::MakeNode(TClass AClass) {
+  TObject *o = AClass->Create();
+  if (!o->Is<TVnDOMNode>()) {
+    o->Free();
+    detail::RaiseInvalidCast();
+  }
+  return static_cast<TVnDOMNode *>(o);
+}
+
 bool TVnDOMNode::OwnLeafOrElement(const TVnDOMNode *ANode) noexcept {
   const TClass c = ANode->ClassType();
   return c == TVnDOMElement::StaticClass() || c == TVnDOMText::StaticClass() ||
@@ -359,12 +363,7 @@ TVnDOMNode *TVnDOMNode::CloneNode(bool ADeep) {
 
 TVnDOMNode *TVnDOMNode::AddChild(TClass AClass, TVnDOMNode *ARefNode, TVnDOMPosition APosition) {
   if (!AClass) throw EArgumentNilException(u"The node class must not be nil!");
-  TObject *o = AClass->Create();
-  if (!o->Is<TVnDOMNode>()) {
-    o->Free();
-    detail::RaiseInvalidCast();
-  }
-  TVnDOMNode *node = static_cast<TVnDOMNode *>(o);
+  TVnDOMNode *node = dom::MakeNode(AClass);
   try {
     return AddChild(node, ARefNode, APosition);
   } catch (...) {

@@ -21,23 +21,24 @@ void ParseInto(TVnDOMNode *ANode, TStream *AStream, Word ACodePage) {
   parser->Parse(AStream, ACodePage);
 }
 
+char16_t SkipToFirstUnit(TStream *AStream, Word ACodePage) {
+  const Integer width = ACodePage == CP_UTF16 ? 2 : 1;
+  Byte unit[2] = {0, 0};
+  while (AStream->Read(unit, width) == width) {
+    const char16_t ch = width == 2 ? static_cast<char16_t>(unit[0] | (unit[1] << 8)) : unit[0];
+    if (ch >= 33) {
+      AStream->Seek(-width, soCurrent);
+      return ch;
+    }
+  }
+  return 0;
+}
+
 }  // namespace dom
 
 void TVnDOMParser::Parse(TStream *AStream, Word ACodePage) {
   if (!AStream) throw EArgumentNilException(dom::cNilStream);
-  const Integer width = ACodePage == CP_UTF16 ? 2 : 1;
-  Byte unit[2] = {0, 0};
-  char16_t ch = 0;
-  bool any = false;
-  while (AStream->Read(unit, width) == width) {
-    ch = width == 2 ? static_cast<char16_t>(unit[0] | (unit[1] << 8)) : unit[0];
-    if (ch >= 33) {
-      any = true;
-      AStream->Seek(-width, soCurrent);
-      break;
-    }
-  }
-  if (!any || ch != u'<') throw EVnDomNotSupported(dom::cNoJSON);
+  if (dom::SkipToFirstUnit(AStream, ACodePage) != u'<') throw EVnDomNotSupported(dom::cNoJSON);
   dom::TVnNodePages pages;
   auto *reader = New<TVnSAXXMLReader>();
   reader->SetSingleRoot(FDOMNode->GetNodeType() == ntDocument);
