@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "exception_text.h"
 #include "vnxml/rtl/Classes.h"
 #include "vnxml/rtl/Streams.h"
 
@@ -24,15 +25,7 @@ std::vector<UnicodeString> Lines(const TStrings &AList) {
   return AList.ToStringArray();
 }
 
-template <class E>
-UnicodeString MessageOf(const std::function<void()> &AAction) {
-  try {
-    AAction();
-  } catch (E &e) {
-    return e.Message;
-  }
-  return u"<no exception>";
-}
+using vntest::MessageOf;
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "exception_text.h"
 #include "vnxml/rtl/Variant.h"
 
 using namespace vn;
@@ -26,15 +27,7 @@ class TTally : public TInterfacedObject, public ITally {
   int Value() override { return 7; }
 };
 
-template <class E>
-UnicodeString MessageOf(const auto &AAction) {
-  try {
-    AAction();
-  } catch (E &Ex) {
-    return Ex.Message;
-  }
-  return u"<no exception>";
-}
+using vntest::MessageOf;
 
 }  // namespace
 

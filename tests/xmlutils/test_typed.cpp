@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "exception_text.h"
 #include "vnxml/common/uVnXSTypes.h"
 #include "vnxml/xml/uVnXMLUtils.h"
 
@@ -23,16 +24,7 @@ VN_RTTI(TBox, u"xtest") {
 
 using namespace xtest;
 
-namespace {
-UnicodeString MessageOf(const std::function<void()> &AFn) {
-  try {
-    AFn();
-  } catch (Exception &e) {
-    return e.ClassName() + u": " + e.Message;
-  }
-  return u"no exception";
-}
-}  // namespace
+using vntest::MessageOf;
 
 TEST(XMLVariantShapesTest, IntegersByMainKind) {
   EXPECT_EQ(VnXMLToInt(Variant::Null(), 7), 7);

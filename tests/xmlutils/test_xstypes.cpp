@@ -4,20 +4,12 @@
 #include <cstdlib>
 #include <limits>
 
+#include "exception_text.h"
 #include "vnxml/common/uVnXSTypes.h"
 
 using namespace vn;
 
-namespace {
-UnicodeString MessageOf(const std::function<void()> &AFn) {
-  try {
-    AFn();
-  } catch (Exception &e) {
-    return e.ClassName() + u": " + e.Message;
-  }
-  return u"no exception";
-}
-}  // namespace
+using vntest::MessageOf;
 
 TEST(XsIntegerTest, FreshRecordsAreNull) {
   TXsInt i;
@@ -256,8 +248,8 @@ TEST(XsRegistryTest, RecordsAreCustomSimpleTypes) {
 
 TEST(XsIntegerTest, ArithmeticWrapsAtTheWidthAndNeverTraps) {
   TXsLong lowest = std::numeric_limits<Int64>::min();
-  EXPECT_EQ(static_cast<Int64>(lowest / -1), std::numeric_limits<Int64>::min());
-  EXPECT_EQ(static_cast<Int64>(lowest % -1), 0);
+  EXPECT_EQ(static_cast<Int64>(lowest / Int64{-1}), std::numeric_limits<Int64>::min());
+  EXPECT_EQ(static_cast<Int64>(lowest % Int64{-1}), 0);
   TXsInt highest = std::numeric_limits<Integer>::max();
   EXPECT_EQ(static_cast<Integer>(highest + 1), std::numeric_limits<Integer>::min());
   EXPECT_EQ(static_cast<Integer>(highest * 2), -2);
@@ -266,7 +258,7 @@ TEST(XsIntegerTest, ArithmeticWrapsAtTheWidthAndNeverTraps) {
   TXsInt minus = -8;
   EXPECT_EQ(static_cast<Integer>(minus >> 1), -4) << "an arithmetic shift";
   TXsByte b = 1;
-  EXPECT_EQ(static_cast<ShortInt>(b << 7), -128);
+  EXPECT_EQ(static_cast<ShortInt>(b << ShortInt{7}), -128);
 }
 
 TEST(XsRationalTest, FailedParsingStillSetsAValueAndHugeValuesDoNotTruncate) {
