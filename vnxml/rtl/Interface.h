@@ -145,12 +145,12 @@ bool Supports(TObject *AObj, DelphiInterface<T> &AOut) {
 // An object of a class that is itself an interface (a TVnObject descendant) converts to both
 // TObject* and IInterface*; this form takes it as an object.
 template <VnInterface T, class C>
-  requires std::is_base_of_v<TObject, C>
+requires std::is_base_of_v<TObject, C>
 bool Supports(C *AObj, DelphiInterface<T> &AOut) {
   return Supports(static_cast<TObject *>(AObj), AOut);
 }
 template <class C>
-  requires std::is_base_of_v<TObject, C>
+requires std::is_base_of_v<TObject, C>
 bool Supports(C *AObj, const TGUID &AIID) {
   return Supports(static_cast<TObject *>(AObj), AIID);
 }
@@ -194,25 +194,27 @@ bool FindInterface(Self *ASelf, const TGUID &AIID, void **AObj) {
 }
 }  // namespace detail
 
-// Lists the interfaces that a class implements beyond those of Base, and routes the three
-// operations of every interface base to Base's implementation.
-#define VN_IMPLEMENTS(Base, ...)                                                         \
- public:                                                                                 \
-  bool GetInterface(const ::vn::TGUID &AIID, void **AObj) override {                     \
-    if (::vn::detail::FindInterface<std::remove_pointer_t<decltype(this)>, __VA_ARGS__>( \
-            this, AIID, AObj))                                                           \
-      return true;                                                                       \
-    return Base::GetInterface(AIID, AObj);                                               \
-  }                                                                                      \
-  ::vn::HRESULT QueryInterface(const ::vn::TGUID &AIID, void **AObj) override {          \
-    return Base::QueryInterface(AIID, AObj);                                             \
-  }                                                                                      \
-  ::vn::Integer _AddRef() override {                                                     \
-    return Base::_AddRef();                                                              \
-  }                                                                                      \
-  ::vn::Integer _Release() override {                                                    \
-    return Base::_Release();                                                             \
+// Lists the interfaces that a class implements beyond those of Base, looked up by Finder (a
+// function template over the class and the listed interfaces), and routes the three operations
+// of every interface base to Base's implementation.
+#define VN_IMPLEMENTS_BY(Finder, Base, ...)                                                        \
+ public:                                                                                           \
+  bool GetInterface(const ::vn::TGUID &AIID, void **AObj) override {                               \
+    if (Finder<std::remove_pointer_t<decltype(this)>, __VA_ARGS__>(this, AIID, AObj)) return true; \
+    return Base::GetInterface(AIID, AObj);                                                         \
+  }                                                                                                \
+  ::vn::HRESULT QueryInterface(const ::vn::TGUID &AIID, void **AObj) override {                    \
+    return Base::QueryInterface(AIID, AObj);                                                       \
+  }                                                                                                \
+  ::vn::Integer _AddRef() override {                                                               \
+    return Base::_AddRef();                                                                        \
+  }                                                                                                \
+  ::vn::Integer _Release() override {                                                              \
+    return Base::_Release();                                                                       \
   }
+
+// Each listed interface answers for its parents too.
+#define VN_IMPLEMENTS(Base, ...) VN_IMPLEMENTS_BY(::vn::detail::FindInterface, Base, __VA_ARGS__)
 
 // The ordinary reference-counting base: destroys itself when the last reference goes.
 class TInterfacedObject : public TObject, public IInterface {

@@ -667,23 +667,8 @@ bool VnDOMFindInterface(Self *ASelf, const TGUID &AIID, void **AObj) {
 // Lists the interfaces an Impl class answers beyond those of Base (each interface by itself: the
 // parents are answered by the Impl that implements them), and routes the three IInterface
 // operations of every interface base to Base.
-#define VN_DOM_IMPLEMENTS(Base, ...)                                                          \
- public:                                                                                      \
-  bool GetInterface(const ::vn::TGUID &AIID, void **AObj) override {                          \
-    if (::vn::detail::VnDOMFindInterface<std::remove_pointer_t<decltype(this)>, __VA_ARGS__>( \
-            this, AIID, AObj))                                                                \
-      return true;                                                                            \
-    return Base::GetInterface(AIID, AObj);                                                    \
-  }                                                                                           \
-  ::vn::HRESULT QueryInterface(const ::vn::TGUID &AIID, void **AObj) override {               \
-    return Base::QueryInterface(AIID, AObj);                                                  \
-  }                                                                                           \
-  ::vn::Integer _AddRef() override {                                                          \
-    return Base::_AddRef();                                                                   \
-  }                                                                                           \
-  ::vn::Integer _Release() override {                                                         \
-    return Base::_Release();                                                                  \
-  }
+#define VN_DOM_IMPLEMENTS(Base, ...) \
+  VN_IMPLEMENTS_BY(::vn::detail::VnDOMFindInterface, Base, __VA_ARGS__)
 
 // ---------------------------------------------------------------------------------------------
 // Changes of a tree and the release of interfaces.
