@@ -756,6 +756,8 @@ class TVnDOMObject : public TVnObject {
   // Takes back an Impl that a request created and nothing answered, without destroying
   // anything.
   void DiscardDOMImpl();
+  // Creates the Impl, and first those of the ancestors that have none.
+  void MakeDOMImpl();
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -794,6 +796,9 @@ class TVnDOMObjectImpl : public TVnObject {
   friend class TVnDOMObject;
   void LinkParent(TVnDOMObject *AParent);
   void ReleaseParentQuietly() noexcept;
+  // Releases AImpl, and with it every Impl up the tree whose last reference that was, one after
+  // the other. AFrom is the Impl whose destruction releases AImpl, if any.
+  static void ReleaseChain(TVnDOMObjectImpl *AImpl, const TVnDOMObjectImpl *AFrom);
 };
 
 // Gives the interface I of an object (null for null); EIntfCastError when the object does not
@@ -1014,9 +1019,18 @@ class TVnDOMNode : public TVnDOMObject {
   TRare &Rare();
   // Whether the node may be destroyed while AListed child lists still list it.
   bool FreeToDestroy(Integer AListed);
+  // The parts of BeforeDestruction before and after Clear: the checks and the flag, then the
+  // leave from the parent and the object's part.
+  void BeginDestruction();
+  void EndDestruction();
   static void CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest);
   // Whether the node is of one of the library's element or leaf classes, not a derived one.
   static bool OwnLeafOrElement(const TVnDOMNode *ANode) noexcept;
+  // The same, or a bare node or a document: a class whose walks are the library's own.
+  static bool OwnClass(const TVnDOMNode *ANode) noexcept;
+  // For a node of the library's own classes: does what its RefreshNamespaces does before it
+  // refreshes the children, and answers true. False for an application's class.
+  static bool RefreshOwnNamespaces(TVnDOMNode *ANode);
   std::unique_ptr<TRare> FRare;
 };
 
@@ -1364,6 +1378,7 @@ class TVnDOMAttribute : public TVnDOMNode {
 
  private:
   friend class TVnDOMElement;
+  friend class TVnDOMNode;
   void LinkNamespace();
   UnicodeString FNodeValue;
   TVnDOMAttribute *FNamespace = nullptr;
@@ -1576,6 +1591,28 @@ class TVnDOMElement : public TVnDOMNode {
  private:
   friend class TVnDOMParser;
   friend class TVnDOMAttribute;
+  friend class TVnDOMNode;
+  // What RefreshNamespaces does before it refreshes the children.
+  void RefreshElementNamespaces();
+  // The start tag with the attributes, closed as empty (" />", answering false) when there are
+  // no other children; and the end tag. AHasElements tells whether child elements follow.
+  bool SaveStartTag(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel,
+                    bool &AHasElements);
+  void SaveEndTag(TStream *AStream, Word ACodePage, bool AFormatted, Integer ALevel,
+                  bool AHasElements);
+  // The next child of a kind from APos on, in the order of its kind list, or null; APos moves
+  // past it (a place in the kind list or in the child list, whichever the walk reads).
+  TVnDOMNode *NextOfKind(int AKind, std::size_t &APos) const noexcept {
+    if (const TVnDOMNodeListBase *list = KindList(AKind)) {
+      const TVnDOMNodeArray &items = list->Items();
+      return APos < items.size() ? items[APos++] : nullptr;
+    }
+    while (APos < FChildren.size()) {
+      TVnDOMNode *n = FChildren[APos++];
+      if (KindOf(n->GetNodeType()) == AKind) return n;
+    }
+    return nullptr;
+  }
   // The kind lists are built from the child list on first use and kept in step from then on.
   // Until then the walks below read the child list, filtered by kind: 0 attributes, 1 elements,
   // 2 character data.
@@ -1620,7 +1657,10 @@ class TVnDOMElement : public TVnDOMNode {
   TVnDOMAttribute *FindOwnNamespace(UnicodeStringView AURI);
   TVnDOMNodeListBase *TypedList(TVnDOMNode *ANode);
   // The declarations in scope, without copying inherited ones; null when there are none.
-  TVnDOMAttrList *Scope() const noexcept;
+  // ASteps, if given, receives how many elements up the list was found.
+  TVnDOMAttrList *Scope(Integer *ASteps = nullptr) const noexcept;
+  // How many elements in a row at most share the declarations of the element above them.
+  static constexpr Integer cScopeShareLimit = 32;
   TVnDOMNode *NodeByName(TVnDOMNodeListBase *AList, const UnicodeString &AName,
                          TVnDOMSelectOptions AOptions, TClass AClass);
   TVnDOMNode *NodeByName(TVnDOMNodeListBase *AList, const UnicodeString &ANamespaceURI,

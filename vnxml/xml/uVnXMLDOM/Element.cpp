@@ -86,13 +86,16 @@ TVnDOMAttrList *TVnDOMElement::GetNamespaces() {
   return kinds.Namespaces;
 }
 
-TVnDOMAttrList *TVnDOMElement::Scope() const noexcept {
+TVnDOMAttrList *TVnDOMElement::Scope(Integer *ASteps) const noexcept {
   const TVnDOMElement *e = this;
+  Integer steps = 0;
   while (e->FInheritScope) {
     TVnDOMNode *parent = e->ParentNode();
     if (!parent || parent->GetNodeType() != ntElement) return nullptr;
     e = static_cast<const TVnDOMElement *>(parent);
+    ++steps;
   }
+  if (ASteps) *ASteps = steps;
   return e->NamespacesOrNil();
 }
 
@@ -601,11 +604,15 @@ void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
 }
 
 void TVnDOMElement::RefreshNamespaces() {
+  RefreshElementNamespaces();
+  TVnDOMNode::RefreshNamespaces();
+}
+
+void TVnDOMElement::RefreshElementNamespaces() {
   if (TVnDOMAttrList *namespaces = NamespacesOrNil()) namespaces->Clear();
   FInheritScope = false;
   if (!FParent) {
     if (FNamespace && FNamespace->GetParent() != this) FNamespace = nullptr;
-    TVnDOMNode::RefreshNamespaces();
     return;
   }
   bool resolve = true;
@@ -614,13 +621,16 @@ void TVnDOMElement::RefreshNamespaces() {
   TVnDOMNode *parent = ParentNode();
   if (parent->GetNodeType() == ntElement) {
     auto *p = static_cast<TVnDOMElement *>(parent);
-    TVnDOMAttrList *inherited = p->Scope();
+    Integer steps = 0;
+    TVnDOMAttrList *inherited = p->Scope(&steps);
     if (inherited && inherited->Count() > 0) {
       bool declares = false;
       ForEachOfKind(0, [&](TVnDOMNode *n) {
         declares = declares || static_cast<TVnDOMAttribute *>(n)->IsNamespace();
       });
-      if (declares) {
+      // Sharing the parent's declarations costs a step up per level when they are looked up; so
+      // that a look-up never climbs far, every so many levels an element keeps its own copy.
+      if (declares || steps + 1 >= cScopeShareLimit) {
         GetNamespaces()->FOwnItems.Assign(inherited->FOwnItems);
       } else {
         FInheritScope = true;
@@ -654,7 +664,6 @@ void TVnDOMElement::RefreshNamespaces() {
     scope->Add(a, rdpLast);
   });
   if (resolve) SetPrefix(GetPrefix());
-  TVnDOMNode::RefreshNamespaces();
 }
 
 // --- values
@@ -668,9 +677,33 @@ UnicodeString TVnDOMElement::GetNodeValue() {
 }
 
 UnicodeString TVnDOMElement::GetText() {
+  // Each element's own character data, then the text of its child elements: the elements in
+  // document order, each adding its character data. An element of an application's class adds
+  // its own GetText.
+  struct TFrame {
+    const TVnDOMElement *Element;
+    std::size_t Pos;
+  };
   UnicodeString r;
-  ForEachOfKind(2, [&](TVnDOMNode *n) { r += n->GetNodeValue(); });
-  ForEachOfKind(1, [&](TVnDOMNode *e) { r += e->GetText(); });
+  const auto addOwn = [&r](const TVnDOMElement *AElement) {
+    AElement->ForEachOfKind(2, [&r](TVnDOMNode *n) { r += n->GetNodeValue(); });
+  };
+  addOwn(this);
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({this, 0});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    TVnDOMNode *child = f.Element->NextOfKind(1, f.Pos);
+    if (!child) {
+      frames.Pop();
+    } else if (child->ClassType() == TVnDOMElement::StaticClass()) {
+      auto *e = static_cast<TVnDOMElement *>(child);
+      addOwn(e);
+      frames.Push({e, 0});
+    } else {
+      r += child->GetText();
+    }
+  }
   return r;
 }
 
@@ -941,14 +974,32 @@ void TVnDOMElement::SetAsValue(const TValue &AValue) {
 
 void TVnDOMElement::CollectElements(TVnDOMElementList *AList, const UnicodeString &AURI,
                                     const UnicodeString &ALocalName, bool ARecursive) {
-  TVnXPathCollationClass c = GetCollation();
-  if (c->SameText(GetNamespaceURI(), AURI) && c->SameText(GetLocalName(), ALocalName)) {
-    AList->Add(this, rdpLast);
-  }
+  const auto take = [&](TVnDOMElement *AElement) {
+    TVnXPathCollationClass c = AElement->GetCollation();
+    if (c->SameText(AElement->GetNamespaceURI(), AURI) &&
+        c->SameText(AElement->GetLocalName(), ALocalName)) {
+      AList->Add(AElement, rdpLast);
+    }
+  };
+  take(this);
   if (!ARecursive) return;
-  ForEachOfKind(1, [&](TVnDOMNode *e) {
-    static_cast<TVnDOMElement *>(e)->CollectElements(AList, AURI, ALocalName, true);
-  });
+  // The descendant elements in document order.
+  struct TFrame {
+    TVnDOMElement *Element;
+    std::size_t Pos;
+  };
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({this, 0});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    auto *e = static_cast<TVnDOMElement *>(f.Element->NextOfKind(1, f.Pos));
+    if (!e) {
+      frames.Pop();
+      continue;
+    }
+    take(e);
+    frames.Push({e, 0});
+  }
 }
 
 TVnDOMElementList *TVnDOMElement::CreateElementList(const UnicodeString &AQualifiedName,
@@ -988,10 +1039,28 @@ void TVnDOMElement::SetPreseveSpace(bool AValue) {
 }
 
 void TVnDOMElement::_SetPreseveSpace(bool AValue) {
-  if (FindOwnAttribute(u"xml:space")) return;
+  // Down the subtree in document order; an element with a space setting of its own keeps it, and
+  // so do its descendants.
+  struct TFrame {
+    TVnDOMElement *Element;
+    std::size_t Pos;
+  };
+  static const UnicodeString cSpaceName(u"xml:space");
+  if (FindOwnAttribute(cSpaceName)) return;
   FPreserveSpace = AValue;
-  ForEachOfKind(1,
-                [&](TVnDOMNode *e) { static_cast<TVnDOMElement *>(e)->_SetPreseveSpace(AValue); });
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({this, 0});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    auto *e = static_cast<TVnDOMElement *>(f.Element->NextOfKind(1, f.Pos));
+    if (!e) {
+      frames.Pop();
+      continue;
+    }
+    if (e->FindOwnAttribute(cSpaceName)) continue;
+    e->FPreserveSpace = AValue;
+    frames.Push({e, 0});
+  }
 }
 
 // --- other

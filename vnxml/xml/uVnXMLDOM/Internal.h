@@ -1,6 +1,8 @@
 // Messages and helpers shared by the implementation files of uVnXMLDOM.
 #pragma once
 
+#include <vector>
+
 #include "vnxml/xml/uVnXMLDOM.h"
 
 namespace vn::dom {
@@ -72,6 +74,42 @@ class TVnNodePages {
   Byte *FEnd = nullptr;
   std::int64_t FCut = 0;
   std::size_t FNextSize = cFirstPage;
+};
+
+// The explicit stack of the tree's walks. No walk of the tree calls itself per level: a
+// document may be nested as deep as memory allows, and the thread's stack must not grow with it.
+// The first frames live inside the object, so a walk over a shallow tree allocates nothing.
+template <class T, std::size_t N = 32>
+class TWalkStack {
+ public:
+  TWalkStack() noexcept = default;
+  TWalkStack(const TWalkStack &) = delete;
+  TWalkStack &operator=(const TWalkStack &) = delete;
+
+  bool Empty() const noexcept { return FCount == 0; }
+  std::size_t Size() const noexcept { return FCount; }
+  // The frame on top. A Push may move the frames, so a reference is good until the next Push.
+  T &Top() noexcept { return FCount <= N ? FInline[FCount - 1] : FMore[FCount - N - 1]; }
+  T &operator[](std::size_t AIndex) noexcept {
+    return AIndex < N ? FInline[AIndex] : FMore[AIndex - N];
+  }
+  void Push(const T &AFrame) {
+    if (FCount < N) {
+      FInline[FCount] = AFrame;
+    } else {
+      FMore.push_back(AFrame);
+    }
+    ++FCount;
+  }
+  void Pop() noexcept {
+    if (FCount > N) FMore.pop_back();
+    --FCount;
+  }
+
+ private:
+  T FInline[N];
+  std::vector<T> FMore;
+  std::size_t FCount = 0;
 };
 
 // A new node through a class reference; a class that makes no node is an invalid cast.

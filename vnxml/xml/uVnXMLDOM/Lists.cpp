@@ -77,6 +77,11 @@ Integer TVnDOMNodeListBase::IndexOf(TVnDOMNode *ANode) const noexcept {
 void TVnDOMNodeListBase::CheckInsert(TVnDOMNode *AOwner, TVnDOMNode *ANode) {
   if (!ANode) throw EArgumentNilException(dom::cNilNode);
   if (!AOwner) return;
+  if (ANode == AOwner) throw EVnDomException(dom::cCycle);
+  // A node without children is nobody's ancestor: by the child lists plainly, and by the parent
+  // links since a node's parent lists it. Most inserts (every one of a load) end here, so the
+  // cost of an insert does not grow with the depth of the tree.
+  if (ANode->FChildren.empty()) return;
   // The node must not become its own ancestor by the parent links ...
   for (TVnDOMObject *p = AOwner; p; p = p->GetParent()) {
     if (p == ANode) throw EVnDomException(dom::cCycle);

@@ -184,11 +184,19 @@ void TVnDOMNode::ChildErase(std::size_t AIndex) noexcept {
 }
 
 void TVnDOMNode::BeforeDestruction() {
+  BeginDestruction();
+  Clear();
+  EndDestruction();
+}
+
+void TVnDOMNode::BeginDestruction() {
   if (FDOMImpl && FDOMImpl->RefCount() > 0) throw Exception(dom::cRefCountNotZero, {ClassName()});
   // A node in a tree is listed by its parent; any other listing would be left dangling.
   if (FChildListRefs > (FParent ? 1 : 0)) throw EVnDomException(dom::cStillListed, {ClassName()});
   FDestroying = true;
-  Clear();
+}
+
+void TVnDOMNode::EndDestruction() {
   if (FParent) ParentNode()->RemoveChild(this);
   TVnDOMObject::BeforeDestruction();
 }
@@ -262,7 +270,42 @@ void TVnDOMNode::SetInnerXML(const UnicodeString &) {
 }
 
 void TVnDOMNode::RefreshNamespaces() {
-  for (std::size_t i = 0; i < FChildren.size(); ++i) FChildren[i]->RefreshNamespaces();
+  // The children, and theirs, in the order in which each refreshes its own children after
+  // itself. The library's classes are refreshed here; a node of an application's class gets the
+  // virtual call, which refreshes its own subtree.
+  struct TFrame {
+    TVnDOMNode *Node;
+    std::size_t Index;
+  };
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({this, 0});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    // The count is read at every step: a refresh may add a declaration to its own element.
+    if (f.Index >= f.Node->FChildren.size()) {
+      frames.Pop();
+      continue;
+    }
+    TVnDOMNode *child = f.Node->FChildren[f.Index++];
+    if (RefreshOwnNamespaces(child)) {
+      if (!child->FChildren.empty()) frames.Push({child, 0});
+    } else {
+      child->RefreshNamespaces();
+    }
+  }
+}
+
+bool TVnDOMNode::RefreshOwnNamespaces(TVnDOMNode *ANode) {
+  const TClass c = ANode->ClassType();
+  if (c == TVnDOMElement::StaticClass()) {
+    static_cast<TVnDOMElement *>(ANode)->RefreshElementNamespaces();
+  } else if (c == TVnDOMAttribute::StaticClass()) {
+    static_cast<TVnDOMAttribute *>(ANode)->LinkNamespace();
+  } else if (!OwnLeafOrElement(ANode) && c != TVnDOMNode::StaticClass() &&
+             c != TVnDOMDocument::StaticClass()) {
+    return false;
+  }
+  return true;
 }
 
 void TVnDOMNode::_SaveToStream(TStream *, Word, bool, Integer &) {}
@@ -295,26 +338,54 @@ void TVnDOMNode::SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormat
 
 void TVnDOMNode::Clear() {
   TVnDOMChangeScope scope;
-  // Removing one child may take out an earlier occurrence of it, so the index is brought back
-  // within the list at every step.
-  const auto count = [this] { return static_cast<Integer>(FChildren.size()); };
-  for (Integer i = count() - 1; i >= 0; i = std::min(i - 1, count() - 1)) {
-    TVnDOMNode *child = FChildren[static_cast<std::size_t>(i)];
+  // Each frame is a node whose children go, from the last to the first, with the place reached.
+  // A child of the library's own classes under a parent of those classes that is being
+  // destroyed is destroyed here, its children on a frame of their own, in the order the calls
+  // of Free would take; any other child gets the calls.
+  struct TFrame {
+    TVnDOMNode *Node;
+    Integer Index;
+  };
+  const auto last = [](const TVnDOMNode *ANode) {
+    return static_cast<Integer>(ANode->FChildren.size()) - 1;
+  };
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({this, last(this)});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    TVnDOMNode *node = f.Node;
+    if (f.Index < 0) {
+      frames.Pop();
+      if (node != this) {
+        node->EndDestruction();
+        delete node;
+      }
+      continue;
+    }
+    TVnDOMNode *child = node->FChildren[static_cast<std::size_t>(f.Index)];
+    bool descend = false;
     if (child->FreeToDestroy(1)) {
       // Only a node that is being destroyed, or a node listed here without being a child, gets
       // here; it leaves the list before it goes, so that no list names a destroyed node.
-      ChildErase(static_cast<std::size_t>(i));
-      // Between the library's own element and node classes, taking a child out of a parent
+      node->ChildErase(static_cast<std::size_t>(f.Index));
+      // Between the library's own element and leaf classes, taking a child out of a parent
       // that is being destroyed does no more than clear its parent link: do just that, instead
       // of the child calling back RemoveChild. Classes derived by applications get the calls.
-      if (child->FParent == this && FDestroying && ClassType() == TVnDOMElement::StaticClass() &&
+      if (child->FParent == node && node->FDestroying && OwnLeafOrElement(node) &&
           OwnLeafOrElement(child)) {
         child->FParent = nullptr;
+        child->BeginDestruction();
+        descend = true;
+      } else {
+        child->Free();
       }
-      child->Free();
     } else {
-      RemoveChild(child);
+      node->RemoveChild(child);
     }
+    // Removing one child may take out an earlier occurrence of it, so the place is brought back
+    // within the list at every step.
+    f.Index = std::min(f.Index - 1, last(node));
+    if (descend) frames.Push({child, last(child)});
   }
 }
 
@@ -327,6 +398,12 @@ TVnDOMNode *dom::MakeNode(TClass AClass) {
   return static_cast<TVnDOMNode *>(o);
 }
 
+bool TVnDOMNode::OwnClass(const TVnDOMNode *ANode) noexcept {
+  const TClass c = ANode->ClassType();
+  return OwnLeafOrElement(ANode) || c == TVnDOMDocument::StaticClass() ||
+         c == TVnDOMNode::StaticClass();
+}
+
 bool TVnDOMNode::OwnLeafOrElement(const TVnDOMNode *ANode) noexcept {
   const TClass c = ANode->ClassType();
   return c == TVnDOMElement::StaticClass() || c == TVnDOMText::StaticClass() ||
@@ -335,16 +412,30 @@ bool TVnDOMNode::OwnLeafOrElement(const TVnDOMNode *ANode) noexcept {
 }
 
 void TVnDOMNode::CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest) {
-  for (std::size_t i = 0; i < ASource->FChildren.size(); ++i) {
-    TVnDOMNode *child = ASource->FChildren[i];
+  // Each frame copies the children of one source node into its copy, in child order; the
+  // children of a copied child come before its next sibling.
+  struct TFrame {
+    TVnDOMNode *Source;
+    TVnDOMNode *Dest;
+    std::size_t Index;
+  };
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({ASource, ADest, 0});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    if (f.Index >= f.Source->FChildren.size()) {
+      frames.Pop();
+      continue;
+    }
+    TVnDOMNode *child = f.Source->FChildren[f.Index++];
     TVnDOMNode *copy = child->CreateClone();
     try {
-      ADest->AddChild(copy, nullptr, rdpAfter);
+      f.Dest->AddChild(copy, nullptr, rdpAfter);
     } catch (...) {
       if (!copy->FParent && copy->FChildListRefs == 0) copy->Free();
       throw;
     }
-    CopyChildren(child, copy);
+    if (!child->FChildren.empty()) frames.Push({child, copy, 0});
   }
 }
 
@@ -470,10 +561,15 @@ UnicodeString TVnDOMNode::GetFormattedXML() {
 
 UnicodeString TVnDOMNode::NodePath(bool ALocalName, const UnicodeString &AKeyAttribute) {
   if (FNodeType == ntDocument) return UnicodeString();
+  // The ancestors up to the document or the top, whose steps come first and carry no key
+  // predicate. Below a document the path begins with "/".
+  dom::TWalkStack<TVnDOMNode *> ancestors;
+  TVnDOMNode *p = ParentNode();
+  for (; p && p->FNodeType != ntDocument; p = p->ParentNode()) ancestors.Push(p);
   UnicodeString path;
-  if (FParent) {
-    // The ancestors carry no key predicate.
-    path = ParentNode()->NodePath(ALocalName, UnicodeString());
+  if (p) path += u'/';
+  for (std::size_t i = ancestors.Size(); i-- > 0;) {
+    path += ancestors[i]->NodePathStep(ALocalName, UnicodeString());
     path += u'/';
   }
   path += NodePathStep(ALocalName, AKeyAttribute);
@@ -575,7 +671,28 @@ void TVnDOMNode::SetDOMImpl(TVnDOMObjectImpl *AImpl) {
 
 void TVnDOMNode::SetDOMDocument(TVnDOMNode *ADocument) {
   TVnDOMObject::SetDOMDocument(ADocument);
-  for (TVnDOMNode *child : FChildren) child->SetDOMDocument(ADocument);
+  // Every descendant in document order. The library's classes store it here; a node of an
+  // application's class gets the virtual call, which passes it on to its own subtree.
+  struct TFrame {
+    TVnDOMNode *Node;
+    std::size_t Index;
+  };
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({this, 0});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    if (f.Index >= f.Node->FChildren.size()) {
+      frames.Pop();
+      continue;
+    }
+    TVnDOMNode *child = f.Node->FChildren[f.Index++];
+    if (OwnClass(child)) {
+      child->TVnDOMObject::SetDOMDocument(ADocument);
+      if (!child->FChildren.empty()) frames.Push({child, 0});
+    } else {
+      child->SetDOMDocument(ADocument);
+    }
+  }
 }
 
 void TVnDOMNode::SetParentNode(TVnDOMObject *AParent) {

@@ -97,7 +97,7 @@ TVnDOMObject::~TVnDOMObject() {
 
 HRESULT TVnDOMObject::QueryInterface(const TGUID &AIID, void **AObj) {
   const bool created = FDOMImpl == nullptr;
-  if (created) SetDOMImpl(CreateDOMImpl(this));
+  if (created) MakeDOMImpl();
   if (FDOMImpl->QueryInterface(AIID, AObj) == S_OK) return S_OK;
   if (TVnObject::GetInterface(AIID, AObj)) return S_OK;
   if (created && FDOMImpl && FDOMImpl->RefCount() == 0) DiscardDOMImpl();
@@ -106,8 +106,30 @@ HRESULT TVnDOMObject::QueryInterface(const TGUID &AIID, void **AObj) {
 }
 
 Integer TVnDOMObject::_AddRef() {
-  if (!FDOMImpl) SetDOMImpl(CreateDOMImpl(this));
+  if (!FDOMImpl) MakeDOMImpl();
   return FDOMImpl->_AddRef();
+}
+
+void TVnDOMObject::MakeDOMImpl() {
+  // Each Impl holds a reference on its parent's, which the Impl's constructor would take by
+  // building the parent's Impl, and so on up the tree, a call deeper per level. The ancestors
+  // without one get theirs first, from the top down, so that each new Impl finds its parent's
+  // in place. Until the Impl below takes its reference, an ancestor's Impl stands at count 0.
+  dom::TWalkStack<TVnDOMObject *> missing;
+  for (TVnDOMObject *p = FParent; p && !p->FDOMImpl; p = p->FParent) missing.Push(p);
+  std::size_t made = 0;
+  try {
+    for (std::size_t i = missing.Size(); i-- > 0; ++made) {
+      TVnDOMObject *p = missing[i];
+      p->SetDOMImpl(p->CreateDOMImpl(p));
+    }
+    SetDOMImpl(CreateDOMImpl(this));
+  } catch (...) {
+    // The lowest Impl made holds the others through its parent chain; taking it back takes back
+    // all of them.
+    if (made > 0) missing[missing.Size() - made]->DiscardDOMImpl();
+    throw;
+  }
 }
 
 Integer TVnDOMObject::_Release() {
@@ -184,9 +206,40 @@ TVnDOMObjectImpl::TVnDOMObjectImpl(TVnDOMObject *ADOMObject) : FDOMObject(ADOMOb
   if (ADOMObject && ADOMObject->FParent) LinkParent(ADOMObject->FParent);
 }
 
+namespace {
+
+// The release of a chain of Impls up the tree. Each Impl that goes releases its parent's, which
+// may go in turn: rather than a call deeper per level, the Impl whose release the running loop
+// has in hand passes its parent's back to the loop.
+thread_local TVnDOMObjectImpl *tReleasing = nullptr;
+thread_local TVnDOMObjectImpl *tPassedOn = nullptr;
+
+}  // namespace
+
+void TVnDOMObjectImpl::ReleaseChain(TVnDOMObjectImpl *AImpl, const TVnDOMObjectImpl *AFrom) {
+  if (AFrom && tReleasing == AFrom) {
+    tPassedOn = AImpl;
+    return;
+  }
+  struct TRestore {
+    TVnDOMObjectImpl *Releasing = tReleasing;
+    TVnDOMObjectImpl *PassedOn = tPassedOn;
+    ~TRestore() {
+      tReleasing = Releasing;
+      tPassedOn = PassedOn;
+    }
+  } restore;
+  for (TVnDOMObjectImpl *p = AImpl; p;) {
+    tReleasing = p;
+    tPassedOn = nullptr;
+    p->_Release();
+    p = tPassedOn;
+  }
+}
+
 TVnDOMObjectImpl::~TVnDOMObjectImpl() {
   if (FDOMObject) FDOMObject->SetDOMImpl(nullptr);
-  if (TVnDOMObjectImpl *p = std::exchange(FParent, nullptr)) p->_Release();
+  if (TVnDOMObjectImpl *p = std::exchange(FParent, nullptr)) ReleaseChain(p, this);
 }
 
 Integer TVnDOMObjectImpl::_Release() {
@@ -227,7 +280,7 @@ void TVnDOMObjectImpl::LinkParent(TVnDOMObject *AParent) {
     AParent->_AddRef();
     parentImpl = AParent->FDOMImpl;
   }
-  if (TVnDOMObjectImpl *old = std::exchange(FParent, parentImpl)) old->_Release();
+  if (TVnDOMObjectImpl *old = std::exchange(FParent, parentImpl)) ReleaseChain(old, nullptr);
 }
 
 void TVnDOMObjectImpl::ReleaseParentQuietly() noexcept {

@@ -195,8 +195,8 @@ void TVnDOMNode::SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted)
   out.Flush();
 }
 
-void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
-                                  Integer &ALevel) {
+bool TVnDOMElement::SaveStartTag(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel,
+                                 bool &AHasElements) {
   if (AFormatted && !GetPreserveSpace()) {
     const Int64 pos = AStream->GetPosition();
     if (pos == 2) {
@@ -238,25 +238,62 @@ void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormat
       }
     }
   }
+  AHasElements = hasElements;
   if (!hasElements && !hasChars) {
     dom::WriteText(AStream, ACodePage, u" />");
-    return;
+    return false;
   }
   dom::WriteText(AStream, ACodePage, u">");
-  ++ALevel;
-  for (TVnDOMNode *child : FChildren) {
-    if (child->GetNodeType() != ntAttribute) {
-      child->_SaveToStream(AStream, ACodePage, AFormatted, ALevel);
-    }
-  }
-  --ALevel;
-  if (AFormatted && hasElements && !GetPreserveSpace()) {
+  return true;
+}
+
+void TVnDOMElement::SaveEndTag(TStream *AStream, Word ACodePage, bool AFormatted, Integer ALevel,
+                               bool AHasElements) {
+  if (AFormatted && AHasElements && !GetPreserveSpace()) {
     dom::WriteBreak(AStream, ACodePage);
     dom::WriteIndent(AStream, ACodePage, ALevel);
   }
   dom::WriteText(AStream, ACodePage, u"</");
   dom::WriteText(AStream, ACodePage, GetQualifiedName());
   dom::WriteText(AStream, ACodePage, u">");
+}
+
+void TVnDOMElement::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                                  Integer &ALevel) {
+  // The start tag, the children other than attributes one level deeper, the end tag. Elements
+  // of this class below are written on a frame of their own rather than by a call per level;
+  // any other node writes itself.
+  struct TFrame {
+    TVnDOMElement *Element;
+    std::size_t Index;
+    bool HasElements;
+  };
+  bool hasElements = false;
+  if (!SaveStartTag(AStream, ACodePage, AFormatted, ALevel, hasElements)) return;
+  ++ALevel;
+  dom::TWalkStack<TFrame> frames;
+  frames.Push({this, 0, hasElements});
+  while (!frames.Empty()) {
+    TFrame &f = frames.Top();
+    const TVnDOMNodeArray &children = f.Element->FChildren;
+    if (f.Index >= children.size()) {
+      --ALevel;
+      f.Element->SaveEndTag(AStream, ACodePage, AFormatted, ALevel, f.HasElements);
+      frames.Pop();
+      continue;
+    }
+    TVnDOMNode *child = children[f.Index++];
+    if (child->GetNodeType() == ntAttribute) continue;
+    if (child->ClassType() != TVnDOMElement::StaticClass()) {
+      child->_SaveToStream(AStream, ACodePage, AFormatted, ALevel);
+      continue;
+    }
+    auto *e = static_cast<TVnDOMElement *>(child);
+    if (e->SaveStartTag(AStream, ACodePage, AFormatted, ALevel, hasElements)) {
+      ++ALevel;
+      frames.Push({e, 0, hasElements});
+    }
+  }
 }
 
 void TVnDOMDocument::_SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted,
