@@ -1,5 +1,5 @@
-# The library's own #include lines, as the layer check reads them. Used from CMake scripts
-# (cmake -P).
+# The library's own #include lines: what the installed package must hold, and what the layer
+# check reads. Used from the build (at install time) and from CMake scripts (cmake -P).
 include_guard(GLOBAL)
 # The functions keep these policies wherever they are called from, also in cmake_install.cmake.
 cmake_policy(VERSION 3.25)
@@ -40,4 +40,48 @@ function(vnxml_scan_includes file root out)
     endif()
   endforeach()
   set(${out} ${result} PARENT_SCOPE)
+endfunction()
+
+# Sets OUT to the files of the installed package's headers, relative to ROOT and sorted: the
+# header of each unit (vnxml/<area>/<unit>.h) and every file of the library that one of them
+# includes, directly or not. The headers of an implementation folder (uVnXMLDOM/Internal.h) stay
+# out unless a public header needs them.
+function(vnxml_package_headers root out)
+  get_filename_component(root ${root} ABSOLUTE)
+  file(GLOB pending RELATIVE ${root} ${root}/vnxml/*/*.h)
+  set(done)
+  while(pending)
+    list(POP_FRONT pending f)
+    if(f IN_LIST done)
+      continue()
+    endif()
+    list(APPEND done ${f})
+    vnxml_scan_includes(${root}/${f} ${root} includes)
+    foreach(i IN LISTS includes)
+      string(REGEX REPLACE "^([0-9]+):(.*)$" "\\2" target "${i}")
+      if(NOT EXISTS ${root}/${target})
+        string(REGEX REPLACE "^([0-9]+):.*$" "\\1" at "${i}")
+        message(FATAL_ERROR "${f}:${at}: includes ${target}, which does not exist")
+      endif()
+      list(APPEND pending ${target})
+    endforeach()
+  endwhile()
+  list(SORT done)
+  set(${out} ${done} PARENT_SCOPE)
+endfunction()
+
+# Installs the package's headers below INCLUDEDIR (relative to CMAKE_INSTALL_PREFIX unless
+# absolute). Runs at install time, so that the list follows the headers without a new configure.
+function(vnxml_install_headers root includedir)
+  vnxml_package_headers(${root} headers)
+  if(NOT IS_ABSOLUTE ${includedir})
+    set(includedir ${CMAKE_INSTALL_PREFIX}/${includedir})
+  endif()
+  foreach(h IN LISTS headers)
+    get_filename_component(d ${h} DIRECTORY)
+    file(INSTALL ${root}/${h} DESTINATION ${includedir}/${d})
+  endforeach()
+  # file(INSTALL) records what it installed in this scope; the manifest is written from the
+  # caller's.
+  set(CMAKE_INSTALL_MANIFEST_FILES ${CMAKE_INSTALL_MANIFEST_FILES} PARENT_SCOPE)
 endfunction()
