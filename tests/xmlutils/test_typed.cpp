@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "exception_text.h"
-#include "vnxml/common/uVnXSTypes.h"
+#include "vnxml/xml/uVnXSTypes.h"
 #include "vnxml/xml/uVnXMLUtils.h"
 
 using namespace vn;

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "exception_text.h"
-#include "vnxml/common/uVnXSTypes.h"
+#include "vnxml/xml/uVnXSTypes.h"
 
 using namespace vn;
 
@@ -117,6 +117,20 @@ TEST(XsIntegerTest, ParsingIsStrictAndCutsToTheWidth) {
   TXsLong l;
   l.FromString(u"-9223372036854775808");
   EXPECT_EQ(l.ToString(), u"-9223372036854775808");
+}
+
+TEST(XsIntegerTest, OtherKindsThanIntegersAreRefused) {
+  // A character is an integer to C++ but a text kind to the registry. Create and Clear assert,
+  // naming the unit as "common/uVnXSTypes"; the other operations raise.
+  const std::string created =
+      UTF8Encode(MessageOf<EAssertionFailed>([] { TXsInteger<WideChar>::Create(u'x'); }));
+  EXPECT_EQ(created.rfind("Assertion failure (common/uVnXSTypes, line ", 0), 0u) << created;
+  TXsInteger<WideChar> c;
+  const std::string cleared = UTF8Encode(MessageOf<EAssertionFailed>([&] { c.Clear(); }));
+  EXPECT_EQ(cleared.rfind("Assertion failure (common/uVnXSTypes, line ", 0), 0u) << cleared;
+  EXPECT_NE(created, cleared) << "each check reports its own line";
+  EXPECT_EQ(MessageOf([&] { c = u'x'; }),
+            u"ENotSupportedException: The TXsInteger<T> only supports integer types!");
 }
 
 TEST(XsRationalTest, DigitFacetsAndOperators) {

@@ -2,7 +2,7 @@
 // text.
 #include <cmath>
 
-#include "vnxml/common/uVnXSTypes.h"
+#include "vnxml/xml/uVnXSTypes.h"
 #include "vnxml/xml/uVnXMLUtils.h"
 
 namespace vn {

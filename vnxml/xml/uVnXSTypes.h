@@ -512,4 +512,4 @@ using TXsHexBinary = TXsBinaryString<TXsBinaryStringHexEncoding>;
 
 }  // namespace vn
 
-#include "vnxml/common/uVnXSTypes.inl"
+#include "vnxml/xml/uVnXSTypes.inl"

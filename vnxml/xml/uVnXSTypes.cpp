@@ -1,4 +1,4 @@
-#include "vnxml/common/uVnXSTypes.h"
+#include "vnxml/xml/uVnXSTypes.h"
 
 #include "vnxml/xml/uVnXMLUtils.h"
 

@@ -72,6 +72,9 @@ TVnTypeKind TXsInteger<T>::RequireInteger() {
   return kind;
 }
 
+// The assertions name the unit by its place in the common library, "common/uVnXSTypes", the
+// source path their message has always carried; the file itself sits beside the XML lexical
+// conversions it uses.
 template <class T>
 TXsInteger<T> TXsInteger<T>::Create(T AValue) {
   VN_ASSERT_AT(xs_detail::IsIntegerKind(xs_detail::KindOf<T>()), "common/uVnXSTypes", __LINE__);
