@@ -37,11 +37,68 @@ TEST(XmlDocument, ConstructionAndRoot) {
   d->Clear();
   EXPECT_EQ(d->GetRootNode(), nullptr);
   EXPECT_EQ(d->NodeCount(), 0);
-  // A root removed through RemoveChild is forgotten, so that no pointer outlives it.
-  TVnDOMElement *root = d->CreateRootNode(u"x");
-  d->RemoveChild(root);
-  EXPECT_EQ(d->GetRootNode(), nullptr);
-  EXPECT_EQ(d->CreateRootNode(u"y")->GetXML(), u"<y />");
+}
+
+void ExpectRootRefused(TVnDOMDocument *ADoc) {
+  try {
+    ADoc->CreateRootNode(u"again");
+    ADD_FAILURE() << "a second root was made";
+  } catch (EVnDomException &E) {
+    EXPECT_EQ(Msg(E), "This DOM document already contains a rootnode!");
+  }
+}
+
+// A root that leaves the document is still its root while it lives, and its place stays taken
+// until Clear; once it is destroyed the document answers no root.
+TEST(XmlDocument, RootThatLeftKeepsItsPlace) {
+  {
+    // Nobody holds it: it is destroyed on removal.
+    Doc d = Empty();
+    d->RemoveChild(d->CreateRootNode(u"x"));
+    EXPECT_EQ(d->GetRootNode(), nullptr);
+    ExpectRootRefused(d.get());
+    d->AppendChild(New<TVnDOMElement>());
+    EXPECT_EQ(d->GetRootNode(), nullptr);
+    d->Clear();
+    EXPECT_EQ(d->CreateRootNode(u"y")->GetXML(), u"<y />");
+  }
+  {
+    // Taken out through the child list, the root is the caller's; the document answers it
+    // until the caller frees it.
+    Doc d = Empty();
+    TVnDOMElement *root = d->CreateRootNode(u"x");
+    EXPECT_EQ(d->GetChildNodes()->Delete(root), root);
+    EXPECT_EQ(d->GetRootNode(), root);
+    EXPECT_EQ(root->GetParent(), nullptr);
+    ExpectRootRefused(d.get());
+    root->Free();
+    EXPECT_EQ(d->GetRootNode(), nullptr);
+    ExpectRootRefused(d.get());
+  }
+  {
+    // Held by an interface, the removed root lives on; the document may go first.
+    TVnDOMDocument *d = New<TVnDOMDocument>();
+    DelphiInterface<IVnDOMDocument> doc = VnDOMIntf<IVnDOMDocument>(d);
+    TVnDOMElement *root = d->CreateRootNode(u"x");
+    DelphiInterface<IVnDOMElement> held = VnDOMIntf<IVnDOMElement>(root);
+    d->RemoveChild(root);
+    EXPECT_EQ(d->GetRootNode(), root);
+    EXPECT_EQ(static_cast<IVnDOMElement *>(doc->GetRootNode()), static_cast<IVnDOMElement *>(held));
+    ExpectRootRefused(d);
+    doc = nullptr;
+    EXPECT_EQ(held->GetXML(), u"<x />");
+  }
+  {
+    // Cleared, the document lets go of the departed root, which outlives it unharmed.
+    Doc d = Empty();
+    TVnDOMElement *root = d->CreateRootNode(u"x");
+    d->GetChildNodes()->Delete(root);
+    d->Clear();
+    EXPECT_EQ(d->GetRootNode(), nullptr);
+    d.reset();
+    EXPECT_EQ(root->GetXML(), u"<x />");
+    root->Free();
+  }
 }
 
 TEST(XmlDocument, Settings) {

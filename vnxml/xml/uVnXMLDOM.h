@@ -212,6 +212,7 @@ extern TVnXPathCollationClass DefaultXPathCollation;  // TVnXPathCollationASCIIC
 class TVnDOMObject;
 class TVnDOMObjectImpl;
 class TVnDOMNode;
+class TVnDOMDocument;
 class TVnDOMNodeImpl;
 class TVnDOMNodeListBase;
 class TVnDOMNodeList;
@@ -1017,6 +1018,10 @@ class TVnDOMNode : public TVnDOMObject {
   // children. One pointer wide while no node needs it.
   struct TRare;
   TRare &Rare();
+  // The document whose root this node was until it left the document's children, if the node
+  // is that document's departed root.
+  TVnDOMDocument *DepartedRootOf() const noexcept;
+  void SetDepartedRootOf(TVnDOMDocument *ADocument);
   // Whether the node may be destroyed while AListed child lists still list it.
   bool FreeToDestroy(Integer AListed);
   // The parts of BeforeDestruction before and after Clear: the checks and the flag, then the
@@ -1706,6 +1711,7 @@ class TVnDOMDocument : public TVnDOMNode {
   VN_CLASS(TVnDOMDocument, TVnDOMNode)
  public:
   TVnDOMDocument();
+  ~TVnDOMDocument() override;
 
   // Static factories of the named constructors; the caller owns the document.
   static TVnDOMDocument *CreateFromXML(const UnicodeString &AXML);
@@ -1747,7 +1753,8 @@ class TVnDOMDocument : public TVnDOMNode {
   TVnDOMElement *CreateRootNode(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
   // The first element appended becomes the root.
   TVnDOMNode *AppendChild(TVnDOMNode *ANode) override;
-  // Forgets the root when the root leaves.
+  // A root that leaves stays the root for GetRootNode while it lives, and its place stays taken
+  // (CreateRootNode refuses, AppendChild makes no new root) until Clear.
   void RemoveChild(TVnDOMNode *ANode) override;
   TVnDOMComment *AddComment(const UnicodeString &AText);
   void Clear() override;
@@ -1787,13 +1794,23 @@ class TVnDOMDocument : public TVnDOMNode {
   void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
   // Called after each load; does nothing here.
   virtual void DoXMLLoaded() {}
+  void ChildTakenOut(TVnDOMNode *AChild) override;
 
  private:
   friend class TVnDOMParser;
+  friend class TVnDOMNode;
   void ReCalcEncoding();
+  // The root leaves the children: it is remembered as the root that left, and it tells this
+  // document when it is destroyed.
+  void RootLeaving(TVnDOMNode *ANode);
+  // Lets go of a root that left, which then no longer reports its destruction here.
+  void ForgetRoot() noexcept;
 
   TVnXPathCollationClass FCollation;
+  // The root; after it left the children, the root that left while it lives, null once it is
+  // destroyed, with FRootLeft keeping its place taken.
   TVnDOMElement *FRootNode = nullptr;
+  bool FRootLeft = false;
   UnicodeString FEncoding;
   UnicodeString FDocumentURI;
   TVnDOMSelectMatchOption FSelectMatchOption;

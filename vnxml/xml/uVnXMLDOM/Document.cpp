@@ -134,7 +134,7 @@ void TVnDOMDocument::ReCalcEncoding() {
 // --- root and children
 
 TVnDOMElement *TVnDOMDocument::CreateRootNode(const UnicodeString &AName) {
-  if (FRootNode) throw EVnDomException(dom::cHasRoot);
+  if (FRootNode || FRootLeft) throw EVnDomException(dom::cHasRoot);
   auto *e = dom::NewNode<TVnDOMElement>([&](auto *n) { n->SetQualifiedName(AName); });
   AppendChild(e);
   return e;
@@ -149,14 +149,38 @@ TVnDOMElement *TVnDOMDocument::CreateRootNode(const UnicodeString &ANamespaceURI
 
 TVnDOMNode *TVnDOMDocument::AppendChild(TVnDOMNode *ANode) {
   TVnDOMNode *r = TVnDOMNode::AppendChild(ANode);
-  if (!FRootNode && ANode->GetNodeType() == ntElement)
+  if (!FRootNode && !FRootLeft && ANode->GetNodeType() == ntElement)
     FRootNode = static_cast<TVnDOMElement *>(ANode);
   return r;
 }
 
+void TVnDOMDocument::RootLeaving(TVnDOMNode *ANode) {
+  if (!ANode || ANode != FRootNode) return;
+  FRootLeft = true;
+  // A node is the departed root of one document at a time: an earlier one lets go of it.
+  TVnDOMDocument *earlier = ANode->DepartedRootOf();
+  if (earlier && earlier != this) earlier->FRootNode = nullptr;
+  ANode->SetDepartedRootOf(this);
+}
+
+void TVnDOMDocument::ForgetRoot() noexcept {
+  if (FRootLeft && FRootNode && FRootNode->DepartedRootOf() == this)
+    FRootNode->SetDepartedRootOf(nullptr);
+  FRootNode = nullptr;
+  FRootLeft = false;
+}
+
+TVnDOMDocument::~TVnDOMDocument() {
+  ForgetRoot();
+}
+
+void TVnDOMDocument::ChildTakenOut(TVnDOMNode *AChild) {
+  RootLeaving(AChild);
+  TVnDOMNode::ChildTakenOut(AChild);
+}
+
 void TVnDOMDocument::RemoveChild(TVnDOMNode *ANode) {
-  // The root is forgotten when it leaves, so that no pointer outlives it.
-  if (ANode && ANode == FRootNode) FRootNode = nullptr;
+  RootLeaving(ANode);
   TVnDOMNode::RemoveChild(ANode);
 }
 
@@ -169,7 +193,7 @@ TVnDOMComment *TVnDOMDocument::AddComment(const UnicodeString &AText) {
 
 void TVnDOMDocument::Clear() {
   TVnDOMNode::Clear();
-  FRootNode = nullptr;
+  ForgetRoot();
 }
 
 TVnDOMNode *TVnDOMDocument::CreateClone() {

@@ -14,6 +14,8 @@ struct TVnDOMNode::TRare {
   TVnDOMParseError Error;
   TVnDOMParseError FatalError;
   TVnDOMNodeList *ChildList = nullptr;
+  // The document whose root this node was until it left; told when the node is destroyed.
+  TVnDOMDocument *RootOf = nullptr;
 };
 
 // --- names
@@ -145,7 +147,18 @@ TVnDOMNode::~TVnDOMNode() {
   // The children are gone after a destruction through Free; whatever the array still holds
   // stays alive, no longer listed here.
   for (TVnDOMNode *child : FChildren) --child->FChildListRefs;
-  if (FRare) delete FRare->ChildList;
+  if (FRare) {
+    delete FRare->ChildList;
+    if (FRare->RootOf) FRare->RootOf->FRootNode = nullptr;
+  }
+}
+
+TVnDOMDocument *TVnDOMNode::DepartedRootOf() const noexcept {
+  return FRare ? FRare->RootOf : nullptr;
+}
+
+void TVnDOMNode::SetDepartedRootOf(TVnDOMDocument *ADocument) {
+  if (FRare || ADocument) Rare().RootOf = ADocument;
 }
 
 TVnDOMNode::TRare &TVnDOMNode::Rare() {
