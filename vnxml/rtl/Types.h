@@ -1,6 +1,7 @@
 // Basic scalar and string types of the run-time, and the interface identifier.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -56,12 +57,25 @@ constexpr Word CP_ASCII = 20127;
 // platform; a program may change it before it converts any text.
 extern Word DefaultSystemCodePage;
 
+// The integer types a code page may be given in after text: at most 32 bits, and no bool.
+template <class T>
+concept VnCodePageArg = std::integral<T> && sizeof(T) <= sizeof(std::uint32_t) &&
+                        !std::same_as<T, bool>;
+
 // 8-bit text together with the code page it is written in (0: the default page).
+//
+// A second argument after text is always its page: AnsiString("caf\xE9", 28591). Bytes given by
+// pointer and length go through a view, AnsiString(std::string_view(p, n), 28591), so that a
+// page can never be taken for a length; a pointer followed by a 64-bit integer (a size) does not
+// compile.
 class AnsiString : public std::string {
  public:
   AnsiString() = default;
   AnsiString(const char *s) : std::string(s) {}
-  AnsiString(const char *s, std::size_t n, Word cp = 0) : std::string(s, n), FCodePage(cp) {}
+  template <VnCodePageArg P>
+  AnsiString(const char *s, P cp) : std::string(s), FCodePage(static_cast<Word>(cp)) {}
+  // Pointer and length: write AnsiString(std::string_view(p, n), page).
+  AnsiString(const char *, std::size_t) = delete;
   AnsiString(std::string s, Word cp = 0) : std::string(std::move(s)), FCodePage(cp) {}
   AnsiString(std::string_view s, Word cp = 0) : std::string(s), FCodePage(cp) {}
 
