@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -84,6 +85,12 @@ class AnsiString : public std::string {
   // The page that conversions actually use: the default page for 0.
   Word EffectiveCodePage() const noexcept { return FCodePage ? FCodePage : DefaultSystemCodePage; }
 
+  // Writes the text to a narrow stream as UTF-8, converted from its page.
+  friend std::ostream &operator<<(std::ostream &AStream, const AnsiString &AText);
+  // GoogleTest's printer hook (found by argument-dependent lookup): the text as UTF-8 in
+  // quotes, then the page when it is not 0.
+  friend void PrintTo(const AnsiString &AText, std::ostream *AStream);
+
  private:
   Word FCodePage = 0;
 };
@@ -139,4 +146,18 @@ UnicodeString GUIDToString(const TGUID &g);
 // Reads the braced form; raises EConvertError on anything else.
 TGUID StringToGUID(const UnicodeString &s);
 
+}  // namespace vn
+
+// Write UTF-16 text (UnicodeString and its views) to a narrow stream as UTF-8, for logs and test
+// output. UnicodeString is a std::u16string, so argument-dependent lookup only searches
+// namespace std, which must not be extended: these stand in the global namespace, where
+// unqualified lookup ends and where GoogleTest's failure messages look (when this header comes
+// before GoogleTest's). A namespace that declares operator<< of its own hides them from its
+// code; there, write `using ::operator<<;` or stream vn::UTF8Encode(s).
+std::ostream &operator<<(std::ostream &AStream, const std::u16string &AText);
+std::ostream &operator<<(std::ostream &AStream, std::u16string_view AText);
+
+namespace vn {
+// Code of this namespace finds them even when the namespace gains operators of its own.
+using ::operator<<;
 }  // namespace vn
