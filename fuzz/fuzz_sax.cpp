@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *AData, std::size_t ASi
   TVnSAXXMLReader *reader = New<TVnSAXXMLReader>();
   TNullHandler *handler = New<TNullHandler>();
   handler->AttachTo(reader);
-  const AnsiString text(reinterpret_cast<const char *>(AData), ASize);
+  const AnsiString text(std::string_view(reinterpret_cast<const char *>(AData), ASize));
   for (Word page : {Word(0), CP_UTF16, CP_UTF8, CP_WIN1252})
     Guarded([&] { reader->Parse(text, page); });
   Guarded([&] {

@@ -172,7 +172,7 @@ TEST(CodePageTest, ConversionsBothWays) {
   const Byte block[] = {0x82, 0xA0};
   EXPECT_EQ(TVnEncoding::ConvertA(block, 2, 932), u"\u3042") << "a double-byte page";
   EXPECT_EQ(TVnEncoding::ConvertA(RawByteString("a\xFF"), CP_UTF8), u"a\uFFFD");
-  EXPECT_EQ(TVnEncoding::ConvertA(AnsiString("\xE9", 1, 28591)), u"\u00e9");
+  EXPECT_EQ(TVnEncoding::ConvertA(AnsiString("\xE9", 28591)), u"\u00e9");
   EXPECT_THROW(TVnEncoding::ConvertW(u"x", 12345), EEncodingError);
   EXPECT_THROW(TVnEncoding::ConvertA(RawByteString("x"), 12345), EEncodingError);
   EXPECT_TRUE(IsSingleByteCodePage(1252));

@@ -1,8 +1,26 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
 #include "vnxml/rtl/SysUtils.h"
 
 using namespace vn;
+
+namespace {
+
+// Text plus page must never be read as pointer plus length: a 64-bit integer after a pointer is
+// refused, and lengths go through a view.
+static_assert(std::is_constructible_v<AnsiString, const char *, int>);
+static_assert(std::is_constructible_v<AnsiString, const char *, Word>);
+static_assert(!std::is_constructible_v<AnsiString, const char *, std::size_t>);
+static_assert(!std::is_constructible_v<AnsiString, const char *, std::int64_t>);
+static_assert(!std::is_constructible_v<AnsiString, const char *, std::size_t, Word>);
+static_assert(std::is_constructible_v<AnsiString, std::string_view, Word>);
+
+}  // namespace
 
 TEST(StringsUTF8, RoundTripAndMalformedInput) {
   const UnicodeString s = u"a\u00E9\u20AC\U0001F600";
@@ -98,4 +116,23 @@ TEST(StringsAffixes, QuotesStartsEnds) {
   EXPECT_TRUE(EndsStr(u"bc", u"abc"));
   EXPECT_FALSE(EndsStr(u"BC", u"abc"));
   EXPECT_FALSE(EndsStr(u"zabc", u"abc"));
+}
+
+TEST(StringsAnsi, TextAndPageIsNeverPointerAndLength) {
+  const AnsiString latin("text", 28591);
+  EXPECT_EQ(latin.size(), 4u);
+  EXPECT_EQ(static_cast<const std::string &>(latin), "text");
+  EXPECT_EQ(latin.CodePage(), 28591);
+  const AnsiString typed("caf\xE9", CP_WIN1252);
+  EXPECT_EQ(typed.size(), 4u);
+  EXPECT_EQ(typed.CodePage(), CP_WIN1252);
+  EXPECT_EQ(AnsiString("x").CodePage(), 0);
+
+  // Bytes by pointer and length, a NUL among them.
+  const char raw[] = {'a', '\0', 'b', 'c'};
+  const AnsiString bytes(std::string_view(raw, 3), CP_UTF8);
+  EXPECT_EQ(bytes.size(), 3u);
+  EXPECT_EQ(bytes[1], '\0');
+  EXPECT_EQ(bytes.CodePage(), CP_UTF8);
+  EXPECT_EQ(AnsiString(std::string("ab"), 1252).CodePage(), 1252);
 }

@@ -39,7 +39,7 @@ TEST(XMLEscapeTest, StreamAndByteForms) {
   VnStrToXML(text.data(), 0, s, true, true);
   EXPECT_EQ(s->GetDataString(), "&lt;\xC3\xA9&gt;");
   s->Free();
-  AnsiString bytes("a<\xE9'\n", 5, 28591);
+  AnsiString bytes("a<\xE9'\n", 28591);
   AnsiString escaped = VnStrToXML(bytes, true, false);
   EXPECT_EQ(static_cast<std::string>(escaped), "a&lt;\xE9&apos;&#10;");
   EXPECT_EQ(escaped.CodePage(), 28591);

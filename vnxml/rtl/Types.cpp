@@ -1,5 +1,8 @@
 #include "vnxml/rtl/Types.h"
 
+#include <ostream>
+
+#include "vnxml/rtl/CodePages.h"
 #include "vnxml/rtl/SysUtils.h"
 
 namespace vn {
@@ -28,4 +31,31 @@ TGUID StringToGUID(const UnicodeString &s) {
   }
 }
 
+namespace {
+
+std::string AsUTF8(const AnsiString &AText) {
+  const Word page = AText.EffectiveCodePage();
+  if (page == CP_UTF8) return AText;
+  return UTF8Encode(CodePageToUnicode(AText.data(), AText.size(), page));
+}
+
+}  // namespace
+
+std::ostream &operator<<(std::ostream &AStream, const AnsiString &AText) {
+  return AStream << AsUTF8(AText);
+}
+
+void PrintTo(const AnsiString &AText, std::ostream *AStream) {
+  *AStream << '"' << AsUTF8(AText) << '"';
+  if (AText.CodePage() != 0) *AStream << " (page " << AText.CodePage() << ')';
+}
+
 }  // namespace vn
+
+std::ostream &operator<<(std::ostream &AStream, const std::u16string &AText) {
+  return AStream << vn::UTF8Encode(AText);
+}
+
+std::ostream &operator<<(std::ostream &AStream, std::u16string_view AText) {
+  return AStream << vn::UTF8Encode(AText);
+}

@@ -1,8 +1,10 @@
 // Basic scalar and string types of the run-time, and the interface identifier.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -56,12 +58,25 @@ constexpr Word CP_ASCII = 20127;
 // platform; a program may change it before it converts any text.
 extern Word DefaultSystemCodePage;
 
+// The integer types a code page may be given in after text: at most 32 bits, and no bool.
+template <class T>
+concept VnCodePageArg = std::integral<T> && sizeof(T) <= sizeof(std::uint32_t) &&
+                        !std::same_as<T, bool>;
+
 // 8-bit text together with the code page it is written in (0: the default page).
+//
+// A second argument after text is always its page: AnsiString("caf\xE9", 28591). Bytes given by
+// pointer and length go through a view, AnsiString(std::string_view(p, n), 28591), so that a
+// page can never be taken for a length; a pointer followed by a 64-bit integer (a size) does not
+// compile.
 class AnsiString : public std::string {
  public:
   AnsiString() = default;
   AnsiString(const char *s) : std::string(s) {}
-  AnsiString(const char *s, std::size_t n, Word cp = 0) : std::string(s, n), FCodePage(cp) {}
+  template <VnCodePageArg P>
+  AnsiString(const char *s, P cp) : std::string(s), FCodePage(static_cast<Word>(cp)) {}
+  // Pointer and length: write AnsiString(std::string_view(p, n), page).
+  AnsiString(const char *, std::size_t) = delete;
   AnsiString(std::string s, Word cp = 0) : std::string(std::move(s)), FCodePage(cp) {}
   AnsiString(std::string_view s, Word cp = 0) : std::string(s), FCodePage(cp) {}
 
@@ -69,6 +84,12 @@ class AnsiString : public std::string {
   void SetCodePage(Word cp) noexcept { FCodePage = cp; }
   // The page that conversions actually use: the default page for 0.
   Word EffectiveCodePage() const noexcept { return FCodePage ? FCodePage : DefaultSystemCodePage; }
+
+  // Writes the text to a narrow stream as UTF-8, converted from its page.
+  friend std::ostream &operator<<(std::ostream &AStream, const AnsiString &AText);
+  // GoogleTest's printer hook (found by argument-dependent lookup): the text as UTF-8 in
+  // quotes, then the page when it is not 0.
+  friend void PrintTo(const AnsiString &AText, std::ostream *AStream);
 
  private:
   Word FCodePage = 0;
@@ -125,4 +146,18 @@ UnicodeString GUIDToString(const TGUID &g);
 // Reads the braced form; raises EConvertError on anything else.
 TGUID StringToGUID(const UnicodeString &s);
 
+}  // namespace vn
+
+// Write UTF-16 text (UnicodeString and its views) to a narrow stream as UTF-8, for logs and test
+// output. UnicodeString is a std::u16string, so argument-dependent lookup only searches
+// namespace std, which must not be extended: these stand in the global namespace, where
+// unqualified lookup ends and where GoogleTest's failure messages look (when this header comes
+// before GoogleTest's). A namespace that declares operator<< of its own hides them from its
+// code; there, write `using ::operator<<;` or stream vn::UTF8Encode(s).
+std::ostream &operator<<(std::ostream &AStream, const std::u16string &AText);
+std::ostream &operator<<(std::ostream &AStream, std::u16string_view AText);
+
+namespace vn {
+// Code of this namespace finds them even when the namespace gains operators of its own.
+using ::operator<<;
 }  // namespace vn

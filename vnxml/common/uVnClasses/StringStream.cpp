@@ -64,8 +64,9 @@ UnicodeString TVnStringStream::GetWString() const {
 }
 
 AnsiString TVnStringStream::GetAString() const {
-  return AnsiString(reinterpret_cast<const char *>(FMemory), static_cast<std::size_t>(FSize),
-                    FCodePage);
+  return AnsiString(
+      std::string_view(reinterpret_cast<const char *>(FMemory), static_cast<std::size_t>(FSize)),
+      FCodePage);
 }
 
 UnicodeString TVnStringStream::GetAsString() const {

@@ -884,7 +884,8 @@ AnsiString TVnTextParser::SelectedA(TVnTextParserPosType AStart, TVnTextParserPo
     if (FCharSetType == cstW) {
       r = AnsiString(UnicodeToCodePage(Convert(from, to), FContentCodePage), FContentCodePage);
     } else {
-      r = AnsiString(reinterpret_cast<const char *>(from), static_cast<std::size_t>(to - from),
+      r = AnsiString(std::string_view(reinterpret_cast<const char *>(from),
+                                      static_cast<std::size_t>(to - from)),
                      FCharSetType == cstU ? CP_UTF8 : FContentCodePage);
     }
   }
