@@ -32,6 +32,7 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <cstdlib>
 #include <functional>
 #include <iterator>
@@ -935,8 +936,15 @@ class TVnDOMNode : public TVnDOMObject {
   // raises EVnDomNotSupported.
   void Transform(const UnicodeString &AStyleSheetFile, WideString &AResult);
   void Transform(TVnDOMNode *AStyleSheet, WideString &AResult);
-  // Path selection; raises EVnDomNotSupported on this build.
+  // Path selection. A path is one or more alternatives joined by "|", each a chain of steps
+  // joined by "/" or "//", each step with any number of predicates in brackets. soCaseSensitive
+  // and soCaseInsensitive choose the collation (otherwise the node's), soLocalName and
+  // soQualifiedName the name matching (otherwise the node's match option); soRaise raises
+  // EVnDomNotFound when nothing is found, soCreate adds the elements of a simple path that are
+  // missing. The first node found, or null.
   TVnDOMNode *SelectSingleNode(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
+  // Every node found, once each, in the order of discovery, in a new list without owner that
+  // the caller frees.
   TVnDOMNodeList *CreateNodeList(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
 
   // --- parse notifications
@@ -1207,8 +1215,8 @@ class TVnDOMElementList : public TVnDOMNodeListBase {
   // DefaultSelectCheckOption.
   TVnDOMNode *GetItem(const Variant &AIndex);
   // An integer index reads by position. A string index: "." gives the owner; a name with "/", or
-  // any name with coCreate, is a path from the owner (not supported on this build:
-  // EVnDomNotSupported); another name is found by Find, case-sensitive or not by the list's
+  // any name with coCreate, is a path that SelectSingleElement selects from the owner (nothing
+  // on a list without owner); another name is found by Find, case-sensitive or not by the list's
   // collation, by qualified name when it has a ":" and by local name otherwise, raising with
   // coRaise. Any other kind of index raises EListError "Invalid idx value".
   TVnDOMNode *GetItemEx(const Variant &AIndex, TVnDOMSelectCheckOption ACheck);
@@ -1563,9 +1571,21 @@ class TVnDOMElement : public TVnDOMNode {
 
   // --- element lists: the element itself and, with ARecursive, its descendants that match.
   // The caller owns the list.
-  TVnDOMElementList *CreateElementList(const UnicodeString &AQualifiedName, bool ARecursive);
+  // The flag takes a bool and nothing else, so that a braced option set ({} or {soRaise})
+  // always means the path form below.
+  template <std::same_as<bool> B>
+  TVnDOMElementList *CreateElementList(const UnicodeString &AQualifiedName, B ARecursive) {
+    return CreateElementListByName(AQualifiedName, ARecursive);
+  }
+  TVnDOMElementList *CreateElementListByName(const UnicodeString &AQualifiedName, bool ARecursive);
   TVnDOMElementList *CreateElementList(const UnicodeString &ANamespaceURI,
                                        const UnicodeString &ALocalName, bool ARecursive);
+  // Path selection as CreateNodeList, into an element list; a node found that is no element is
+  // an invalid cast.
+  TVnDOMElementList *CreateElementList(const UnicodeString &APath, TVnDOMSelectOptions AOptions);
+  // SelectSingleNode, checked to be an element.
+  TVnDOMElement *SelectSingleElement(const UnicodeString &APath,
+                                     TVnDOMSelectOptions AOptions = {});
 
   // --- preserve space
   bool GetPreserveSpace() override { return FPreserveSpace; }
@@ -1761,6 +1781,12 @@ class TVnDOMDocument : public TVnDOMNode {
   // Raises EVnDomNotSupported: a document cannot be cloned.
   TVnDOMNode *CreateClone() override;
 
+  // --- path selection from the root. Without a root: EVnDomNotFound with soRaise or soCreate,
+  // otherwise null or an empty list. An empty path raises EVnDomNotFound for the single form.
+  TVnDOMElementList *CreateElementList(const UnicodeString &APath, TVnDOMSelectOptions AOptions);
+  TVnDOMElement *SelectSingleElement(const UnicodeString &APath,
+                                     TVnDOMSelectOptions AOptions = {});
+
   // --- processing instructions; targets compare without regard to case
   TVnDOMProcessingInstruction *FindProcessingInstruction(const UnicodeString &ATarget);
   // Raises EVnDomNotFound when there is none.
@@ -1818,6 +1844,286 @@ class TVnDOMDocument : public TVnDOMNode {
   bool FUseSchemaInstance = false;
   Word FCodePage = 0;
 };
+
+// ---------------------------------------------------------------------------------------------
+// Predicates
+//
+// The text of one bracket of a path, such as [@id="7" and child], is parsed into a tree of
+// equations that hold terms, evaluated once for each candidate node of the step, and the
+// candidates for which it is true are kept. Every term yields a Variant: Null when nothing is
+// there, a boolean, an integer, a float, a string, or an array with one value per selected node.
+// The node context is always the pair (candidate list, zero-based index).
+//
+// White space in a predicate is the space character only. "and" and "or" have one precedence
+// and chain from the right; a comparison meeting a missing node makes the whole predicate false.
+
+enum TVnXPathBoolOperator : Byte { opNA, opAnd, opOr };
+enum TVnXPathValueComparisonOperator : Byte {
+  opUnequal,
+  opEqual,
+  opSmaller,
+  opSmallerEqual,
+  opGreater,
+  opGreaterEqual
+};
+
+class TVnXPathBaseTerm;
+
+// One node of the boolean structure of a predicate: a term, the operator that joins it to the
+// next equation of its chain, and the child equations of a parenthesised group or a negation.
+class TVnXPathEquation : public TObject {
+  VN_CLASS(TVnXPathEquation, TObject)
+ public:
+  TVnXPathEquation(TVnDOMSelectMatchOption AMatchOption, TVnXPathCollationClass ACollation);
+  // Frees the term, the child equations and the chain of siblings.
+  ~TVnXPathEquation() override;
+
+  // Frees a term already there, then stores ATerm.
+  void SetValue(TVnXPathBaseTerm *ATerm);
+  // A new child equation at the front of the children; this equation's operator becomes opNA.
+  TVnXPathEquation *AddFirstChild();
+  // A new child equation at the end of the children; this equation's operator becomes
+  // AOperator.
+  TVnXPathEquation *AddChild(TVnXPathBoolOperator AOperator);
+  // A new next equation of the chain, under the same parent; this equation's operator becomes
+  // AOperator.
+  TVnXPathEquation *AddSibling(TVnXPathBoolOperator AOperator);
+  // The options with which the paths of value terms are walked: the case option that the
+  // collation stands for, and the name match option.
+  TVnDOMSelectOptions GetSelectOptions() const;
+  // The value of the chain that starts here for the node AIndex of ANodeList. A term that gives
+  // nothing sets ANil and makes the chain false at once. Each term of the chain is evaluated at
+  // most once per call.
+  bool Evaluate(TVnDOMObjectList *ANodeList, Integer AIndex, bool &ANil);
+  // The same, false when any term met nothing.
+  bool Evaluate(TVnDOMObjectList *ANodeList, Integer AIndex);
+  // Reads one term at the parser's position.
+  TVnXPathBaseTerm *ReadTerm(TVnTextParser *AFilterParser);
+
+  TVnDOMSelectMatchOption GetMatchOption() const noexcept { return FMatchOption; }
+  TVnXPathCollationClass GetCollation() const noexcept { return FCollation; }
+  TVnXPathBoolOperator GetOperation() const noexcept { return FOperation; }
+  TVnXPathEquation *GetParent() const noexcept { return FParent; }
+  TVnXPathEquation *GetSibling() const noexcept { return FSibling; }
+  const std::vector<TVnXPathEquation *> &GetChilds() const noexcept { return FChilds; }
+  TVnXPathBaseTerm *GetTerm() const noexcept { return FTerm; }
+
+ private:
+  TVnXPathEquation *NewEquation() const;
+
+  TVnDOMSelectMatchOption FMatchOption;
+  TVnXPathCollationClass FCollation;
+  TVnXPathBoolOperator FOperation = opNA;
+  TVnXPathEquation *FParent = nullptr;
+  TVnXPathEquation *FSibling = nullptr;
+  std::vector<TVnXPathEquation *> FChilds;
+  TVnXPathBaseTerm *FTerm = nullptr;
+};
+
+// The base of every term. A term belongs to the equation it was made for.
+class TVnXPathBaseTerm : public TObject {
+  VN_CLASS(TVnXPathBaseTerm, TObject)
+ public:
+  explicit TVnXPathBaseTerm(TVnXPathEquation *AEquation) noexcept : FEquation(AEquation) {}
+  virtual Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) = 0;
+  TVnXPathEquation *GetEquation() const noexcept { return FEquation; }
+  // Whether the term stands for a truth on its own, so that a predicate of this term alone
+  // compares it with true.
+  bool IsBoolean() const noexcept { return FIsBoolean; }
+
+ protected:
+  TVnXPathEquation *FEquation;
+  bool FIsBoolean = false;
+};
+
+// A string or number literal.
+class TVnXPathConstantTerm : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathConstantTerm, TVnXPathBaseTerm)
+ public:
+  // Reads the literal at the parser's position: "text" up to the next quote (no escapes), or
+  // the longest run of digits and dots as an integer or a float.
+  TVnXPathConstantTerm(TVnXPathEquation *AEquation, TVnTextParser *AFilterParser);
+  TVnXPathConstantTerm(TVnXPathEquation *AEquation, const Variant &AValue);
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+
+ private:
+  Variant FValue;
+};
+
+struct TVnPathProgram;
+
+// A path, walked from the context node: the value of the node it selects, or an array of the
+// values of the nodes it selects.
+class TVnXPathValueTerm : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathValueTerm, TVnXPathBaseTerm)
+ public:
+  TVnXPathValueTerm(TVnXPathEquation *AEquation, TVnTextParser *AFilterParser,
+                    const UnicodeString &APath);
+  ~TVnXPathValueTerm() override;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+  // The nodes that the path selects from the node AIndex of ANodeList, in a new list that the
+  // caller frees.
+  TVnDOMNodeList *Nodes(TVnDOMObjectList *ANodeList, Integer AIndex);
+  const UnicodeString &GetPath() const noexcept { return FPath; }
+
+ private:
+  UnicodeString FPath;
+  // The path taken apart on first use and kept for every further candidate.
+  std::unique_ptr<TVnPathProgram> FProgram;
+};
+
+// A call: the base of the built-in position terms and of the registered functions.
+class TVnXPathFunctionTerm : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathFunctionTerm, TVnXPathBaseTerm)
+ public:
+  using TVnXPathBaseTerm::TVnXPathBaseTerm;
+  // Reads the parameter list behind the "(" that the term reader stepped over. This form reads
+  // no parameters: it skips to the balancing ")".
+  virtual void ParseParams(TVnTextParser *AFilterParser);
+};
+
+// first(): the context node is the first candidate.
+class TVnXPathFirstNode : public TVnXPathFunctionTerm {
+  VN_CLASS(TVnXPathFirstNode, TVnXPathFunctionTerm)
+ public:
+  using TVnXPathFunctionTerm::TVnXPathFunctionTerm;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+};
+
+// last(): the context node is the last candidate.
+class TVnXPathLastNode : public TVnXPathFunctionTerm {
+  VN_CLASS(TVnXPathLastNode, TVnXPathFunctionTerm)
+ public:
+  using TVnXPathFunctionTerm::TVnXPathFunctionTerm;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+};
+
+// position(): the 1-based position of the context node among the candidates.
+class TVnXPathFnPositionTerm : public TVnXPathFunctionTerm {
+  VN_CLASS(TVnXPathFnPositionTerm, TVnXPathFunctionTerm)
+ public:
+  using TVnXPathFunctionTerm::TVnXPathFunctionTerm;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+};
+
+// node(): always true.
+class TVnXPathFnNodeTerm : public TVnXPathFunctionTerm {
+  VN_CLASS(TVnXPathFnNodeTerm, TVnXPathFunctionTerm)
+ public:
+  using TVnXPathFunctionTerm::TVnXPathFunctionTerm;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+};
+
+// A parenthesised group: the value of the one child equation of its equation.
+class TVnXPathChildTerm : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathChildTerm, TVnXPathBaseTerm)
+ public:
+  explicit TVnXPathChildTerm(TVnXPathEquation *AEquation) noexcept : TVnXPathBaseTerm(AEquation) {
+    FIsBoolean = true;
+  }
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+
+ protected:
+  // The child equation's value; false when it met nothing. Raises unless there is exactly one
+  // child equation.
+  bool ChildValue(TVnDOMObjectList *ANodeList, Integer AIndex, bool &ANil);
+};
+
+// not: the negation of the one child equation, and false when that met nothing.
+class TVnXPathNot : public TVnXPathChildTerm {
+  VN_CLASS(TVnXPathNot, TVnXPathChildTerm)
+ public:
+  using TVnXPathChildTerm::TVnXPathChildTerm;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+};
+
+// A number alone in a predicate: the context node is the candidate at that zero-based index.
+class TVnXPathChildNodeX : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathChildNodeX, TVnXPathBaseTerm)
+ public:
+  TVnXPathChildNodeX(TVnXPathEquation *AEquation, TVnTextParser *AFilterParser,
+                     Integer AIndex) noexcept;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+
+ private:
+  Integer FIndex;
+};
+
+// A term without comparison: for a path, whether it selects anything; otherwise whether its
+// value is not empty.
+class TVnXPathHasNode : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathHasNode, TVnXPathBaseTerm)
+ public:
+  // Takes over ATerm.
+  TVnXPathHasNode(TVnXPathEquation *AEquation, TVnXPathBaseTerm *ATerm) noexcept;
+  ~TVnXPathHasNode() override;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+  TVnXPathBaseTerm *GetPath() const noexcept { return FPath; }
+
+ private:
+  TVnXPathBaseTerm *FPath;
+};
+
+// A comparison of two terms. Arrays compare element by element until a pair is true; strings
+// compare under the equation's collation, numbers as integers or floats, anything else by the
+// Variant comparison.
+class TVnXPathValueComparison : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathValueComparison, TVnXPathBaseTerm)
+ public:
+  // Takes over both terms.
+  TVnXPathValueComparison(TVnXPathEquation *AEquation, TVnXPathBaseTerm *AValue1,
+                          TVnXPathBaseTerm *AValue2,
+                          TVnXPathValueComparisonOperator AOperator) noexcept;
+  ~TVnXPathValueComparison() override;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+  // One pair: Null when either side is Null, otherwise the boolean of the comparison.
+  Variant CompareValues(const Variant &A, const Variant &B) const;
+
+  TVnXPathBaseTerm *GetValue1() const noexcept { return FValue1; }
+  TVnXPathBaseTerm *GetValue2() const noexcept { return FValue2; }
+  TVnXPathValueComparisonOperator GetOperator() const noexcept { return FOperator; }
+  // Takes the first term back without freeing it; the comparison then holds none.
+  TVnXPathBaseTerm *ReleaseValue1() noexcept;
+
+ private:
+  TVnXPathBaseTerm *FValue1;
+  TVnXPathBaseTerm *FValue2;
+  TVnXPathValueComparisonOperator FOperator;
+};
+
+// A list of terms. Its value is the text of the item values joined by ", ".
+class TVnXPathListTerm : public TVnXPathBaseTerm {
+  VN_CLASS(TVnXPathListTerm, TVnXPathBaseTerm)
+ public:
+  using TVnXPathBaseTerm::TVnXPathBaseTerm;
+  ~TVnXPathListTerm() override;
+  TVnXPathBaseTerm *GetTerm(Integer AIndex) const;
+  Integer Count() const noexcept { return static_cast<Integer>(FList.size()); }
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+
+ protected:
+  // Reads the items between AOpen and AClose at the parser's position.
+  void ReadItems(TVnTextParser *AFilterParser, char16_t AOpen, char16_t AClose);
+  std::vector<TVnXPathBaseTerm *> FList;
+};
+
+// (a, b, ...)
+class TVnXPathSequenceTerm : public TVnXPathListTerm {
+  VN_CLASS(TVnXPathSequenceTerm, TVnXPathListTerm)
+ public:
+  TVnXPathSequenceTerm(TVnXPathEquation *AEquation, TVnTextParser *AFilterParser);
+};
+
+// [a, b, ...]
+class TVnXPathArrayTerm : public TVnXPathListTerm {
+  VN_CLASS(TVnXPathArrayTerm, TVnXPathListTerm)
+ public:
+  TVnXPathArrayTerm(TVnXPathEquation *AEquation, TVnTextParser *AFilterParser);
+};
+
+// How deeply paths and predicates may nest inside one another (a path in a predicate in a path,
+// parentheses, lists in lists). Deeper text raises EVnDomSyntax.
+inline constexpr Integer cVnXPathMaxNesting = 128;
 
 // Formats XML text: loads it into a document and answers the document's formatted text. Parse
 // errors pass through.

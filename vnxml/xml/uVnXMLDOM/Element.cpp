@@ -1002,7 +1002,7 @@ void TVnDOMElement::CollectElements(TVnDOMElementList *AList, const UnicodeStrin
   }
 }
 
-TVnDOMElementList *TVnDOMElement::CreateElementList(const UnicodeString &AQualifiedName,
+TVnDOMElementList *TVnDOMElement::CreateElementListByName(const UnicodeString &AQualifiedName,
                                                     bool ARecursive) {
   UnicodeString prefix, local;
   const std::size_t colon = AQualifiedName.find(u':');

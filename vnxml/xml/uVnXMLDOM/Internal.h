@@ -40,9 +40,6 @@ inline constexpr const char16_t *cOwnedList =
     u"A list that belongs to a node is destroyed together with that node only!";
 inline constexpr const char16_t *cObjectGone =
     u"The object behind this interface has been destroyed!";
-inline constexpr const char16_t *cSelectNotSupported = u"Path selection is not supported by %s!";
-inline constexpr const char16_t *cPathIndexNotSupported =
-    u"The element list cannot select the path \"%s\": path selection is not supported!";
 inline constexpr const char16_t *cTransformNotSupported =
     u"Style sheet transformation is not supported on this platform!";
 inline constexpr const char16_t *cSerializeNotSupported =
@@ -189,5 +186,73 @@ void ParseInto(TVnDOMNode *ANode, TStream *AStream, Word ACodePage);
 // Skips the units below 33 (two bytes wide for page 1200, one otherwise) and leaves the stream
 // on the first other unit, which it answers; 0 when the stream ends first.
 char16_t SkipToFirstUnit(TStream *AStream, Word ACodePage);
+
+}  // namespace vn::dom
+
+// ---------------------------------------------------------------------------------------------
+// Path selection and predicates
+
+namespace vn {
+
+struct TVnPathStep;
+
+// A path taken apart once for one use: its alternatives, each a chain of steps with their
+// predicates, which are parsed when a step first has candidates to filter and kept for every
+// further node the step runs on. Taking the path apart finds no error: each error of a step is
+// kept with the step and raised when a walk reaches it, where the walk of the text would have
+// met it.
+struct TVnPathProgram {
+  enum TStart : Byte { psSelf, psDocument, psContext };
+  struct TAlternative {
+    TStart Start;
+    std::unique_ptr<TVnPathStep> First;
+  };
+
+  TVnPathProgram(const UnicodeString &APath, bool ALocalName, bool ACreate,
+                 TVnXPathCollationClass ACollation);
+  ~TVnPathProgram();
+  TVnPathProgram(const TVnPathProgram &) = delete;
+  TVnPathProgram &operator=(const TVnPathProgram &) = delete;
+
+  // Adds what the path selects from ANode to AFound, each node once, in the order of discovery.
+  // With AFirstOnly the alternatives stop after the first that found anything.
+  void Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly);
+
+  bool LocalName;
+  bool Create;
+  TVnXPathCollationClass Collation;
+  std::vector<TAlternative> Alternatives;
+};
+
+}  // namespace vn
+
+namespace vn::dom {
+
+inline constexpr const char16_t *cTooDeep =
+    u"The path or predicate is nested more than %d levels deep!";
+
+// Counts, per thread, how deeply paths, predicates and their terms stand inside one another
+// while they are read or evaluated; beyond cVnXPathMaxNesting it raises EVnDomSyntax, so that no
+// text can exhaust the stack.
+class TNestingGuard {
+ public:
+  TNestingGuard();
+  ~TNestingGuard() { --Depth(); }
+  TNestingGuard(const TNestingGuard &) = delete;
+  TNestingGuard &operator=(const TNestingGuard &) = delete;
+
+ private:
+  static Integer &Depth() noexcept;
+};
+
+// The predicate of one bracket, "[...]" with its brackets: parsed into the equation tree whose
+// root ARoot is, from a text parser over the text.
+void ParseFilter(TVnXPathEquation *ARoot, const UnicodeString &AFilter);
+// Keeps the nodes of ANodes for which the tree is true, in their order. The list changes only
+// when every node has been evaluated.
+void ApplyFilter(TVnXPathEquation *ARoot, TVnDOMObjectList &ANodes);
+// Parses the bracket, applies it and frees the tree.
+void FilterNodeList(TVnDOMObjectList &ANodes, const UnicodeString &AFilter, bool ALocalName,
+                    TVnXPathCollationClass ACollation);
 
 }  // namespace vn::dom

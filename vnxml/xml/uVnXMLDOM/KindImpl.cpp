@@ -7,13 +7,6 @@ namespace vn {
 
 namespace {
 
-inline constexpr const char16_t *cRaiseAndCreate =
-    u"It is not possible to specify both soRaise and soCreate!";
-inline constexpr const char16_t *cNoRootForPath = u"There is no node for the given path \"%s\".";
-inline constexpr const char16_t *cNoRootForCreate =
-    u"It is not possible to use XPath statements on documents without rootnode!";
-inline constexpr const char16_t *cEmptyNodePath = u"The specified nodePath is empty!";
-
 // A node argument that must be an element (or null): anything else is an invalid cast.
 TVnDOMElement *ElementArg(IInterface *ANode) {
   TVnDOMNode *node = TVnDOMObjectImpl::Node(ANode);
@@ -34,38 +27,6 @@ DelphiInterface<IVnDOMElementList> AdoptList(TVnDOMElementList *AList) {
     AList->Free();
     throw;
   }
-}
-
-// The options that no path selection accepts together.
-void CheckSelectOptions(TVnDOMSelectOptions AOptions) {
-  if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive))
-    throw Exception(dom::cBothCases);
-  if (AOptions.Contains(soRaise) && AOptions.Contains(soCreate)) throw Exception(cRaiseAndCreate);
-}
-
-// The element a path leads to from AElement, or null; a node of another kind is an invalid cast.
-TVnDOMElement *SelectElement(TVnDOMElement *AElement, const UnicodeString &APath,
-                             TVnDOMSelectOptions AOptions) {
-  CheckSelectOptions(AOptions);
-  TVnDOMNode *node = AElement->SelectSingleNode(APath, AOptions);
-  return node ? As<TVnDOMElement>(node) : nullptr;
-}
-
-// The elements a path leads to from AElement, in a new list the caller owns.
-TVnDOMElementList *SelectElements(TVnDOMElement *AElement, const UnicodeString &APath,
-                                  TVnDOMSelectOptions AOptions) {
-  CheckSelectOptions(AOptions);
-  TVnDOMNodeList *found = AElement->CreateNodeList(APath, AOptions);
-  auto *list = New<TVnDOMElementList>();
-  try {
-    for (Integer i = 0; i < found->Count(); ++i) list->Add(As<TVnDOMElement>(found->GetItem(i)));
-  } catch (...) {
-    list->Free();
-    found->Free();
-    throw;
-  }
-  found->Free();
-  return list;
 }
 
 }  // namespace
@@ -480,12 +441,12 @@ DelphiInterface<IVnDOMElementList> TVnDOMElementImpl::CreateElementList(
 
 DelphiInterface<IVnDOMElementList> TVnDOMElementImpl::CreateElementList(
     const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
-  return AdoptList(SelectElements(DOMElement(), APath, AOptions));
+  return AdoptList(DOMElement()->CreateElementList(APath, AOptions));
 }
 
 DelphiInterface<IVnDOMElement> TVnDOMElementImpl::SelectSingleElement(
     const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
-  return VnDOMIntf<IVnDOMElement>(SelectElement(DOMElement(), APath, AOptions));
+  return VnDOMIntf<IVnDOMElement>(DOMElement()->SelectSingleElement(APath, AOptions));
 }
 
 // --- documents
@@ -623,25 +584,12 @@ void TVnDOMDocumentImpl::SaveToFile(const UnicodeString &AFileName, bool AFormat
 
 DelphiInterface<IVnDOMElementList> TVnDOMDocumentImpl::CreateElementList(
     const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
-  TVnDOMDocument *self = DOMDocument();
-  CheckSelectOptions(AOptions);
-  if (TVnDOMElement *root = self->GetRootNode())
-    return AdoptList(SelectElements(root, APath, AOptions));
-  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoRootForPath, {APath});
-  if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cNoRootForCreate);
-  return AdoptList(New<TVnDOMElementList>());
+  return AdoptList(DOMDocument()->CreateElementList(APath, AOptions));
 }
 
 DelphiInterface<IVnDOMElement> TVnDOMDocumentImpl::SelectSingleElement(
     const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
-  TVnDOMDocument *self = DOMDocument();
-  CheckSelectOptions(AOptions);
-  if (APath.empty()) throw EVnDomNotFound(cEmptyNodePath);
-  if (TVnDOMElement *root = self->GetRootNode())
-    return VnDOMIntf<IVnDOMElement>(SelectElement(root, APath, AOptions));
-  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoRootForPath, {APath});
-  if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cNoRootForCreate);
-  return nullptr;
+  return VnDOMIntf<IVnDOMElement>(DOMDocument()->SelectSingleElement(APath, AOptions));
 }
 
 }  // namespace vn

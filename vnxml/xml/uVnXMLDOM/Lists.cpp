@@ -323,7 +323,10 @@ TVnDOMNode *TVnDOMElementList::GetItemEx(const Variant &AIndex, TVnDOMSelectChec
   options << (name.find(u':') != UnicodeString::npos ? soQualifiedName : soLocalName);
   if (name == u".") return Owner();
   if (name.find(u'/') != UnicodeString::npos || ACheck == coCreate) {
-    throw EVnDomNotSupported(dom::cPathIndexNotSupported, {name});
+    TVnDOMElement *owner = As<TVnDOMElement>(Owner());
+    TVnDOMNode *node = owner ? owner->SelectSingleElement(name, options) : nullptr;
+    if (!node && ACheck == coRaise) throw EListError(dom::cNoChildElement, {name});
+    return node;
   }
   TVnDOMNode *node = Find(name, options);
   if (!node && ACheck == coRaise) throw EListError(dom::cNoChildElement, {name});

@@ -615,14 +615,6 @@ void TVnDOMNode::Transform(TVnDOMNode *, WideString &) {
   throw EVnDomNotSupported(dom::cTransformNotSupported);
 }
 
-TVnDOMNode *TVnDOMNode::SelectSingleNode(const UnicodeString &, TVnDOMSelectOptions) {
-  throw EVnDomNotSupported(dom::cSelectNotSupported, {ClassName()});
-}
-
-TVnDOMNodeList *TVnDOMNode::CreateNodeList(const UnicodeString &, TVnDOMSelectOptions) {
-  throw EVnDomNotSupported(dom::cSelectNotSupported, {ClassName()});
-}
-
 // --- parse notifications
 
 const TVnDOMParseError &TVnDOMNode::GetOnParseWarning() const noexcept {

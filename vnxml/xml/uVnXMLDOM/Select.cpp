@@ -1,0 +1,595 @@
+// Path selection: the select entry points, the path taken apart into steps, and the walk.
+//
+// A path is not parsed by a grammar: it is cut by hand, at "|" into alternatives, at "/" and
+// "//" into steps, and each step at "[" into its name and its predicates. The cutting depends on
+// the text only, so it is done once per use of a path, and each step keeps its name, its kind,
+// its predicates (parsed when first needed) and what an error in it would raise. The walk then
+// runs the steps over the tree on a stack of its own, in the order in which a step-by-step walk
+// that calls itself for the rest of the path and then for each child would meet the nodes.
+#include <unordered_set>
+
+#include "vnxml/xml/uVnXMLDOM/Internal.h"
+
+namespace vn {
+
+namespace {
+
+inline constexpr const char16_t *cRaiseAndCreate =
+    u"It is not possible to specify both soRaise and soCreate!";
+inline constexpr const char16_t *cNoNodeForPath = u"There is no node for the given path \"%s\"!";
+inline constexpr const char16_t *cTooComplex =
+    u"The given path \"%s\" was too complex to use the soCreate option!";
+inline constexpr const char16_t *cNoNodesForPath = u"There are no nodes for the given path \"%s!.";
+inline constexpr const char16_t *cNoElementsForPath =
+    u"There are no nodes for the given path \"%s\"!";
+inline constexpr const char16_t *cNoRootForPath = u"There is no node for the given path \"%s\".";
+inline constexpr const char16_t *cNoRootForCreate =
+    u"It is not possible to use XPath statements on documents without rootnode!";
+inline constexpr const char16_t *cEmptyNodePath = u"The specified nodePath is empty!";
+inline constexpr const char16_t *cLeadingSlash =
+    u"The specified nodePath started with an unexpected token (/)!";
+inline constexpr const char16_t *cNotANode = u"The XPath expression does not return a DOM Node!";
+inline constexpr const char16_t *cNotValid = u"The XPath expression is not valid!";
+inline constexpr const char16_t *cCreateDescendant =
+    u"The soCreate option cannot be used in combination with the \"//\" search option!";
+inline constexpr const char16_t *cAfterStar =
+    u"The XPath expression contains an error at \"%s\"!\r\na \"/\" or \"[\" was expected after the "
+    u"\"*\".";
+inline constexpr const char16_t *cAfterDot =
+    u"The XPath expression contains an error at \"%s\"!\r\na \"/\" or \"[\" was expected after the "
+    u"\"..\".";
+inline constexpr const char16_t *cParentInDescendant =
+    u"The XPath expression contains an error at \"%s\"!\r\nThe \"//\" cannot be used in "
+    u"combination with \"..\".";
+
+bool SameASCIICI(UnicodeStringView A, UnicodeStringView B) noexcept {
+  if (A.size() != B.size()) return false;
+  for (std::size_t i = 0; i < A.size(); ++i) {
+    char16_t a = A[i], b = B[i];
+    if (a >= u'A' && a <= u'Z') a = static_cast<char16_t>(a + 32);
+    if (b >= u'A' && b <= u'Z') b = static_cast<char16_t>(b + 32);
+    if (a != b) return false;
+  }
+  return true;
+}
+
+bool StartsWith(UnicodeStringView S, UnicodeStringView APrefix) noexcept {
+  return S.size() >= APrefix.size() && S.substr(0, APrefix.size()) == APrefix;
+}
+
+// The position of the ")" that balances the "(" at AOpen, or npos.
+std::size_t BalancingParen(UnicodeStringView S, std::size_t AOpen) noexcept {
+  Integer depth = 0;
+  for (std::size_t i = AOpen; i < S.size(); ++i) {
+    if (S[i] == u'(') {
+      ++depth;
+    } else if (S[i] == u')' && --depth == 0) {
+      return i;
+    }
+  }
+  return UnicodeStringView::npos;
+}
+
+void CheckSelectOptions(TVnDOMSelectOptions AOptions) {
+  if (AOptions.Contains(soCaseSensitive) && AOptions.Contains(soCaseInsensitive))
+    throw Exception(dom::cBothCases);
+  if (AOptions.Contains(soRaise) && AOptions.Contains(soCreate)) throw Exception(cRaiseAndCreate);
+}
+
+// The collation and the name matching that the options give, the node's settings otherwise.
+TVnXPathCollationClass CollationOf(TVnDOMNode *ANode, TVnDOMSelectOptions AOptions) {
+  if (AOptions.Contains(soCaseSensitive)) return TVnXPathCollationCodepoint::StaticClass();
+  if (AOptions.Contains(soCaseInsensitive)) return TVnXPathCollationASCIICI::StaticClass();
+  return ANode->GetCollation();
+}
+
+bool LocalNameOf(TVnDOMNode *ANode, TVnDOMSelectOptions AOptions) {
+  if (AOptions.Contains(soLocalName)) return true;
+  if (AOptions.Contains(soQualifiedName)) return false;
+  return ANode->GetSelectMatchOption() == soLocalName;
+}
+
+// The nodes a path selects from ANode with the options, after the checks of the options.
+std::vector<TVnDOMNode *> Select(TVnDOMNode *ANode, const UnicodeString &APath,
+                                 TVnDOMSelectOptions AOptions, bool AFirstOnly) {
+  CheckSelectOptions(AOptions);
+  TVnPathProgram program(APath, LocalNameOf(ANode, AOptions), AOptions.Contains(soCreate),
+                         CollationOf(ANode, AOptions));
+  std::vector<TVnDOMNode *> found;
+  program.Run(ANode, found, AFirstOnly);
+  return found;
+}
+
+// A new list of class L that holds the nodes, each checked to be a T.
+template <class L, class T>
+L *MakeList(const std::vector<TVnDOMNode *> &ANodes) {
+  L *list = New<L>();
+  try {
+    for (TVnDOMNode *n : ANodes) list->Add(As<T>(n), rdpLast);
+  } catch (...) {
+    list->Free();
+    throw;
+  }
+  return list;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// A step
+
+// One step of a path as the walk runs it from a context node: cut from the text, with the rest
+// of the path as the next step.
+struct TVnPathStep {
+  enum TKind : Byte {
+    skGroup,      // "(path)": the nodes the path in parentheses selects
+    skChildren,   // "" in descendant mode, "node()": every child but attributes
+    skText,       // "text()": the child text and CDATA nodes
+    skAttribute,  // "@name", "@*"
+    skElements,   // "*": the child elements of a prefix
+    skSelf,       // "."
+    skParent,     // ".."
+    skName        // any other name
+  };
+
+  // The error that the walk raises on reaching the step, if any: its class and its message.
+  void (*ErrorClass)(const UnicodeString &) = nullptr;
+  UnicodeString ErrorMessage;
+
+  TKind Kind = skName;
+  bool Descendant = false;
+  // "*" matches any prefix, as AnyName any attribute name.
+  UnicodeString Prefix;
+  UnicodeString LocalName;
+  bool AnyPrefix = false;
+  bool AnyName = false;
+  // "." right behind "." without descendant mode selects nothing.
+  bool SelectsNothing = false;
+  // The predicates in order, each "[...]", and their trees once parsed.
+  std::vector<UnicodeString> Filters;
+  std::vector<std::unique_ptr<TVnXPathEquation, void (*)(TVnXPathEquation *)>> Trees;
+  // Creation: allowed when there is no predicate or only "[0]"; the name of the new element.
+  bool MayCreate = false;
+  UnicodeString CreateName;
+  // The path in parentheses of a group, taken apart on first use.
+  UnicodeString GroupPath;
+  std::unique_ptr<TVnPathProgram> Group;
+  // The rest of the path; null when the step is the last.
+  std::unique_ptr<TVnPathStep> Next;
+
+  // The last name records met and whether they matched: nodes of a loaded document share one
+  // record per name, so most comparisons are answered here.
+  struct TSeen {
+    TVnDOMNameRef Name;
+    bool Match = false;
+    bool Set = false;
+  };
+  TSeen Seen[2];
+  Byte SeenNext = 0;
+
+  void Raise() const { ErrorClass(ErrorMessage); }
+
+  bool NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation);
+  bool PrefixMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation) const {
+    return AnyPrefix || ACollation->SameText(Prefix, ANode->GetPrefix());
+  }
+};
+
+bool TVnPathStep::NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation) {
+  TVnDOMName *name = ANode->GetNameRecord();
+  for (const TSeen &s : Seen)
+    if (s.Set && s.Name.Get() == name) return s.Match;
+  const bool match =
+      ACollation->SameText(LocalName, ANode->GetLocalName()) && PrefixMatches(ANode, ACollation);
+  TSeen &slot = Seen[SeenNext];
+  SeenNext ^= 1;
+  name->AddRef();
+  slot.Name = TVnDOMNameRef(name);
+  slot.Match = match;
+  slot.Set = true;
+  return match;
+}
+
+namespace {
+
+template <class E>
+void RaiseAs(const UnicodeString &AMessage) {
+  throw E(AMessage);
+}
+
+// Cuts the path APath, run in descendant mode or not, into its chain of steps.
+std::unique_ptr<TVnPathStep> CutSteps(UnicodeString APath, bool ADescendant, bool ALocalName) {
+  std::unique_ptr<TVnPathStep> first;
+  TVnPathStep *last = nullptr;
+  UnicodeString previous;
+  bool more = true;
+  while (more) {
+    auto step = std::make_unique<TVnPathStep>();
+    TVnPathStep &s = *step;
+    s.Descendant = ADescendant;
+    more = false;
+    // The first error of the step is the one that the walk of the text would meet first.
+    auto fail = [&s](const char16_t *AMessage, void (*AClass)(const UnicodeString &),
+                     const UnicodeString &AArgument = {}) {
+      if (s.ErrorClass) return;
+      s.ErrorClass = AClass;
+      s.ErrorMessage = AArgument.empty() ? UnicodeString(AMessage) : Format(AMessage, {AArgument});
+    };
+    UnicodeString text, rest;
+    bool restDescendant = false;
+    if (StartsWith(APath, u"/")) {
+      fail(cLeadingSlash, RaiseAs<EVnDomSyntax>);
+    } else {
+      std::size_t i = 0;
+      if (StartsWith(APath, u"(")) {
+        const std::size_t close = BalancingParen(APath, 0);
+        i = close == UnicodeString::npos ? APath.size() : close;
+      }
+      while (i < APath.size() && APath[i] != u'/') {
+        if (APath[i] == u'[') {
+          const std::size_t close = APath.find(u']', i);
+          i = close == UnicodeString::npos ? APath.size() : close + 1;
+        } else {
+          ++i;
+        }
+      }
+      if (i >= APath.size()) {
+        text = Trim(APath);
+      } else {
+        text = APath.substr(0, i);
+        rest = APath.substr(i);
+        if (rest == u"/") fail(cNotANode, RaiseAs<EVnDomSyntax>);
+        if (StartsWith(rest, u"//")) {
+          restDescendant = true;
+          rest.erase(0, 2);
+        } else {
+          rest.erase(0, 1);
+        }
+        more = !rest.empty() || restDescendant;
+      }
+    }
+    // The name and the predicates.
+    UnicodeString filter;
+    if (const std::size_t b = text.find(u'['); b != UnicodeString::npos) {
+      filter = Trim(UnicodeStringView(text).substr(b));
+      text = Trim(UnicodeStringView(text).substr(0, b));
+    } else {
+      text = Trim(text);
+    }
+    UnicodeString prefix, local;
+    if (const std::size_t c = text.find(u':'); c != UnicodeString::npos) {
+      prefix = text.substr(0, c);
+      local = text.substr(c + 1);
+    } else {
+      local = text;
+    }
+    if (text.empty() && !ADescendant) fail(cNotValid, RaiseAs<EVnDomSyntax>);
+    if (prefix.empty() && (ALocalName || local == u"*" || local == u".")) prefix = u"*";
+    if (StartsWith(prefix, u"@")) {
+      prefix.erase(0, 1);
+      local.insert(0, u"@");
+    }
+    if (StartsWith(local, u"(")) {
+      s.Kind = TVnPathStep::skGroup;
+      const std::size_t close = BalancingParen(local, 0);
+      s.GroupPath = local.substr(1, close == UnicodeString::npos ? UnicodeString::npos : close - 1);
+    } else if (local.empty() || SameASCIICI(local, u"node()")) {
+      s.Kind = TVnPathStep::skChildren;
+    } else if (SameASCIICI(local, u"text()")) {
+      s.Kind = TVnPathStep::skText;
+    } else if (StartsWith(local, u"@")) {
+      s.Kind = TVnPathStep::skAttribute;
+      const UnicodeString name = local.substr(1);
+      s.AnyName = name == u"*";
+      if (ALocalName || (s.AnyName && prefix.empty())) prefix = u"*";
+    } else if (local == u"*") {
+      s.Kind = TVnPathStep::skElements;
+    } else if (StartsWith(local, u"*")) {
+      fail(cAfterStar, RaiseAs<EVnDomSyntax>, APath);
+    } else if (local == u".") {
+      s.Kind = TVnPathStep::skSelf;
+      s.SelectsNothing = previous == u"." && !ADescendant;
+    } else if (local == u"..") {
+      s.Kind = TVnPathStep::skParent;
+      if (ADescendant) fail(cParentInDescendant, RaiseAs<EVnDomSyntax>, APath);
+    } else if (StartsWith(local, u".")) {
+      fail(cAfterDot, RaiseAs<EVnDomSyntax>, APath);
+    }
+    s.Prefix = prefix;
+    s.AnyPrefix = prefix == u"*";
+    s.LocalName = s.Kind == TVnPathStep::skAttribute ? local.substr(1) : local;
+    s.MayCreate = filter.empty() || filter == u"[0]";
+    s.CreateName = (prefix.empty() || prefix == u"*") ? local : prefix + u":" + local;
+    // The predicates: from each "[" to its balancing "]", nesting counted.
+    for (std::size_t i = filter.find(u'['); i != UnicodeString::npos; i = filter.find(u'[', i)) {
+      Integer depth = 0;
+      std::size_t j = i;
+      for (; j < filter.size(); ++j) {
+        if (filter[j] == u'[') {
+          ++depth;
+        } else if (filter[j] == u']' && --depth == 0) {
+          break;
+        }
+      }
+      s.Filters.push_back(filter.substr(i, j < filter.size() ? j - i + 1 : UnicodeString::npos));
+      s.Trees.emplace_back(nullptr, [](TVnXPathEquation *E) { Free(E); });
+      i = j < filter.size() ? j + 1 : filter.size();
+    }
+    previous = local;
+    TVnPathStep *raw = step.get();
+    if (last) {
+      last->Next = std::move(step);
+    } else {
+      first = std::move(step);
+    }
+    last = raw;
+    APath = rest;
+    ADescendant = restDescendant;
+  }
+  return first;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The program
+
+TVnPathProgram::TVnPathProgram(const UnicodeString &APath, bool ALocalName, bool ACreate,
+                               TVnXPathCollationClass ACollation)
+    : LocalName(ALocalName), Create(ACreate), Collation(ACollation) {
+  std::size_t start = 0;
+  for (;;) {
+    const std::size_t bar = APath.find(u'|', start);
+    const UnicodeString alternative = Trim(UnicodeStringView(APath).substr(
+        start, bar == UnicodeString::npos ? UnicodeString::npos : bar - start));
+    TAlternative a;
+    if (alternative == u"/") {
+      a.Start = psSelf;
+    } else if (StartsWith(alternative, u"//")) {
+      a.Start = psDocument;
+      a.First = CutSteps(alternative.substr(2), true, ALocalName);
+    } else if (StartsWith(alternative, u"/")) {
+      a.Start = psDocument;
+      a.First = CutSteps(alternative.substr(1), false, ALocalName);
+    } else {
+      a.Start = psContext;
+      a.First = CutSteps(alternative, false, ALocalName);
+    }
+    Alternatives.push_back(std::move(a));
+    if (bar == UnicodeString::npos) break;
+    start = bar + 1;
+  }
+}
+
+TVnPathProgram::~TVnPathProgram() {
+  // The chains may be as long as the path: unlinked one step at a time.
+  for (TAlternative &a : Alternatives) {
+    std::unique_ptr<TVnPathStep> s = std::move(a.First);
+    while (s) s = std::move(s->Next);
+  }
+}
+
+namespace {
+
+// The nodes found so far: each once, in order of discovery.
+class TFound {
+ public:
+  explicit TFound(std::vector<TVnDOMNode *> &AItems) : FItems(AItems) {
+    for (TVnDOMNode *n : FItems) FSet.insert(n);
+  }
+  void Add(TVnDOMNode *ANode) {
+    if (FSet.insert(ANode).second) FItems.push_back(ANode);
+  }
+
+ private:
+  std::vector<TVnDOMNode *> &FItems;
+  std::unordered_set<TVnDOMNode *> FSet;
+};
+
+// The top of the tree a node stands in, for a path from the document of a node without one.
+TVnDOMNode *TopOf(TVnDOMNode *ANode) {
+  while (TVnDOMNode *parent = ANode->ParentNode()) ANode = parent;
+  return ANode;
+}
+
+struct TWork {
+  enum TWhat : Byte { wRun, wDescend, wAdd };
+  TWhat What;
+  TVnPathStep *Step;
+  TVnDOMNode *Node;
+};
+
+// The candidates of a step on ANode, before its predicates.
+void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
+             TVnDOMObjectList &ACandidates) {
+  TVnXPathCollationClass collation = AProgram.Collation;
+  switch (AStep.Kind) {
+    case TVnPathStep::skGroup: {
+      if (!AStep.Group) {
+        AStep.Group = std::make_unique<TVnPathProgram>(AStep.GroupPath, AProgram.LocalName,
+                                                       AProgram.Create, collation);
+      }
+      std::vector<TVnDOMNode *> found;
+      AStep.Group->Run(ANode, found, false);
+      for (TVnDOMNode *n : found) ACandidates.Add(n);
+      return;
+    }
+    case TVnPathStep::skChildren:
+      for (TVnDOMNode *child : ANode->Children())
+        if (child->GetNodeType() != ntAttribute) ACandidates.Add(child);
+      return;
+    case TVnPathStep::skText:
+      for (TVnDOMNode *child : ANode->Children())
+        if (child->Is<TVnDOMText>()) ACandidates.Add(child);
+      return;
+    case TVnPathStep::skAttribute: {
+      TVnDOMNode *owner = ANode;
+      if (ANode->GetNodeType() == ntDocument) {
+        owner = static_cast<TVnDOMDocument *>(ANode)->GetRootNode();
+        if (!owner) return;
+      }
+      if (owner->GetNodeType() != ntElement) return;
+      for (TVnDOMNode *child : owner->Children()) {
+        if (child->GetNodeType() != ntAttribute) continue;
+        if (static_cast<TVnDOMAttribute *>(child)->IsNamespace() && !AProgram.LocalName) continue;
+        if (!AStep.AnyName && !collation->SameText(AStep.LocalName, child->GetLocalName()))
+          continue;
+        if (!AStep.PrefixMatches(child, collation)) continue;
+        ACandidates.Add(child);
+      }
+      return;
+    }
+    case TVnPathStep::skElements:
+      if (ANode->GetNodeType() == ntDocument) {
+        TVnDOMNode *root = static_cast<TVnDOMDocument *>(ANode)->GetRootNode();
+        if (root && AStep.PrefixMatches(root, collation)) ACandidates.Add(root);
+        return;
+      }
+      for (TVnDOMNode *child : ANode->Children())
+        if (child->GetNodeType() == ntElement && AStep.PrefixMatches(child, collation))
+          ACandidates.Add(child);
+      return;
+    case TVnPathStep::skSelf:
+      if (!AStep.SelectsNothing) ACandidates.Add(ANode);
+      return;
+    case TVnPathStep::skParent:
+      if (TVnDOMNode *parent = ANode->ParentNode()) ACandidates.Add(parent);
+      return;
+    case TVnPathStep::skName:
+      for (TVnDOMNode *child : ANode->Children())
+        if (child->GetNodeType() != ntAttribute && AStep.NameMatches(child, collation))
+          ACandidates.Add(child);
+      return;
+  }
+}
+
+// Runs the chain that starts with AFirst from ANode.
+void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFound &AFound) {
+  dom::TNestingGuard guard;
+  std::vector<TWork> stack;
+  stack.push_back({TWork::wRun, AFirst, ANode});
+  TVnDOMObjectList candidates;
+  while (!stack.empty()) {
+    const TWork w = stack.back();
+    stack.pop_back();
+    if (w.What == TWork::wAdd) {
+      AFound.Add(w.Node);
+      continue;
+    }
+    TVnPathStep &step = *w.Step;
+    if (w.What == TWork::wDescend) {
+      const TVnDOMNodeArray &children = w.Node->Children();
+      for (std::size_t i = children.size(); i-- > 0;)
+        if (children[i]->GetNodeType() != ntAttribute)
+          stack.push_back({TWork::wRun, w.Step, children[i]});
+      continue;
+    }
+    if (step.ErrorClass) step.Raise();
+    candidates.Clear();
+    Collect(AProgram, step, w.Node, candidates);
+    for (std::size_t f = 0; f < step.Filters.size() && candidates.Count() > 0; ++f) {
+      if (!step.Trees[f]) {
+        std::unique_ptr<TVnXPathEquation, void (*)(TVnXPathEquation *)> tree(
+            New<TVnXPathEquation>(AProgram.LocalName ? soLocalName : soQualifiedName,
+                                  AProgram.Collation),
+            [](TVnXPathEquation *E) { E->Free(); });
+        dom::ParseFilter(tree.get(), step.Filters[f]);
+        step.Trees[f] = std::move(tree);
+      }
+      dom::ApplyFilter(step.Trees[f].get(), candidates);
+    }
+    if (candidates.Count() == 0 && AProgram.Create && step.MayCreate &&
+        w.Node->GetNodeType() == ntElement) {
+      if (step.Descendant) throw Exception(cCreateDescendant);
+      candidates.Add(static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateName));
+    }
+    if (step.Descendant) stack.push_back({TWork::wDescend, w.Step, w.Node});
+    for (Integer i = candidates.Count(); i-- > 0;) {
+      auto *node = static_cast<TVnDOMNode *>(candidates.Get(i));
+      if (step.Next) {
+        stack.push_back({TWork::wRun, step.Next.get(), node});
+      } else {
+        stack.push_back({TWork::wAdd, nullptr, node});
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly) {
+  TFound found(AFound);
+  for (TAlternative &a : Alternatives) {
+    switch (a.Start) {
+      case psSelf:
+        found.Add(ANode);
+        break;
+      case psDocument: {
+        TVnDOMNode *document = ANode->GetDOMDocument();
+        Walk(*this, a.First.get(), document ? document : TopOf(ANode), found);
+        break;
+      }
+      case psContext:
+        Walk(*this, a.First.get(), ANode, found);
+        break;
+    }
+    if (AFirstOnly && !AFound.empty()) break;
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The entry points
+
+TVnDOMNode *TVnDOMNode::SelectSingleNode(const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
+  const std::vector<TVnDOMNode *> found = Select(this, APath, AOptions, true);
+  if (!found.empty()) return found.front();
+  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoNodeForPath, {APath});
+  if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
+  return nullptr;
+}
+
+TVnDOMNodeList *TVnDOMNode::CreateNodeList(const UnicodeString &APath,
+                                           TVnDOMSelectOptions AOptions) {
+  const std::vector<TVnDOMNode *> found = Select(this, APath, AOptions, false);
+  if (found.empty()) {
+    if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoNodesForPath, {APath});
+    if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
+  }
+  return MakeList<TVnDOMNodeList, TVnDOMNode>(found);
+}
+
+TVnDOMElement *TVnDOMElement::SelectSingleElement(const UnicodeString &APath,
+                                                  TVnDOMSelectOptions AOptions) {
+  return As<TVnDOMElement>(SelectSingleNode(APath, AOptions));
+}
+
+TVnDOMElementList *TVnDOMElement::CreateElementList(const UnicodeString &APath,
+                                                    TVnDOMSelectOptions AOptions) {
+  const std::vector<TVnDOMNode *> found = Select(this, APath, AOptions, false);
+  if (found.empty()) {
+    if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoElementsForPath, {APath});
+    if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
+  }
+  return MakeList<TVnDOMElementList, TVnDOMElement>(found);
+}
+
+TVnDOMElementList *TVnDOMDocument::CreateElementList(const UnicodeString &APath,
+                                                     TVnDOMSelectOptions AOptions) {
+  CheckSelectOptions(AOptions);
+  if (TVnDOMElement *root = GetRootNode()) return root->CreateElementList(APath, AOptions);
+  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoRootForPath, {APath});
+  if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cNoRootForCreate);
+  return New<TVnDOMElementList>();
+}
+
+TVnDOMElement *TVnDOMDocument::SelectSingleElement(const UnicodeString &APath,
+                                                   TVnDOMSelectOptions AOptions) {
+  CheckSelectOptions(AOptions);
+  if (APath.empty()) throw EVnDomNotFound(cEmptyNodePath);
+  if (TVnDOMElement *root = GetRootNode()) return root->SelectSingleElement(APath, AOptions);
+  if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoRootForPath, {APath});
+  if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cNoRootForCreate);
+  return nullptr;
+}
+
+}  // namespace vn
