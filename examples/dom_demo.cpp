@@ -1,5 +1,5 @@
-// Loads a document into a tree, reads and changes it through the element API, and writes it
-// formatted.
+// Loads a document into a tree, reads and changes it through the element API, queries it by path
+// with predicates, builds missing elements by path, and writes it formatted.
 //
 //   dom_demo [file.xml]     (default: examples/data/library.xml)
 #include <cstdio>
@@ -62,6 +62,25 @@ int main(int argc, char **argv) {
     book->AddElement(u"price")->SetAsDouble(15.5);
     // FindElement answers the last match: the new book.
     novels->FindElement(u"book")->SetAttribute(u"signed", u"yes");
+
+    // Paths with predicates: books after 1900 under 10, the title of the second novel, every
+    // element with an id of either kind; then a path that builds what is missing.
+    std::printf("\nPaths:\n");
+    auto show = [](const char *APath, TVnDOMNodeList *AList) {
+      std::printf("  %-44s", APath);
+      for (TVnDOMNode *n : *AList) std::printf(" %s", Out(n->GetNodeValue()).c_str());
+      std::printf("\n");
+      AList->Free();
+    };
+    show("shelf/book[@year>1900 and price<10]/@id",
+         library->CreateNodeList(u"shelf/book[@year>1900 and price<10]/@id"));
+    show("shelf[@name=\"novels\"]/book[1]/dc:title",
+         library->CreateNodeList(u"shelf[@name=\"novels\"]/book[1]/dc:title"));
+    show("//book[not(note)][last()]/@id | //shelf/@name",
+         library->CreateNodeList(u"//book[not(note)][last()]/@id | //shelf/@name"));
+    TVnDOMElement *stock = library->SelectSingleElement(u"annex/stock/count", {soCreate});
+    stock->SetAsInteger(3);
+    std::printf("  annex/stock/count with soCreate built %s\n", Out(stock->NodePath()).c_str());
 
     std::printf("\nThe changed document, formatted:\n");
     TMemoryStream out;
