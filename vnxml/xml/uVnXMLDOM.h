@@ -1964,6 +1964,8 @@ class TVnXPathValueTerm : public TVnXPathBaseTerm {
   // The nodes that the path selects from the node AIndex of ANodeList, in a new list that the
   // caller frees.
   TVnDOMNodeList *Nodes(TVnDOMObjectList *ANodeList, Integer AIndex);
+  // The same nodes, appended to AFound.
+  void Collect(TVnDOMObjectList *ANodeList, Integer AIndex, std::vector<TVnDOMNode *> &AFound);
   const UnicodeString &GetPath() const noexcept { return FPath; }
 
  private:

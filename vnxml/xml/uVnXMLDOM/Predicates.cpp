@@ -268,6 +268,16 @@ TVnDOMSelectOptions TVnXPathEquation::GetSelectOptions() const {
 // kept, so a chain costs time linear in its length, on a stack of its own rather than the
 // thread's.
 bool TVnXPathEquation::Evaluate(TVnDOMObjectList *ANodeList, Integer AIndex, bool &ANil) {
+  if (!FSibling) {
+    // A chain of one, the common case, needs no bookkeeping.
+    if (!FTerm) throw Exception(cInvalidOperation);
+    const Variant v = FTerm->Value(ANodeList, AIndex);
+    if (VnVarIsEmpty(v)) {
+      ANil = true;
+      return false;
+    }
+    return VnVarToBool(v, false, false);
+  }
   std::vector<TVnXPathEquation *> chain;
   for (TVnXPathEquation *e = this; e; e = e->FSibling) chain.push_back(e);
   const std::size_t n = chain.size();
@@ -439,7 +449,8 @@ TVnXPathValueTerm::TVnXPathValueTerm(TVnXPathEquation *AEquation, TVnTextParser 
 
 TVnXPathValueTerm::~TVnXPathValueTerm() = default;
 
-TVnDOMNodeList *TVnXPathValueTerm::Nodes(TVnDOMObjectList *ANodeList, Integer AIndex) {
+void TVnXPathValueTerm::Collect(TVnDOMObjectList *ANodeList, Integer AIndex,
+                                std::vector<TVnDOMNode *> &AFound) {
   TVnDOMNode *node = As<TVnDOMNode>(ANodeList->Get(AIndex));
   if (!FProgram) {
     const TVnDOMSelectOptions options = FEquation->GetSelectOptions();
@@ -448,8 +459,12 @@ TVnDOMNodeList *TVnXPathValueTerm::Nodes(TVnDOMObjectList *ANodeList, Integer AI
                                                     ? TVnXPathCollationASCIICI::StaticClass()
                                                     : TVnXPathCollationCodepoint::StaticClass());
   }
+  FProgram->Run(node, AFound, false);
+}
+
+TVnDOMNodeList *TVnXPathValueTerm::Nodes(TVnDOMObjectList *ANodeList, Integer AIndex) {
   std::vector<TVnDOMNode *> found;
-  FProgram->Run(node, found, false);
+  Collect(ANodeList, AIndex, found);
   auto *list = New<TVnDOMNodeList>();
   try {
     for (TVnDOMNode *n : found) list->Add(n, rdpLast);
@@ -461,28 +476,18 @@ TVnDOMNodeList *TVnXPathValueTerm::Nodes(TVnDOMObjectList *ANodeList, Integer AI
 }
 
 Variant TVnXPathValueTerm::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
-  TVnDOMNodeList *list = Nodes(ANodeList, AIndex);
+  std::vector<TVnDOMNode *> found;
+  Collect(ANodeList, AIndex, found);
   auto valueOf = [](TVnDOMNode *ANode) -> Variant {
     if (ANode->GetNodeType() == ntAttribute && static_cast<TVnDOMAttribute *>(ANode)->IsNamespace())
       return Null();
     return ANode->GetNodeValue();
   };
-  Variant r;
-  try {
-    const Integer n = list->Count();
-    if (n == 0) {
-      r = Null();
-    } else if (n == 1) {
-      r = valueOf(list->GetItem(0));
-    } else {
-      r = VarArrayCreate(0, n - 1);
-      for (Integer i = 0; i < n; ++i) r.PutElement(i, valueOf(list->GetItem(i)));
-    }
-  } catch (...) {
-    list->Free();
-    throw;
-  }
-  list->Free();
+  const Integer n = static_cast<Integer>(found.size());
+  if (n == 0) return Null();
+  if (n == 1) return valueOf(found[0]);
+  Variant r = VarArrayCreate(0, n - 1);
+  for (Integer i = 0; i < n; ++i) r.PutElement(i, valueOf(found[static_cast<std::size_t>(i)]));
   return r;
 }
 
@@ -555,10 +560,9 @@ TVnXPathHasNode::~TVnXPathHasNode() {
 
 Variant TVnXPathHasNode::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
   if (auto *path = dynamic_cast<TVnXPathValueTerm *>(FPath)) {
-    TVnDOMNodeList *list = path->Nodes(ANodeList, AIndex);
-    const bool any = list->Count() > 0;
-    list->Free();
-    return any;
+    std::vector<TVnDOMNode *> found;
+    path->Collect(ANodeList, AIndex, found);
+    return !found.empty();
   }
   return !VnVarIsEmpty(FPath->Value(ANodeList, AIndex));
 }

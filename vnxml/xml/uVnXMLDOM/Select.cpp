@@ -371,17 +371,24 @@ TVnPathProgram::~TVnPathProgram() {
 
 namespace {
 
-// The nodes found so far: each once, in order of discovery.
+// The nodes found so far: each once, in order of discovery. Short lists are searched; a set
+// joins them once they grow.
 class TFound {
  public:
-  explicit TFound(std::vector<TVnDOMNode *> &AItems) : FItems(AItems) {
-    for (TVnDOMNode *n : FItems) FSet.insert(n);
-  }
+  explicit TFound(std::vector<TVnDOMNode *> &AItems) : FItems(AItems) {}
   void Add(TVnDOMNode *ANode) {
+    if (FItems.size() < cSearched) {
+      for (TVnDOMNode *n : FItems)
+        if (n == ANode) return;
+      FItems.push_back(ANode);
+      return;
+    }
+    if (FSet.empty()) FSet.insert(FItems.begin(), FItems.end());
     if (FSet.insert(ANode).second) FItems.push_back(ANode);
   }
 
  private:
+  static constexpr std::size_t cSearched = 16;
   std::vector<TVnDOMNode *> &FItems;
   std::unordered_set<TVnDOMNode *> FSet;
 };
@@ -466,12 +473,12 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
 // Runs the chain that starts with AFirst from ANode.
 void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFound &AFound) {
   dom::TNestingGuard guard;
-  std::vector<TWork> stack;
-  stack.push_back({TWork::wRun, AFirst, ANode});
+  dom::TWalkStack<TWork> stack;
+  stack.Push({TWork::wRun, AFirst, ANode});
   TVnDOMObjectList candidates;
-  while (!stack.empty()) {
-    const TWork w = stack.back();
-    stack.pop_back();
+  while (!stack.Empty()) {
+    const TWork w = stack.Top();
+    stack.Pop();
     if (w.What == TWork::wAdd) {
       AFound.Add(w.Node);
       continue;
@@ -481,7 +488,7 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
       const TVnDOMNodeArray &children = w.Node->Children();
       for (std::size_t i = children.size(); i-- > 0;)
         if (children[i]->GetNodeType() != ntAttribute)
-          stack.push_back({TWork::wRun, w.Step, children[i]});
+          stack.Push({TWork::wRun, w.Step, children[i]});
       continue;
     }
     if (step.ErrorClass) step.Raise();
@@ -503,13 +510,13 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
       if (step.Descendant) throw Exception(cCreateDescendant);
       candidates.Add(static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateName));
     }
-    if (step.Descendant) stack.push_back({TWork::wDescend, w.Step, w.Node});
+    if (step.Descendant) stack.Push({TWork::wDescend, w.Step, w.Node});
     for (Integer i = candidates.Count(); i-- > 0;) {
       auto *node = static_cast<TVnDOMNode *>(candidates.Get(i));
       if (step.Next) {
-        stack.push_back({TWork::wRun, step.Next.get(), node});
+        stack.Push({TWork::wRun, step.Next.get(), node});
       } else {
-        stack.push_back({TWork::wAdd, nullptr, node});
+        stack.Push({TWork::wAdd, nullptr, node});
       }
     }
   }
