@@ -9,7 +9,7 @@
 #include "threads_util.h"
 #include "vnxml/common/uVnNetEncoding.h"
 #include "vnxml/common/uVnTypes.h"
-#include "vnxml/common/uVnXSTypes.h"
+#include "vnxml/xml/uVnXSTypes.h"
 #include "vnxml/rtl/Classes.h"
 #include "vnxml/rtl/CodePages.h"
 #include "vnxml/rtl/DateUtils.h"
@@ -149,7 +149,7 @@ void LogCodePages(TLog &ALog, std::initializer_list<Word> APages,
     const std::array<char16_t, 256> &table = CodePageByteTable(page);
     for (int b = 0x80; b < 0x100; b += 9)
       ALog << Integer(table[static_cast<std::size_t>(b)]) << ",";
-    ALog << " " << TVnEncoding::ConvertA(AnsiString("\xC0\xE9\xFF", 3, page)) << "\n";
+    ALog << " " << TVnEncoding::ConvertA(AnsiString("\xC0\xE9\xFF", page)) << "\n";
   }
   for (const char16_t *name : ANames) {
     ALog << name << " " << Integer(CodePageFromName(name)) << " ";
