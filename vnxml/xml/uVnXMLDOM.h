@@ -19,6 +19,10 @@
 // - RemoveChild destroys the child unless an interface still holds it; a removed node held by an
 //   interface lives on as the top of its own tree and dies with that interface.
 // - Free on a node that an interface still holds raises, and leaves the node untouched.
+// - An RAII owner (Owned, vnxml/rtl/Owned.h) holds an object as an interface does: a tree dies
+//   with the last of its owners and interfaces, a node that leaves its tree while owned lives on
+//   as the top of its own tree, and Free on an owned node raises. An owner that ends while its
+//   node stands in a tree leaves the node to the tree.
 // - A list that belongs to a node (its child list) pins that node while an interface holds the
 //   list. A list that a selection returns has no owner: an interface on it pins no node, and it
 //   holds plain pointers, so the caller must not reach through it to a node that has been
@@ -45,6 +49,7 @@
 #include "vnxml/common/uVnTypes.h"
 #include "vnxml/rtl/Classes.h"
 #include "vnxml/rtl/Interface.h"
+#include "vnxml/rtl/Owned.h"
 #include "vnxml/rtl/Sets.h"
 #include "vnxml/rtl/SysUtils.h"
 #include "vnxml/rtl/Rtti.h"
@@ -752,6 +757,12 @@ class TVnDOMObject : public TVnObject {
   TVnDOMObjectImpl *FDOMImpl = nullptr;
   bool FDestroying = false;
 
+  // An owner counts in the object's own count, which the interfaces leave alone (they count in
+  // the Impl), so CanAutoDestroy is false while an owner holds the object. When the owner ends,
+  // the object goes if nothing else holds it now, and otherwise stays with its holders: the
+  // last interface, or the tree.
+  void OwnerRelease() override;
+
  private:
   friend class TVnDOMObjectImpl;
   // Takes back an Impl that a request created and nothing answered, without destroying
@@ -830,9 +841,9 @@ class TVnDOMNode : public TVnDOMObject {
   static void operator delete(void *AObject, std::size_t, std::align_val_t AAlign) noexcept {
     ::operator delete(AObject, AAlign);
   }
-  // Raises while an interface holds the node, or while another node's child list still lists
-  // it, and then leaves the node untouched. Otherwise destroys the children (or detaches those
-  // an interface holds) and takes the node out of its parent.
+  // Raises while an interface or an owner holds the node, or while another node's child list
+  // still lists it, and then leaves the node untouched. Otherwise destroys the children (or
+  // detaches those an interface or an owner holds) and takes the node out of its parent.
   void BeforeDestruction() override;
   // False while an Impl exists or a child list lists the node; otherwise as the object rule.
   bool CanAutoDestroy() override;
@@ -1099,7 +1110,8 @@ class TVnDOMNodeListBase : public TVnDOMObject {
  public:
   TVnDOMNodeListBase() noexcept = default;
   ~TVnDOMNodeListBase() override;
-  // A list that belongs to a node is destroyed with that node only: raises EVnDomException.
+  // A list that belongs to a node is destroyed with that node only: raises EVnDomException. A
+  // list that an owner holds is freed by its owner only: raises Exception.
   void BeforeDestruction() override;
   // False while an Impl exists, or as the object rule; otherwise true only for a list without
   // owner.
