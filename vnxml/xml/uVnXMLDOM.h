@@ -38,6 +38,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
 #include <type_traits>
@@ -105,6 +106,12 @@ enum TVnDOMSelectOption : Byte {
   soQualifiedName
 };
 using TVnDOMSelectOptions = Set<TVnDOMSelectOption, soRaise, soQualifiedName>;
+// An option set written in braces at a call: `{}`, `{soRaise, soCaseSensitive}`. Every operation
+// that takes an option set has an overload that takes one of these and passes it on as the set.
+// Without it a braced list would be ambiguous or would mean something else: braces convert to
+// any class, the set and a string alike, with the same rank, and `{}` or `{soCreate}` makes a
+// bool better still; only an initializer_list parameter ranks above all of them.
+using TVnDOMBracedOptions = std::initializer_list<TVnDOMSelectOption>;
 // How names match: soLocalName or soQualifiedName.
 using TVnDOMSelectMatchOption = TVnDOMSelectOption;
 
@@ -404,6 +411,14 @@ class IVnDOMNode : public virtual IVnSerializable {
                                                        TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMNodeList> CreateNodeList(const UnicodeString &APath,
                                                          TVnDOMSelectOptions AOptions) = 0;
+  DelphiInterface<IVnDOMNode> SelectSingleNode(const UnicodeString &APath,
+                                               TVnDOMBracedOptions AOptions) {
+    return SelectSingleNode(APath, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMNodeList> CreateNodeList(const UnicodeString &APath,
+                                                 TVnDOMBracedOptions AOptions) {
+    return CreateNodeList(APath, TVnDOMSelectOptions(AOptions));
+  }
   virtual DelphiInterface<IVnDOMNode> NextSibling() = 0;
   virtual DelphiInterface<IVnDOMNode> PreviousSibling() = 0;
   virtual bool HasChilds() = 0;
@@ -442,6 +457,12 @@ class IVnDOMNamedNodeList : public virtual IVnDOMNodeList {
                                              TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMNode> Delete(UnicodeStringView AURI, UnicodeStringView AName) = 0;
   using IVnDOMNodeList::Delete;
+  DelphiInterface<IVnDOMNode> Find(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Find(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMNode> Delete(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Delete(AName, TVnDOMSelectOptions(AOptions));
+  }
 };
 
 class IVnDOMElementList : public virtual IVnDOMNamedNodeList {
@@ -604,6 +625,41 @@ class IVnDOMElement : public virtual IVnDOMNode {
                                                                TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
                                                              TVnDOMSelectOptions AOptions) = 0;
+
+  // Braced option sets. The class of ElementByName and AttributeByName may be left out here, as
+  // on the element object.
+  DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &AName,
+                                             TVnDOMBracedOptions AOptions) {
+    return FindElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &AName,
+                                               TVnDOMBracedOptions AOptions,
+                                               TClass AClass = nullptr) {
+    return ElementByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
+  DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &AName,
+                                                 TVnDOMBracedOptions AOptions) {
+    return FindAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &AName,
+                                                   TVnDOMBracedOptions AOptions,
+                                                   TClass AClass = nullptr) {
+    return AttributeByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
+  bool HasChildElement(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasChildElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  bool HasAttribute(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                       TVnDOMBracedOptions AOptions) {
+    return CreateElementList(APath, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                     TVnDOMBracedOptions AOptions) {
+    return SelectSingleElement(APath, TVnDOMSelectOptions(AOptions));
+  }
 };
 
 class IVnDOMProcessingInstruction : public virtual IVnDOMNode {
@@ -655,6 +711,14 @@ class IVnDOMDocument : public virtual IVnDOMNode {
                                                                TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
                                                              TVnDOMSelectOptions AOptions) = 0;
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                       TVnDOMBracedOptions AOptions) {
+    return CreateElementList(APath, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                     TVnDOMBracedOptions AOptions) {
+    return SelectSingleElement(APath, TVnDOMSelectOptions(AOptions));
+  }
 };
 
 namespace detail {
@@ -949,6 +1013,12 @@ class TVnDOMNode : public TVnDOMObject {
   // Path selection; raises EVnDomNotSupported on this build.
   TVnDOMNode *SelectSingleNode(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
   TVnDOMNodeList *CreateNodeList(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
+  TVnDOMNode *SelectSingleNode(const UnicodeString &APath, TVnDOMBracedOptions AOptions) {
+    return SelectSingleNode(APath, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMNodeList *CreateNodeList(const UnicodeString &APath, TVnDOMBracedOptions AOptions) {
+    return CreateNodeList(APath, TVnDOMSelectOptions(AOptions));
+  }
 
   // --- parse notifications
   const TVnDOMParseError &GetOnParseWarning() const noexcept;
@@ -1163,6 +1233,13 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   // Find, then Delete.
   TVnDOMNode *Delete(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
   TVnDOMNode *Delete(UnicodeStringView AURI, UnicodeStringView AName);
+  // Braced option sets.
+  TVnDOMNode *Find(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Find(AName, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMNode *Delete(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Delete(AName, TVnDOMSelectOptions(AOptions));
+  }
 
   std::unique_ptr<TVnDOMNodeListBaseEnumerator> GetEnumerator();
   TVnDOMNodeListIterator begin() noexcept { return TVnDOMNodeListIterator(this, false); }
@@ -1501,6 +1578,27 @@ class TVnDOMElement : public TVnDOMNode {
   TVnDOMAttribute *AttributeByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
   TVnDOMAttribute *AttributeByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
                                    bool ACreate);
+  // The same lookups with a braced option set.
+  TVnDOMElement *FindElement(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return FindElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMAttribute *FindAttribute(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return FindAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  bool HasChildElement(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasChildElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  bool HasAttribute(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMElement *ElementByName(const UnicodeString &AName, TVnDOMBracedOptions AOptions,
+                               TClass AClass = nullptr) {
+    return ElementByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
+  TVnDOMAttribute *AttributeByName(const UnicodeString &AName, TVnDOMBracedOptions AOptions,
+                                   TClass AClass = nullptr) {
+    return AttributeByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
 
   // --- plain attribute access. Reading an absent attribute by name creates it empty; by URI
   // it raises.
