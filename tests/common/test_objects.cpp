@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "vnxml/common/uVnClasses.h"
+#include "vnxml/rtl/Owned.h"
 
 using namespace vn;
 
@@ -239,5 +240,30 @@ TEST(VnObjectTest, SupportsTakesAnObjectThatIsAlsoAnInterface) {
   EXPECT_TRUE(Supports(o, IVnObject::IID));
   EXPECT_FALSE(Supports(o, IOther::IID));
   ping = nullptr;
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(VnObjectTest, AnOwnerCountsAsOneReference) {
+  gLive = 0;
+  DelphiInterface<IPing> kept;
+  {
+    Owned<TPinger> o = MakeOwned<TPinger>();
+    {
+      DelphiInterface<IPing> p;
+      ASSERT_TRUE(Supports(o.get(), p));
+    }
+    EXPECT_EQ(gLive, 1);
+    EXPECT_EQ(o->RefCount(), 1);
+    ASSERT_TRUE(Supports(o.get(), kept));
+  }
+  // The owner went first: the interface took the object over.
+  EXPECT_EQ(kept->Ping(), 42);
+  kept = nullptr;
+  EXPECT_EQ(gLive, 0);
+  // With auto-destroy off the owner is the owner that the switch leaves the object to.
+  {
+    Owned<TTreeOwned> t = MakeOwned<TTreeOwned>();
+    t->_AddRef();
+  }
   EXPECT_EQ(gLive, 0);
 }

@@ -339,7 +339,7 @@ class TCountingDocument : public TVnDOMDocument {
     StateSeen = GetLoadState();
   }
 };
-using CountingDoc = std::unique_ptr<TCountingDocument, FreeNode>;
+using CountingDoc = vn::Owned<TCountingDocument>;
 
 // Writes bytes into a file, replacing what it held.
 void WriteFile(const std::string &APath, const std::string &ABytes) {

@@ -384,15 +384,15 @@ TEST(XmlElement, ElementListsByName) {
   Doc d = Load(u"<a><b><b/></b><c><b/></c></a>");
   TVnDOMElement *a = d->GetRootNode();
   TVnDOMElement *b = a->FirstElement();
-  std::unique_ptr<TVnDOMElementList, FreeNode> own(b->CreateElementList(u"b", false));
+  vn::Owned<TVnDOMElementList> own(b->CreateElementList(u"b", false));
   EXPECT_EQ(own->Count(), 1);
   EXPECT_EQ(own->First(), b);
-  std::unique_ptr<TVnDOMElementList, FreeNode> none(a->CreateElementList(u"b", false));
+  vn::Owned<TVnDOMElementList> none(a->CreateElementList(u"b", false));
   EXPECT_EQ(none->Count(), 0);
-  std::unique_ptr<TVnDOMElementList, FreeNode> all(a->CreateElementList(u"B", true));
+  vn::Owned<TVnDOMElementList> all(a->CreateElementList(u"B", true));
   EXPECT_EQ(all->Count(), 3);
   // The prefix is compared with the namespace URI.
-  std::unique_ptr<TVnDOMElementList, FreeNode> pref(a->CreateElementList(u"p:b", true));
+  vn::Owned<TVnDOMElementList> pref(a->CreateElementList(u"p:b", true));
   EXPECT_EQ(pref->Count(), 0);
   // The list has no owner: freeing it frees no node.
   all.reset();
@@ -580,7 +580,7 @@ TEST(XmlElement, ChildElementsAndListsByNamespace) {
   EXPECT_FALSE(o->GetRootNode()->HasChildElements());
   EXPECT_TRUE(o->GetRootNode()->HasChilds());
 
-  using List = std::unique_ptr<TVnDOMElementList, FreeNode>;
+  using List = vn::Owned<TVnDOMElementList>;
   List inP(a->CreateElementList(u"urn:p", u"b", true));
   ASSERT_EQ(inP->Count(), 2);
   EXPECT_EQ(inP->First(), pb);

@@ -4,20 +4,19 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
+#include "vnxml/rtl/Owned.h"
 #include "vnxml/xml/uVnXMLDOM.h"
 
 namespace domxml {
 
 using namespace vn;
 
-struct FreeNode {
-  void operator()(TObject *AObject) const { AObject->Free(); }
-};
-using Doc = std::unique_ptr<TVnDOMDocument, FreeNode>;
-using Owned = std::unique_ptr<TObject, FreeNode>;
+// Owners rather than unique_ptr: a tree that a test also hands to interfaces then dies once,
+// with the last of its holders.
+using Doc = vn::Owned<TVnDOMDocument>;
+using Owned = vn::Owned<TObject>;
 
 inline Doc Load(const UnicodeString &AXML) {
   return Doc(TVnDOMDocument::CreateFromXML(AXML));

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "vnxml/rtl/Interface.h"
+#include "vnxml/rtl/Owned.h"
 #include "vnxml/rtl/SysUtils.h"
 
 using namespace vn;
@@ -194,5 +195,45 @@ TEST(InterfaceTest, FreeWithLiveReferenceIsRefused) {
   DelphiInterface<IGreeter> g(obj);
   EXPECT_THROW(obj->Free(), EInvalidPointer);
   g = nullptr;
+  EXPECT_EQ(gLive, 0);
+}
+
+TEST(OwnedTest, APlainObjectBelongsToItsOwnerAlone) {
+  gLog.clear();
+  Owned<TAnimal> a = MakeOwned<TDog>();
+  EXPECT_EQ(a->Sound(), u"woof");
+  a.reset(a.get());  // the object held already: nothing changes
+  Owned<TObject> b = std::move(a);
+  EXPECT_FALSE(a);
+  EXPECT_TRUE(b);
+  b.reset(New<TAnimal>());
+  EXPECT_EQ(gLog, (std::vector<std::string>{"ctor", "after", "ctor", "after", "before", "dtor"}));
+  TObject *raw = b.release();
+  EXPECT_EQ(b, nullptr);
+  EXPECT_EQ(gLog.size(), 6u);
+  raw->Free();
+  EXPECT_EQ(gLog.back(), "dtor");
+}
+
+TEST(OwnedTest, AnInterfacedObjectDiesWithTheLastOfOwnerAndInterfaces) {
+  gLive = 0;
+  {
+    Owned<TGreeter> o = MakeOwned<TGreeter>();
+    EXPECT_EQ(DelphiInterface<IGreeter>(o.get())->Greet(), u"hello");
+    EXPECT_EQ(gLive, 1);
+  }
+  EXPECT_EQ(gLive, 0);
+  DelphiInterface<IGreeter> g;
+  {
+    Owned<TGreeter> o = MakeOwned<TGreeter>();
+    g = o.get();
+  }
+  EXPECT_EQ(g->Greet(), u"hello");
+  g = nullptr;
+  EXPECT_EQ(gLive, 0);
+  // Given back, the object stands at a count of 0, which Free accepts.
+  TGreeter *raw = MakeOwned<TGreeter>().release();
+  EXPECT_EQ(raw->RefCount(), 0);
+  raw->Free();
   EXPECT_EQ(gLive, 0);
 }

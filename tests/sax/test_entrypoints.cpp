@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "sax_test_util.h"
+#include "vnxml/rtl/Owned.h"
 
 using namespace saxtest;
 
@@ -260,3 +261,19 @@ TEST_F(SaxEntryPoints, TheReaderAsInterfaces) {
 }
 
 }  // namespace
+
+// A reader lets go of its handlers when it is freed: a handler that the application holds too,
+// through an owner or an interface, can still be read afterwards.
+TEST(SaxHandlerLifetime, AHandlerHeldByTheApplicationOutlivesTheReader) {
+  Owned<TRecorder> owned = MakeOwned<TRecorder>();
+  TRecorder *held = New<TRecorder>();
+  DelphiInterface<IVnSAXContentHandler> keep(held);
+  for (TRecorder *h : {owned.get(), held}) {
+    TVnSAXXMLReader *reader = New<TVnSAXXMLReader>();
+    h->AttachTo(reader);
+    reader->Parse(u"<a/>");
+    reader->Free();
+    EXPECT_EQ(h->RefCount(), 1);
+    EXPECT_EQ(h->Events, (std::vector<std::string>{"SD", "SE(,a,a)", "EE(,a,a)", "ED"}));
+  }
+}

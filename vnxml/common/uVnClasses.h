@@ -72,6 +72,10 @@ class IVnObject : public IInterface {
 // and takes effect at the next _Release that reaches 0. While New<T> runs the constructors the
 // count is held at 1, so that an interface taken and released inside a constructor cannot
 // destroy the half-built object.
+//
+// An RAII owner (Owned) counts as one reference. With the switch on, the object dies with the
+// last of the owner and the interfaces; with it off, the owner is the owner the switch speaks
+// of and frees the object when it ends.
 template <class TBase>
 class TVnRefCounted : public TBase, public IVnObject {
  public:
@@ -108,6 +112,13 @@ class TVnRefCounted : public TBase, public IVnObject {
   }
 
   Integer RefCount() const noexcept { return FRefCount; }
+
+ protected:
+  void OwnerAddRef() noexcept override { ++FRefCount; }
+  void OwnerRelease() override {
+    if (--FRefCount == 0 || !GetAutoDestroy()) this->Free();
+  }
+  void OwnerDetach() noexcept override { --FRefCount; }
 
  private:
   bool FConstructing = detail::TakeConstructionGuard();

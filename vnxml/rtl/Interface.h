@@ -230,6 +230,12 @@ class TInterfacedObject : public TObject, public IInterface {
   Integer RefCount() const noexcept { return FRefCount; }
 
  protected:
+  // An owner holds one reference: the object dies with the last of the owner and the
+  // interfaces.
+  void OwnerAddRef() noexcept override { ++FRefCount; }
+  void OwnerRelease() override { _Release(); }
+  void OwnerDetach() noexcept override { --FRefCount; }
+
   Integer FRefCount = 0;
 
  private:

@@ -23,6 +23,8 @@ class TComponent;
 class Exception;
 struct TTypeInfo;
 using TClass = const TMetaClass *;
+template <class T>
+class Owned;
 
 // A class reference. One immutable instance per class, created on first use.
 class TMetaClass {
@@ -125,6 +127,23 @@ class TObject {
  protected:
   TObject(const TObject &) noexcept = default;
   TObject &operator=(const TObject &) noexcept = default;
+
+  // The hooks through which an RAII owner (Owned, vnxml/rtl/Owned.h) holds the object. A class
+  // whose objects can also be held otherwise (by counted references, by a tree) overrides them
+  // so that the owner's hold counts among those holds.
+  // OwnerAddRef: an owner has taken the object.
+  virtual void OwnerAddRef() noexcept {}
+  // The owner is done with the object: here the owner was its only holder, and frees it.
+  // Classes with other holders free the object only when none is left, and otherwise leave it
+  // to them.
+  virtual void OwnerRelease() { Free(); }
+  // The owner gives the object up without freeing it: the hold that OwnerAddRef counted goes,
+  // and nothing is freed.
+  virtual void OwnerDetach() noexcept {}
+
+ private:
+  template <class T>
+  friend class Owned;
 };
 
 inline void Free(TObject *AObj) {

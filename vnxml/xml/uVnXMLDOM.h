@@ -19,6 +19,10 @@
 // - RemoveChild destroys the child unless an interface still holds it; a removed node held by an
 //   interface lives on as the top of its own tree and dies with that interface.
 // - Free on a node that an interface still holds raises, and leaves the node untouched.
+// - An RAII owner (Owned, vnxml/rtl/Owned.h) holds an object as an interface does: a tree dies
+//   with the last of its owners and interfaces, a node that leaves its tree while owned lives on
+//   as the top of its own tree, and Free on an owned node raises. An owner that ends while its
+//   node stands in a tree leaves the node to the tree.
 // - A list that belongs to a node (its child list) pins that node while an interface holds the
 //   list. A list that a selection returns has no owner: an interface on it pins no node, and it
 //   holds plain pointers, so the caller must not reach through it to a node that has been
@@ -35,6 +39,7 @@
 #include <concepts>
 #include <cstdlib>
 #include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
 #include <type_traits>
@@ -46,6 +51,7 @@
 #include "vnxml/common/uVnTypes.h"
 #include "vnxml/rtl/Classes.h"
 #include "vnxml/rtl/Interface.h"
+#include "vnxml/rtl/Owned.h"
 #include "vnxml/rtl/Sets.h"
 #include "vnxml/rtl/SysUtils.h"
 #include "vnxml/rtl/Rtti.h"
@@ -101,6 +107,12 @@ enum TVnDOMSelectOption : Byte {
   soQualifiedName
 };
 using TVnDOMSelectOptions = Set<TVnDOMSelectOption, soRaise, soQualifiedName>;
+// An option set written in braces at a call: `{}`, `{soRaise, soCaseSensitive}`. Every operation
+// that takes an option set has an overload that takes one of these and passes it on as the set.
+// Without it a braced list would be ambiguous or would mean something else: braces convert to
+// any class, the set and a string alike, with the same rank, and `{}` or `{soCreate}` makes a
+// bool better still; only an initializer_list parameter ranks above all of them.
+using TVnDOMBracedOptions = std::initializer_list<TVnDOMSelectOption>;
 // How names match: soLocalName or soQualifiedName.
 using TVnDOMSelectMatchOption = TVnDOMSelectOption;
 
@@ -400,6 +412,14 @@ class IVnDOMNode : public virtual IVnSerializable {
                                                        TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMNodeList> CreateNodeList(const UnicodeString &APath,
                                                          TVnDOMSelectOptions AOptions) = 0;
+  DelphiInterface<IVnDOMNode> SelectSingleNode(const UnicodeString &APath,
+                                               TVnDOMBracedOptions AOptions) {
+    return SelectSingleNode(APath, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMNodeList> CreateNodeList(const UnicodeString &APath,
+                                                 TVnDOMBracedOptions AOptions) {
+    return CreateNodeList(APath, TVnDOMSelectOptions(AOptions));
+  }
   virtual DelphiInterface<IVnDOMNode> NextSibling() = 0;
   virtual DelphiInterface<IVnDOMNode> PreviousSibling() = 0;
   virtual bool HasChilds() = 0;
@@ -438,6 +458,12 @@ class IVnDOMNamedNodeList : public virtual IVnDOMNodeList {
                                              TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMNode> Delete(UnicodeStringView AURI, UnicodeStringView AName) = 0;
   using IVnDOMNodeList::Delete;
+  DelphiInterface<IVnDOMNode> Find(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Find(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMNode> Delete(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Delete(AName, TVnDOMSelectOptions(AOptions));
+  }
 };
 
 class IVnDOMElementList : public virtual IVnDOMNamedNodeList {
@@ -600,6 +626,41 @@ class IVnDOMElement : public virtual IVnDOMNode {
                                                                TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
                                                              TVnDOMSelectOptions AOptions) = 0;
+
+  // Braced option sets. The class of ElementByName and AttributeByName may be left out here, as
+  // on the element object.
+  DelphiInterface<IVnDOMElement> FindElement(const UnicodeString &AName,
+                                             TVnDOMBracedOptions AOptions) {
+    return FindElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElement> ElementByName(const UnicodeString &AName,
+                                               TVnDOMBracedOptions AOptions,
+                                               TClass AClass = nullptr) {
+    return ElementByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
+  DelphiInterface<IVnDOMAttribute> FindAttribute(const UnicodeString &AName,
+                                                 TVnDOMBracedOptions AOptions) {
+    return FindAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMAttribute> AttributeByName(const UnicodeString &AName,
+                                                   TVnDOMBracedOptions AOptions,
+                                                   TClass AClass = nullptr) {
+    return AttributeByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
+  bool HasChildElement(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasChildElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  bool HasAttribute(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                       TVnDOMBracedOptions AOptions) {
+    return CreateElementList(APath, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                     TVnDOMBracedOptions AOptions) {
+    return SelectSingleElement(APath, TVnDOMSelectOptions(AOptions));
+  }
 };
 
 class IVnDOMProcessingInstruction : public virtual IVnDOMNode {
@@ -651,6 +712,14 @@ class IVnDOMDocument : public virtual IVnDOMNode {
                                                                TVnDOMSelectOptions AOptions) = 0;
   virtual DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
                                                              TVnDOMSelectOptions AOptions) = 0;
+  DelphiInterface<IVnDOMElementList> CreateElementList(const UnicodeString &APath,
+                                                       TVnDOMBracedOptions AOptions) {
+    return CreateElementList(APath, TVnDOMSelectOptions(AOptions));
+  }
+  DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
+                                                     TVnDOMBracedOptions AOptions) {
+    return SelectSingleElement(APath, TVnDOMSelectOptions(AOptions));
+  }
 };
 
 namespace detail {
@@ -753,6 +822,12 @@ class TVnDOMObject : public TVnObject {
   TVnDOMObjectImpl *FDOMImpl = nullptr;
   bool FDestroying = false;
 
+  // An owner counts in the object's own count, which the interfaces leave alone (they count in
+  // the Impl), so CanAutoDestroy is false while an owner holds the object. When the owner ends,
+  // the object goes if nothing else holds it now, and otherwise stays with its holders: the
+  // last interface, or the tree.
+  void OwnerRelease() override;
+
  private:
   friend class TVnDOMObjectImpl;
   // Takes back an Impl that a request created and nothing answered, without destroying
@@ -831,9 +906,9 @@ class TVnDOMNode : public TVnDOMObject {
   static void operator delete(void *AObject, std::size_t, std::align_val_t AAlign) noexcept {
     ::operator delete(AObject, AAlign);
   }
-  // Raises while an interface holds the node, or while another node's child list still lists
-  // it, and then leaves the node untouched. Otherwise destroys the children (or detaches those
-  // an interface holds) and takes the node out of its parent.
+  // Raises while an interface or an owner holds the node, or while another node's child list
+  // still lists it, and then leaves the node untouched. Otherwise destroys the children (or
+  // detaches those an interface or an owner holds) and takes the node out of its parent.
   void BeforeDestruction() override;
   // False while an Impl exists or a child list lists the node; otherwise as the object rule.
   bool CanAutoDestroy() override;
@@ -946,6 +1021,12 @@ class TVnDOMNode : public TVnDOMObject {
   // Every node found, once each, in the order of discovery, in a new list without owner that
   // the caller frees.
   TVnDOMNodeList *CreateNodeList(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
+  TVnDOMNode *SelectSingleNode(const UnicodeString &APath, TVnDOMBracedOptions AOptions) {
+    return SelectSingleNode(APath, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMNodeList *CreateNodeList(const UnicodeString &APath, TVnDOMBracedOptions AOptions) {
+    return CreateNodeList(APath, TVnDOMSelectOptions(AOptions));
+  }
 
   // --- parse notifications
   const TVnDOMParseError &GetOnParseWarning() const noexcept;
@@ -1107,7 +1188,8 @@ class TVnDOMNodeListBase : public TVnDOMObject {
  public:
   TVnDOMNodeListBase() noexcept = default;
   ~TVnDOMNodeListBase() override;
-  // A list that belongs to a node is destroyed with that node only: raises EVnDomException.
+  // A list that belongs to a node is destroyed with that node only: raises EVnDomException. A
+  // list that an owner holds is freed by its owner only: raises Exception.
   void BeforeDestruction() override;
   // False while an Impl exists, or as the object rule; otherwise true only for a list without
   // owner.
@@ -1159,6 +1241,13 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   // Find, then Delete.
   TVnDOMNode *Delete(const UnicodeString &AName, TVnDOMSelectOptions AOptions);
   TVnDOMNode *Delete(UnicodeStringView AURI, UnicodeStringView AName);
+  // Braced option sets.
+  TVnDOMNode *Find(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Find(AName, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMNode *Delete(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return Delete(AName, TVnDOMSelectOptions(AOptions));
+  }
 
   std::unique_ptr<TVnDOMNodeListBaseEnumerator> GetEnumerator();
   TVnDOMNodeListIterator begin() noexcept { return TVnDOMNodeListIterator(this, false); }
@@ -1497,6 +1586,27 @@ class TVnDOMElement : public TVnDOMNode {
   TVnDOMAttribute *AttributeByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
   TVnDOMAttribute *AttributeByName(const UnicodeString &ANamespaceURI, const UnicodeString &AName,
                                    bool ACreate);
+  // The same lookups with a braced option set.
+  TVnDOMElement *FindElement(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return FindElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMAttribute *FindAttribute(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return FindAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  bool HasChildElement(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasChildElement(AName, TVnDOMSelectOptions(AOptions));
+  }
+  bool HasAttribute(const UnicodeString &AName, TVnDOMBracedOptions AOptions) {
+    return HasAttribute(AName, TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMElement *ElementByName(const UnicodeString &AName, TVnDOMBracedOptions AOptions,
+                               TClass AClass = nullptr) {
+    return ElementByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
+  TVnDOMAttribute *AttributeByName(const UnicodeString &AName, TVnDOMBracedOptions AOptions,
+                                   TClass AClass = nullptr) {
+    return AttributeByName(AName, TVnDOMSelectOptions(AOptions), AClass);
+  }
 
   // --- plain attribute access. Reading an absent attribute by name creates it empty; by URI
   // it raises.

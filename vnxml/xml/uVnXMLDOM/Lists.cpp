@@ -39,6 +39,8 @@ TVnDOMNodeListBase::~TVnDOMNodeListBase() = default;
 
 void TVnDOMNodeListBase::BeforeDestruction() {
   if (FParent && !FParent->Destroying()) throw EVnDomException(dom::cOwnedList);
+  // The object's own count is that of its owners, who free the list themselves.
+  if (FRefCount > 0) throw Exception(dom::cRefCountNotZero, {ClassName()});
   TVnDOMObject::BeforeDestruction();
 }
 

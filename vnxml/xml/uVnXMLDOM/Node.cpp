@@ -203,7 +203,10 @@ void TVnDOMNode::BeforeDestruction() {
 }
 
 void TVnDOMNode::BeginDestruction() {
-  if (FDOMImpl && FDOMImpl->RefCount() > 0) throw Exception(dom::cRefCountNotZero, {ClassName()});
+  // The object's own count is that of its owners.
+  if ((FDOMImpl && FDOMImpl->RefCount() > 0) || FRefCount > 0) {
+    throw Exception(dom::cRefCountNotZero, {ClassName()});
+  }
   // A node in a tree is listed by its parent; any other listing would be left dangling.
   if (FChildListRefs > (FParent ? 1 : 0)) throw EVnDomException(dom::cStillListed, {ClassName()});
   FDestroying = true;

@@ -152,6 +152,11 @@ bool TVnDOMObject::CanAutoDestroy() {
   return !FDestroying;
 }
 
+void TVnDOMObject::OwnerRelease() {
+  --FRefCount;
+  if (CanAutoDestroy()) dom::DisposeTop(this);
+}
+
 bool TVnDOMObject::GetCaseSensitive() {
   return GetCollation() != TVnXPathCollationASCIICI::StaticClass();
 }
