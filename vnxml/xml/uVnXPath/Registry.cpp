@@ -77,6 +77,8 @@ struct TRegistries {
                    TVnXPathCollationASCIICI::StaticClass());
     Collations.Add(u"http://www.w3.org/2005/xpath-functions/collation/codepoint",
                    TVnXPathCollationCodepoint::StaticClass());
+    RegisterStandardXPathFunctions(
+        [this](auto &AName, auto AClass) { Functions.Add(AName, AClass); });
   }
 };
 
