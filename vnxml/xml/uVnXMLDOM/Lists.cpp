@@ -325,8 +325,14 @@ TVnDOMNode *TVnDOMElementList::GetItemEx(const Variant &AIndex, TVnDOMSelectChec
   options << (name.find(u':') != UnicodeString::npos ? soQualifiedName : soLocalName);
   if (name == u".") return Owner();
   if (name.find(u'/') != UnicodeString::npos || ACheck == coCreate) {
-    TVnDOMElement *owner = As<TVnDOMElement>(Owner());
-    TVnDOMNode *node = owner ? owner->SelectSingleElement(name, options) : nullptr;
+    // From the owning element; a node of another lineage selects as a node.
+    TVnDOMNode *owner = Owner();
+    TVnDOMNode *node = nullptr;
+    if (auto *element = dynamic_cast<TVnDOMElement *>(owner)) {
+      node = element->SelectSingleElement(name, options);
+    } else if (owner) {
+      node = owner->SelectSingleNode(name, options);
+    }
     if (!node && ACheck == coRaise) throw EListError(dom::cNoChildElement, {name});
     return node;
   }

@@ -479,7 +479,8 @@ Variant TVnXPathValueTerm::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
   std::vector<TVnDOMNode *> found;
   Collect(ANodeList, AIndex, found);
   auto valueOf = [](TVnDOMNode *ANode) -> Variant {
-    if (ANode->GetNodeType() == ntAttribute && static_cast<TVnDOMAttribute *>(ANode)->IsNamespace())
+    if (ANode->GetNodeType() == ntAttribute &&
+        TVnDOMNode::IsNamespaceName(ANode->GetPrefix(), ANode->GetLocalName()))
       return Null();
     return ANode->GetNodeValue();
   };

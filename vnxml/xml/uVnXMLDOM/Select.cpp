@@ -431,14 +431,16 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
       return;
     case TVnPathStep::skAttribute: {
       TVnDOMNode *owner = ANode;
-      if (ANode->GetNodeType() == ntDocument) {
-        owner = static_cast<TVnDOMDocument *>(ANode)->GetRootNode();
+      if (auto *document = dynamic_cast<TVnDOMDocument *>(ANode)) {
+        owner = document->GetRootNode();
         if (!owner) return;
       }
       if (owner->GetNodeType() != ntElement) return;
       for (TVnDOMNode *child : owner->Children()) {
         if (child->GetNodeType() != ntAttribute) continue;
-        if (static_cast<TVnDOMAttribute *>(child)->IsNamespace() && !AProgram.LocalName) continue;
+        if (!AProgram.LocalName &&
+            TVnDOMNode::IsNamespaceName(child->GetPrefix(), child->GetLocalName()))
+          continue;
         if (!AStep.AnyName && !collation->SameText(AStep.LocalName, child->GetLocalName()))
           continue;
         if (!AStep.PrefixMatches(child, collation)) continue;
@@ -447,8 +449,8 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
       return;
     }
     case TVnPathStep::skElements:
-      if (ANode->GetNodeType() == ntDocument) {
-        TVnDOMNode *root = static_cast<TVnDOMDocument *>(ANode)->GetRootNode();
+      if (auto *document = dynamic_cast<TVnDOMDocument *>(ANode)) {
+        TVnDOMNode *root = document->GetRootNode();
         if (root && AStep.PrefixMatches(root, collation)) ACandidates.Add(root);
         return;
       }
@@ -507,8 +509,11 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
     }
     if (candidates.Count() == 0 && AProgram.Create && step.MayCreate &&
         w.Node->GetNodeType() == ntElement) {
-      if (step.Descendant) throw Exception(cCreateDescendant);
-      candidates.Add(static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateName));
+      // Only an element of the library's own lineage knows how to add one.
+      if (auto *element = dynamic_cast<TVnDOMElement *>(w.Node)) {
+        if (step.Descendant) throw Exception(cCreateDescendant);
+        candidates.Add(element->AddElement(step.CreateName));
+      }
     }
     if (step.Descendant) stack.Push({TWork::wDescend, w.Step, w.Node});
     for (Integer i = candidates.Count(); i-- > 0;) {
