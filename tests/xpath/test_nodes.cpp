@@ -278,6 +278,9 @@ TEST(FunctionLibrary, RegistersInItsOrderEndingWithNot) {
       "boolean=TVnXPathFnBoolean",
       "not=TVnXPathFnNot",
   };
+  // The date, time and duration functions follow "not" (test_dates.cpp).
+  ASSERT_GE(names.size(), expected.size());
+  names.resize(expected.size());
   EXPECT_EQ(names, expected);
   // The registry holds the library before anything an application adds: a later registration
   // of a library name does not take effect.

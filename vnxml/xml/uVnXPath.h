@@ -358,6 +358,75 @@ VN_XPATH_FUNCTION_CLASS(TVnXPathFnBoolean)
 // not(...) is the filter's negation.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnNot)
 
+// --- dates, times and durations. They work on lexical forms: each call reads its text anew
+// (VnXMLToDuration, VnDecodeISODateTime) and answers a number or a text; there is no typed
+// date value. A wrong count raises EVnDomSyntax; a date text that does not decode raises the
+// decoder's EConvertError, and a Null date value the Variant's conversion error.
+
+// Adds the date, time and duration functions, in their order of registration, through AAdd:
+// the library registers them right behind "not".
+void RegisterXPathDateFunctions(const TVnXPathFunctionAdder &AAdd);
+
+// The duration functions, 1 parameter each: an empty sequence "()" gives Null; otherwise the
+// parameter's text is read as a duration, and a text that is none raises EVnXPathException
+// "FORG0006". The result is negative for a negative duration.
+//
+// "years-from-duration": the whole years of the months, a 32-bit integer.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnYearsFromDuration)
+// "months-from-duration": all the months, years included ("P1Y2M" gives 14), a 32-bit integer.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnMonthsFromDuration)
+// "days-from-duration": the whole days of the seconds, a 64-bit integer.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnDaysFromDuration)
+// "hours-from-duration": the whole hours of the seconds within their day, a 64-bit integer.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnHoursFromDuration)
+// "minutes-from-duration": the whole minutes within their hour, a 64-bit integer.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnMinutesFromDuration)
+// "seconds-from-duration": all the seconds, days, hours and minutes included ("PT1M30S" gives
+// 90), a float.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnSecondsFromDuration)
+
+// "dateTime", 2 parameters (date, time): the date-time text "YYYY-MM-DDThh:mm:ss.mmm" of the
+// date's day and the time's time of day, with the zone of the time, or of the date when the time
+// has none. A date and a time with zones of different forms ("Z" and an offset) raise
+// EVnXPathException "FORG0008"; two offsets are not compared, the time's wins.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnDateTime)
+
+// The fields of a date, time or date-time text, 1 parameter each; all of them read any of the
+// three forms alike, so "year-from-date" and "year-from-dateTime" are one computation, and a
+// field that the text lacks is 0. Fields are 16-bit integers, the seconds a float with the
+// milliseconds as fraction; the year is negative for a text that starts with "-".
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnYearFromDateTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnMonthFromDateTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnDayFromDateTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnHoursFromDateTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnMinutesFromDateTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnSecondsFromDateTime)
+// The zone of a date, time or date-time text as a duration text: an offset as written ("+02:00"
+// gives "PT2H", "-05:30" "-PT5H30M"); "Z" the offset of the machine's local zone at the text's
+// date and time read as local time (so not a zero duration, except where local time is UTC);
+// Null for a text without zone.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnTimeZoneFromDateTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnYearFromDate)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnMonthFromDate)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnDayFromDate)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnTimeZoneFromDate)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnHoursFromTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnMinutesFromTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnSecondsFromTime)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnTimeZoneFromTime)
+
+// "adjust-dateTime-to-timezone", 1 or 2 parameters (dt, zone): gives dt another zone without
+// moving its time. The zone is the duration text of the second parameter (its whole hours and
+// minutes), none when that is empty, and without a second parameter the machine's local offset
+// now. A dt without zone gets the zone appended to its text ("+hh:mm"); a dt with a zone is
+// written anew as "YYYY-MM-DDThh:mm:ss.mmm" from its fields, followed by the zone if there is
+// one. A dt without zone and no zone given stays as it is; an empty dt gives Null.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnAdjustDateTimeToTimeZone)
+// "adjust-date-to-timezone" and "adjust-time-to-timezone", any parameters, none of them read:
+// they give Empty.
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnAdjustDateToTimeZone)
+VN_XPATH_FUNCTION_CLASS(TVnXPathFnAdjustTimeToTimeZone)
+
 #undef VN_XPATH_FUNCTION_CLASS
 
 }  // namespace vn

@@ -1,5 +1,6 @@
 // The function library: its registration, the helpers the functions share, and the functions
-// on nodes, errors, numbers and booleans. The string functions are in StringFunctions.cpp.
+// on nodes, errors, numbers and booleans. The string functions are in StringFunctions.cpp, the
+// date, time and duration functions in DateFunctions.cpp.
 #include <cmath>
 #include <limits>
 
@@ -180,8 +181,8 @@ void RegisterStandardXPathFunctions(const TVnXPathFunctionAdder &AAdd) {
   AAdd(u"false", VnXPathFunctionClass<TVnXPathFnFalse>());
   AAdd(u"boolean", VnXPathFunctionClass<TVnXPathFnBoolean>());
   AAdd(u"not", VnXPathFunctionClass<TVnXPathFnNot>());
-  // The date, time and duration functions come here, right behind "not", once they exist:
-  // RegisterXPathDateFunctions(AAdd);
+  // The date, time and duration functions, right behind "not".
+  RegisterXPathDateFunctions(AAdd);
 }
 
 // ---------------------------------------------------------------------------------------------
