@@ -100,6 +100,10 @@ TEST_F(Steps, DotAndDotDot) {
   EXPECT_EQ(Selected(FX, u"./."), "");
   EXPECT_EQ(Selected(FRoot, u"./././x"), "");
   EXPECT_EQ(Selected(FX, u".//."), "x#1 't1' y#5 #comment 'cd'");
+  // The step before must be "." itself: "p:." is a dot with a prefix, which the dot ignores.
+  EXPECT_EQ(Selected(FX, u"p:."), "x#1");
+  EXPECT_EQ(Selected(FX, u"p:./."), "x#1");
+  EXPECT_EQ(Selected(FX, u".[0]/."), "");
   EXPECT_EQ(Selected(FX, u".."), "r");
   EXPECT_EQ(Selected(FRoot, u".."), "#document");
   EXPECT_EQ(Selected(FRoot, u"p:x/y/../.."), "r");
