@@ -171,6 +171,16 @@ TEST_F(FilterLoop, AFilterMustStartWithItsBracketAndBeUsedUp) {
   EXPECT_EQ(Sel(u"i[b]]"), "i#1 i#3");
 }
 
+TEST_F(FilterLoop, AnEquationWithoutATermIsRefusedWhenItIsReached) {
+  const std::string message = "An invalid operation has been detected!";
+  for (const char16_t *filter : {u"[)]", u"[()]", u"[(]", u"[not()]", u"[b and ]", u"[(b) or ( )]"})
+    EXPECT_EQ(MessageOf<Exception>([&] { Sel(u"i" + UnicodeString(filter)); }), message)
+        << UTF8Encode(filter);
+  // Behind a term that decides alone, the empty one is never reached.
+  EXPECT_EQ(Sel(u"i[0][@a or ]"), "i#1");
+  EXPECT_EQ(Sel(u"i[0][c and ]"), "");
+}
+
 // A function of the test's own: "x" for the second candidate, "y" for every other.
 class TMark : public TVnXPathFunction {
   VN_CLASS(TMark, TVnXPathFunction)

@@ -33,6 +33,12 @@ TEST_F(Steps, AGroupRunsItsPathWithEveryResult) {
   // every child element.
   EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"(*)[1]")), "p:x#2");
   EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"(*/y)[last()]")), "y#3");
+  // The step runs to the balancing ")", "/" or not, and is cut behind it.
+  EXPECT_EQ(Selected(FRoot, u"(x/y)/.."), "x#1");
+  // A step is split at its first ":" before its form is looked at: "(p" is then a prefix, and
+  // "x/y)" a name that matches nothing.
+  EXPECT_EQ(Selected(FRoot, u"(p:x/y)"), "");
+  EXPECT_EQ(Selected(FRoot, u"((x)/(y))/@id"), "@id=5");
 }
 
 TEST_F(Steps, NodeAndAnEmptyDescendantStepTakeEveryChildButAttributes) {
@@ -106,6 +112,7 @@ TEST_F(Steps, DotAndDotDot) {
   EXPECT_EQ(Selected(FX, u".[0]/."), "");
   EXPECT_EQ(Selected(FX, u".."), "r");
   EXPECT_EQ(Selected(FRoot, u".."), "#document");
+  EXPECT_EQ(Selected(FDoc.get(), u".."), "");
   EXPECT_EQ(Selected(FRoot, u"p:x/y/../.."), "r");
 }
 
