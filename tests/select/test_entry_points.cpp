@@ -31,17 +31,16 @@ TEST_F(EntryPoints, ConflictingOptionsAreRefusedByEveryForm) {
   EXPECT_EQ(MessageOf<Exception>([&] { ElementList(FRoot->CreateElementList(u"a", both)); }),
             cases);
   EXPECT_EQ(MessageOf<Exception>([&] { FDoc->SelectSingleElement(u"a", both); }), cases);
-  EXPECT_EQ(MessageOf<Exception>([&] { ElementList(FDoc->CreateElementList(u"a", both)); }),
-            cases);
+  EXPECT_EQ(MessageOf<Exception>([&] { ElementList(FDoc->CreateElementList(u"a", both)); }), cases);
   EXPECT_EQ(MessageOf<Exception>([&] { FRoot->SelectSingleNode(u"zz", raiseCreate); }), create);
-  EXPECT_EQ(MessageOf<Exception>([&] { FRoot->SelectSingleElement(u"zz", raiseCreate); }),
-            create);
+  EXPECT_EQ(MessageOf<Exception>([&] { FRoot->SelectSingleElement(u"zz", raiseCreate); }), create);
   EXPECT_EQ(MessageOf<Exception>([&] { FDoc->SelectSingleElement(u"zz", raiseCreate); }), create);
   EXPECT_EQ(MessageOf<Exception>([&] { ElementList(FDoc->CreateElementList(u"zz", raiseCreate)); }),
             create);
   // Refused before anything is created.
-  EXPECT_EQ(Xml(), "<r><a id=\"1\"><b id=\"2\" />t</a><a id=\"3\" /><c id=\"4\"><p:q id=\"5\" "
-                   "/></c></r>");
+  EXPECT_EQ(Xml(),
+            "<r><a id=\"1\"><b id=\"2\" />t</a><a id=\"3\" /><c id=\"4\"><p:q id=\"5\" "
+            "/></c></r>");
 }
 
 TEST_F(EntryPoints, NothingFound) {
@@ -53,10 +52,9 @@ TEST_F(EntryPoints, NothingFound) {
             "There is no node for the given path \"zz\"!");
   EXPECT_EQ(MessageOf<EVnDomNotFound>([&] { FDoc->SelectSingleElement(u"zz", {soRaise}); }),
             "There is no node for the given path \"zz\"!");
-  EXPECT_EQ(MessageOf<EVnDomNotFound>([&] {
-              ElementList(FDoc->CreateElementList(u"zz", {soRaise}));
-            }),
-            "There are no nodes for the given path \"zz\"!");
+  EXPECT_EQ(
+      MessageOf<EVnDomNotFound>([&] { ElementList(FDoc->CreateElementList(u"zz", {soRaise})); }),
+      "There are no nodes for the given path \"zz\"!");
   // The node list keeps its misplaced quote.
   EXPECT_EQ(MessageOf<EVnDomNotFound>([&] { NodeList(FDoc->CreateNodeList(u"zz", {soRaise})); }),
             "There are no nodes for the given path \"zz!.");
@@ -94,10 +92,9 @@ TEST_F(EntryPoints, ADocumentWithoutRoot) {
             "The specified nodePath is empty!");
   EXPECT_EQ(MessageOf<EVnDomNotFound>([&] { doc->SelectSingleElement(u"a", {soCreate}); }),
             "It is not possible to use XPath statements on documents without rootnode!");
-  EXPECT_EQ(MessageOf<EVnDomNotFound>([&] {
-              ElementList(doc->CreateElementList(u"a", {soRaise}));
-            }),
-            "There is no node for the given path \"a\".");
+  EXPECT_EQ(
+      MessageOf<EVnDomNotFound>([&] { ElementList(doc->CreateElementList(u"a", {soRaise})); }),
+      "There is no node for the given path \"a\".");
   EXPECT_EQ(doc->GetRootNode(), nullptr);
   // The document's own node forms walk it as any node.
   EXPECT_EQ(doc->SelectSingleNode(u"a"), nullptr);
@@ -144,14 +141,13 @@ TEST_F(EntryPoints, OnlyNoPredicateOrExactlyZeroMayCreate) {
   EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"d[0]", {soCreate})), "d");
   EXPECT_EQ(Selected(FRoot, u"d"), "d");
   for (const char16_t *path : {u"e[1]", u"e[ 0]", u"e[0][0]", u"e[@id]"}) {
-    EXPECT_EQ(MessageOf<EVnDomNotFound>([&] { FRoot->SelectSingleNode(path, {soCreate}); }),
-              "The given path \"" + UTF8Encode(path) + "\" was too complex to use the soCreate "
-              "option!");
+    EXPECT_EQ(
+        MessageOf<EVnDomNotFound>([&] { FRoot->SelectSingleNode(path, {soCreate}); }),
+        "The given path \"" + UTF8Encode(path) + "\" was too complex to use the soCreate option!");
   }
   // Candidates that the predicate removes are not replaced by a new one.
-  EXPECT_EQ(MessageOf<EVnDomNotFound>([&] {
-              ElementList(FRoot->CreateElementList(u"a[@id=9]", {soCreate}));
-            }),
+  EXPECT_EQ(MessageOf<EVnDomNotFound>(
+                [&] { ElementList(FRoot->CreateElementList(u"a[@id=9]", {soCreate})); }),
             "The given path \"a[@id=9]\" was too complex to use the soCreate option!");
   EXPECT_EQ(Selected(FRoot, u"e"), "");
   EXPECT_EQ(Selected(FRoot, u"a"), "a#1 a#3");
@@ -165,10 +161,12 @@ TEST_F(EntryPoints, NothingIsCreatedBelowANonElement) {
   TVnDOMNode *t = FRoot->SelectSingleNode(u"a/text()");
   EXPECT_EQ(MessageOf<EVnDomNotFound>([&] { t->SelectSingleNode(u"zz", {soCreate}); }),
             "The given path \"zz\" was too complex to use the soCreate option!");
-  EXPECT_EQ(MessageOf<EVnDomNotFound>([&] { FRoot->SelectSingleNode(u"a[0]/text()/zz", {soCreate}); }),
-            "The given path \"a[0]/text()/zz\" was too complex to use the soCreate option!");
-  EXPECT_EQ(Xml(), "<r><a id=\"1\"><b id=\"2\" />t</a><a id=\"3\" /><c id=\"4\"><p:q id=\"5\" "
-                   "/></c></r>");
+  EXPECT_EQ(
+      MessageOf<EVnDomNotFound>([&] { FRoot->SelectSingleNode(u"a[0]/text()/zz", {soCreate}); }),
+      "The given path \"a[0]/text()/zz\" was too complex to use the soCreate option!");
+  EXPECT_EQ(Xml(),
+            "<r><a id=\"1\"><b id=\"2\" />t</a><a id=\"3\" /><c id=\"4\"><p:q id=\"5\" "
+            "/></c></r>");
 }
 
 TEST_F(EntryPoints, CreationRefusesADescendantSearchOnceAnElementLacksTheName) {
@@ -187,12 +185,10 @@ TEST_F(EntryPoints, TheElementListRunsPathIndexes) {
   TVnDOMElementList *elements = FRoot->GetElements();
   // A name without ":" is matched by local name.
   EXPECT_EQ(Describe(elements->GetItemEx(Variant(UnicodeString(u"c/q")), coReturnNil)), "p:q#5");
-  EXPECT_EQ(Describe(elements->GetItemEx(Variant(UnicodeString(u"c/p:q")), coReturnNil)),
-            "p:q#5");
+  EXPECT_EQ(Describe(elements->GetItemEx(Variant(UnicodeString(u"c/p:q")), coReturnNil)), "p:q#5");
   EXPECT_EQ(Describe(elements->GetItemEx(Variant(UnicodeString(u"c/zz")), coReturnNil)), "nil");
-  EXPECT_EQ(MessageOf<EVnDomNotFound>([&] {
-              elements->GetItemEx(Variant(UnicodeString(u"c/zz")), coRaise);
-            }),
+  EXPECT_EQ(MessageOf<EVnDomNotFound>(
+                [&] { elements->GetItemEx(Variant(UnicodeString(u"c/zz")), coRaise); }),
             "There is no node for the given path \"c/zz\"!");
   EXPECT_EQ(Describe(elements->GetItemEx(Variant(UnicodeString(u"new")), coCreate)), "new");
   EXPECT_EQ(Describe(elements->GetItemEx(Variant(UnicodeString(u"c/zz")), coCreate)), "zz");

@@ -46,8 +46,7 @@ TEST_F(Steps, NodeAndAnEmptyDescendantStepTakeEveryChildButAttributes) {
   EXPECT_EQ(Selected(FX, u"NODE()"), "'t1' y#5 #comment 'cd'");
   EXPECT_EQ(Selected(FX, u"Node()"), "'t1' y#5 #comment 'cd'");
   // "r//": the children of r, then below each child in turn; never an attribute.
-  EXPECT_EQ(Selected(FDoc.get(), u"r//"),
-            "x#1 p:x#2 X#4 node#6 text#7 't1' y#5 #comment 'cd' y#3");
+  EXPECT_EQ(Selected(FDoc.get(), u"r//"), "x#1 p:x#2 X#4 node#6 text#7 't1' y#5 #comment 'cd' y#3");
 }
 
 TEST_F(Steps, TextTakesTheTextAndCDATAChildren) {

@@ -75,7 +75,8 @@ TEST_F(Terms, AnEmptyTermIsAnInvalidStatement) {
 
 TEST_F(Terms, ACallTakesTheWholeTokenAsItsName) {
   EXPECT_EQ(SyntaxError(u"i[a/b(1)]"), "The filter contains an unsupported function (a/b)!");
-  EXPECT_EQ(SyntaxError(u"i[fn:first()]"), "The filter contains an unsupported function (fn:first)!");
+  EXPECT_EQ(SyntaxError(u"i[fn:first()]"),
+            "The filter contains an unsupported function (fn:first)!");
   EXPECT_EQ(SyntaxError(u"i[First()]"), "The filter contains an unsupported function (First)!");
   EXPECT_EQ(Sel(u"i[first ()]"), "i#1");
   EXPECT_EQ(Sel(u"i[last ( )]"), "i#2");
@@ -156,8 +157,9 @@ TEST_F(Terms, PathsInsidePredicatesInsidePaths) {
   // missing ")" and "]" go unreported, and "w)]", which finds nothing.
   EXPECT_EQ(Sel(u"i[(a/b | w)]"), "i#1");
   // A broken predicate inside a predicate is raised when the outer one is evaluated.
-  EXPECT_EQ(SyntaxError(u"i[w[.=<1]]"), "The filter \"[.=<1]\" contains an invalid compare "
-                                        "operator (=<)!");
+  EXPECT_EQ(SyntaxError(u"i[w[.=<1]]"),
+            "The filter \"[.=<1]\" contains an invalid compare "
+            "operator (=<)!");
   EXPECT_EQ(Sel(u"i[zz[.=<1]]"), "");
 }
 
