@@ -108,6 +108,21 @@ TEST_F(EntryPoints, FirstOnlyTakesTheFirstAlternativeThatFinds) {
   EXPECT_EQ(Selected(FRoot, u"zz|c|a|c"), "c#4 a#1 a#3");
 }
 
+TEST(SelectResults, EachNodeOnceInOrderOfDiscovery) {
+  UnicodeString xml = u"<r>";
+  std::string all, later = "e#39 e#3";
+  for (int k = 0; k < 40; ++k) {
+    xml += u"<e id=\"" + IntToStr(k) + u"\"/>";
+    all += (k ? " e#" : "e#") + std::to_string(k);
+    if (k != 3 && k != 39) later += " e#" + std::to_string(k);
+  }
+  Doc doc = Load(xml + u"</r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  EXPECT_EQ(Selected(root, u"*|e|*[3]|e[39]"), all);
+  EXPECT_EQ(Selected(root, u"e[39]|*[3]|*"), later);
+  EXPECT_EQ(Selected(root, u"e/..|//e/..|."), "r");
+}
+
 // ---------------------------------------------------------------------------------------------
 // Creation
 
