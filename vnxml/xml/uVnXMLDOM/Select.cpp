@@ -143,7 +143,7 @@ struct TVnPathStep {
   UnicodeString LocalName;
   bool AnyPrefix = false;
   bool AnyName = false;
-  // "." right behind "." without descendant mode selects nothing.
+  // "." right behind a step that is exactly "." selects nothing, unless in descendant mode.
   bool SelectsNothing = false;
   // The predicates in order, each "[...]", and their trees once parsed.
   std::vector<UnicodeString> Filters;
@@ -315,7 +315,8 @@ std::unique_ptr<TVnPathStep> CutSteps(UnicodeString APath, bool ADescendant, boo
       s.Trees.emplace_back(nullptr, [](TVnXPathEquation *E) { Free(E); });
       i = j < filter.size() ? j + 1 : filter.size();
     }
-    previous = local;
+    // The step as written, without its predicates: "p:." is no "." to the step behind it.
+    previous = text;
     TVnPathStep *raw = step.get();
     if (last) {
       last->Next = std::move(step);
