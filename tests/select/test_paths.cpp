@@ -147,3 +147,26 @@ TEST(PathSyntax, Messages) {
 
 }  // namespace
 }  // namespace selecttest
+
+namespace selecttest {
+namespace {
+
+// A search in descendant mode leaves out what the same selection has just built, so creation
+// below it ends: one element under each element that was there before.
+TEST(PathCreate, DescendantSearchesSkipWhatTheyBuilt) {
+  Doc doc = Load(u"<r><a/></r>");
+  EXPECT_EQ(Selected(doc->GetRootNode(), u"//(x)", {soCreate}), "x x");
+  EXPECT_EQ(UTF8Encode(doc->GetRootNode()->GetXML()), "<r><a><x /></a><x /></r>");
+  // A second run finds those and builds one level below each: every run ends.
+  EXPECT_EQ(Selected(doc->GetRootNode(), u"//(x)", {soCreate}), "x x x x");
+  EXPECT_EQ(UTF8Encode(doc->GetRootNode()->GetXML()), "<r><a><x><x /></x></a><x><x /></x></r>");
+  // Here the search meets an element whose only child it has built, finds no candidate there, and
+  // refuses to create in descendant mode, where it would otherwise build without end.
+  Doc other = Load(u"<r><a/></r>");
+  EXPECT_EQ(MessageOf<Exception>(
+                [&] { other->GetRootNode()->CreateNodeList(u"//*/x", {soCreate})->Free(); }),
+            "The soCreate option cannot be used in combination with the \"//\" search option!");
+}
+
+}  // namespace
+}  // namespace selecttest

@@ -1,6 +1,7 @@
 // Messages and helpers shared by the implementation files of uVnXMLDOM.
 #pragma once
 
+#include <unordered_set>
 #include <vector>
 
 #include "vnxml/xml/uVnXMLDOM.h"
@@ -215,13 +216,18 @@ struct TVnPathProgram {
   TVnPathProgram &operator=(const TVnPathProgram &) = delete;
 
   // Adds what the path selects from ANode to AFound, each node once, in the order of discovery.
-  // With AFirstOnly the alternatives stop after the first that found anything.
-  void Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly);
+  // With AFirstOnly the alternatives stop after the first that found anything. With creation on,
+  // ACreated collects the elements made (a group passes its caller's set on).
+  void Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly,
+           std::unordered_set<TVnDOMNode *> *ACreated = nullptr);
 
   bool LocalName;
   bool Create;
   TVnXPathCollationClass Collation;
   std::vector<TAlternative> Alternatives;
+  // While a run with creation goes on: the elements it has made. A search in descendant mode
+  // leaves them out, so that it never descends into what it has just built and always ends.
+  std::unordered_set<TVnDOMNode *> *Created = nullptr;
 };
 
 }  // namespace vn

@@ -418,7 +418,7 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
                                                        AProgram.Create, collation);
       }
       std::vector<TVnDOMNode *> found;
-      AStep.Group->Run(ANode, found, false);
+      AStep.Group->Run(ANode, found, false, AProgram.Created);
       for (TVnDOMNode *n : found) ACandidates.Add(n);
       return;
     }
@@ -473,6 +473,11 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
   }
 }
 
+// Whether this run with creation made the node.
+bool MadeHere(const TVnPathProgram &AProgram, TVnDOMNode *ANode) {
+  return AProgram.Created && AProgram.Created->count(ANode) > 0;
+}
+
 // Runs the chain that starts with AFirst from ANode.
 void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFound &AFound) {
   dom::TNestingGuard guard;
@@ -490,13 +495,21 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
     if (w.What == TWork::wDescend) {
       const TVnDOMNodeArray &children = w.Node->Children();
       for (std::size_t i = children.size(); i-- > 0;)
-        if (children[i]->GetNodeType() != ntAttribute)
+        if (children[i]->GetNodeType() != ntAttribute && !MadeHere(AProgram, children[i]))
           stack.Push({TWork::wRun, w.Step, children[i]});
       continue;
     }
     if (step.ErrorClass) step.Raise();
     candidates.Clear();
     Collect(AProgram, step, w.Node, candidates);
+    // What a group builds on this node is its answer; anything else built earlier is left out.
+    if (step.Descendant && step.Kind != TVnPathStep::skGroup && AProgram.Created &&
+        !AProgram.Created->empty()) {
+      TVnDOMObjectList kept;
+      for (TVnDOMObject *c : candidates)
+        if (!MadeHere(AProgram, static_cast<TVnDOMNode *>(c))) kept.Add(c);
+      candidates.Assign(&kept);
+    }
     for (std::size_t f = 0; f < step.Filters.size() && candidates.Count() > 0; ++f) {
       if (!step.Trees[f]) {
         std::unique_ptr<TVnXPathEquation, void (*)(TVnXPathEquation *)> tree(
@@ -513,7 +526,9 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
       // Only an element of the library's own lineage knows how to add one.
       if (auto *element = dynamic_cast<TVnDOMElement *>(w.Node)) {
         if (step.Descendant) throw Exception(cCreateDescendant);
-        candidates.Add(element->AddElement(step.CreateName));
+        TVnDOMElement *made = element->AddElement(step.CreateName);
+        AProgram.Created->insert(made);
+        candidates.Add(made);
       }
     }
     if (step.Descendant) stack.Push({TWork::wDescend, w.Step, w.Node});
@@ -530,7 +545,16 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
 
 }  // namespace
 
-void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly) {
+void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly,
+                         std::unordered_set<TVnDOMNode *> *ACreated) {
+  std::unordered_set<TVnDOMNode *> created;
+  std::unordered_set<TVnDOMNode *> *const outer = Created;
+  Created = Create ? (ACreated ? ACreated : &created) : nullptr;
+  struct TRestore {
+    TVnPathProgram *P;
+    std::unordered_set<TVnDOMNode *> *Outer;
+    ~TRestore() { P->Created = Outer; }
+  } restore{this, outer};
   TFound found(AFound);
   for (TAlternative &a : Alternatives) {
     switch (a.Start) {
