@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
 # Builds a fuzz target with clang (libFuzzer, AddressSanitizer with leak detection,
 # UndefinedBehaviorSanitizer) and runs it for a given time: the XML reader (fuzz_sax, the
-# default) or the tree (FUZZ_TARGET=fuzz_dom).
+# default), the tree (FUZZ_TARGET=fuzz_dom) or path selection (FUZZ_TARGET=fuzz_select).
 #
 #   [FUZZ_TARGET=fuzz_dom] fuzz/run.sh [seconds] [more libFuzzer options ...]   (default: 600 s)
 #
-# The checked-in inputs of fuzz/corpus are the seeds of both; what the fuzzer finds new goes to
+# The checked-in XML inputs of fuzz/corpus are the seeds of fuzz_sax and fuzz_dom, the paths of
+# fuzz/corpus/select those of fuzz_select; what the fuzzer finds new goes to
 # $BUILD_DIR/corpus-<target>, and a crashing, leaking or hanging input to $BUILD_DIR/artifacts.
-# Copy such an input into fuzz/corpus once it is fixed, so that sax_tests keeps running it.
+# Copy such an input into the seeds once it is fixed, so that sax_tests (select_tests for
+# fuzz_select) keeps running it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-600}
@@ -22,6 +24,10 @@ cmake --build "$build" --target "$target" -j2
 mkdir -p "$build/corpus-$target" "$build/artifacts"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-exec "$build/$target" "$build/corpus-$target" fuzz/corpus \
+seeds=fuzz/corpus
+if [ "$target" = fuzz_select ]; then
+  seeds=fuzz/corpus/select
+fi
+exec "$build/$target" "$build/corpus-$target" "$seeds" \
   -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=8192 \
   -artifact_prefix="$build/artifacts/" -print_final_stats=1 "$@"
