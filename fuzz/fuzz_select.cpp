@@ -115,7 +115,13 @@ bool Allowed(const Exception &E) {
       c == EListError::StaticClass()) {
     return true;
   }
-  if (E.InheritsFrom(EConvertError::StaticClass())) return true;
+  // Failures of the values a predicate works on: conversions, Variant arithmetic (a list term
+  // adding up an array), numbers out of range, and a pattern that does not compile.
+  if (E.InheritsFrom(EConvertError::StaticClass()) ||
+      E.InheritsFrom(EVariantError::StaticClass()) || E.InheritsFrom(EMathError::StaticClass()) ||
+      E.InheritsFrom(EIntError::StaticClass()) || c == ERegularExpressionError::StaticClass()) {
+    return true;
+  }
   return c == Exception::StaticClass() && IsSelectMessage(E.Message);
 }
 
