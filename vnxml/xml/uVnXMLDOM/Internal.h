@@ -262,3 +262,53 @@ void FilterNodeList(TVnDOMObjectList &ANodes, const UnicodeString &AFilter, bool
                     TVnXPathCollationClass ACollation);
 
 }  // namespace vn::dom
+
+namespace vn::dom {
+
+// A work list lent from a per-thread pool for the length of a walk or an evaluation and given
+// back empty, its storage kept: a walk run once per candidate then allocates nothing for its
+// lists once the thread has run one. Walks nest (a predicate's path is a walk inside a walk), so
+// each borrower has its own list.
+template <class T>
+class TPooled {
+ public:
+  TPooled() : FItem(Take()) {}
+  ~TPooled() {
+    Empty(*FItem);
+    std::vector<std::unique_ptr<T>> &pool = Pool();
+    if (pool.size() < cKept) {
+      try {
+        pool.push_back(std::move(FItem));
+      } catch (...) {
+        // The list goes with this object instead.
+      }
+    }
+  }
+  TPooled(const TPooled &) = delete;
+  TPooled &operator=(const TPooled &) = delete;
+  T &operator*() const noexcept { return *FItem; }
+  T *operator->() const noexcept { return FItem.get(); }
+
+ private:
+  static constexpr std::size_t cKept = 64;
+  static std::vector<std::unique_ptr<T>> &Pool() {
+    thread_local std::vector<std::unique_ptr<T>> pool;
+    return pool;
+  }
+  static std::unique_ptr<T> Take() {
+    std::vector<std::unique_ptr<T>> &pool = Pool();
+    if (pool.empty()) return std::make_unique<T>();
+    std::unique_ptr<T> item = std::move(pool.back());
+    pool.pop_back();
+    return item;
+  }
+  static void Empty(TVnDOMObjectList &AList) noexcept { AList.Clear(); }
+  template <class U>
+  static void Empty(std::vector<U> &AList) noexcept {
+    AList.clear();
+  }
+
+  std::unique_ptr<T> FItem;
+};
+
+}  // namespace vn::dom

@@ -476,7 +476,8 @@ TVnDOMNodeList *TVnXPathValueTerm::Nodes(TVnDOMObjectList *ANodeList, Integer AI
 }
 
 Variant TVnXPathValueTerm::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
-  std::vector<TVnDOMNode *> found;
+  dom::TPooled<std::vector<TVnDOMNode *>> pooled;
+  std::vector<TVnDOMNode *> &found = *pooled;
   Collect(ANodeList, AIndex, found);
   auto valueOf = [](TVnDOMNode *ANode) -> Variant {
     if (ANode->GetNodeType() == ntAttribute &&
@@ -561,9 +562,9 @@ TVnXPathHasNode::~TVnXPathHasNode() {
 
 Variant TVnXPathHasNode::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
   if (auto *path = dynamic_cast<TVnXPathValueTerm *>(FPath)) {
-    std::vector<TVnDOMNode *> found;
-    path->Collect(ANodeList, AIndex, found);
-    return !found.empty();
+    dom::TPooled<std::vector<TVnDOMNode *>> found;
+    path->Collect(ANodeList, AIndex, *found);
+    return !found->empty();
   }
   return !VnVarIsEmpty(FPath->Value(ANodeList, AIndex));
 }
@@ -842,12 +843,12 @@ void ParseFilter(TVnXPathEquation *ARoot, const UnicodeString &AFilter) {
 }
 
 void ApplyFilter(TVnXPathEquation *ARoot, TVnDOMObjectList &ANodes) {
-  TVnDOMObjectList kept;
+  TPooled<TVnDOMObjectList> kept;
   const Integer n = ANodes.Count();
   for (Integer i = 0; i < n; ++i) {
-    if (ARoot->Evaluate(&ANodes, i)) kept.Add(ANodes.Get(i));
+    if (ARoot->Evaluate(&ANodes, i)) kept->Add(ANodes.Get(i));
   }
-  ANodes.Assign(&kept);
+  ANodes.Assign(&*kept);
 }
 
 void FilterNodeList(TVnDOMObjectList &ANodes, const UnicodeString &AFilter, bool ALocalName,

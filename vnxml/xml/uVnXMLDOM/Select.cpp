@@ -483,7 +483,8 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
   dom::TNestingGuard guard;
   dom::TWalkStack<TWork> stack;
   stack.Push({TWork::wRun, AFirst, ANode});
-  TVnDOMObjectList candidates;
+  dom::TPooled<TVnDOMObjectList> pooled;
+  TVnDOMObjectList &candidates = *pooled;
   while (!stack.Empty()) {
     const TWork w = stack.Top();
     stack.Pop();
