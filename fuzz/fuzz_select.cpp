@@ -4,8 +4,8 @@
 // the document, the root, an inner element and an attribute, SelectSingleElement,
 // CreateElementList, and the element list's path index. The whole input is read as UTF-8 with the
 // default options; then its first byte is taken as a set of options (bit n for option n, soRaise
-// first) and the rest as the path. Options with soCreate, and the path index with coCreate, run on
-// a fresh copy of the document, which is written out afterwards.
+// first) and the rest as the path. Options with soCreate, and the path index with coCreate, run
+// each call on a fresh copy of the document, which is written out afterwards.
 //
 // Two functions of this target's own are registered, so that calls and their parameters are
 // reached: fuzz-node(path), the value of the one node a path selects, and fuzz-text(...), its
@@ -186,15 +186,26 @@ void SelectAll(TVnDOMDocument *ADoc, const UnicodeString &APath, TVnDOMSelectOpt
   }
 }
 
-// The creating forms, on a fresh copy of the document, which is then written out.
+// The creating forms, each on a fresh copy of the document, which is then written out: what one
+// call builds is not searched again by the next.
 void Create(const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
-  Doc doc(TVnDOMDocument::CreateFromXML(cDocument));
-  TVnDOMElement *root = doc->GetRootNode();
-  Guarded([&] { (void)root->SelectSingleNode(APath, AOptions); });
-  Guarded([&] { (void)doc->SelectSingleElement(APath, AOptions); });
-  Guarded([&] { ElementList(root->CreateElementList(APath, AOptions)).get(); });
-  Guarded([&] { (void)root->GetElements()->GetItemEx(Variant(APath), coCreate); });
-  (void)doc->GetXML();
+  auto onCopy = [](auto AWork) {
+    Doc doc(TVnDOMDocument::CreateFromXML(cDocument));
+    Guarded([&] { AWork(doc.get(), doc->GetRootNode()); });
+    (void)doc->GetXML();
+  };
+  onCopy([&](TVnDOMDocument *, TVnDOMElement *ARoot) {
+    (void)ARoot->SelectSingleNode(APath, AOptions);
+  });
+  onCopy([&](TVnDOMDocument *ADoc, TVnDOMElement *) {
+    (void)ADoc->SelectSingleElement(APath, AOptions);
+  });
+  onCopy([&](TVnDOMDocument *, TVnDOMElement *ARoot) {
+    ElementList(ARoot->CreateElementList(APath, AOptions)).get();
+  });
+  onCopy([&](TVnDOMDocument *, TVnDOMElement *ARoot) {
+    (void)ARoot->GetElements()->GetItemEx(Variant(APath), coCreate);
+  });
 }
 
 TVnDOMDocument *Shared() {
