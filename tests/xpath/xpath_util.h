@@ -1,5 +1,5 @@
-// Helpers of the function library tests: a loaded document that frees itself, what a path
-// selects, the exception a selection raises, and the value of one call on a node.
+// Helpers of the function library tests, beside those of the selection tests: what a path
+// selects, XPath errors, and the value of one call on a node.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "select/select_util.h"
 #include "vnxml/common/uVnLogger.h"
 #include "vnxml/xml/uVnXMLDOM.h"
 #include "vnxml/xml/uVnXPath.h"
@@ -14,16 +15,12 @@
 namespace xpathtest {
 
 using namespace vn;
-
-struct FreeObject {
-  void operator()(TObject *AObject) const { AObject->Free(); }
-};
-using Doc = std::unique_ptr<TVnDOMDocument, FreeObject>;
-using NodeList = std::unique_ptr<TVnDOMNodeList, FreeObject>;
-
-inline Doc Load(const UnicodeString &AXML) {
-  return Doc(TVnDOMDocument::CreateFromXML(AXML));
-}
+// The loaded documents and the exception checks of the selection tests.
+using selecttest::Doc;
+using selecttest::FreeObject;
+using selecttest::Load;
+using selecttest::MessageOf;
+using selecttest::NodeList;
 
 // How a node shows in the expectations: an element by its qualified name and its "id"
 // attribute if it has one ("item#2"), an attribute as "@name=value".
@@ -48,23 +45,6 @@ inline std::string Selected(TVnDOMNode *ANode, const UnicodeString &APath,
     r += Describe(list->GetItem(i));
   }
   return r;
-}
-
-// The message of what F raises, which must be of class E exactly; fails the test when it raises
-// nothing or something else.
-template <class E, class F>
-std::string MessageOf(F AAction) {
-  try {
-    AAction();
-  } catch (const Exception &e) {
-    if (e.ClassType() != E::StaticClass()) {
-      ADD_FAILURE() << "another exception: " << UTF8Encode(e.ClassName()) << ": "
-                    << UTF8Encode(e.Message);
-    }
-    return UTF8Encode(e.Message);
-  }
-  ADD_FAILURE() << "nothing raised";
-  return "";
 }
 
 // The XPath error F raises, as "code|message|object".
