@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 
 #include "vnxml/common/uVnSysUtils.h"
 #include "vnxml/common/uVnTypes.h"
@@ -77,7 +78,7 @@ class IVnObject : public IInterface {
 // last of the owner and the interfaces; with it off, the owner is the owner the switch speaks
 // of and frees the object when it ends.
 template <class TBase>
-class TVnRefCounted : public TBase, public IVnObject {
+class TVnRefCounted : public TBase, public virtual IVnObject {
  public:
   using TBase::TBase;
 
@@ -309,6 +310,63 @@ class TVnTextParser : public TVnObject {
   // The same text in its one-byte form: the source bytes in cstA and cstU (with their page),
   // and the UTF-16 text converted to the content code page in cstW.
   AnsiString SelectedA(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear);
+
+  // Width-blind helpers of the scanners built on this class.
+  // The current character as text for messages: a whole character (a surrogate pair for one
+  // beyond 16 bits), empty at the end of input or for a NUL.
+  UnicodeString CurrentText();
+
+  // The current character in source form, as the check slots of the scanners compare it (the byte
+  // in cstA and cstU, the 16-bit unit in cstW; 0 at the end of input), read once for several
+  // comparisons.
+  [[gnu::always_inline]] char16_t CurrUnit() {
+    if (FMinCharBytes == 1) return FCur < FLimit || Available(1) > 0 ? *FCur : 0;
+    if (FLimit - FCur >= 2 || Available(2) >= 2) {
+      char16_t u;
+      std::memcpy(&u, FCur, 2);
+      return u;
+    }
+    return 0;
+  }
+  // SkipWhileSet for a set of ASCII characters, given as a table of 256 entries that are 1 for
+  // the members (all of them below 128): moves on while the current character is in the set
+  // (AIn) or is not in it. A character above 127 is in no such set, in every width, so the
+  // loop decides on bytes in cstA and cstU and on units in cstW, through one table look-up a
+  // character.
+  void SkipAscii(const Byte *ATable, bool AIn);
+  // SkipWhile(soNotEqual, AChar) and SkipWhile(soEqual, AChar) for an ASCII character, in one
+  // call.
+  void SkipTo(char AChar);
+  void SkipOver(char AChar);
+  // CurrCharW, without the slot where the window gives the character at once.
+  [[gnu::always_inline]] char16_t CurrChar() {
+    if (FCharSetType == cstW) return CurrUnit();
+    if (FCur < FLimit && (FCharSetType == cstA || *FCur < 0x80))
+      return FCharSetType == cstA ? (*FByteTable)[*FCur] : *FCur;
+    return CurrCharW();
+  }
+  // NextChar, over an ASCII character in a one-byte or UTF-8 source or any unit of UTF-16
+  // without the slot.
+  [[gnu::always_inline]] void Step() {
+    if (FMinCharBytes == 1 ? FCur < FLimit && *FCur < 0x80 : FLimit - FCur >= 2)
+      FCur += FMinCharBytes;
+    else
+      NextChar();
+  }
+  // The character behind the current one, as PeekCharW gives it, read from the window at hand
+  // where it can be.
+  [[gnu::always_inline]] char16_t PeekUnit() {
+    if (FLimit - FCur >= 2 * FMinCharBytes) {
+      if (FMinCharBytes == 2) {
+        char16_t u;
+        std::memcpy(&u, FCur + 2, 2);
+        return u;
+      }
+      if (FCharSetType == cstA) return (*FByteTable)[FCur[1]];
+      if (FCur[0] < 0x80 && FCur[1] < 0x80) return FCur[1];
+    }
+    return PeekCharW();
+  }
 
   TStream *Stream() const noexcept { return FStream; }
   // The bytes the parser holds for a stream source (0 for a memory block).

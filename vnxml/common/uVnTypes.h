@@ -146,6 +146,9 @@ enum TVnDataSerializationFormatType : Byte { dsfJSON, dsfXML };
 // The display name of each notation for messages: "JSON", "XML".
 extern const char16_t *const VnDataSerializationFormatType[2];
 
+// The type tag of a JSON value, in this order.
+enum TVnJSONDataType : Byte { jdtNull, jdtString, jdtNumber, jdtBoolean, jdtObject, jdtArray };
+
 // Shapes of schema data; VirtualType derives an array type.
 enum TVnSchemaDataType : Byte { sdtSimple, sdtComplex, sdtArray };
 

@@ -458,61 +458,6 @@ class TVnXMLParser : public TVnTextParser {
   bool CheckCurrChar(const void *ACharPtr, bool ARaise) {
     return CheckCurrCharFunc(this, ACharPtr, ARaise);
   }
-  // The current character as text for messages: a whole character (a surrogate pair for one
-  // beyond 16 bits), empty at the end of input or for a NUL.
-  UnicodeString CurrentText();
-
-  // The current character in source form, as CheckCurrChar compares it (the byte in cstA and
-  // cstU, the 16-bit unit in cstW; 0 at the end of input), read once for several comparisons.
-  [[gnu::always_inline]] char16_t CurrUnit() {
-    if (FMinCharBytes == 1) return FCur < FLimit || Available(1) > 0 ? *FCur : 0;
-    if (FLimit - FCur >= 2 || Available(2) >= 2) {
-      char16_t u;
-      std::memcpy(&u, FCur, 2);
-      return u;
-    }
-    return 0;
-  }
-  // SkipWhileSet for a set of ASCII characters, given as a table of 256 entries that are 1 for
-  // the members (all of them below 128): moves on while the current character is in the set
-  // (AIn) or is not in it. A character above 127 is in no such set, in every width, so the
-  // loop decides on bytes in cstA and cstU and on units in cstW, through one table look-up a
-  // character.
-  void SkipAscii(const Byte *ATable, bool AIn);
-  // SkipWhile(soNotEqual, AChar) and SkipWhile(soEqual, AChar) for an ASCII character, in one
-  // call.
-  void SkipTo(char AChar);
-  void SkipOver(char AChar);
-  // CurrCharW, without the slot where the window gives the character at once.
-  [[gnu::always_inline]] char16_t CurrChar() {
-    if (FCharSetType == cstW) return CurrUnit();
-    if (FCur < FLimit && (FCharSetType == cstA || *FCur < 0x80))
-      return FCharSetType == cstA ? (*FByteTable)[*FCur] : *FCur;
-    return CurrCharW();
-  }
-  // NextChar, over an ASCII character in a one-byte or UTF-8 source or any unit of UTF-16
-  // without the slot.
-  [[gnu::always_inline]] void Step() {
-    if (FMinCharBytes == 1 ? FCur < FLimit && *FCur < 0x80 : FLimit - FCur >= 2)
-      FCur += FMinCharBytes;
-    else
-      NextChar();
-  }
-  // The character behind the current one, as PeekCharW gives it, read from the window at hand
-  // where it can be.
-  [[gnu::always_inline]] char16_t PeekUnit() {
-    if (FLimit - FCur >= 2 * FMinCharBytes) {
-      if (FMinCharBytes == 2) {
-        char16_t u;
-        std::memcpy(&u, FCur + 2, 2);
-        return u;
-      }
-      if (FCharSetType == cstA) return (*FByteTable)[FCur[1]];
-      if (FCur[0] < 0x80 && FCur[1] < 0x80) return FCur[1];
-    }
-    return PeekCharW();
-  }
-
   // The slots of the width in force.
   TVnXMLTextParserSkipFunc SkipWhileFunc = nullptr;
   TVnXMLTextParserCheckFunc CheckCurrCharFunc = nullptr;

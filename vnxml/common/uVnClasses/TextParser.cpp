@@ -893,4 +893,101 @@ AnsiString TVnTextParser::SelectedA(TVnTextParserPosType AStart, TVnTextParserPo
   return r;
 }
 
+void TVnTextParser::SkipAscii(const Byte *ATable, bool AIn) {
+  const Byte in = AIn ? 1 : 0;
+  if (FMinCharBytes == 1) {
+    for (;;) {
+      const Byte *p = FCur;
+      const Byte *e = FLimit;
+      while (p < e && ATable[*p] == in) ++p;
+      FCur = p;
+      if (p < e || Available(1) == 0) return;
+    }
+  }
+  for (;;) {
+    const Byte *p = FCur;
+    const Byte *e = FLimit;
+    while (e - p >= 2) {
+      char16_t u;
+      std::memcpy(&u, p, 2);
+      if ((u < 128 ? ATable[u] : 0) != in) break;
+      p += 2;
+    }
+    FCur = p;
+    if (e - p >= 2 || Available(2) < 2) return;
+  }
+}
+
+void TVnTextParser::SkipTo(char AChar) {
+  const Byte c = static_cast<Byte>(AChar);
+  if (FMinCharBytes == 1) {
+    // In UTF-8 the bytes of a longer sequence are all above 127: the search decides on bytes.
+    for (;;) {
+      const Byte *p = FCur;
+      const Byte *e = FLimit;
+      const Byte *near = p + 16 < e ? p + 16 : e;
+      while (p < near && *p != c) ++p;
+      if (p < near) {
+        FCur = p;
+        return;
+      }
+      const void *q = p < e ? std::memchr(p, c, static_cast<std::size_t>(e - p)) : nullptr;
+      if (q) {
+        FCur = static_cast<const Byte *>(q);
+        return;
+      }
+      FCur = e;
+      if (Available(1) == 0) return;
+    }
+  }
+  for (;;) {
+    const Byte *p = FCur;
+    const Byte *e = FLimit;
+    for (; e - p >= 2; p += 2) {
+      char16_t u;
+      std::memcpy(&u, p, 2);
+      if (u == c) break;
+    }
+    FCur = p;
+    if (e - p >= 2 || Available(2) < 2) return;
+  }
+}
+
+void TVnTextParser::SkipOver(char AChar) {
+  const Byte c = static_cast<Byte>(AChar);
+  if (FMinCharBytes == 1) {
+    for (;;) {
+      const Byte *p = FCur;
+      const Byte *e = FLimit;
+      while (p < e && *p == c) ++p;
+      FCur = p;
+      if (p < e || Available(1) == 0) return;
+    }
+  }
+  for (;;) {
+    const Byte *p = FCur;
+    const Byte *e = FLimit;
+    for (; e - p >= 2; p += 2) {
+      char16_t u;
+      std::memcpy(&u, p, 2);
+      if (u != c) break;
+    }
+    FCur = p;
+    if (e - p >= 2 || Available(2) < 2) return;
+  }
+}
+
+UnicodeString TVnTextParser::CurrentText() {
+  UnicodeString s = PeekString(1);
+  if (s.size() != 1) return s;
+  if (s[0] == 0) {
+    s.clear();
+  } else if (s[0] >= 0xD800 && s[0] <= 0xDBFF) {
+    // In UTF-16 a character beyond 16 bits is two steps: show both halves.
+    UnicodeString pair = PeekString(2);
+    if (pair.size() == 2 && pair[1] >= 0xDC00 && pair[1] <= 0xDFFF) s = pair;
+  }
+  return s;
+}
+
 }  // namespace vn

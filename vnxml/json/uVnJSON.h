@@ -1,0 +1,785 @@
+// JSON: the text conversions, the scanner, the event reader, the component with events, and
+// the document tree with its output.
+//
+// The reader is a tolerant single-pass scanner, not a strict JSON parser: several values may
+// follow each other at the top, junk between the members of an object is dropped, a trailing
+// comma in an array is fine, an object cut off by the end of the text is closed, numbers are
+// any run of digits, signs, dots and exponent letters. Names and values reach the handler as
+// they are written, escapes included. Those leniencies are deliberate; other code relies on
+// them.
+//
+// Reading a text into a tree and writing it back:
+//
+//   Owned<TVnJSONDocument> doc = MakeOwned<TVnJSONDocument>();
+//   doc->SetAsJSON(u"{\"a\": 1, \"b\": [true, null]}");
+//   Integer a = doc->GetMember(u"a", {jsoRaise})->GetAsInteger();
+//   doc->GetMember(u"c", {jsoCreate})->SetAsString(u"new");
+//   UnicodeString text = doc->GetFormattedJSON();
+//
+// Nodes are reference-counted objects: a node reached through an interface (IVnJSONBase and
+// family) that is detached from its tree lives on until the last interface lets go of it.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "vnxml/common/uVnClasses.h"
+#include "vnxml/common/uVnTypes.h"
+#include "vnxml/json/uVnJSONInterfaces.h"
+#include "vnxml/rtl/Classes.h"
+#include "vnxml/rtl/Owned.h"
+#include "vnxml/rtl/Rtti.h"
+#include "vnxml/rtl/Variant.h"
+
+namespace vn {
+
+// ---------------------------------------------------------------------------------------------
+// Exceptions and messages
+
+// Failures of the tree and the reader that are no syntax error: ErrorCode tells which.
+VN_DECLARE_EXCEPTION(EVnJSONException, EVnException)
+// Syntax errors of the reader (code 2), and the missing root of a document (code 10).
+VN_DECLARE_EXCEPTION(EVnJSONParseError, EVnJSONException)
+
+// 2: the expected text, then the character found (empty at the end of the text).
+inline constexpr char16_t _cVnJSONNotWellFormed[] =
+    u"The document is not wellformed!\r\n\"%s\" expected, but \"%s\" found!";
+// 3, 4
+inline constexpr char16_t _cVnJSONNoContentHandler[] = u"No contenthandler has been assigned!";
+inline constexpr char16_t _cVnJSONNoErrorHandler[] = u"No errorhandler has been assigned!";
+// 5
+inline constexpr char16_t _cVnJSONNoMember[] = u"There is no member with the name \"%s\"!";
+// 6
+inline constexpr char16_t _cVnJSONUnexpectedType[] = u"Unexptected JSON type!";
+// 9: the class name, then the operation's word.
+inline constexpr char16_t _cVnJSONNotSupported[] = u"Instances of %s do not support the %s method!";
+// 10
+inline constexpr char16_t _cVnJSONNoRoot[] = u"There is no root value!";
+// EReadError of LoadFromFile and of the reader's ParseFile.
+inline constexpr char16_t _cVnJSONNoFile[] = u"There is no file \"%s\"";
+// The tree handler, for an event that has no place at the cursor: EVnJSONException, and
+// Exception for a member outside an object.
+inline constexpr char16_t _cVnJSONOeps[] = u"oeps?";
+inline constexpr char16_t _cVnJSONInvalidObjectType[] = u"Invalid objecttype";
+// EConvertError of the date routines' variant forms.
+inline constexpr char16_t _cVnJSONInvalidDate[] = u"The given value is not a valid Date value!";
+inline constexpr char16_t _cVnJSONInvalidTime[] = u"The given value is not a valid Time value!";
+inline constexpr char16_t _cVnJSONInvalidDateTime[] =
+    u"The given value is not a valid DateTime value!";
+// Exception of VnJSONToVal: the type's text.
+inline constexpr char16_t _cVnJSONToValFailed[] = u"Failed to convert \"%s\" into a TValue!";
+
+// ---------------------------------------------------------------------------------------------
+// Text conversions
+
+// Escapes text for use between double quotes; no quotes are added. '"', '/' and '\' get a
+// backslash, 8, 9, 10, 12 and 13 their letter escapes, the codes 1 to 7 are dropped, everything
+// else below 256 is copied as it stands (control characters too), and from 256 up each unit
+// becomes \u and four upper-case hexadecimal digits.
+VnJSONString VnStrToJSON(UnicodeStringView AText);
+// Undoes the escapes. \uXXXX adds one unit (bad hexadecimal raises EConvertError), \%XX one
+// byte as a character, any other escaped character stands for itself; a bare %XX is a byte
+// only in a number (ADataType jdtNumber).
+UnicodeString VnJSONtoStr(UnicodeStringView AJSON, TVnJSONDataType ADataType = jdtString);
+// The text of a JSON document, read and written again unformatted: a normalisation.
+UnicodeString VnFormatJSON(const UnicodeString &AJSON);
+UnicodeString VnFormatJSON(const AnsiString &AJSON);
+// Integers and floats: number; text and dates: string; booleans: boolean; arrays: array;
+// everything else null. Never object.
+TVnJSONDataType VnVarTypeToJSONType(const Variant &AValue);
+// The value as JSON text: dates quoted in their XML form without a zone, arrays with their
+// elements joined by "," without spaces, -0 as "-0", infinities and NaN as "null", text quoted
+// and escaped, Empty, Null and other kinds "null".
+VnJSONString VnVarToJSON(const Variant &AValue);
+
+// The date forms of JSON: "/Date(<milliseconds>)/" counted from 1970-01-01 00:00 without a zone,
+// or an XML lexical form. The empty text is 0.
+TDateTime VnJSONToDate(UnicodeStringView AText);
+TDateTime VnJSONToTime(UnicodeStringView AText);
+TDateTime VnJSONToDateTime(UnicodeStringView AText);
+// Null gives ADefault; numbers and dates are the date itself; text goes through the text form;
+// other kinds raise EConvertError.
+TDateTime VnJSONToDate(const Variant &AValue, TDateTime ADefault);
+TDateTime VnJSONToTime(const Variant &AValue, TDateTime ADefault);
+TDateTime VnJSONToDateTime(const Variant &AValue, TDateTime ADefault);
+// ADefault on any failure.
+TDateTime VnJSONToDateDef(UnicodeStringView AText, TDateTime ADefault);
+TDateTime VnJSONToTimeDef(UnicodeStringView AText, TDateTime ADefault);
+TDateTime VnJSONToDateTimeDef(UnicodeStringView AText, TDateTime ADefault);
+
+// The type bridges of the serializers. VnJSONType gives the JSON schema name of a type and,
+// for some, its format: "integer" ("int32", "int64"), "number" ("float", "double"), "boolean",
+// "string" ("date", "date-time", "dateTime"), and "any" for the rest.
+struct TVnJSONTypeName {
+  UnicodeString Name;
+  UnicodeString Format;
+};
+TVnJSONTypeName VnJSONType(PTypeInfo AType);
+// Arrays, records, classes and interfaces would go through the object serializer, which this
+// build does not have yet (ENotSupportedException); other kinds by VnValToXML.
+VnJSONString VnValToJSON(const TValue &AValue);
+// Text to a value of the type: numbers, booleans and dates through the VnXMLTo... routines,
+// text types after VnJSONtoStr. Other types raise Exception _cVnJSONToValFailed.
+TValue VnJSONToVal(UnicodeStringView AText, PTypeInfo AType, bool AUnescape = true);
+TValue VnJSONToVal(UnicodeStringView AText, const UnicodeString &ATypeName, bool AUnescape = true);
+
+// ---------------------------------------------------------------------------------------------
+// The scanner
+
+class TVnJSONTextParser;
+using TVnJSONTextParserSkipFunc = void (*)(TVnJSONTextParser *AParser,
+                                           TVnTextParserSkipOp AOperator, const void *ACharPtr);
+using TVnJSONTextParserCheckFunc = bool (*)(TVnJSONTextParser *AParser, const void *ACharPtr,
+                                            bool ARaise);
+
+// The text source of the JSON readers. Each F... field points at the constant of its character
+// in the width of the source, and the two slots take such pointers, so that the readers never
+// test the width.
+class TVnJSONTextParser : public TVnTextParser {
+  VN_CLASS(TVnJSONTextParser, TVnTextParser)
+ public:
+  // Reads AStream from its current position. Unless ACodePage is 1200 or a page of more than
+  // one byte a character, the encoding is found in the first four bytes: UTF-16 LE when they
+  // are x 00 x 00, UTF-8 otherwise; UTF-32 and UTF-16 BE raise Exception "The specified
+  // encoding is not supported!".
+  TVnJSONTextParser(TStream *AStream, bool AOwnsStream, Word ACodePage);
+  // The same over a memory block that the caller keeps alive.
+  TVnJSONTextParser(const void *ABuffer, UInt64 ASize, Word ACodePage);
+
+  // Binds the base slots, then the constant pointers and the two slots of this class.
+  void SetCharacterSetType(TVnCharacterSetType AType) override;
+
+  using TVnTextParser::SkipWhile;
+  // Moves forward while the current character stands in relation AOperator to *ACharPtr.
+  void SkipWhile(TVnTextParserSkipOp AOperator, const void *ACharPtr) {
+    SkipWhileFunc(this, AOperator, ACharPtr);
+  }
+  // Whether the current character equals *ACharPtr. When it does not and ARaise is set, raises
+  // EVnJSONParseError with code 2, naming the expected and the found character.
+  bool CheckCurrChar(const void *ACharPtr, bool ARaise) {
+    return CheckCurrCharFunc(this, ACharPtr, ARaise);
+  }
+  // Raises EVnJSONParseError code 2 with AExpected and the current character.
+  [[noreturn]] void RaiseExpected(const UnicodeString &AExpected);
+  // Steps over the current character; nothing at the end of the text.
+  void StepOver() {
+    if (!_GetEOF()) Step();
+  }
+
+  TVnJSONTextParserSkipFunc SkipWhileFunc = nullptr;
+  TVnJSONTextParserCheckFunc CheckCurrCharFunc = nullptr;
+
+  const void *FApos = nullptr;
+  const void *FQuote = nullptr;
+  const void *FSpace = nullptr;
+  const void *FColon = nullptr;
+  const void *FBackSlash = nullptr;
+  const void *FBracketO = nullptr;
+  const void *FBracketC = nullptr;
+  const void *FBraceO = nullptr;
+  const void *FBraceC = nullptr;
+  const void *FEqual = nullptr;
+
+ private:
+  void Sniff(Word ACodePage);
+  static void SrcASkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
+                            const void *ACharPtr);
+  static void SrcUSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
+                            const void *ACharPtr);
+  static void SrcWSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
+                            const void *ACharPtr);
+  static bool SrcACheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise);
+  static bool SrcUCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise);
+  static bool SrcWCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise);
+};
+
+// ---------------------------------------------------------------------------------------------
+// The reader
+
+// The event reader. Each parse call builds a scanner over its input, runs InternalParse and
+// frees the scanner. A reader is reusable and keeps its handlers between parses; its automatic
+// destruction is off, so the creator frees it, which releases the handlers.
+//
+// Errors leave as exceptions: EVnJSONParseError (code 2) for the text, EVnJSONException for
+// missing handlers (codes 3 and 4). The error handler must be set but the reader does not call
+// it, and it never calls SetDocumentLocator: a consumer that wants the locator takes the reader.
+class TVnJSONReader : public TVnObject, public IVnJSONLocator, public IVnJSONReader {
+  VN_CLASS(TVnJSONReader, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnJSONLocator, IVnJSONReader)
+ public:
+  TVnJSONReader();
+  ~TVnJSONReader() override;
+  TObject *Implementor() override { return this; }
+
+  // IVnJSONLocator: during a parse the scanner's line and column, -1 outside one.
+  Integer GetLineNr() override;
+  Integer GetColNr() override;
+  VnJSONString GetPublicID() override { return FPublicID; }
+
+  // IVnJSONReader
+  DelphiInterface<IVnJSONContentHandler> GetContentHandler() override { return FContentHandler; }
+  DelphiInterface<IVnJSONErrorHandler> GetErrorHandler() override { return FErrorHandler; }
+  void SetContentHandler(IVnJSONContentHandler *AHandler) override { FContentHandler = AHandler; }
+  void SetErrorHandler(IVnJSONErrorHandler *AHandler) override { FErrorHandler = AHandler; }
+  void ParseStream(TStream *AStream, Word ACodePage, const VnJSONString &APublicID = {}) override;
+  // A missing file raises EReadError "There is no file "<name>"".
+  void ParseFile(const UnicodeString &AFileName, Word ACodePage,
+                 const VnJSONString &APublicID = {}) override;
+  void ParseBuffer(const void *ABuffer, Cardinal ASize, Word ACodePage,
+                   const VnJSONString &APublicID = {}) override;
+  void Parse(const UnicodeString &AJSON, const VnJSONString &APublicID = {}) override;
+  void Parse(const AnsiString &AJSON, Word ACodePage, const VnJSONString &APublicID = {}) override;
+
+ protected:
+  // Reads the text of FParser and fires the events. The form reader replaces it.
+  virtual void InternalParse();
+  // The checks of both handlers, in order: EVnJSONException 3, then 4.
+  void CheckHandlers();
+
+  VnJSONString FPublicID;
+  DelphiInterface<IVnJSONContentHandler> FContentHandler;
+  DelphiInterface<IVnJSONErrorHandler> FErrorHandler;
+  TVnJSONTextParser *FParser = nullptr;
+  bool FUnexpectedEOF = false;
+  Integer FLineNr = -1;
+  Integer FColNr = -1;
+
+ private:
+  // Runs InternalParse over AParser and frees it whatever happens.
+  void Run(TVnJSONTextParser *AParser, const VnJSONString &APublicID);
+  // One object or array at the current character, nested ones included, on a stack of its own.
+  void ParseContainer();
+  // A string, keyword or number at the current character.
+  void ParseSimpleValue();
+  // The raw text of the string at the current quotation mark, into FText; the scanner stops on
+  // the closing quotation mark (or at the end of the text).
+  void ReadString();
+
+  // Reused for each string and number: the events see it only while they run.
+  UnicodeString FText;
+  std::vector<Byte> FStack;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The component with events
+
+using TVnJSONOnError =
+    std::function<void(TObject *ASender, IVnJSONLocator *ALocator, const VnJSONString &AMessage)>;
+using TVnJSONOnMember = std::function<void(TObject *ASender, const VnJSONString &AName)>;
+using TVnJSONOnValue =
+    std::function<void(TObject *ASender, TVnJSONDataType ADataType, const VnJSONString &AValue)>;
+
+// The reader as a component: each parse call makes a reader (the form reader with
+// AFormURLEncoded), sets this component as both handlers, and frees the reader afterwards. Each
+// handler method calls its event when one is assigned; OnStart and OnFinished come before and
+// after a parse.
+class TVnJSONParser : public TComponent, public IVnJSONContentHandler, public IVnJSONErrorHandler {
+  VN_CLASS(TVnJSONParser, TComponent)
+  VN_IMPLEMENTS(TComponent, IVnJSONContentHandler, IVnJSONErrorHandler)
+ public:
+  explicit TVnJSONParser(TComponent *AOwner);
+  ~TVnJSONParser() override;
+
+  void ParseStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded = false,
+                   const VnJSONString &APublicID = {});
+  void ParseFile(const UnicodeString &AFileName, Word ACodePage,
+                 const VnJSONString &APublicID = {});
+  void ParseBuffer(const void *ABuffer, Cardinal ASize, Word ACodePage,
+                   bool AFormURLEncoded = false, const VnJSONString &APublicID = {});
+  void Parse(const UnicodeString &AJSON, const VnJSONString &APublicID = {});
+  void Parse(const AnsiString &AJSON, Word ACodePage, const VnJSONString &APublicID = {});
+
+  // The reader of the parse that runs, nil outside one.
+  TVnJSONReader *Reader() const noexcept { return FReader; }
+  // What SetDocumentLocator stored.
+  IVnJSONLocator *Locator() const noexcept { return FLocator; }
+
+  // IVnJSONErrorHandler
+  void Warning(IVnJSONLocator *ALocator, const VnJSONString &AMessage) override;
+  void Error(IVnJSONLocator *ALocator, const VnJSONString &AMessage) override;
+  void FatalError(IVnJSONLocator *ALocator, const VnJSONString &AMessage) override;
+  // IVnJSONContentHandler
+  void SetDocumentLocator(IVnJSONLocator *ALocator) override;
+  void StartDocument() override;
+  void StartObject() override;
+  void StartMember(const VnJSONString &AName) override;
+  void StartArray() override;
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+  void EndArray() override;
+  void EndMember() override;
+  void EndObject() override;
+  void EndDocument() override;
+
+  TVnJSONOnError OnWarning;
+  TVnJSONOnError OnError;
+  TVnJSONOnError OnFatalError;
+  TNotifyEvent OnStart;
+  TNotifyEvent OnFinished;
+  TNotifyEvent OnStartDocument;
+  TNotifyEvent OnStartObject;
+  TVnJSONOnMember OnStartMember;
+  TNotifyEvent OnStartArray;
+  TVnJSONOnValue OnValue;
+  TNotifyEvent OnEndArray;
+  TNotifyEvent OnEndMember;
+  TNotifyEvent OnEndObject;
+  TNotifyEvent OnEndDocument;
+
+ private:
+  template <class F>
+  void Run(bool AFormURLEncoded, F &&AParse);
+  IVnJSONLocator *FLocator = nullptr;
+  TVnJSONReader *FReader = nullptr;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The document tree
+
+class TVnJSONBase;
+class TVnJSONSimpleType;
+class TVnJSONMember;
+class TVnJSONObject;
+class TVnJSONArray;
+class TVnJSONDocument;
+struct TVnJSONTreeWriter;
+// Length-prefixed UTF-16 text on the heap: the names and the text values of the tree, one
+// pointer wide in the node (null for the empty text).
+struct TVnJSONText;
+
+// A plain typed list of nodes; it owns none of them.
+class TVnJSONNodeList : public TObject {
+  VN_CLASS(TVnJSONNodeList, TObject)
+ public:
+  TVnJSONNodeList() = default;
+  Integer Count() const noexcept { return static_cast<Integer>(FItems.size()); }
+  TVnJSONBase *GetItem(Integer AIndex) const;
+  TVnJSONBase *operator[](Integer AIndex) const { return GetItem(AIndex); }
+  Integer Add(TVnJSONBase *ANode);
+  void Insert(Integer AIndex, TVnJSONBase *ANode);
+  void Delete(Integer AIndex);
+  Integer IndexOf(const TVnJSONBase *ANode) const;
+  Integer Remove(TVnJSONBase *ANode);
+  void Clear() noexcept { FItems.clear(); }
+  // Makes this list a copy of ASource.
+  void Assign(const TVnJSONNodeList *ASource);
+  auto begin() const noexcept { return FItems.begin(); }
+  auto end() const noexcept { return FItems.end(); }
+
+ private:
+  std::vector<TVnJSONBase *> FItems;
+};
+
+// The base of every node. It carries the operations of all kinds: an operation that the node's
+// class does not support raises EVnJSONException with code 9, naming the class and the
+// operation.
+//
+// Ownership: a node made with an owner is registered with it, which frees it (the automatic
+// destruction of a node with an owner is off). Freeing a node that interfaces still hold only
+// detaches it: it turns self-destroying and goes with the last interface. A node without an
+// owner is its creator's to Free (or to hand to an Owned).
+class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
+  VN_CLASS(TVnJSONBase, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnJSONBase)
+ public:
+  explicit TVnJSONBase(TVnJSONBase *AOwner);
+  ~TVnJSONBase() override;
+  TObject *Implementor() override { return this; }
+  void BeforeDestruction() override;
+
+  // The tree
+  TVnJSONBase *Owner() const noexcept { return FOwner; }
+  TVnJSONDataType JSONType() const noexcept { return FJSONType; }
+  TVnJSONDataType GetJSONType() override { return FJSONType; }
+  // The children in order (a member's one child is its value).
+  Integer ObjectCount() const noexcept { return FCount; }
+  TVnJSONBase *Objects(Integer AIndex) const noexcept { return FItems[AIndex]; }
+  // Registers a child; RemoveObject takes it out of the list and leaves it alone.
+  virtual void InsertObject(TVnJSONBase *AObject);
+  virtual void RemoveObject(TVnJSONBase *AObject);
+  // Frees the children from the last to the first (when this node owns them) and empties the
+  // list.
+  void DestroyObjects();
+  // Detaches the node from its owner, then destroys it, or, while interfaces hold it, leaves it
+  // to the last of them.
+  void FreeObject();
+  // The document at the top of the tree: EInvalidCast when the top is another kind of node.
+  TVnJSONDocument *GetDocument();
+  // "#/" and the names of the members above this node, from the top down, joined by "/".
+  UnicodeString GetPath();
+
+  // Text
+  VnJSONString GetAsJSON() override;
+  void SetAsJSON(const VnJSONString &AText) override;
+  VnJSONString GetFormattedJSON();
+  // Adds what the text holds to this node (an empty stream empties it).
+  virtual void LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded = false);
+  // Writes the node as UTF-16 text into AStream.
+  virtual void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent);
+
+  // Names and values
+  VnJSONString GetName() override;
+  void SetName(const VnJSONString &AName) override;
+  virtual TVnJSONBase *GetValueObj();
+  virtual void SetValue(TVnJSONBase *AValue);
+  DelphiInterface<IVnJSONBase> GetValue() override;
+  bool GetAsBoolean() override;
+  Double GetAsDouble() override;
+  Integer GetAsInteger() override;
+  Int64 GetAsLargeInt() override;
+  UnicodeString GetAsString() override;
+  Variant GetAsVariant() override;
+  TValue GetAsValue() override;
+  virtual TVnJSONObject *GetAsObject();
+  virtual TVnJSONArray *GetAsArray();
+  DelphiInterface<IVnJSONObject> GetAsObjectIntf() override;
+  DelphiInterface<IVnJSONArray> GetAsArrayIntf() override;
+  void SetAsBoolean(bool AValue) override;
+  void SetAsDouble(Double AValue) override;
+  void SetAsInteger(Integer AValue) override;
+  void SetAsString(const UnicodeString &AValue) override;
+  void SetAsLargeInt(Int64 AValue) override;
+  void SetAsVariant(const Variant &AValue) override;
+  void SetAsValue(const TValue &AValue) override;
+
+  // Items and members
+  Integer Count() override;
+  virtual TVnJSONBase *Item(Integer AIndex);
+  DelphiInterface<IVnJSONBase> GetItem(Integer AIndex) override;
+  virtual TVnJSONBase *AddValue(TVnJSONDataType AType);
+  virtual TVnJSONBase *AddValue(TVnJSONDataType AType, const VnJSONString &AText);
+  virtual TVnJSONBase *AddValue(const Variant &AValue);
+  virtual void RemoveValue(TVnJSONBase *AValue);
+  virtual void DeleteValue(Integer AIndex);
+  virtual TVnJSONMember *AddMember(const VnJSONString &AName);
+  virtual TVnJSONMember *AddMember(const VnJSONString &AName, TVnJSONDataType AType);
+  virtual TVnJSONMember *AddMember(const VnJSONString &AName, TVnJSONDataType AType,
+                                   const VnJSONString &AText);
+  virtual TVnJSONMember *AddMember(const VnJSONString &AName, const Variant &AValue);
+  virtual void DeleteMember(Integer AIndex);
+  virtual void RemoveMember(TVnJSONMember *AMember);
+  virtual TVnJSONMember *FindMember(const VnJSONString &AName, bool ACaseInsensitive = false);
+  virtual TVnJSONMember *GetMember(const VnJSONString &AName, TVnJDOCSelectOptions AOptions);
+  TVnJSONMember *GetMember(const VnJSONString &AName, TVnJDOCBracedOptions AOptions) {
+    return GetMember(AName, TVnJDOCSelectOptions(AOptions));
+  }
+  bool HasMember(const VnJSONString &AName, bool ACaseInsensitive = false) override;
+  // GetMember(AName, {jsoCreate}).
+  DelphiInterface<IVnJSONMember> GetMemberEx(const VnJSONString &AName) override;
+  TVnJSONMember *GetMemberEx1(const VnJSONString &AName);
+  DelphiInterface<IVnJSONMember> FindMemberIntf(const VnJSONString &AName,
+                                                bool ACaseInsensitive) override;
+  using IVnJSONBase::GetMemberIntf;
+  DelphiInterface<IVnJSONMember> GetMemberIntf(const VnJSONString &AName,
+                                               TVnJDOCSelectOptions AOptions) override;
+  // Path selection (the JSON path dialect) is not part of this build: EVnJSONException code 9.
+  using IVnJSONBase::SelectIntf;
+  DelphiInterface<IVnJSONArray> SelectIntf(const UnicodeString &APath,
+                                           TVnJDOCSelectOptions AOptions) override;
+
+  using IVnJSONBase::operator[];
+
+ protected:
+  // Raises the refusal of an operation: EVnJSONException code 9 with the class name and AWord.
+  [[noreturn]] void Refuse(const char16_t *AWord);
+  // Writes the indentation of ALevel (two spaces a level).
+  static void WriteIndent(TStream *AStream, Integer ALevel);
+  static void WriteText(TStream *AStream, UnicodeStringView AText);
+  void OwnerRelease() override;
+
+  TVnJSONBase *FOwner = nullptr;
+  // The children: FCount pointers at FItems. The array grows in powers of two from 4; a member
+  // keeps its one child in a slot of its own (FInlineItems).
+  TVnJSONBase **FItems = nullptr;
+  Integer FCount = 0;
+  TVnJSONDataType FJSONType = jdtNull;
+  bool FDestroyChilds = true;
+  bool FInlineItems = false;
+
+ private:
+  friend class TVnJSONHandler;
+  friend class TVnJSONMember;
+  friend class TVnJSONObject;
+  friend class TVnJSONArray;
+  friend class TVnJSONDocument;
+  // Destroys a subtree whose top has already left its owner, without calls that nest.
+  static void DisposeTree(TVnJSONBase *ATop);
+  // Takes the children out of the list without freeing them.
+  TVnJSONBase **TakeItems(Integer &ACount);
+  Integer IndexOfObject(const TVnJSONBase *AObject) const noexcept;
+  void CheckIndex(Integer AIndex) const;
+};
+
+// A string, number, boolean or null. Values read from text are kept as text and converted by
+// the getters on each call; saving writes the text back as it was read.
+class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
+  VN_CLASS(TVnJSONSimpleType, TVnJSONBase)
+  VN_IMPLEMENTS(TVnJSONBase, IVnJSONSimpleType)
+ public:
+  explicit TVnJSONSimpleType(TVnJSONBase *AOwner);
+  ~TVnJSONSimpleType() override;
+  TObject *Implementor() override { return this; }
+
+  bool GetAsBoolean() override;
+  Double GetAsDouble() override;
+  Integer GetAsInteger() override;
+  Int64 GetAsLargeInt() override;
+  UnicodeString GetAsString() override;
+  Variant GetAsVariant() override;
+  TValue GetAsValue() override;
+  void SetAsBoolean(bool AValue) override;
+  void SetAsDouble(Double AValue) override;
+  void SetAsInteger(Integer AValue) override;
+  void SetAsString(const UnicodeString &AValue) override;
+  void SetAsLargeInt(Int64 AValue) override;
+  void SetAsVariant(const Variant &AValue) override;
+  void SetAsValue(const TValue &AValue) override;
+  void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) override;
+
+  // Stores text as a string value of the type ADataType: how the reader's values arrive.
+  void SetText(UnicodeStringView AText, TVnJSONDataType ADataType);
+
+ private:
+  friend struct TVnJSONTreeWriter;
+  // How the value is held; FData's member by kind.
+  enum TKind : Byte {
+    vkNull,
+    vkEmpty,
+    vkText,  // varUString: FData.Text (null for the empty text)
+    vkBoolean,
+    vkInteger,
+    vkInt64,
+    vkDouble,
+    vkDate,
+    vkOther  // any other variant: FData.Other
+  };
+  union TData {
+    TVnJSONText *Text;
+    Variant *Other;
+    Int64 Int;
+    Double Dbl;
+    bool Bool;
+  };
+  void ClearValue() noexcept;
+  void StoreVariant(const Variant &AValue);
+  UnicodeStringView TextView() const noexcept;
+  TKind FKind = vkNull;
+  TData FData{};
+};
+
+// A name and its value. The name is kept as written in the text (escapes included) and escaped
+// again on output.
+class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
+  VN_CLASS(TVnJSONMember, TVnJSONBase)
+  VN_IMPLEMENTS(TVnJSONBase, IVnJSONMember)
+ public:
+  explicit TVnJSONMember(TVnJSONBase *AOwner);
+  ~TVnJSONMember() override;
+  TObject *Implementor() override { return this; }
+
+  VnJSONString GetName() override;
+  UnicodeStringView NameView() const noexcept;
+  void SetName(const VnJSONString &AName) override;
+  TVnJSONBase *GetValueObj() override { return FCount ? FItems[0] : nullptr; }
+  // Makes AValue the member's value: the old one is freed, and AValue leaves its owner.
+  void SetValue(TVnJSONBase *AValue) override;
+  DelphiInterface<IVnJSONBase> GetValue() override;
+  // Replaces the value by a new object, array or simple value (of type null until it is set).
+  TVnJSONBase *CreateValue(TVnJSONDataType AType);
+  DelphiInterface<IVnJSONBase> CreateValueIntf(TVnJSONDataType AType) override;
+
+  bool GetAsBoolean() override;
+  Double GetAsDouble() override;
+  Integer GetAsInteger() override;
+  Int64 GetAsLargeInt() override;
+  UnicodeString GetAsString() override;
+  Variant GetAsVariant() override;
+  TValue GetAsValue() override;
+  TVnJSONObject *GetAsObject() override;
+  TVnJSONArray *GetAsArray() override;
+  DelphiInterface<IVnJSONObject> GetAsObjectIntf() override;
+  DelphiInterface<IVnJSONArray> GetAsArrayIntf() override;
+  void SetAsBoolean(bool AValue) override;
+  void SetAsDouble(Double AValue) override;
+  void SetAsInteger(Integer AValue) override;
+  void SetAsString(const UnicodeString &AValue) override;
+  void SetAsLargeInt(Int64 AValue) override;
+  void SetAsVariant(const Variant &AValue) override;
+  void SetAsValue(const TValue &AValue) override;
+  using TVnJSONBase::AddValue;
+  // With a type on a member without a value: creates the value.
+  TVnJSONBase *AddValue(TVnJSONDataType AType) override;
+  void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) override;
+
+ private:
+  // The value for a getter: a simple value, or the refusal naming AWord.
+  TVnJSONSimpleType *SimpleValue(const char16_t *AWord);
+  // The value for a setter: created with AType when there is none.
+  TVnJSONSimpleType *SimpleValueFor(TVnJSONDataType AType, const char16_t *AWord);
+  TVnJSONText *FName = nullptr;
+  TVnJSONBase *FValue = nullptr;  // the one child slot
+};
+
+class TVnJSONObject : public TVnJSONBase, public IVnJSONObject {
+  VN_CLASS(TVnJSONObject, TVnJSONBase)
+  VN_IMPLEMENTS(TVnJSONBase, IVnJSONObject)
+ public:
+  explicit TVnJSONObject(TVnJSONBase *AOwner);
+  TObject *Implementor() override { return this; }
+
+  void InsertObject(TVnJSONBase *AObject) override;
+  void RemoveObject(TVnJSONBase *AObject) override;
+  // "<object>".
+  VnJSONString GetName() override;
+  TVnJSONObject *GetAsObject() override { return this; }
+  DelphiInterface<IVnJSONObject> GetAsObjectIntf() override;
+  Integer Count() override { return FCount; }
+  TVnJSONBase *Item(Integer AIndex) override;
+  TVnJSONMember *LastMember() const noexcept { return FLastMember; }
+
+  TVnJSONMember *AddMember(const VnJSONString &AName) override;
+  TVnJSONMember *AddMember(const VnJSONString &AName, TVnJSONDataType AType) override;
+  TVnJSONMember *AddMember(const VnJSONString &AName, TVnJSONDataType AType,
+                           const VnJSONString &AText) override;
+  TVnJSONMember *AddMember(const VnJSONString &AName, const Variant &AValue) override;
+  void DeleteMember(Integer AIndex) override;
+  void RemoveMember(TVnJSONMember *AMember) override;
+  TVnJSONMember *FindMember(const VnJSONString &AName, bool ACaseInsensitive = false) override;
+  using TVnJSONBase::GetMember;
+  TVnJSONMember *GetMember(const VnJSONString &AName, TVnJDOCSelectOptions AOptions) override;
+
+  DelphiInterface<IVnJSONMember> AddMemberIntf1(const VnJSONString &AName) override;
+  DelphiInterface<IVnJSONMember> AddMemberIntf2(const VnJSONString &AName,
+                                                TVnJSONDataType AType) override;
+  DelphiInterface<IVnJSONMember> AddMemberIntf3(const VnJSONString &AName, TVnJSONDataType AType,
+                                                const VnJSONString &AText) override;
+  DelphiInterface<IVnJSONMember> AddMemberIntf4(const VnJSONString &AName,
+                                                const Variant &AValue) override;
+  void RemoveMemberIntf(IVnJSONMember *AMember) override;
+  void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) override;
+
+ private:
+  TVnJSONMember *FLastMember = nullptr;
+};
+
+// An array. One without an owner is a selection result: it lists nodes of some tree and frees
+// none of them.
+class TVnJSONArray : public TVnJSONBase, public IVnJSONArray {
+  VN_CLASS(TVnJSONArray, TVnJSONBase)
+  VN_IMPLEMENTS(TVnJSONBase, IVnJSONArray)
+ public:
+  explicit TVnJSONArray(TVnJSONBase *AOwner);
+  TObject *Implementor() override { return this; }
+
+  TVnJSONArray *GetAsArray() override { return this; }
+  DelphiInterface<IVnJSONArray> GetAsArrayIntf() override;
+  Integer Count() override { return FCount; }
+  TVnJSONBase *Item(Integer AIndex) override;
+  TVnJSONBase *AddValue(TVnJSONDataType AType) override;
+  TVnJSONBase *AddValue(TVnJSONDataType AType, const VnJSONString &AText) override;
+  TVnJSONBase *AddValue(const Variant &AValue) override;
+  void RemoveValue(TVnJSONBase *AValue) override;
+  void DeleteValue(Integer AIndex) override;
+  void Exchange(Integer A, Integer B) override;
+  // Lists a node of another tree in a free-standing array; it stays where it is.
+  void AddReference(TVnJSONBase *ANode);
+
+  DelphiInterface<IVnJSONBase> AddValueIntf1(TVnJSONDataType AType) override;
+  DelphiInterface<IVnJSONBase> AddValueIntf2(TVnJSONDataType AType,
+                                             const VnJSONString &AText) override;
+  DelphiInterface<IVnJSONBase> AddValueIntf3(const Variant &AValue) override;
+  void RemoveValueIntf(IVnJSONBase *AValue) override;
+  void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) override;
+};
+
+// The top of a tree: at most one root value, an object, an array or a simple value.
+class TVnJSONDocument : public TVnJSONBase, public IVnJSONDocument {
+  VN_CLASS(TVnJSONDocument, TVnJSONBase)
+  VN_IMPLEMENTS(TVnJSONBase, IVnJSONDocument)
+ public:
+  TVnJSONDocument();
+  TObject *Implementor() override { return this; }
+
+  // The loading constructors: each makes the document with the parameterless constructor of
+  // the class, then loads.
+  static TVnJSONDocument *CreateFromFile(const UnicodeString &AFileName, Word ACodePage = 0);
+  static TVnJSONDocument *CreateFromJSON(const UnicodeString &AJSON);
+  static TVnJSONDocument *CreateFromJSON(const AnsiString &AJSON, Word ACodePage);
+  static TVnJSONDocument *CreateFromStream(TStream *AStream, Word ACodePage,
+                                           bool AFormURLEncoded = false);
+
+  // The single child, nil when there is none (or more than one).
+  TVnJSONBase *GetRootValue();
+  DelphiInterface<IVnJSONBase> GetRootValueIntf() override;
+  // Replaces the content by a new object, array or simple value.
+  TVnJSONBase *CreateRootValue(TVnJSONDataType AType);
+  DelphiInterface<IVnJSONBase> CreateRootValueIntf(TVnJSONDataType AType) override;
+
+  // Forwarded to the root; without one EVnJSONParseError code 10.
+  Integer Count() override;
+  TVnJSONBase *Item(Integer AIndex) override;
+  TVnJSONMember *FindMember(const VnJSONString &AName, bool ACaseInsensitive = false) override;
+  using TVnJSONBase::GetMember;
+  TVnJSONMember *GetMember(const VnJSONString &AName, TVnJDOCSelectOptions AOptions) override;
+
+  VnJSONString GetAsJSON() override;
+  VnJSONString GetFormattedJSON() override;
+  void SetAsJSON(const VnJSONString &AText) override;
+  void LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded = false) override;
+  // A missing file raises EReadError "There is no file "<name>"".
+  void LoadFromFile(const UnicodeString &AFileName, Word ACodePage = 0) override;
+  // UTF-8 with a byte-order mark.
+  void SaveToFile(const UnicodeString &AFileName, bool AFormatted = false) override;
+  // The tree as text in ACodePage: 1200 (UTF-16 LE), 65001 (UTF-8), or any other page; the
+  // mark is written for 1200 and 65001 when ABOM is set.
+  void SaveToStream(TStream *AStream, bool AFormatted, Word ACodePage, bool ABOM) override;
+
+  using TVnJSONBase::FindMemberIntf;
+  using TVnJSONBase::GetMemberIntf;
+  using TVnJSONBase::SelectIntf;
+  DelphiInterface<IVnJSONMember> FindMemberIntf(const VnJSONString &AName,
+                                                bool ACaseInsensitive) override {
+    return TVnJSONBase::FindMemberIntf(AName, ACaseInsensitive);
+  }
+  DelphiInterface<IVnJSONMember> GetMemberIntf(const VnJSONString &AName,
+                                               TVnJDOCSelectOptions AOptions) override {
+    return TVnJSONBase::GetMemberIntf(AName, AOptions);
+  }
+  DelphiInterface<IVnJSONArray> SelectIntf(const UnicodeString &APath,
+                                           TVnJDOCSelectOptions AOptions) override {
+    return TVnJSONBase::SelectIntf(APath, AOptions);
+  }
+
+ private:
+  TVnJSONBase *RootOrRaise();
+};
+
+// The handler that builds a tree from the reader's events, below the node it was made for
+// (normally a document). Its automatic destruction is off: the load that made it frees it.
+class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IVnJSONErrorHandler {
+  VN_CLASS(TVnJSONHandler, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnJSONContentHandler, IVnJSONErrorHandler)
+ public:
+  TVnJSONHandler(TVnJSONReader *AReader, TVnJSONBase *ANode);
+
+  void SetDocumentLocator(IVnJSONLocator *) override {}
+  void StartDocument() override {}
+  void StartObject() override;
+  void StartMember(const VnJSONString &AName) override;
+  void StartArray() override;
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+  void EndArray() override;
+  void EndMember() override {}
+  void EndObject() override;
+  void EndDocument() override {}
+  void Warning(IVnJSONLocator *, const VnJSONString &) override {}
+  void Error(IVnJSONLocator *, const VnJSONString &) override {}
+  void FatalError(IVnJSONLocator *, const VnJSONString &) override {}
+
+ private:
+  void Open(TVnJSONDataType AType);
+  void Close();
+  TVnJSONReader *FReader;
+  TVnJSONBase *FCurrValue;
+};
+
+}  // namespace vn

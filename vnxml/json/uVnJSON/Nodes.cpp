@@ -1,0 +1,1129 @@
+// The document tree: ownership, the refusal of operations that do not fit a node's kind, the
+// values of simple nodes, members, objects, arrays, the document and the handler that builds a
+// tree from the reader's events.
+#include <bit>
+#include <cstdlib>
+
+#include "vnxml/json/uVnJSON/Internal.h"
+#include "vnxml/rtl/Owned.h"
+#include "vnxml/xml/uVnXMLUtils.h"
+
+namespace vn {
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONNodeList
+
+TVnJSONBase *TVnJSONNodeList::GetItem(Integer AIndex) const {
+  if (AIndex < 0 || AIndex >= Count()) throw EListError(u"List index out of bounds (%d)", {AIndex});
+  return FItems[static_cast<std::size_t>(AIndex)];
+}
+
+Integer TVnJSONNodeList::Add(TVnJSONBase *ANode) {
+  FItems.push_back(ANode);
+  return Count() - 1;
+}
+
+void TVnJSONNodeList::Insert(Integer AIndex, TVnJSONBase *ANode) {
+  if (AIndex < 0 || AIndex > Count()) throw EListError(u"List index out of bounds (%d)", {AIndex});
+  FItems.insert(FItems.begin() + AIndex, ANode);
+}
+
+void TVnJSONNodeList::Delete(Integer AIndex) {
+  GetItem(AIndex);
+  FItems.erase(FItems.begin() + AIndex);
+}
+
+Integer TVnJSONNodeList::IndexOf(const TVnJSONBase *ANode) const {
+  for (std::size_t i = 0; i < FItems.size(); ++i)
+    if (FItems[i] == ANode) return static_cast<Integer>(i);
+  return -1;
+}
+
+Integer TVnJSONNodeList::Remove(TVnJSONBase *ANode) {
+  const Integer i = IndexOf(ANode);
+  if (i >= 0) FItems.erase(FItems.begin() + i);
+  return i;
+}
+
+void TVnJSONNodeList::Assign(const TVnJSONNodeList *ASource) {
+  if (ASource == this) return;
+  FItems = ASource ? ASource->FItems : std::vector<TVnJSONBase *>();
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONBase: the tree
+
+namespace {
+
+// The slots an array of ACount children has: none for none, then powers of two from 4.
+Integer Capacity(Integer ACount) noexcept {
+  if (ACount == 0) return 0;
+  if (ACount <= 4) return 4;
+  return static_cast<Integer>(std::bit_ceil(static_cast<Cardinal>(ACount)));
+}
+
+}  // namespace
+
+TVnJSONBase::TVnJSONBase(TVnJSONBase *AOwner) {
+  if (AOwner) {
+    // A node in a tree belongs to the tree: interfaces never free it while it stays there.
+    SetAutoDestroy(false);
+    FOwner = AOwner;
+    AOwner->InsertObject(this);
+  }
+}
+
+TVnJSONBase::~TVnJSONBase() {
+  DestroyObjects();
+  if (!FInlineItems) std::free(FItems);
+  FItems = nullptr;
+  if (FOwner) {
+    TVnJSONBase *owner = FOwner;
+    FOwner = nullptr;
+    owner->RemoveObject(this);
+  }
+}
+
+void TVnJSONBase::BeforeDestruction() {
+  TVnObject::BeforeDestruction();
+}
+
+void TVnJSONBase::OwnerRelease() {
+  // An RAII owner of a node that stands in a tree leaves the node to the tree.
+  if (FOwner) {
+    --FRefCount;
+    return;
+  }
+  TVnObject::OwnerRelease();
+}
+
+void TVnJSONBase::InsertObject(TVnJSONBase *AObject) {
+  if (FInlineItems) {
+    if (FCount == 0) {
+      FItems[FCount++] = AObject;
+      return;
+    }
+    // A second child moves the list from the node's own slot to the heap.
+    auto **items = static_cast<TVnJSONBase **>(std::malloc(4 * sizeof(TVnJSONBase *)));
+    if (!items) throw std::bad_alloc();
+    items[0] = FItems[0];
+    FItems = items;
+    FInlineItems = false;
+  } else if (Capacity(FCount + 1) != Capacity(FCount) || !FItems) {
+    const std::size_t cap = static_cast<std::size_t>(Capacity(FCount + 1));
+    auto **items = static_cast<TVnJSONBase **>(std::realloc(FItems, cap * sizeof(TVnJSONBase *)));
+    if (!items) throw std::bad_alloc();
+    FItems = items;
+  }
+  FItems[FCount++] = AObject;
+}
+
+Integer TVnJSONBase::IndexOfObject(const TVnJSONBase *AObject) const noexcept {
+  // From the end: children are taken out from the last to the first.
+  for (Integer i = FCount - 1; i >= 0; --i)
+    if (FItems[i] == AObject) return i;
+  return -1;
+}
+
+void TVnJSONBase::RemoveObject(TVnJSONBase *AObject) {
+  const Integer i = IndexOfObject(AObject);
+  if (i < 0) return;
+  std::memmove(FItems + i, FItems + i + 1,
+               static_cast<std::size_t>(FCount - i - 1) * sizeof(TVnJSONBase *));
+  --FCount;
+}
+
+void TVnJSONBase::DisposeTree(TVnJSONBase *ATop) {
+  // Each node is freed once it has no children left, so no destructor nests into another. A
+  // child that interfaces hold is detached and left to them.
+  std::vector<TVnJSONBase *> work{ATop};
+  while (!work.empty()) {
+    TVnJSONBase *n = work.back();
+    if (n->FCount > 0 && n->FDestroyChilds) {
+      TVnJSONBase *child = n->FItems[n->FCount - 1];
+      n->RemoveObject(child);
+      child->FOwner = nullptr;
+      if (child->RefCount() > 0)
+        child->SetAutoDestroy(true);
+      else
+        work.push_back(child);
+      continue;
+    }
+    work.pop_back();
+    n->Free();
+  }
+}
+
+void TVnJSONBase::DestroyObjects() {
+  if (FDestroyChilds) {
+    while (FCount > 0) {
+      TVnJSONBase *child = FItems[FCount - 1];
+      RemoveObject(child);
+      child->FOwner = nullptr;
+      if (child->RefCount() > 0)
+        child->SetAutoDestroy(true);
+      else
+        DisposeTree(child);
+    }
+  }
+  FCount = 0;
+}
+
+void TVnJSONBase::FreeObject() {
+  if (FOwner) {
+    TVnJSONBase *owner = FOwner;
+    FOwner = nullptr;
+    owner->RemoveObject(this);
+  }
+  if (RefCount() > 0)
+    SetAutoDestroy(true);
+  else
+    DisposeTree(this);
+}
+
+TVnJSONDocument *TVnJSONBase::GetDocument() {
+  TVnJSONBase *n = this;
+  while (n->FOwner) n = n->FOwner;
+  return As<TVnJSONDocument>(n);
+}
+
+UnicodeString TVnJSONBase::GetPath() {
+  std::vector<TVnJSONMember *> members;
+  for (TVnJSONBase *n = this; n; n = n->FOwner)
+    if (n->Is<TVnJSONMember>()) members.push_back(static_cast<TVnJSONMember *>(n));
+  UnicodeString r(u"#/");
+  for (auto it = members.rbegin(); it != members.rend(); ++it) {
+    if (it != members.rbegin()) r += u'/';
+    r.append((*it)->NameView());
+  }
+  return r;
+}
+
+void TVnJSONBase::CheckIndex(Integer AIndex) const {
+  if (AIndex < 0 || AIndex >= FCount) throw EListError(u"List index out of bounds (%d)", {AIndex});
+}
+
+void TVnJSONBase::Refuse(const char16_t *AWord) {
+  throw EVnJSONException(_cVnJSONNotSupported, {ClassName(), UnicodeString(AWord)}, 9);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONBase: the operations that fit no kind here
+
+VnJSONString TVnJSONBase::GetName() {
+  Refuse(u"GetName");
+}
+void TVnJSONBase::SetName(const VnJSONString &) {
+  Refuse(u"SetName");
+}
+TVnJSONBase *TVnJSONBase::GetValueObj() {
+  Refuse(u"GetValue");
+}
+void TVnJSONBase::SetValue(TVnJSONBase *) {
+  Refuse(u"SetValue");
+}
+DelphiInterface<IVnJSONBase> TVnJSONBase::GetValue() {
+  return DelphiInterface<IVnJSONBase>(GetValueObj());
+}
+bool TVnJSONBase::GetAsBoolean() {
+  Refuse(u"GetAsBoolean");
+}
+Double TVnJSONBase::GetAsDouble() {
+  Refuse(u"GetAsDouble");
+}
+Integer TVnJSONBase::GetAsInteger() {
+  Refuse(u"GetAsInteger");
+}
+Int64 TVnJSONBase::GetAsLargeInt() {
+  Refuse(u"GetAsLargeInt");
+}
+UnicodeString TVnJSONBase::GetAsString() {
+  Refuse(u"GetAsString");
+}
+Variant TVnJSONBase::GetAsVariant() {
+  Refuse(u"GetAsVariant");
+}
+TValue TVnJSONBase::GetAsValue() {
+  Refuse(u"GetAsValue");
+}
+TVnJSONObject *TVnJSONBase::GetAsObject() {
+  Refuse(u"GetAsObject");
+}
+TVnJSONArray *TVnJSONBase::GetAsArray() {
+  Refuse(u"GetAsArray");
+}
+DelphiInterface<IVnJSONObject> TVnJSONBase::GetAsObjectIntf() {
+  return DelphiInterface<IVnJSONObject>(GetAsObject());
+}
+DelphiInterface<IVnJSONArray> TVnJSONBase::GetAsArrayIntf() {
+  return DelphiInterface<IVnJSONArray>(GetAsArray());
+}
+void TVnJSONBase::SetAsBoolean(bool) {
+  Refuse(u"SetAsBoolean");
+}
+void TVnJSONBase::SetAsDouble(Double) {
+  Refuse(u"SetAsDouble");
+}
+void TVnJSONBase::SetAsInteger(Integer) {
+  Refuse(u"SetAsInteger");
+}
+void TVnJSONBase::SetAsString(const UnicodeString &) {
+  Refuse(u"SetAsString");
+}
+void TVnJSONBase::SetAsLargeInt(Int64) {
+  Refuse(u"SetAsLargeInt");
+}
+void TVnJSONBase::SetAsVariant(const Variant &) {
+  Refuse(u"SetAsVariant");
+}
+void TVnJSONBase::SetAsValue(const TValue &) {
+  Refuse(u"SetAsValue");
+}
+Integer TVnJSONBase::Count() {
+  Refuse(u"Count");
+}
+TVnJSONBase *TVnJSONBase::Item(Integer) {
+  Refuse(u"Item");
+}
+DelphiInterface<IVnJSONBase> TVnJSONBase::GetItem(Integer AIndex) {
+  return DelphiInterface<IVnJSONBase>(Item(AIndex));
+}
+TVnJSONBase *TVnJSONBase::AddValue(TVnJSONDataType) {
+  Refuse(u"AddValue");
+}
+TVnJSONBase *TVnJSONBase::AddValue(TVnJSONDataType, const VnJSONString &) {
+  Refuse(u"AddValue");
+}
+TVnJSONBase *TVnJSONBase::AddValue(const Variant &) {
+  Refuse(u"AddValue");
+}
+void TVnJSONBase::RemoveValue(TVnJSONBase *) {
+  Refuse(u"RemoveValue");
+}
+void TVnJSONBase::DeleteValue(Integer) {
+  Refuse(u"DeleteValue");
+}
+TVnJSONMember *TVnJSONBase::AddMember(const VnJSONString &) {
+  Refuse(u"AddMember");
+}
+TVnJSONMember *TVnJSONBase::AddMember(const VnJSONString &, TVnJSONDataType) {
+  Refuse(u"AddMember");
+}
+TVnJSONMember *TVnJSONBase::AddMember(const VnJSONString &, TVnJSONDataType, const VnJSONString &) {
+  Refuse(u"AddMember");
+}
+TVnJSONMember *TVnJSONBase::AddMember(const VnJSONString &, const Variant &) {
+  Refuse(u"AddMember");
+}
+void TVnJSONBase::DeleteMember(Integer) {
+  Refuse(u"DeleteMember");
+}
+void TVnJSONBase::RemoveMember(TVnJSONMember *) {
+  Refuse(u"RemoveMember");
+}
+TVnJSONMember *TVnJSONBase::FindMember(const VnJSONString &, bool) {
+  Refuse(u"FindMember");
+}
+TVnJSONMember *TVnJSONBase::GetMember(const VnJSONString &, TVnJDOCSelectOptions) {
+  Refuse(u"Member");
+}
+
+bool TVnJSONBase::HasMember(const VnJSONString &AName, bool ACaseInsensitive) {
+  return FindMember(AName, ACaseInsensitive) != nullptr;
+}
+
+DelphiInterface<IVnJSONMember> TVnJSONBase::GetMemberEx(const VnJSONString &AName) {
+  return DelphiInterface<IVnJSONMember>(GetMember(AName, TVnJDOCSelectOptions{jsoCreate}));
+}
+
+TVnJSONMember *TVnJSONBase::GetMemberEx1(const VnJSONString &AName) {
+  return GetMember(AName, TVnJDOCSelectOptions{jsoCreate});
+}
+
+DelphiInterface<IVnJSONMember> TVnJSONBase::FindMemberIntf(const VnJSONString &AName,
+                                                           bool ACaseInsensitive) {
+  return DelphiInterface<IVnJSONMember>(FindMember(AName, ACaseInsensitive));
+}
+
+DelphiInterface<IVnJSONMember> TVnJSONBase::GetMemberIntf(const VnJSONString &AName,
+                                                          TVnJDOCSelectOptions AOptions) {
+  return DelphiInterface<IVnJSONMember>(GetMember(AName, AOptions));
+}
+
+DelphiInterface<IVnJSONArray> TVnJSONBase::SelectIntf(const UnicodeString &, TVnJDOCSelectOptions) {
+  Refuse(u"Select");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Loading
+
+void TVnJSONBase::LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded) {
+  if (AStream->GetSize() == 0) {
+    DestroyObjects();
+    return;
+  }
+  TVnJSONReader *reader = json::CreateReader(AFormURLEncoded);
+  Owned<TVnJSONReader> readerOwner(reader);
+  TVnJSONHandler *handler = New<TVnJSONHandler>(reader, this);
+  handler->SetAutoDestroy(false);
+  Owned<TVnJSONHandler> handlerOwner(handler);
+  reader->SetContentHandler(handler);
+  reader->SetErrorHandler(handler);
+  struct TDetach {
+    TVnJSONReader *R;
+    ~TDetach() {
+      R->SetContentHandler(nullptr);
+      R->SetErrorHandler(nullptr);
+    }
+  } detach{reader};
+  reader->ParseStream(AStream, ACodePage);
+}
+
+void TVnJSONBase::SetAsJSON(const VnJSONString &AText) {
+  if (AText.empty()) {
+    DestroyObjects();
+    return;
+  }
+  TPointerStream stream(AText.data(), static_cast<Int64>(AText.size() * sizeof(char16_t)));
+  LoadFromStream(&stream, CP_UTF16, false);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONSimpleType
+
+TVnJSONSimpleType::TVnJSONSimpleType(TVnJSONBase *AOwner) : TVnJSONBase(AOwner) {}
+
+TVnJSONSimpleType::~TVnJSONSimpleType() {
+  ClearValue();
+}
+
+void TVnJSONSimpleType::ClearValue() noexcept {
+  if (FKind == vkText)
+    TVnJSONText::Dispose(FData.Text);
+  else if (FKind == vkOther)
+    delete FData.Other;
+  FKind = vkNull;
+  FData.Int = 0;
+}
+
+UnicodeStringView TVnJSONSimpleType::TextView() const noexcept {
+  return TVnJSONText::View(FData.Text);
+}
+
+void TVnJSONSimpleType::SetText(UnicodeStringView AText, TVnJSONDataType ADataType) {
+  TVnJSONText *t = TVnJSONText::Make(AText);
+  ClearValue();
+  FKind = vkText;
+  FData.Text = t;
+  FJSONType = ADataType;
+}
+
+void TVnJSONSimpleType::StoreVariant(const Variant &AValue) {
+  switch (AValue.VType()) {
+    case varEmpty:
+      ClearValue();
+      FKind = vkEmpty;
+      break;
+    case varNull:
+      ClearValue();
+      break;
+    case varUString: {
+      TVnJSONText *t = TVnJSONText::Make(AValue.AsString());
+      ClearValue();
+      FKind = vkText;
+      FData.Text = t;
+      break;
+    }
+    case varBoolean:
+      ClearValue();
+      FKind = vkBoolean;
+      FData.Bool = AValue.AsBoolean();
+      break;
+    case varInteger:
+      ClearValue();
+      FKind = vkInteger;
+      FData.Int = AValue.AsInteger();
+      break;
+    case varInt64:
+      ClearValue();
+      FKind = vkInt64;
+      FData.Int = AValue.AsInt64();
+      break;
+    case varDouble:
+      ClearValue();
+      FKind = vkDouble;
+      FData.Dbl = AValue.AsDouble();
+      break;
+    case varDate:
+      ClearValue();
+      FKind = vkDate;
+      FData.Dbl = AValue.AsDateTime().Val;
+      break;
+    default: {
+      auto *v = new Variant(AValue);
+      ClearValue();
+      FKind = vkOther;
+      FData.Other = v;
+      break;
+    }
+  }
+}
+
+Variant TVnJSONSimpleType::GetAsVariant() {
+  switch (FKind) {
+    case vkNull:
+      return Variant::Null();
+    case vkEmpty:
+      return Variant();
+    case vkText:
+      return Variant(UnicodeString(TextView()));
+    case vkBoolean:
+      return Variant(FData.Bool);
+    case vkInteger:
+      return Variant(static_cast<Integer>(FData.Int));
+    case vkInt64:
+      return Variant(static_cast<long long>(FData.Int));
+    case vkDouble:
+      return Variant(FData.Dbl);
+    case vkDate:
+      return Variant(TDateTime(FData.Dbl));
+    default:
+      return *FData.Other;
+  }
+}
+
+bool TVnJSONSimpleType::GetAsBoolean() {
+  if (FKind == vkBoolean) return FData.Bool;
+  return VnVarToBool(GetAsVariant());
+}
+
+Double TVnJSONSimpleType::GetAsDouble() {
+  if (FKind == vkDouble) return FData.Dbl;
+  return VnVarToDouble(GetAsVariant());
+}
+
+Integer TVnJSONSimpleType::GetAsInteger() {
+  if (FKind == vkInteger) return static_cast<Integer>(FData.Int);
+  return VnVarToInt(GetAsVariant());
+}
+
+Int64 TVnJSONSimpleType::GetAsLargeInt() {
+  if (FKind == vkInteger || FKind == vkInt64) return FData.Int;
+  return VnVarToInt64(GetAsVariant());
+}
+
+UnicodeString TVnJSONSimpleType::GetAsString() {
+  if (FKind == vkText) return UnicodeString(TextView());
+  switch (FJSONType) {
+    case jdtNull:
+      return {};
+    case jdtString:
+      return VnVarToStr(GetAsVariant());
+    case jdtNumber:
+      return VnVarToJSON(GetAsVariant());
+    case jdtBoolean:
+      return VnVarToBool(GetAsVariant()) ? u"true" : u"false";
+    default:
+      throw EVnJSONException(_cVnJSONUnexpectedType, 6);
+  }
+}
+
+TValue TVnJSONSimpleType::GetAsValue() {
+  return TValue::FromVariant(GetAsVariant());
+}
+
+void TVnJSONSimpleType::SetAsBoolean(bool AValue) {
+  ClearValue();
+  FKind = vkBoolean;
+  FData.Bool = AValue;
+  FJSONType = jdtBoolean;
+}
+
+void TVnJSONSimpleType::SetAsDouble(Double AValue) {
+  ClearValue();
+  FKind = vkDouble;
+  FData.Dbl = AValue;
+  FJSONType = jdtNumber;
+}
+
+void TVnJSONSimpleType::SetAsInteger(Integer AValue) {
+  ClearValue();
+  FKind = vkInteger;
+  FData.Int = AValue;
+  FJSONType = jdtNumber;
+}
+
+void TVnJSONSimpleType::SetAsLargeInt(Int64 AValue) {
+  ClearValue();
+  FKind = vkInt64;
+  FData.Int = AValue;
+  FJSONType = jdtNumber;
+}
+
+void TVnJSONSimpleType::SetAsString(const UnicodeString &AValue) {
+  SetText(AValue, jdtString);
+}
+
+void TVnJSONSimpleType::SetAsVariant(const Variant &AValue) {
+  StoreVariant(AValue);
+  switch (TVnTypes::VarMainTypeKind(AValue)) {
+    case mtkInteger:
+    case mtkFloat:
+      FJSONType = jdtNumber;
+      break;
+    case mtkString:
+    case mtkDateTime:
+      FJSONType = jdtString;
+      break;
+    case mtkBoolean:
+      FJSONType = jdtBoolean;
+      break;
+    default:
+      FJSONType = jdtNull;
+      break;
+  }
+}
+
+void TVnJSONSimpleType::SetAsValue(const TValue &AValue) {
+  SetAsVariant(AValue.AsVariant());
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONMember
+
+TVnJSONMember::TVnJSONMember(TVnJSONBase *AOwner) : TVnJSONBase(nullptr) {
+  // The one child lives in the member's own slot; the owner is taken after that is set up.
+  FItems = &FValue;
+  FInlineItems = true;
+  if (AOwner) {
+    SetAutoDestroy(false);
+    FOwner = AOwner;
+    AOwner->InsertObject(this);
+  }
+}
+
+TVnJSONMember::~TVnJSONMember() {
+  DestroyObjects();
+  TVnJSONText::Dispose(FName);
+  FName = nullptr;
+}
+
+VnJSONString TVnJSONMember::GetName() {
+  return VnJSONString(NameView());
+}
+
+UnicodeStringView TVnJSONMember::NameView() const noexcept {
+  return TVnJSONText::View(FName);
+}
+
+void TVnJSONMember::SetName(const VnJSONString &AName) {
+  TVnJSONText *t = TVnJSONText::Make(AName);
+  TVnJSONText::Dispose(FName);
+  FName = t;
+}
+
+void TVnJSONMember::SetValue(TVnJSONBase *AValue) {
+  TVnJSONBase *old = GetValueObj();
+  if (old == AValue) return;
+  if (AValue) {
+    // A node below the new value cannot take it in: that would make a cycle.
+    for (TVnJSONBase *n = this; n; n = n->FOwner)
+      if (n == AValue) throw EVnJSONException(u"A node cannot become a value below itself", 9);
+  }
+  if (old) old->FreeObject();
+  if (!AValue) return;
+  if (AValue->FOwner) {
+    TVnJSONBase *owner = AValue->FOwner;
+    AValue->FOwner = nullptr;
+    owner->RemoveObject(AValue);
+  }
+  AValue->SetAutoDestroy(false);
+  AValue->FOwner = this;
+  InsertObject(AValue);
+}
+
+DelphiInterface<IVnJSONBase> TVnJSONMember::GetValue() {
+  return DelphiInterface<IVnJSONBase>(GetValueObj());
+}
+
+TVnJSONBase *TVnJSONMember::CreateValue(TVnJSONDataType AType) {
+  if (TVnJSONBase *old = GetValueObj()) old->FreeObject();
+  switch (AType) {
+    case jdtObject:
+      return New<TVnJSONObject>(this);
+    case jdtArray:
+      return New<TVnJSONArray>(this);
+    default:
+      return New<TVnJSONSimpleType>(this);
+  }
+}
+
+DelphiInterface<IVnJSONBase> TVnJSONMember::CreateValueIntf(TVnJSONDataType AType) {
+  return DelphiInterface<IVnJSONBase>(CreateValue(AType));
+}
+
+TVnJSONSimpleType *TVnJSONMember::SimpleValue(const char16_t *AWord) {
+  TVnJSONBase *v = GetValueObj();
+  if (!v || !v->Is<TVnJSONSimpleType>()) Refuse(AWord);
+  return static_cast<TVnJSONSimpleType *>(v);
+}
+
+TVnJSONSimpleType *TVnJSONMember::SimpleValueFor(TVnJSONDataType AType, const char16_t *AWord) {
+  if (!GetValueObj()) CreateValue(AType);
+  return SimpleValue(AWord);
+}
+
+bool TVnJSONMember::GetAsBoolean() {
+  return SimpleValue(u"GetAsBoolean")->GetAsBoolean();
+}
+Double TVnJSONMember::GetAsDouble() {
+  return SimpleValue(u"GetAsDouble")->GetAsDouble();
+}
+Integer TVnJSONMember::GetAsInteger() {
+  return SimpleValue(u"GetAsInteger")->GetAsInteger();
+}
+Int64 TVnJSONMember::GetAsLargeInt() {
+  return SimpleValue(u"GetAsLargeInt")->GetAsLargeInt();
+}
+UnicodeString TVnJSONMember::GetAsString() {
+  return SimpleValue(u"GetAsString")->GetAsString();
+}
+Variant TVnJSONMember::GetAsVariant() {
+  return SimpleValue(u"GetAsVariant")->GetAsVariant();
+}
+TValue TVnJSONMember::GetAsValue() {
+  return SimpleValue(u"GetAsValue")->GetAsValue();
+}
+
+TVnJSONObject *TVnJSONMember::GetAsObject() {
+  TVnJSONBase *v = GetValueObj();
+  if (!v) v = CreateValue(jdtObject);
+  if (!v->Is<TVnJSONObject>()) Refuse(u"GetAsObject");
+  return static_cast<TVnJSONObject *>(v);
+}
+
+TVnJSONArray *TVnJSONMember::GetAsArray() {
+  TVnJSONBase *v = GetValueObj();
+  if (!v) v = CreateValue(jdtArray);
+  if (!v->Is<TVnJSONArray>()) Refuse(u"GetAsArray");
+  return static_cast<TVnJSONArray *>(v);
+}
+
+DelphiInterface<IVnJSONObject> TVnJSONMember::GetAsObjectIntf() {
+  return DelphiInterface<IVnJSONObject>(GetAsObject());
+}
+
+DelphiInterface<IVnJSONArray> TVnJSONMember::GetAsArrayIntf() {
+  return DelphiInterface<IVnJSONArray>(GetAsArray());
+}
+
+void TVnJSONMember::SetAsBoolean(bool AValue) {
+  SimpleValueFor(jdtBoolean, u"SetAsBoolean")->SetAsBoolean(AValue);
+}
+void TVnJSONMember::SetAsDouble(Double AValue) {
+  SimpleValueFor(jdtNumber, u"SetAsDouble")->SetAsDouble(AValue);
+}
+void TVnJSONMember::SetAsInteger(Integer AValue) {
+  SimpleValueFor(jdtNumber, u"SetAsInteger")->SetAsInteger(AValue);
+}
+void TVnJSONMember::SetAsString(const UnicodeString &AValue) {
+  SimpleValueFor(jdtString, u"SetAsString")->SetAsString(AValue);
+}
+void TVnJSONMember::SetAsLargeInt(Int64 AValue) {
+  SimpleValueFor(jdtNumber, u"SetAsLargeInt")->SetAsLargeInt(AValue);
+}
+void TVnJSONMember::SetAsVariant(const Variant &AValue) {
+  SimpleValueFor(VnVarTypeToJSONType(AValue), u"SetAsVariant")->SetAsVariant(AValue);
+}
+void TVnJSONMember::SetAsValue(const TValue &AValue) {
+  const Variant v = AValue.AsVariant();
+  SimpleValueFor(VnVarTypeToJSONType(v), u"SetAsValue")->SetAsVariant(v);
+}
+
+TVnJSONBase *TVnJSONMember::AddValue(TVnJSONDataType AType) {
+  if (GetValueObj()) Refuse(u"AddValue");
+  return CreateValue(AType);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONObject
+
+TVnJSONObject::TVnJSONObject(TVnJSONBase *AOwner) : TVnJSONBase(AOwner) {
+  FJSONType = jdtObject;
+}
+
+void TVnJSONObject::InsertObject(TVnJSONBase *AObject) {
+  if (!AObject || !AObject->Is<TVnJSONMember>())
+    throw EAssertionFailed(u"Assertion failure (" __FILE__ ")");
+  TVnJSONBase::InsertObject(AObject);
+  FLastMember = static_cast<TVnJSONMember *>(AObject);
+}
+
+void TVnJSONObject::RemoveObject(TVnJSONBase *AObject) {
+  TVnJSONBase::RemoveObject(AObject);
+  if (FLastMember == AObject)
+    FLastMember = FCount ? static_cast<TVnJSONMember *>(FItems[FCount - 1]) : nullptr;
+}
+
+VnJSONString TVnJSONObject::GetName() {
+  return u"<object>";
+}
+
+DelphiInterface<IVnJSONObject> TVnJSONObject::GetAsObjectIntf() {
+  return DelphiInterface<IVnJSONObject>(this);
+}
+
+TVnJSONBase *TVnJSONObject::Item(Integer AIndex) {
+  CheckIndex(AIndex);
+  return FItems[AIndex];
+}
+
+TVnJSONMember *TVnJSONObject::AddMember(const VnJSONString &AName) {
+  TVnJSONMember *m = New<TVnJSONMember>(this);
+  m->SetName(AName);
+  return m;
+}
+
+TVnJSONMember *TVnJSONObject::AddMember(const VnJSONString &AName, TVnJSONDataType AType) {
+  TVnJSONMember *m = AddMember(AName);
+  m->CreateValue(AType);
+  return m;
+}
+
+TVnJSONMember *TVnJSONObject::AddMember(const VnJSONString &AName, TVnJSONDataType AType,
+                                        const VnJSONString &AText) {
+  TVnJSONMember *m = AddMember(AName);
+  static_cast<TVnJSONSimpleType *>(m->CreateValue(jdtString))->SetText(AText, AType);
+  return m;
+}
+
+TVnJSONMember *TVnJSONObject::AddMember(const VnJSONString &AName, const Variant &AValue) {
+  switch (TVnTypes::VarMainTypeKind(AValue)) {
+    case mtkInteger:
+      return AddMember(AName, jdtNumber, VnIntToXML(VnVarToInt(AValue)));
+    case mtkFloat:
+      return AddMember(AName, jdtNumber, VnDoubleToXML(VnVarToDouble(AValue)));
+    case mtkString:
+      return AddMember(AName, jdtString, VnVarToStr(AValue));
+    case mtkBoolean:
+      return AddMember(AName, jdtBoolean, VnBoolToXML(VnVarToBool(AValue)));
+    case mtkDateTime:
+      return AddMember(AName, jdtString, VnDateTimeToXML(VarToDateTime(AValue), tzfNone));
+    case mtkArray: {
+      TVnJSONMember *m = AddMember(AName, jdtArray);
+      TVnJSONBase *a = m->GetValueObj();
+      const Integer lo = VarArrayLowBound(AValue, 1), hi = VarArrayHighBound(AValue, 1);
+      for (Integer i = lo; i <= hi; ++i) a->AddValue(VarArrayGet(AValue, i));
+      return m;
+    }
+    default:
+      return AddMember(AName, jdtNull, VnVarToStr(AValue));
+  }
+}
+
+void TVnJSONObject::DeleteMember(Integer AIndex) {
+  CheckIndex(AIndex);
+  FItems[AIndex]->FreeObject();
+}
+
+void TVnJSONObject::RemoveMember(TVnJSONMember *AMember) {
+  if (AMember && AMember->Owner() == this) AMember->FreeObject();
+}
+
+TVnJSONMember *TVnJSONObject::FindMember(const VnJSONString &AName, bool ACaseInsensitive) {
+  for (Integer i = 0; i < FCount; ++i) {
+    auto *m = static_cast<TVnJSONMember *>(FItems[i]);
+    const UnicodeStringView n = m->NameView();
+    if (ACaseInsensitive ? SameText(n, AName) : n == UnicodeStringView(AName)) return m;
+  }
+  return nullptr;
+}
+
+TVnJSONMember *TVnJSONObject::GetMember(const VnJSONString &AName, TVnJDOCSelectOptions AOptions) {
+  if (TVnJSONMember *m = FindMember(AName, AOptions.Contains(jsoCaseInsensitive))) return m;
+  if (AOptions.Contains(jsoCreate)) return AddMember(AName);
+  if (AOptions.Contains(jsoRaise)) throw EVnJSONException(_cVnJSONNoMember, {AName}, 5);
+  return nullptr;
+}
+
+DelphiInterface<IVnJSONMember> TVnJSONObject::AddMemberIntf1(const VnJSONString &AName) {
+  return DelphiInterface<IVnJSONMember>(AddMember(AName));
+}
+DelphiInterface<IVnJSONMember> TVnJSONObject::AddMemberIntf2(const VnJSONString &AName,
+                                                             TVnJSONDataType AType) {
+  return DelphiInterface<IVnJSONMember>(AddMember(AName, AType));
+}
+DelphiInterface<IVnJSONMember> TVnJSONObject::AddMemberIntf3(const VnJSONString &AName,
+                                                             TVnJSONDataType AType,
+                                                             const VnJSONString &AText) {
+  return DelphiInterface<IVnJSONMember>(AddMember(AName, AType, AText));
+}
+DelphiInterface<IVnJSONMember> TVnJSONObject::AddMemberIntf4(const VnJSONString &AName,
+                                                             const Variant &AValue) {
+  return DelphiInterface<IVnJSONMember>(AddMember(AName, AValue));
+}
+
+void TVnJSONObject::RemoveMemberIntf(IVnJSONMember *AMember) {
+  if (!AMember) return;
+  TObject *o = AMember->Implementor();
+  if (o && o->Is<TVnJSONMember>()) RemoveMember(static_cast<TVnJSONMember *>(o));
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONArray
+
+TVnJSONArray::TVnJSONArray(TVnJSONBase *AOwner) : TVnJSONBase(AOwner) {
+  FJSONType = jdtArray;
+  // Without an owner the array is a list of nodes of some tree: it frees none of them.
+  FDestroyChilds = AOwner != nullptr;
+}
+
+DelphiInterface<IVnJSONArray> TVnJSONArray::GetAsArrayIntf() {
+  return DelphiInterface<IVnJSONArray>(this);
+}
+
+TVnJSONBase *TVnJSONArray::Item(Integer AIndex) {
+  CheckIndex(AIndex);
+  return FItems[AIndex];
+}
+
+TVnJSONBase *TVnJSONArray::AddValue(TVnJSONDataType AType) {
+  switch (AType) {
+    case jdtObject:
+      return New<TVnJSONObject>(this);
+    case jdtArray:
+      return New<TVnJSONArray>(this);
+    default:
+      return New<TVnJSONSimpleType>(this);
+  }
+}
+
+TVnJSONBase *TVnJSONArray::AddValue(TVnJSONDataType AType, const VnJSONString &AText) {
+  TVnJSONSimpleType *v = New<TVnJSONSimpleType>(this);
+  v->SetText(AText, AType);
+  return v;
+}
+
+TVnJSONBase *TVnJSONArray::AddValue(const Variant &AValue) {
+  TVnJSONSimpleType *v = New<TVnJSONSimpleType>(this);
+  v->SetAsVariant(AValue);
+  return v;
+}
+
+void TVnJSONArray::AddReference(TVnJSONBase *ANode) {
+  InsertObject(ANode);
+}
+
+void TVnJSONArray::RemoveValue(TVnJSONBase *AValue) {
+  if (!AValue || IndexOfObject(AValue) < 0) return;
+  if (FDestroyChilds)
+    AValue->FreeObject();
+  else
+    RemoveObject(AValue);
+}
+
+void TVnJSONArray::DeleteValue(Integer AIndex) {
+  CheckIndex(AIndex);
+  RemoveValue(FItems[AIndex]);
+}
+
+void TVnJSONArray::Exchange(Integer A, Integer B) {
+  CheckIndex(A);
+  CheckIndex(B);
+  std::swap(FItems[A], FItems[B]);
+}
+
+DelphiInterface<IVnJSONBase> TVnJSONArray::AddValueIntf1(TVnJSONDataType AType) {
+  return DelphiInterface<IVnJSONBase>(AddValue(AType));
+}
+DelphiInterface<IVnJSONBase> TVnJSONArray::AddValueIntf2(TVnJSONDataType AType,
+                                                         const VnJSONString &AText) {
+  return DelphiInterface<IVnJSONBase>(AddValue(AType, AText));
+}
+DelphiInterface<IVnJSONBase> TVnJSONArray::AddValueIntf3(const Variant &AValue) {
+  return DelphiInterface<IVnJSONBase>(AddValue(AValue));
+}
+
+void TVnJSONArray::RemoveValueIntf(IVnJSONBase *AValue) {
+  if (!AValue) return;
+  TObject *o = AValue->Implementor();
+  if (o && o->Is<TVnJSONBase>()) RemoveValue(static_cast<TVnJSONBase *>(o));
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONDocument
+
+TVnJSONDocument::TVnJSONDocument() : TVnJSONBase(nullptr) {}
+
+namespace {
+
+// The loading constructors: the document is made first, and freed again when the load fails.
+template <class F>
+TVnJSONDocument *MakeLoaded(F &&ALoad) {
+  Owned<TVnJSONDocument> doc(New<TVnJSONDocument>());
+  ALoad(doc.get());
+  return doc.release();
+}
+
+}  // namespace
+
+TVnJSONDocument *TVnJSONDocument::CreateFromFile(const UnicodeString &AFileName, Word ACodePage) {
+  return MakeLoaded([&](TVnJSONDocument *D) { D->LoadFromFile(AFileName, ACodePage); });
+}
+
+TVnJSONDocument *TVnJSONDocument::CreateFromJSON(const UnicodeString &AJSON) {
+  return MakeLoaded([&](TVnJSONDocument *D) { D->SetAsJSON(AJSON); });
+}
+
+TVnJSONDocument *TVnJSONDocument::CreateFromJSON(const AnsiString &AJSON, Word ACodePage) {
+  return MakeLoaded([&](TVnJSONDocument *D) {
+    TPointerStream stream(AJSON.data(), static_cast<Int64>(AJSON.size()));
+    D->LoadFromStream(&stream, ACodePage, false);
+  });
+}
+
+TVnJSONDocument *TVnJSONDocument::CreateFromStream(TStream *AStream, Word ACodePage,
+                                                   bool AFormURLEncoded) {
+  return MakeLoaded(
+      [&](TVnJSONDocument *D) { D->LoadFromStream(AStream, ACodePage, AFormURLEncoded); });
+}
+
+TVnJSONBase *TVnJSONDocument::GetRootValue() {
+  return FCount == 1 ? FItems[0] : nullptr;
+}
+
+DelphiInterface<IVnJSONBase> TVnJSONDocument::GetRootValueIntf() {
+  return DelphiInterface<IVnJSONBase>(GetRootValue());
+}
+
+TVnJSONBase *TVnJSONDocument::CreateRootValue(TVnJSONDataType AType) {
+  DestroyObjects();
+  switch (AType) {
+    case jdtObject:
+      return New<TVnJSONObject>(this);
+    case jdtArray:
+      return New<TVnJSONArray>(this);
+    default:
+      return New<TVnJSONSimpleType>(this);
+  }
+}
+
+DelphiInterface<IVnJSONBase> TVnJSONDocument::CreateRootValueIntf(TVnJSONDataType AType) {
+  return DelphiInterface<IVnJSONBase>(CreateRootValue(AType));
+}
+
+TVnJSONBase *TVnJSONDocument::RootOrRaise() {
+  TVnJSONBase *r = GetRootValue();
+  if (!r) throw EVnJSONParseError(_cVnJSONNoRoot, 10);
+  return r;
+}
+
+Integer TVnJSONDocument::Count() {
+  return RootOrRaise()->Count();
+}
+
+TVnJSONBase *TVnJSONDocument::Item(Integer AIndex) {
+  return RootOrRaise()->Item(AIndex);
+}
+
+TVnJSONMember *TVnJSONDocument::FindMember(const VnJSONString &AName, bool ACaseInsensitive) {
+  return RootOrRaise()->FindMember(AName, ACaseInsensitive);
+}
+
+TVnJSONMember *TVnJSONDocument::GetMember(const VnJSONString &AName,
+                                          TVnJDOCSelectOptions AOptions) {
+  return RootOrRaise()->GetMember(AName, AOptions);
+}
+
+void TVnJSONDocument::LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded) {
+  TVnJSONBase::LoadFromStream(AStream, ACodePage, AFormURLEncoded);
+}
+
+void TVnJSONDocument::SetAsJSON(const VnJSONString &AText) {
+  TVnJSONBase::SetAsJSON(AText);
+}
+
+void TVnJSONDocument::LoadFromFile(const UnicodeString &AFileName, Word ACodePage) {
+  if (!FileExists(AFileName)) throw EReadError(_cVnJSONNoFile, {AFileName});
+  Owned<TFileStream> stream(New<TFileStream>(AFileName, fmOpenRead | fmShareDenyWrite));
+  const Word mark = VnGetCodePage(stream.get());
+  LoadFromStream(stream.get(), mark ? mark : ACodePage, false);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONHandler
+
+TVnJSONHandler::TVnJSONHandler(TVnJSONReader *AReader, TVnJSONBase *ANode)
+    : FReader(AReader), FCurrValue(ANode) {}
+
+void TVnJSONHandler::Open(TVnJSONDataType AType) {
+  TVnJSONBase *c = FCurrValue;
+  TVnJSONBase *n;
+  if (c && c->ClassType() == TVnJSONArray::StaticClass())
+    n = static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(AType);
+  else if (c && c->Is<TVnJSONDocument>())
+    n = static_cast<TVnJSONDocument *>(c)->CreateRootValue(AType);
+  else if (c && c->Is<TVnJSONArray>())
+    n = c->AddValue(AType);
+  else if (c && c->Is<TVnJSONObject>()) {
+    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
+    n = m->CreateValue(AType);
+  } else if (c && c->Is<TVnJSONMember>())
+    n = static_cast<TVnJSONMember *>(c)->CreateValue(AType);
+  else
+    throw EVnJSONException(_cVnJSONOeps, 0);
+  FCurrValue = n;
+}
+
+void TVnJSONHandler::StartObject() {
+  Open(jdtObject);
+}
+
+void TVnJSONHandler::StartArray() {
+  Open(jdtArray);
+}
+
+void TVnJSONHandler::StartMember(const VnJSONString &AName) {
+  TVnJSONBase *c = FCurrValue;
+  if (!c || !c->Is<TVnJSONObject>()) throw Exception(_cVnJSONInvalidObjectType);
+  // The member gets its value from the event that follows, which always comes in a parse that
+  // succeeds.
+  c->AddMember(AName);
+}
+
+void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  TVnJSONBase *c = FCurrValue;
+  TVnJSONSimpleType *v;
+  if (c && c->Is<TVnJSONObject>()) {
+    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
+    v = As<TVnJSONSimpleType>(m->CreateValue(ADataType));
+  } else if (c && c->Is<TVnJSONArray>()) {
+    v = As<TVnJSONSimpleType>(c->AddValue(ADataType));
+  } else {
+    throw EVnJSONException(_cVnJSONOeps, 0);
+  }
+  // Text without escapes is stored as it came; the rest is decoded first.
+  if (AValue.find_first_of(u"\\%") == VnJSONString::npos)
+    v->SetText(AValue, ADataType);
+  else
+    v->SetText(VnJSONtoStr(AValue, ADataType), ADataType);
+}
+
+void TVnJSONHandler::Close() {
+  TVnJSONBase *c = FCurrValue ? FCurrValue->Owner() : nullptr;
+  while (c && !c->Is<TVnJSONObject>() && !c->Is<TVnJSONArray>() && !c->Is<TVnJSONDocument>())
+    c = c->Owner();
+  FCurrValue = c;
+}
+
+void TVnJSONHandler::EndArray() {
+  Close();
+}
+
+void TVnJSONHandler::EndObject() {
+  Close();
+}
+
+}  // namespace vn

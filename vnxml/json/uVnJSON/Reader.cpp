@@ -1,0 +1,390 @@
+// TVnJSONReader: the entry points, the locator and the grammar of JSON text as it is read;
+// TVnJSONParser: the reader as a component with events.
+#include <cassert>
+
+#include "vnxml/json/uVnJSON/Internal.h"
+#include "vnxml/rtl/Owned.h"
+
+namespace vn {
+
+namespace {
+
+// Tables of ASCII sets for TVnTextParser::SkipAscii: 1 for the members.
+struct TAsciiSet {
+  Byte Bits[256] = {};
+  constexpr TAsciiSet(const char *AMembers, bool AControls = false) {
+    for (const char *p = AMembers; *p; ++p) Bits[static_cast<Byte>(*p)] = 1;
+    if (AControls)
+      for (int c = 0; c <= 0x20; ++c) Bits[c] = 1;
+  }
+};
+
+// Characters up to and including U+0020.
+constexpr TAsciiSet cWhite("", true);
+constexpr TAsciiSet cObjectOpen("}\"");
+constexpr TAsciiSet cObjectNext("},");
+constexpr TAsciiSet cArrayNext("],");
+constexpr TAsciiSet cValueEnd("]},");
+constexpr TAsciiSet cStringStop("\\\"");
+constexpr TAsciiSet cNumber("0123456789.-+eE");
+constexpr TAsciiSet cEscape("\"\\/bfnrtu");
+
+constexpr char16_t cExpectedValue[] = u"\", t, f, n, 0..9, ., + or -";
+constexpr char16_t cExpectedEscape[] = u"\", \\, /, b, f, n, r, t or u";
+
+enum TFrame : Byte { frObject, frArray };
+
+}  // namespace
+
+TVnJSONReader::TVnJSONReader()
+    : FPublicID(IntToStr(static_cast<Int64>(reinterpret_cast<NativeUInt>(this)))) {
+  SetAutoDestroy(false);
+}
+
+TVnJSONReader::~TVnJSONReader() = default;
+
+// ---------------------------------------------------------------------------------------------
+// Locator
+
+Integer TVnJSONReader::GetLineNr() {
+  if (FUnexpectedEOF) return FLineNr;
+  return FParser ? FParser->GetLineNr() : -1;
+}
+
+Integer TVnJSONReader::GetColNr() {
+  if (FUnexpectedEOF) return FColNr;
+  return FParser ? FParser->GetColNr() : -1;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Entry points
+
+void TVnJSONReader::Run(TVnJSONTextParser *AParser, const VnJSONString &APublicID) {
+  struct TScope {
+    TVnJSONReader *R;
+    TVnJSONTextParser *P;
+    ~TScope() {
+      if (R->FParser == P) R->FParser = nullptr;
+      Free(P);
+    }
+  } scope{this, AParser};
+  if (FParser) throw EInvalidOperation(u"The reader is already parsing a document");
+  FPublicID = APublicID;
+  FUnexpectedEOF = false;
+  FLineNr = FColNr = -1;
+  FParser = AParser;
+  try {
+    InternalParse();
+  } catch (const EVnTextParserEOF &) {
+    // Stepping at the end of the text is no error for this grammar; a scanner that raises it
+    // anyway reports where it stood.
+    FUnexpectedEOF = true;
+    FLineNr = FParser->GetLineNr();
+    FColNr = FParser->GetColNr();
+    throw;
+  }
+}
+
+void TVnJSONReader::ParseStream(TStream *AStream, Word ACodePage, const VnJSONString &APublicID) {
+  Run(New<TVnJSONTextParser>(AStream, false, ACodePage), APublicID);
+}
+
+void TVnJSONReader::ParseFile(const UnicodeString &AFileName, Word ACodePage,
+                              const VnJSONString &APublicID) {
+  if (!FileExists(AFileName)) throw EReadError(_cVnJSONNoFile, {AFileName});
+  Owned<TFileStream> stream(New<TFileStream>(AFileName, fmOpenRead | fmShareDenyWrite));
+  const Word mark = VnGetCodePage(stream.get());
+  Run(New<TVnJSONTextParser>(stream.get(), false, mark ? mark : ACodePage), APublicID);
+}
+
+void TVnJSONReader::ParseBuffer(const void *ABuffer, Cardinal ASize, Word ACodePage,
+                                const VnJSONString &APublicID) {
+  Run(New<TVnJSONTextParser>(ABuffer, ABuffer ? ASize : 0, ACodePage), APublicID);
+}
+
+void TVnJSONReader::Parse(const UnicodeString &AJSON, const VnJSONString &APublicID) {
+  Run(New<TVnJSONTextParser>(AJSON.data(), AJSON.size() * sizeof(char16_t), CP_UTF16), APublicID);
+}
+
+void TVnJSONReader::Parse(const AnsiString &AJSON, Word ACodePage, const VnJSONString &APublicID) {
+  Run(New<TVnJSONTextParser>(AJSON.data(), AJSON.size(), ACodePage), APublicID);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The grammar
+
+void TVnJSONReader::CheckHandlers() {
+  if (!FContentHandler) throw EVnJSONException(_cVnJSONNoContentHandler, 3);
+  if (!FErrorHandler) throw EVnJSONException(_cVnJSONNoErrorHandler, 4);
+}
+
+void TVnJSONReader::InternalParse() {
+  CheckHandlers();
+  assert(FParser && "Assertion failure");
+  TVnJSONTextParser *P = FParser;
+  IVnJSONContentHandler *H = FContentHandler;
+  // Only spaces are skipped before the first value: a tab or a line break there is a value
+  // that fails.
+  P->SkipOver(' ');
+  H->StartDocument();
+  while (!P->Eof()) {
+    const char16_t c = P->CurrUnit();
+    if (c == u'[' || c == u'{') {
+      // White space behind a top-level object or array is not skipped: the loop meets it as
+      // the start of a simple value, which fails.
+      ParseContainer();
+      continue;
+    }
+    ParseSimpleValue();
+    if (!P->Eof()) {
+      // One character is passed without a look, then everything below U+0021.
+      P->Step();
+      P->SkipAscii(cWhite.Bits, true);
+      if (!P->Eof()) P->RaiseExpected(u"");
+    }
+  }
+  H->EndDocument();
+}
+
+void TVnJSONReader::ReadString() {
+  TVnJSONTextParser *P = FParser;
+  P->CheckCurrChar(P->FQuote, true);
+  P->Step();
+  P->SetMark(tpMark1);
+  for (;;) {
+    P->SkipAscii(cStringStop.Bits, false);
+    if (P->Eof() || P->CurrUnit() == u'"') break;
+    P->Step();  // the backslash
+    const char16_t e = P->CurrUnit();
+    if (P->Eof() || e >= 128 || !cEscape.Bits[e]) P->RaiseExpected(cExpectedEscape);
+    P->Step();
+    if (e == u'u')
+      for (int k = 0; k < 4; ++k) P->StepOver();
+  }
+  P->SelectedTo(tpMark1, tpCurrent, true, FText);
+}
+
+void TVnJSONReader::ParseSimpleValue() {
+  TVnJSONTextParser *P = FParser;
+  const char16_t c = P->Eof() ? 0 : P->CurrUnit();
+  const char16_t *keyword = nullptr;
+  TVnJSONDataType type = jdtNull;
+  switch (c) {
+    case u'"':
+      ReadString();
+      FContentHandler->Value(jdtString, FText);
+      return;
+    case u't':
+      keyword = u"true";
+      type = jdtBoolean;
+      break;
+    case u'f':
+      keyword = u"false";
+      type = jdtBoolean;
+      break;
+    case u'n':
+      keyword = u"null";
+      type = jdtNull;
+      break;
+    default:
+      if (c < 128 && cNumber.Bits[c]) {
+        P->SetMark(tpMark1);
+        P->SkipAscii(cNumber.Bits, true);
+        P->SelectedTo(tpMark1, tpCurrent, true, FText);
+        FContentHandler->Value(jdtNumber, FText);
+        // What follows the number up to the next "]", "}" or "," is dropped.
+        P->SkipAscii(cValueEnd.Bits, false);
+        return;
+      }
+      P->RaiseExpected(cExpectedValue);
+  }
+  // Each letter must match, case included.
+  for (const char16_t *k = keyword; *k; ++k) {
+    if (P->Eof() || P->CurrUnit() != *k) P->RaiseExpected(UnicodeString(1, *k));
+    P->Step();
+  }
+  FContentHandler->Value(type, keyword);
+}
+
+void TVnJSONReader::ParseContainer() {
+  TVnJSONTextParser *P = FParser;
+  IVnJSONContentHandler *H = FContentHandler;
+  std::vector<Byte> &stack = FStack;
+  stack.clear();
+  // The nesting lives on this stack, not on the machine's: each state below is one step of the
+  // object and array loops, and a nested container is entered by a jump.
+  char16_t c = P->CurrUnit();
+open:
+  if (c == u'{') {
+    H->StartObject();
+    // Anything before the first name or the closing brace is dropped unseen.
+    P->SkipAscii(cObjectOpen.Bits, false);
+    if (P->Eof() || P->CurrUnit() != u'"') {
+      H->EndObject();
+      P->StepOver();
+      goto after;
+    }
+    stack.push_back(frObject);
+    goto member;
+  }
+  H->StartArray();
+  stack.push_back(frArray);
+  goto item;
+
+member:
+  // At the next name: what lies before its quotation mark is dropped.
+  P->SkipTo('"');
+  ReadString();
+  H->StartMember(FText);
+  P->StepOver();
+  P->SkipTo(':');
+  P->StepOver();
+  P->SkipAscii(cWhite.Bits, true);
+  goto value;
+
+item:
+  // At "[" or ",": the next item, or the end of the array.
+  P->StepOver();
+  P->SkipAscii(cWhite.Bits, true);
+  if (!P->Eof() && P->CurrUnit() == u']') goto after;
+  goto value;
+
+value:
+  c = P->Eof() ? 0 : P->CurrUnit();
+  if (c == u'[' || c == u'{') goto open;
+  ParseSimpleValue();
+
+after:
+  // A value has ended: the frame on top decides what comes next.
+  if (stack.empty()) return;
+  if (stack.back() == frObject) {
+    H->EndMember();
+    // Junk up to the next "," or "}" is dropped; the end of the text closes the object.
+    P->SkipAscii(cObjectNext.Bits, false);
+    if (!P->Eof() && P->CurrUnit() == u',') goto member;
+    H->EndObject();
+  } else {
+    P->SkipAscii(cArrayNext.Bits, false);
+    if (!P->Eof() && P->CurrUnit() == u',') goto item;
+    H->EndArray();
+  }
+  P->StepOver();
+  stack.pop_back();
+  goto after;
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONParser
+
+TVnJSONReader *json::CreateReader(bool AFormURLEncoded) {
+  if (AFormURLEncoded)
+    throw ENotSupportedException(
+        u"Reading form-URL-encoded bodies is not part of this build of the library");
+  return New<TVnJSONReader>();
+}
+
+TVnJSONParser::TVnJSONParser(TComponent *AOwner) : TComponent(AOwner) {}
+
+TVnJSONParser::~TVnJSONParser() = default;
+
+template <class F>
+void TVnJSONParser::Run(bool AFormURLEncoded, F &&AParse) {
+  if (FReader) throw EInvalidOperation(u"The parser is already parsing a document");
+  TVnJSONReader *reader = json::CreateReader(AFormURLEncoded);
+  struct TScope {
+    TVnJSONParser *P;
+    TVnJSONReader *R;
+    ~TScope() {
+      P->FReader = nullptr;
+      P->FLocator = nullptr;
+      R->SetContentHandler(nullptr);
+      R->SetErrorHandler(nullptr);
+      R->Free();
+      if (P->OnFinished) P->OnFinished(P);
+    }
+  };
+  FReader = reader;
+  reader->SetContentHandler(this);
+  reader->SetErrorHandler(this);
+  if (OnStart) OnStart(this);
+  TScope scope{this, reader};
+  AParse(reader);
+}
+
+void TVnJSONParser::ParseStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded,
+                                const VnJSONString &APublicID) {
+  Run(AFormURLEncoded, [&](TVnJSONReader *R) { R->ParseStream(AStream, ACodePage, APublicID); });
+}
+
+void TVnJSONParser::ParseFile(const UnicodeString &AFileName, Word ACodePage,
+                              const VnJSONString &APublicID) {
+  Run(false, [&](TVnJSONReader *R) { R->ParseFile(AFileName, ACodePage, APublicID); });
+}
+
+void TVnJSONParser::ParseBuffer(const void *ABuffer, Cardinal ASize, Word ACodePage,
+                                bool AFormURLEncoded, const VnJSONString &APublicID) {
+  Run(AFormURLEncoded,
+      [&](TVnJSONReader *R) { R->ParseBuffer(ABuffer, ASize, ACodePage, APublicID); });
+}
+
+void TVnJSONParser::Parse(const UnicodeString &AJSON, const VnJSONString &APublicID) {
+  Run(false, [&](TVnJSONReader *R) { R->Parse(AJSON, APublicID); });
+}
+
+void TVnJSONParser::Parse(const AnsiString &AJSON, Word ACodePage, const VnJSONString &APublicID) {
+  Run(false, [&](TVnJSONReader *R) { R->Parse(AJSON, ACodePage, APublicID); });
+}
+
+void TVnJSONParser::Warning(IVnJSONLocator *ALocator, const VnJSONString &AMessage) {
+  if (OnWarning) OnWarning(this, ALocator, AMessage);
+}
+
+void TVnJSONParser::Error(IVnJSONLocator *ALocator, const VnJSONString &AMessage) {
+  if (OnError) OnError(this, ALocator, AMessage);
+}
+
+void TVnJSONParser::FatalError(IVnJSONLocator *ALocator, const VnJSONString &AMessage) {
+  if (OnFatalError) OnFatalError(this, ALocator, AMessage);
+}
+
+void TVnJSONParser::SetDocumentLocator(IVnJSONLocator *ALocator) {
+  FLocator = ALocator;
+}
+
+void TVnJSONParser::StartDocument() {
+  if (OnStartDocument) OnStartDocument(this);
+}
+
+void TVnJSONParser::StartObject() {
+  if (OnStartObject) OnStartObject(this);
+}
+
+void TVnJSONParser::StartMember(const VnJSONString &AName) {
+  if (OnStartMember) OnStartMember(this, AName);
+}
+
+void TVnJSONParser::StartArray() {
+  if (OnStartArray) OnStartArray(this);
+}
+
+void TVnJSONParser::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  if (OnValue) OnValue(this, ADataType, AValue);
+}
+
+void TVnJSONParser::EndArray() {
+  if (OnEndArray) OnEndArray(this);
+}
+
+void TVnJSONParser::EndMember() {
+  if (OnEndMember) OnEndMember(this);
+}
+
+void TVnJSONParser::EndObject() {
+  if (OnEndObject) OnEndObject(this);
+}
+
+void TVnJSONParser::EndDocument() {
+  if (OnEndDocument) OnEndDocument(this);
+}
+
+}  // namespace vn

@@ -1,0 +1,361 @@
+// The text conversions of JSON: escaping, unescaping, values as JSON text, the date forms and
+// the type bridges of the serializers.
+#include <cmath>
+
+#include "vnxml/json/uVnJSON/Internal.h"
+#include "vnxml/rtl/DateUtils.h"
+#include "vnxml/xml/uVnXMLUtils.h"
+
+namespace vn {
+
+namespace {
+
+constexpr char16_t cHex[] = u"0123456789ABCDEF";
+
+}  // namespace
+
+VnJSONString VnStrToJSON(UnicodeStringView AText) {
+  VnJSONString r;
+  if (AText.empty()) return r;
+  r.reserve(AText.size() + AText.size() / 8 + 2);
+  json::AppendEscaped(r, AText);
+  return r;
+}
+
+void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
+  const char16_t *p = AText.data();
+  const char16_t *e = p + AText.size();
+  while (p < e) {
+    // The run that needs no escape goes in one append.
+    const char16_t *run = p;
+    while (p < e) {
+      const char16_t c = *p;
+      if (c >= 256 || (c >= 1 && c <= 10) || c == 12 || c == 13 || c == u'"' || c == u'/' ||
+          c == u'\\')
+        break;
+      ++p;
+    }
+    r.append(run, p);
+    if (p == e) break;
+    const char16_t c = *p++;
+    switch (c) {
+      case u'"':
+      case u'/':
+      case u'\\':
+        r += u'\\';
+        r += c;
+        break;
+      case 8:
+        r += u"\\b";
+        break;
+      case 9:
+        r += u"\\t";
+        break;
+      case 10:
+        r += u"\\n";
+        break;
+      case 12:
+        r += u"\\f";
+        break;
+      case 13:
+        r += u"\\r";
+        break;
+      default:
+        if (c < 8) break;  // 1 to 7 vanish
+        r += u"\\u";
+        r += cHex[(c >> 12) & 15];
+        r += cHex[(c >> 8) & 15];
+        r += cHex[(c >> 4) & 15];
+        r += cHex[c & 15];
+        break;
+    }
+  }
+}
+
+namespace {
+
+// The integer conversion of a hexadecimal escape: raises EConvertError for anything that is not
+// a hexadecimal number.
+Integer HexValue(UnicodeStringView ADigits) {
+  UnicodeString t(u"$");
+  t.append(ADigits);
+  return StrToInt(t);
+}
+
+}  // namespace
+
+UnicodeString VnJSONtoStr(UnicodeStringView AJSON, TVnJSONDataType ADataType) {
+  UnicodeString r;
+  if (AJSON.empty()) return r;
+  const std::size_t n = AJSON.size();
+  r.reserve(n);
+  std::size_t i = 0;
+  while (i < n) {
+    // Copy the run without escapes in one append.
+    std::size_t j = i;
+    while (j < n && AJSON[j] != u'\\' && AJSON[j] != u'%') ++j;
+    r.append(AJSON.data() + i, j - i);
+    i = j;
+    if (i >= n) break;
+    const char16_t c = AJSON[i++];
+    if (c == u'%') {
+      if (ADataType == jdtNumber) {
+        r += static_cast<char16_t>(HexValue(AJSON.substr(i, 2)) & 0xFF);
+        i += 2;
+      } else {
+        r += c;
+      }
+      continue;
+    }
+    // A backslash at the very end stands for nothing.
+    if (i >= n) break;
+    const char16_t e = AJSON[i++];
+    switch (e) {
+      case u'b':
+        r += char16_t(8);
+        break;
+      case u'f':
+        r += char16_t(12);
+        break;
+      case u'n':
+        r += char16_t(10);
+        break;
+      case u'r':
+        r += char16_t(13);
+        break;
+      case u't':
+        r += char16_t(9);
+        break;
+      case u'u':
+        r += static_cast<char16_t>(HexValue(AJSON.substr(i, 4)));
+        i += 4;
+        break;
+      case u'%':
+        r += static_cast<char16_t>(HexValue(AJSON.substr(i, 2)) & 0xFF);
+        i += 2;
+        break;
+      default:  // '"', '\\', '/' and any other character stand for themselves
+        r += e;
+        break;
+    }
+  }
+  return r;
+}
+
+TVnJSONDataType VnVarTypeToJSONType(const Variant &AValue) {
+  switch (TVnTypes::VarMainTypeKind(AValue)) {
+    case mtkInteger:
+    case mtkFloat:
+      return jdtNumber;
+    case mtkString:
+    case mtkDateTime:
+      return jdtString;
+    case mtkBoolean:
+      return jdtBoolean;
+    case mtkArray:
+      return jdtArray;
+    default:
+      return jdtNull;
+  }
+}
+
+VnJSONString VnVarToJSON(const Variant &AValue) {
+  switch (TVnTypes::VarMainTypeKind(AValue)) {
+    case mtkDateTime:
+      return u"\"" + VnDateTimeToXML(VarToDateTime(AValue), tzfNone) + u"\"";
+    case mtkArray: {
+      VnJSONString r(u"[");
+      const Integer lo = VarArrayLowBound(AValue, 1);
+      const Integer hi = VarArrayHighBound(AValue, 1);
+      for (Integer k = lo; k <= hi; ++k) {
+        if (k > lo) r += u',';
+        r += VnVarToJSON(VarArrayGet(AValue, k));
+      }
+      r += u']';
+      return r;
+    }
+    case mtkBoolean:
+      return VnBoolToXML(VnVarToBool(AValue));
+    case mtkInteger:
+      return VnInt64ToXML(VnVarToInt64(AValue));
+    case mtkFloat: {
+      const Double d = VnVarToDouble(AValue);
+      if (d == 0 && std::signbit(d)) return u"-0";
+      if (std::isinf(d) || std::isnan(d)) return u"null";
+      return VnDoubleToXML(d);
+    }
+    case mtkString:
+      return u"\"" + VnStrToJSON(VnVarToStr(AValue)) + u"\"";
+    default:
+      return u"null";
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Dates
+
+namespace {
+
+enum TDatePart { dpDate, dpTime, dpDateTime };
+
+TDateTime JSONToDate(UnicodeStringView AText, TDatePart APart) {
+  if (AText.empty()) return 0.0;
+  if (AText[0] == u'/') {
+    // "/Date(" milliseconds ")/": the frame is not checked, only cut off.
+    UnicodeStringView ms =
+        AText.size() > 8 ? AText.substr(6, AText.size() - 8) : UnicodeStringView();
+    const Int64 n = StrToInt64(ms);
+    switch (APart) {
+      case dpDate:
+        return DateOf(IncMilliSecond(EncodeDate(1970, 1, 1), n));
+      case dpTime:
+        return IncMilliSecond(TDateTime(0.0), n);
+      default:
+        return IncMilliSecond(EncodeDate(1970, 1, 1), n);
+    }
+  }
+  switch (APart) {
+    case dpDate:
+      return VnXMLToDate(AText);
+    case dpTime:
+      return VnXMLToTime(AText, tzfNone);
+    default:
+      return VnXMLToDateTime(AText, tzfNone);
+  }
+}
+
+TDateTime JSONToDate(const Variant &AValue, TDateTime ADefault, TDatePart APart,
+                     const char16_t *AMessage) {
+  if (VarIsNull(AValue)) return ADefault;
+  switch (TVnTypes::VarMainTypeKind(AValue)) {
+    case mtkInteger:
+    case mtkFloat:
+    case mtkDateTime:
+      return TDateTime(VnVarToDouble(AValue));
+    case mtkString:
+      return JSONToDate(VnVarToStr(AValue), APart);
+    default:
+      throw EConvertError(AMessage);
+  }
+}
+
+TDateTime JSONToDateDef(UnicodeStringView AText, TDateTime ADefault, TDatePart APart) {
+  try {
+    return JSONToDate(AText, APart);
+  } catch (const Exception &) {
+    return ADefault;
+  }
+}
+
+}  // namespace
+
+TDateTime VnJSONToDate(UnicodeStringView AText) {
+  return JSONToDate(AText, dpDate);
+}
+TDateTime VnJSONToTime(UnicodeStringView AText) {
+  return JSONToDate(AText, dpTime);
+}
+TDateTime VnJSONToDateTime(UnicodeStringView AText) {
+  return JSONToDate(AText, dpDateTime);
+}
+
+TDateTime VnJSONToDate(const Variant &AValue, TDateTime ADefault) {
+  return JSONToDate(AValue, ADefault, dpDate, _cVnJSONInvalidDate);
+}
+TDateTime VnJSONToTime(const Variant &AValue, TDateTime ADefault) {
+  return JSONToDate(AValue, ADefault, dpTime, _cVnJSONInvalidTime);
+}
+TDateTime VnJSONToDateTime(const Variant &AValue, TDateTime ADefault) {
+  return JSONToDate(AValue, ADefault, dpDateTime, _cVnJSONInvalidDateTime);
+}
+
+TDateTime VnJSONToDateDef(UnicodeStringView AText, TDateTime ADefault) {
+  return JSONToDateDef(AText, ADefault, dpDate);
+}
+TDateTime VnJSONToTimeDef(UnicodeStringView AText, TDateTime ADefault) {
+  return JSONToDateDef(AText, ADefault, dpTime);
+}
+TDateTime VnJSONToDateTimeDef(UnicodeStringView AText, TDateTime ADefault) {
+  return JSONToDateDef(AText, ADefault, dpDateTime);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Type bridges
+
+TVnJSONTypeName VnJSONType(PTypeInfo AType) {
+  const TVnTypeInfo *t = TVnTypes::GetTypeInfo(AType);
+  if (!t) return {u"any", {}};
+  switch (t->Kind) {
+    case vtkShortInt:
+    case vtkSmallInt:
+    case vtkLongInt:
+    case vtkByte:
+    case vtkWord:
+      return {u"integer", u"int32"};
+    case vtkLongWord:
+    case vtkInt64:
+    case vtkUInt64:
+      return {u"integer", u"int64"};
+    case vtkSingle:
+      return {u"number", u"float"};
+    case vtkDouble:
+    case vtkExtended:
+      return {u"number", u"double"};
+    case vtkBoolean:
+      return {u"boolean", {}};
+    case vtkDate:
+      return {u"string", u"date"};
+    case vtkDateTime:
+      return {u"string", u"date-time"};
+    case vtkTime:
+      return {u"string", u"dateTime"};
+    default:
+      break;
+  }
+  switch (t->GetMainTypeKind()) {
+    case mtkString:
+      return {u"string", {}};
+    default:
+      return {u"any", {}};
+  }
+}
+
+VnJSONString VnValToJSON(const TValue &AValue) {
+  const TVnTypeInfo *t = TVnTypes::GetTypeInfo(AValue.GetTypeInfo());
+  if (t && t->GetMainTypeKind() == mtkComplex) {
+    throw ENotSupportedException(
+        u"Writing records, objects and interfaces as JSON needs the object serializer, which is "
+        u"not part of this build");
+  }
+  if (t && t->Kind == vtkDynArray) {
+    throw ENotSupportedException(
+        u"Writing arrays as JSON needs the object serializer, which is not part of this build");
+  }
+  return VnValToXML(AValue);
+}
+
+TValue VnJSONToVal(UnicodeStringView AText, PTypeInfo AType, bool AUnescape) {
+  const TVnTypeInfo *t = TVnTypes::GetTypeInfo(AType);
+  const TVnMainTypeKind k = t ? t->GetMainTypeKind() : mtkUnknown;
+  switch (k) {
+    case mtkString:
+      if (AUnescape) return VnXMLToValue(VnJSONtoStr(AText, jdtString), AType);
+      return VnXMLToValue(AText, AType);
+    case mtkInteger:
+    case mtkFloat:
+    case mtkBoolean:
+    case mtkDateTime:
+      return VnXMLToValue(AText, AType);
+    default:
+      throw Exception(_cVnJSONToValFailed, {t ? t->Name : UnicodeString(u"")});
+  }
+}
+
+TValue VnJSONToVal(UnicodeStringView AText, const UnicodeString &ATypeName, bool AUnescape) {
+  const TVnTypeInfo *t = TVnTypes::GetTypeInfo(ATypeName, tntQualifiedName, false);
+  if (!t) t = TVnTypes::GetTypeInfo(ATypeName, tntName, false);
+  if (!t || !t->Handle) throw Exception(_cVnJSONToValFailed, {ATypeName});
+  return VnJSONToVal(AText, t->Handle, AUnescape);
+}
+
+}  // namespace vn

@@ -1,0 +1,132 @@
+// TVnJSONTextParser: the encoding sniff, the JSON characters in the width of the source, and the
+// skip and check slots.
+#include <cstring>
+
+#include "vnxml/json/uVnJSON.h"
+
+namespace vn {
+
+namespace {
+
+constexpr Integer cNotWellFormed = 2;
+
+struct TConstants {
+  const void *Apos, *Quote, *Space, *Colon, *BackSlash, *BracketO, *BracketC, *BraceO, *BraceC,
+      *Equal;
+};
+
+constexpr TConstants cConstantsA = {&cVnAposA,      &cVnQuoteA,    &cVnSpaceA,    &cVnColonA,
+                                    &cVnBackSlashA, &cVnBracketOA, &cVnBracketCA, &cVnBraceOA,
+                                    &cVnBraceCA,    &cVnEqualA};
+constexpr TConstants cConstantsW = {&cVnAposW,      &cVnQuoteW,    &cVnSpaceW,    &cVnColonW,
+                                    &cVnBackSlashW, &cVnBracketOW, &cVnBracketCW, &cVnBraceOW,
+                                    &cVnBraceCW,    &cVnEqualW};
+
+}  // namespace
+
+TVnJSONTextParser::TVnJSONTextParser(TStream *AStream, bool AOwnsStream, Word ACodePage)
+    : TVnTextParser(AStream, AOwnsStream, ACodePage) {
+  SetCharacterSetType(CharacterSetType());
+  Sniff(ACodePage);
+}
+
+TVnJSONTextParser::TVnJSONTextParser(const void *ABuffer, UInt64 ASize, Word ACodePage)
+    : TVnTextParser(ABuffer, ASize, ACodePage) {
+  SetCharacterSetType(CharacterSetType());
+  Sniff(ACodePage);
+}
+
+void TVnJSONTextParser::Sniff(Word ACodePage) {
+  // A page of one byte a character is not trusted: the first four bytes tell UTF-16 LE from
+  // UTF-8, as JSON text can be nothing else here. Page 0 is the default page, UTF-8.
+  if (ACodePage == 1200 || ACodePage == 0 || !IsSingleByteCodePage(ACodePage)) return;
+  Byte b[4] = {0, 0, 0, 0};
+  const Int64 n = Available(4);
+  std::memcpy(b, FCur, static_cast<std::size_t>(n < 4 ? (n > 0 ? n : 0) : 4));
+  const bool z0 = b[0] == 0, z1 = b[1] == 0, z2 = b[2] == 0, z3 = b[3] == 0;
+  if ((z0 && z1 && z2 && !z3) || (z0 && !z1 && z2 && !z3) || (!z0 && z1 && z2 && z3))
+    throw Exception(_SEncodingNotSupported);
+  if (!z0 && z1 && !z2 && z3) {
+    SetCharacterSetType(cstW);
+    SetContentCodePage(1200);
+  } else {
+    SetCharacterSetType(cstU);
+    SetContentCodePage(65001);
+  }
+}
+
+void TVnJSONTextParser::SetCharacterSetType(TVnCharacterSetType AType) {
+  TVnTextParser::SetCharacterSetType(AType);
+  const TConstants *c;
+  switch (AType) {
+    case cstW:
+      c = &cConstantsW;
+      SkipWhileFunc = &SrcWSkipWhile;
+      CheckCurrCharFunc = &SrcWCheckCurrChar;
+      break;
+    case cstU:
+      c = &cConstantsA;
+      SkipWhileFunc = &SrcUSkipWhile;
+      CheckCurrCharFunc = &SrcUCheckCurrChar;
+      break;
+    default:
+      c = &cConstantsA;
+      SkipWhileFunc = &SrcASkipWhile;
+      CheckCurrCharFunc = &SrcACheckCurrChar;
+      break;
+  }
+  FApos = c->Apos;
+  FQuote = c->Quote;
+  FSpace = c->Space;
+  FColon = c->Colon;
+  FBackSlash = c->BackSlash;
+  FBracketO = c->BracketO;
+  FBracketC = c->BracketC;
+  FBraceO = c->BraceO;
+  FBraceC = c->BraceC;
+  FEqual = c->Equal;
+}
+
+void TVnJSONTextParser::SrcASkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
+                                      const void *ACharPtr) {
+  P->SrcASkipWhileA(AOperator, *static_cast<const char *>(ACharPtr));
+}
+
+void TVnJSONTextParser::SrcUSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
+                                      const void *ACharPtr) {
+  P->SrcUSkipWhileA(AOperator, *static_cast<const char *>(ACharPtr));
+}
+
+void TVnJSONTextParser::SrcWSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
+                                      const void *ACharPtr) {
+  P->SrcWSkipWhileW(AOperator, *static_cast<const char16_t *>(ACharPtr));
+}
+
+bool TVnJSONTextParser::SrcACheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise) {
+  const Byte c = *static_cast<const Byte *>(ACharPtr);
+  if ((P->FCur < P->FLimit || P->Available(1) > 0) && *P->FCur == c) return true;
+  if (ARaise) P->RaiseExpected(UnicodeString(1, c));
+  return false;
+}
+
+bool TVnJSONTextParser::SrcUCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise) {
+  return SrcACheckCurrChar(P, ACharPtr, ARaise);
+}
+
+bool TVnJSONTextParser::SrcWCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise) {
+  const char16_t c = *static_cast<const char16_t *>(ACharPtr);
+  if (P->FLimit - P->FCur >= 2 || P->Available(2) >= 2) {
+    char16_t u;
+    std::memcpy(&u, P->FCur, 2);
+    if (u == c) return true;
+  }
+  if (ARaise) P->RaiseExpected(UnicodeString(1, c));
+  return false;
+}
+
+void TVnJSONTextParser::RaiseExpected(const UnicodeString &AExpected) {
+  const UnicodeString found = CurrentText();
+  throw EVnJSONParseError(_cVnJSONNotWellFormed, {AExpected, found}, cNotWellFormed);
+}
+
+}  // namespace vn
