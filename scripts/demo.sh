@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the Release preset and runs the demonstration: the text
 # source in its three widths, the XML reader echoing and counting documents, and a document
-# loaded, queried, changed and written through the element API.
+# loaded, queried, changed and written through the element API, and JSON read as events,
+# loaded into a tree, changed and written formatted.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset release
-cmake --build --preset release --target vnxml_demo sax_echo sax_count dom_demo
+cmake --build --preset release --target vnxml_demo sax_echo sax_count dom_demo json_demo
 echo "== The text source in three widths =="
 ./build/release/examples/vnxml_demo examples/data
 echo
@@ -20,3 +21,11 @@ files=(examples/data/catalog.xml)
 echo
 echo "== A document through the element API =="
 ./build/release/examples/dom_demo examples/data/library.xml
+echo
+echo "== JSON: events, a tree, a change, formatted output =="
+./build/release/examples/json_demo examples/data/store.json
+if [ -f ../shared/data/json/twitter.json ]; then
+  echo
+  echo "== JSON: a Twitter API response =="
+  ./build/release/examples/json_demo ../shared/data/json/twitter.json
+fi

@@ -29,4 +29,35 @@ const char16_t *VnFindChar16(const char16_t *ABegin, const char16_t *AEnd,
   return p;
 }
 
+namespace {
+
+// Written at start-up only, read afterwards.
+TVnCreateJSONDocFunc gCreateJSONDoc = nullptr;
+TVnGetJSONDocValueFunc gGetJSONDocValue = nullptr;
+
+[[noreturn]] void RaiseNoJSONHook() {
+  throw ENotSupportedException(
+      u"No JSON document hook is installed: the JSON unit of the library is not linked in");
+}
+
+}  // namespace
+
+void SetCreateJSONDoc(TVnCreateJSONDocFunc AFunc) noexcept {
+  gCreateJSONDoc = AFunc;
+}
+
+void SetGetJSONDocValue(TVnGetJSONDocValueFunc AFunc) noexcept {
+  gGetJSONDocValue = AFunc;
+}
+
+DelphiInterface<IInterface> VnCreateJSONDoc(const UnicodeString &AJSON) {
+  if (!gCreateJSONDoc) RaiseNoJSONHook();
+  return gCreateJSONDoc(AJSON);
+}
+
+Variant VnGetJSONDocValue(IInterface *ADocument, const UnicodeString &APath) {
+  if (!gGetJSONDocValue) RaiseNoJSONHook();
+  return gGetJSONDocValue(ADocument, APath);
+}
+
 }  // namespace vn

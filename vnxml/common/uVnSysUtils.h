@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "vnxml/rtl/SysUtils.h"
+#include "vnxml/rtl/Variant.h"
 
 namespace vn {
 
@@ -87,5 +88,21 @@ const char16_t *VnFindChar16(const char16_t *ABegin, const char16_t *AEnd, char1
 inline bool VnSameText(UnicodeStringView A, UnicodeStringView B) {
   return SameText(A, B);
 }
+
+// ---------------------------------------------------------------------------------------------
+// Document hooks: the JSON unit installs them at start-up, so that code of the support layer
+// and above reaches a JSON tree without depending on it. Each setter replaces the hook (null
+// removes it); the calls raise ENotSupportedException while no hook is installed.
+
+// Builds a JSON document from its text and answers it as an interface (IVnJSONDocument).
+using TVnCreateJSONDocFunc = DelphiInterface<IInterface> (*)(const UnicodeString &AJSON);
+// The value that a path selects in a JSON document given as an interface: the first node's
+// value, or Unassigned (Empty) when the path selects nothing.
+using TVnGetJSONDocValueFunc = Variant (*)(IInterface *ADocument, const UnicodeString &APath);
+
+void SetCreateJSONDoc(TVnCreateJSONDocFunc AFunc) noexcept;
+void SetGetJSONDocValue(TVnGetJSONDocValueFunc AFunc) noexcept;
+DelphiInterface<IInterface> VnCreateJSONDoc(const UnicodeString &AJSON);
+Variant VnGetJSONDocValue(IInterface *ADocument, const UnicodeString &APath);
 
 }  // namespace vn

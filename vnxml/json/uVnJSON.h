@@ -775,11 +775,16 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   void Error(IVnJSONLocator *, const VnJSONString &) override {}
   void FatalError(IVnJSONLocator *, const VnJSONString &) override {}
 
+  // After a failed parse: a member whose value never came gets a null value, as if it had been
+  // made with one.
+  void FinishFailed();
+
  private:
   void Open(TVnJSONDataType AType);
   void Close();
   TVnJSONReader *FReader;
   TVnJSONBase *FCurrValue;
+  TVnJSONMember *FPendingMember = nullptr;
 };
 
 }  // namespace vn

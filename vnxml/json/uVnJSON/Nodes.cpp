@@ -376,7 +376,13 @@ void TVnJSONBase::LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURL
       R->SetErrorHandler(nullptr);
     }
   } detach{reader};
-  reader->ParseStream(AStream, ACodePage);
+  try {
+    reader->ParseStream(AStream, ACodePage);
+  } catch (...) {
+    // What the events built stays in the tree.
+    handler->FinishFailed();
+    throw;
+  }
 }
 
 void TVnJSONBase::SetAsJSON(const VnJSONString &AText) {
@@ -1056,7 +1062,13 @@ void TVnJSONDocument::LoadFromFile(const UnicodeString &AFileName, Word ACodePag
 TVnJSONHandler::TVnJSONHandler(TVnJSONReader *AReader, TVnJSONBase *ANode)
     : FReader(AReader), FCurrValue(ANode) {}
 
+void TVnJSONHandler::FinishFailed() {
+  if (FPendingMember && !FPendingMember->GetValueObj()) FPendingMember->CreateValue(jdtNull);
+  FPendingMember = nullptr;
+}
+
 void TVnJSONHandler::Open(TVnJSONDataType AType) {
+  FPendingMember = nullptr;
   TVnJSONBase *c = FCurrValue;
   TVnJSONBase *n;
   if (c && c->ClassType() == TVnJSONArray::StaticClass())
@@ -1088,11 +1100,12 @@ void TVnJSONHandler::StartMember(const VnJSONString &AName) {
   TVnJSONBase *c = FCurrValue;
   if (!c || !c->Is<TVnJSONObject>()) throw Exception(_cVnJSONInvalidObjectType);
   // The member gets its value from the event that follows, which always comes in a parse that
-  // succeeds.
-  c->AddMember(AName);
+  // succeeds; a parse that fails before it leaves the member with a null value (FinishFailed).
+  FPendingMember = c->AddMember(AName);
 }
 
 void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  FPendingMember = nullptr;
   TVnJSONBase *c = FCurrValue;
   TVnJSONSimpleType *v;
   if (c && c->Is<TVnJSONObject>()) {
@@ -1125,5 +1138,35 @@ void TVnJSONHandler::EndArray() {
 void TVnJSONHandler::EndObject() {
   Close();
 }
+
+// ---------------------------------------------------------------------------------------------
+// Start-up: the two document hooks of the support layer.
+
+namespace {
+
+DelphiInterface<IInterface> CreateJSONDocHook(const UnicodeString &AJSON) {
+  DelphiInterface<IVnJSONDocument> doc(TVnJSONDocument::CreateFromJSON(AJSON));
+  return DelphiInterface<IInterface>(doc.get());
+}
+
+Variant GetJSONDocValueHook(IInterface *ADocument, const UnicodeString &APath) {
+  DelphiInterface<IVnJSONDocument> doc = IntfAs<IVnJSONDocument>(ADocument);
+  DelphiInterface<IVnJSONArray> found = doc->SelectIntf(APath, {jsoCaseInsensitive});
+  if (!found || found->Count() == 0) return Variant();
+  return found->GetItem(0)->GetAsVariant();
+}
+
+struct TStartUp {
+  TStartUp() noexcept {
+    SetCreateJSONDoc(&CreateJSONDocHook);
+    SetGetJSONDocValue(&GetJSONDocValueHook);
+  }
+  ~TStartUp() {
+    SetCreateJSONDoc(nullptr);
+    SetGetJSONDocValue(nullptr);
+  }
+} gStartUp;
+
+}  // namespace
 
 }  // namespace vn
