@@ -38,8 +38,16 @@ namespace vn {
 
 // Failures of the tree and the reader that are no syntax error: ErrorCode tells which.
 VN_DECLARE_EXCEPTION(EVnJSONException, EVnException)
-// Syntax errors of the reader (code 2), and the missing root of a document (code 10).
-VN_DECLARE_EXCEPTION(EVnJSONParseError, EVnJSONException)
+// Syntax errors of the reader (code 2), and the missing root of a document (code 10). An error
+// that leaves a parse carries the line and column at which the reader stopped (1-based; -1 for
+// an error that no parse raised).
+class EVnJSONParseError : public EVnJSONException {
+  VN_EXCEPTION_CLASS(EVnJSONParseError, EVnJSONException)
+ public:
+  using EVnJSONException::EVnJSONException;
+  Integer LineNr = -1;
+  Integer ColNr = -1;
+};
 
 // 2: the expected text, then the character found (empty at the end of the text).
 inline constexpr char16_t _cVnJSONNotWellFormed[] =

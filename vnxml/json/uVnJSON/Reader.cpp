@@ -75,6 +75,13 @@ void TVnJSONReader::Run(TVnJSONTextParser *AParser, const VnJSONString &APublicI
   FParser = AParser;
   try {
     InternalParse();
+  } catch (EVnJSONParseError &E) {
+    // Where the reader stood goes with the error, the message stays as it is.
+    if (E.LineNr < 0) {
+      E.LineNr = FParser->GetLineNr();
+      E.ColNr = FParser->GetColNr();
+    }
+    throw;
   } catch (const EVnTextParserEOF &) {
     // Stepping at the end of the text is no error for this grammar; a scanner that raises it
     // anyway reports where it stood.
