@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
 # Builds a fuzz target with clang (libFuzzer, AddressSanitizer with leak detection,
 # UndefinedBehaviorSanitizer) and runs it for a given time: the XML reader (fuzz_sax, the
-# default), the tree (FUZZ_TARGET=fuzz_dom) or path selection (FUZZ_TARGET=fuzz_select).
+# default), the tree (FUZZ_TARGET=fuzz_dom), path selection (FUZZ_TARGET=fuzz_select) or the
+# JSON reader and tree (FUZZ_TARGET=fuzz_json).
 #
 #   [FUZZ_TARGET=fuzz_dom] fuzz/run.sh [seconds] [more libFuzzer options ...]   (default: 600 s)
 #
 # The checked-in XML inputs of fuzz/corpus are the seeds of fuzz_sax and fuzz_dom, the paths of
-# fuzz/corpus/select those of fuzz_select; what the fuzzer finds new goes to
-# $BUILD_DIR/corpus-<target>, and a crashing, leaking or hanging input to $BUILD_DIR/artifacts.
+# fuzz/corpus/select those of fuzz_select, the texts of fuzz/corpus/json those of fuzz_json;
+# what the fuzzer finds new goes to $BUILD_DIR/corpus-<target>, and a crashing, leaking or
+# hanging input to $BUILD_DIR/artifacts.
 # Copy such an input into the seeds once it is fixed, so that sax_tests (select_tests for
-# fuzz_select) keeps running it.
+# fuzz_select, json_tests for fuzz_json) keeps running it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-600}
@@ -27,6 +29,8 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 seeds=fuzz/corpus
 if [ "$target" = fuzz_select ]; then
   seeds=fuzz/corpus/select
+elif [ "$target" = fuzz_json ]; then
+  seeds=fuzz/corpus/json
 fi
 exec "$build/$target" "$build/corpus-$target" "$seeds" \
   -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=8192 \

@@ -298,24 +298,32 @@ template <class F>
 void TVnJSONParser::Run(bool AFormURLEncoded, F &&AParse) {
   if (FReader) throw EInvalidOperation(u"The parser is already parsing a document");
   TVnJSONReader *reader = json::CreateReader(AFormURLEncoded);
-  struct TScope {
-    TVnJSONParser *P;
-    TVnJSONReader *R;
-    ~TScope() {
-      P->FReader = nullptr;
-      P->FLocator = nullptr;
-      R->SetContentHandler(nullptr);
-      R->SetErrorHandler(nullptr);
-      R->Free();
-      if (P->OnFinished) P->OnFinished(P);
-    }
+  // The reader goes whatever happens, before OnFinished: an event that raises leaves the
+  // component free for the next parse.
+  auto release = [this, reader] {
+    FReader = nullptr;
+    FLocator = nullptr;
+    reader->SetContentHandler(nullptr);
+    reader->SetErrorHandler(nullptr);
+    reader->Free();
   };
   FReader = reader;
   reader->SetContentHandler(this);
   reader->SetErrorHandler(this);
-  if (OnStart) OnStart(this);
-  TScope scope{this, reader};
-  AParse(reader);
+  bool started = false;
+  try {
+    if (OnStart) OnStart(this);
+    started = true;
+    AParse(reader);
+  } catch (...) {
+    release();
+    // A parse that began finishes also when it fails; an exception of OnFinished replaces the
+    // parse's own.
+    if (started && OnFinished) OnFinished(this);
+    throw;
+  }
+  release();
+  if (OnFinished) OnFinished(this);
 }
 
 void TVnJSONParser::ParseStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded,
