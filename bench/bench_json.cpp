@@ -1,0 +1,674 @@
+// The JSON reader, tree, output and tree memory against RapidJSON, nlohmann/json and (for the
+// tree load) simdjson, all on the same bytes in the same run. Four inputs:
+//   twitter, citm_catalog, canada  the usual JSON corpus, read from the directory named by
+//                  VNXML_BENCH_JSON_DIR (by default shared/data/json beside the source tree;
+//                  skipped when missing);
+//   gen50MB        a generated API-like document of about 50 MB: an array of records with text
+//                  (escapes, \u sequences, raw non-ASCII), integers, floats, booleans, nulls and
+//                  nested arrays and objects.
+// Trailing white space is cut from every input before any library sees it: this library's reader
+// does not skip white space behind a top-level object or array.
+//
+// Families, each "<family>/<input>/<who>":
+//   Read     the event reader with handlers that do nothing: TVnJSONReader::ParseBuffer on the
+//            UTF-8 bytes, rapidjson::Reader (kParseDefaultFlags, not in place), nlohmann's
+//            sax_parse;
+//   Load     a fresh tree from the UTF-8 bytes: TVnJSONDocument::LoadFromStream over a
+//            TPointerStream, rapidjson::Document::Parse, nlohmann::json::parse, and a fresh
+//            simdjson::dom::parser on a padded copy made once;
+//   Write    a loaded tree written unformatted: vnxml to UTF-8 in a memory stream, vnxml-utf16
+//            GetAsJSON, rapidjson::Writer into a StringBuffer, nlohmann's dump(). The throughput
+//            counts the input bytes, so that the rows compare; out_MB is what each one wrote;
+//   Memory   one load, with the tree alive: the heap it holds (glibc's mallinfo2, the ordinary
+//            and the mapped blocks), per JSON value. Values are counted once per input by a
+//            RapidJSON handler: each scalar, object and array is one, member names are none.
+//            tree_values, the values each tree holds, shows that it kept the whole document.
+//
+// After the table come the ratios: every library row against each peer row of its family, with
+// the median of repetitions when there are any, then the bytes per value and their ratios.
+#include <malloc.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <rapidjson/document.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <simdjson.h>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "bench_util.h"
+#include "vnxml/json/uVnJSON.h"
+
+using namespace vn;
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Inputs
+
+std::string DataDir() {
+  if (const char *d = std::getenv("VNXML_BENCH_JSON_DIR")) return d;
+  return VNBENCH_JSON_DIR;
+}
+
+void TrimTail(std::string &AText) {
+  while (!AText.empty() && static_cast<unsigned char>(AText.back()) <= 0x20) AText.pop_back();
+}
+
+std::string ReadCorpus(const char *AName) {
+  std::ifstream in(DataDir() + "/" + AName, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  std::string s = ss.str();
+  TrimTail(s);
+  return s;
+}
+
+// A small generator of its own, so that the document is the same on every machine.
+struct TRandom {
+  unsigned long long State;
+  unsigned Next() {
+    State = State * 6364136223846793005ull + 1442695040888963407ull;
+    return static_cast<unsigned>(State >> 33);
+  }
+  unsigned Below(unsigned AEnd) { return Next() % AEnd; }
+};
+
+void AppendFixed(std::string &AOut, double AValue, int ADigits) {
+  char b[64];
+  std::snprintf(b, sizeof b, "%.*f", ADigits, AValue);
+  AOut += b;
+}
+
+std::string Generate(std::size_t ABytes) {
+  static const char *const first[] = {"Anna",    "Björn", "Chloé", "Dmitri", "Eva",   "François",
+                                      "Günther", "Hana",  "Ines",  "José",   "Kenji", "Łukasz",
+                                      "María",   "Nils",  "Olga",  "Zoë"};
+  static const char *const last[] = {"Müller",   "O'Brien",  "Søndergaard", "Smith", "García",
+                                     "Nakamura", "Kowalski", "Dubois",      "Rossi", "Andersson"};
+  static const char *const cities[] = {"Zürich",   "São Paulo", "東京",   "Kraków",   "Reykjavík",
+                                       "New York", "Αθήνα",     "Москва", "Montréal", "Oslo"};
+  static const char *const words[] = {"lorem",
+                                      "ipsum",
+                                      "dolor",
+                                      "sit",
+                                      "amet",
+                                      "consectetur",
+                                      "adipiscing",
+                                      "elit",
+                                      "sed",
+                                      "do",
+                                      "café",
+                                      "naïve",
+                                      "über",
+                                      "straße",
+                                      "日本語",
+                                      "😀",
+                                      "\\\"quoted\\\"",
+                                      "a\\/b",
+                                      "tab\\there",
+                                      "50%",
+                                      "\\u00e9t\\u00e9",
+                                      "\\u4e2d\\u6587",
+                                      "back\\\\slash",
+                                      "line\\nbreak",
+                                      "\\ud83d\\ude00",
+                                      "x"};
+  static const char *const tags[] = {"new",      "sale",     "vip", "beta", "légende",
+                                     "archived", "priority", "eu",  "us",   "asia"};
+  constexpr unsigned nWords = sizeof words / sizeof *words;
+
+  TRandom r{20240601};
+  std::string s;
+  s.reserve(ABytes + (1u << 16));
+  s += "[\n";
+  for (unsigned long long id = 1; s.size() < ABytes; ++id) {
+    if (id > 1) s += ",\n";
+    s += "{\"id\":" + std::to_string(id);
+    s += ",\"guid\":\"";
+    char g[48];
+    std::snprintf(g, sizeof g, "%08x-%04x-%04x-%04x-%08x%04x", r.Next(), r.Below(65536),
+                  r.Below(65536), r.Below(65536), r.Next(), r.Below(65536));
+    s += g;
+    s += "\",\"active\":";
+    s += r.Below(2) ? "true" : "false";
+    s += ",\"balance\":";
+    AppendFixed(s, (static_cast<double>(r.Below(10000000)) - 2000000) / 100, 2);
+    s += ",\"age\":" + std::to_string(18 + r.Below(70));
+    s += ",\"name\":\"";
+    s += first[r.Below(16)];
+    s += ' ';
+    s += last[r.Below(10)];
+    s += "\",\"email\":\"user" + std::to_string(id) + "@example.com\"";
+    s += ",\"phone\":\"+1 (555) " + std::to_string(100 + r.Below(900)) + "-" +
+         std::to_string(1000 + r.Below(9000)) + "\"";
+    s += ",\"address\":{\"street\":\"" + std::to_string(1 + r.Below(999)) + " Main St.\"";
+    s += ",\"city\":\"";
+    s += cities[r.Below(10)];
+    s += "\",\"zip\":\"" + std::to_string(10000 + r.Below(90000)) + "\",\"geo\":{\"lat\":";
+    AppendFixed(s, static_cast<double>(r.Below(180000000)) / 1e6 - 90, 6);
+    s += ",\"lng\":";
+    AppendFixed(s, static_cast<double>(r.Below(360000000)) / 1e6 - 180, 6);
+    s += "}},\"about\":\"";
+    for (unsigned w = 0, n = 8 + r.Below(24); w < n; ++w) {
+      if (w) s += ' ';
+      s += words[r.Below(nWords)];
+    }
+    s += "\",\"registered\":\"20" + std::to_string(10 + r.Below(15)) + "-0" +
+         std::to_string(1 + r.Below(9)) + "-1" + std::to_string(r.Below(10)) +
+         "T08:" + std::to_string(10 + r.Below(50)) + ":00Z\"";
+    s += ",\"tags\":[";
+    for (unsigned t = 0, n = r.Below(6); t < n; ++t) {
+      if (t) s += ',';
+      s += '"';
+      s += tags[r.Below(10)];
+      s += '"';
+    }
+    s += "],\"friends\":[";
+    for (unsigned f = 0, n = r.Below(4); f < n; ++f) {
+      if (f) s += ',';
+      s += "{\"id\":" + std::to_string(r.Below(1000000)) + ",\"name\":\"";
+      s += first[r.Below(16)];
+      s += "\",\"score\":";
+      AppendFixed(s, static_cast<double>(r.Below(100000)) / 1000, 3);
+      s += '}';
+    }
+    s += "],\"metrics\":{\"views\":" + std::to_string(1000000000000ull + r.Next());
+    s += ",\"ratio\":" + std::to_string(r.Below(1000)) + "e-3";
+    s += ",\"history\":[";
+    for (unsigned h = 0, n = 2 + r.Below(6); h < n; ++h) {
+      if (h) s += ',';
+      s += std::to_string(static_cast<int>(r.Below(2000)) - 1000);
+    }
+    s += "],\"flags\":[true,false,null]},\"parent\":";
+    if (r.Below(3))
+      s += "null";
+    else
+      s += std::to_string(r.Below(static_cast<unsigned>(id)) + 1);
+    s += ",\"rating\":";
+    AppendFixed(s, 1 + static_cast<double>(r.Below(41)) / 10, 1);
+    s += '}';
+  }
+  s += "\n]";
+  return s;
+}
+
+enum TInput { inTwitter, inCitm, inCanada, inGen, inCount };
+const char *const cInputNames[inCount] = {"twitter", "citm_catalog", "canada", "gen50MB"};
+
+const std::string &Input(int AIndex) {
+  static std::string texts[inCount];
+  static bool made[inCount] = {};
+  if (!made[AIndex]) {
+    made[AIndex] = true;
+    switch (AIndex) {
+      case inTwitter:
+        texts[AIndex] = ReadCorpus("twitter.json");
+        break;
+      case inCitm:
+        texts[AIndex] = ReadCorpus("citm_catalog.json");
+        break;
+      case inCanada:
+        texts[AIndex] = ReadCorpus("canada.json");
+        break;
+      default:
+        texts[AIndex] = Generate(50u << 20);
+        break;
+    }
+  }
+  return texts[AIndex];
+}
+
+// Reports the input's size and the throughput over it.
+void Account(benchmark::State &AState, const std::string &AText) {
+  AState.SetBytesProcessed(static_cast<int64_t>(AState.iterations()) *
+                           static_cast<int64_t>(AText.size()));
+}
+
+// The number of JSON values (scalars, objects, arrays) of each input, counted once.
+struct TValueCounter : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TValueCounter> {
+  std::size_t N = 0;
+  bool Default() {
+    ++N;
+    return true;
+  }
+  bool StartObject() { return Default(); }
+  bool StartArray() { return Default(); }
+  bool Key(const char *, rapidjson::SizeType, bool) { return true; }
+  bool EndObject(rapidjson::SizeType) { return true; }
+  bool EndArray(rapidjson::SizeType) { return true; }
+};
+
+std::size_t ValueCount(int AIndex) {
+  static std::size_t counts[inCount] = {};
+  if (!counts[AIndex]) {
+    const std::string &t = Input(AIndex);
+    TValueCounter h;
+    rapidjson::Reader reader;
+    rapidjson::StringStream ss(t.c_str());
+    reader.Parse<rapidjson::kParseDefaultFlags>(ss, h);
+    counts[AIndex] = h.N;
+  }
+  return counts[AIndex];
+}
+
+// ---------------------------------------------------------------------------------------------
+// The handlers that do nothing
+
+class TNullJSONHandler : public TVnObject,
+                         public IVnJSONContentHandler,
+                         public IVnJSONErrorHandler {
+  VN_CLASS(TNullJSONHandler, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnJSONContentHandler, IVnJSONErrorHandler)
+ public:
+  void SetDocumentLocator(IVnJSONLocator *) override {}
+  void StartDocument() override {}
+  void StartObject() override {}
+  void StartMember(const VnJSONString &) override {}
+  void StartArray() override {}
+  void Value(TVnJSONDataType, const VnJSONString &) override {}
+  void EndArray() override {}
+  void EndMember() override {}
+  void EndObject() override {}
+  void EndDocument() override {}
+  void Warning(IVnJSONLocator *, const VnJSONString &) override {}
+  void Error(IVnJSONLocator *, const VnJSONString &) override {}
+  void FatalError(IVnJSONLocator *, const VnJSONString &) override {}
+};
+
+struct TRapidNull : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TRapidNull> {};
+
+struct TNlohmannNull : nlohmann::json::json_sax_t {
+  bool null() override { return true; }
+  bool boolean(bool) override { return true; }
+  bool number_integer(number_integer_t) override { return true; }
+  bool number_unsigned(number_unsigned_t) override { return true; }
+  bool number_float(number_float_t, const string_t &) override { return true; }
+  bool string(string_t &) override { return true; }
+  bool binary(binary_t &) override { return true; }
+  bool start_object(std::size_t) override { return true; }
+  bool key(string_t &) override { return true; }
+  bool end_object() override { return true; }
+  bool start_array(std::size_t) override { return true; }
+  bool end_array() override { return true; }
+  bool parse_error(std::size_t, const std::string &, const nlohmann::detail::exception &) override {
+    return false;
+  }
+};
+
+bool Missing(benchmark::State &AState, const std::string &AText) {
+  if (!AText.empty()) return false;
+  AState.SkipWithError("input missing");
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Read
+
+void Read_vnxml(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  TVnJSONReader *reader = New<TVnJSONReader>();
+  TNullJSONHandler *h = New<TNullJSONHandler>();
+  reader->SetContentHandler(h);
+  reader->SetErrorHandler(h);
+  for (auto _ : AState) {
+    try {
+      reader->ParseBuffer(t.data(), static_cast<Cardinal>(t.size()), CP_UTF8);
+    } catch (const Exception &E) {
+      AState.SkipWithError(E.what());
+      break;
+    }
+  }
+  reader->Free();
+  Account(AState, t);
+}
+
+void Read_rapidjson(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  TRapidNull h;
+  rapidjson::Reader reader;
+  for (auto _ : AState) {
+    rapidjson::StringStream ss(t.c_str());
+    if (reader.Parse<rapidjson::kParseDefaultFlags>(ss, h).IsError()) {
+      AState.SkipWithError("rapidjson failed");
+      break;
+    }
+  }
+  Account(AState, t);
+}
+
+void Read_nlohmann(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  TNlohmannNull h;
+  for (auto _ : AState) {
+    if (!nlohmann::json::sax_parse(t.data(), t.data() + t.size(), &h)) {
+      AState.SkipWithError("nlohmann failed");
+      break;
+    }
+  }
+  Account(AState, t);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Load
+
+TVnJSONDocument *VnLoad(const std::string &AText) {
+  Owned<TVnJSONDocument> d(New<TVnJSONDocument>());
+  TPointerStream s(AText.data(), static_cast<Int64>(AText.size()));
+  d->LoadFromStream(&s, CP_UTF8);
+  return d.release();
+}
+
+void Load_vnxml(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  for (auto _ : AState) {
+    try {
+      TVnJSONDocument *d = VnLoad(t);
+      benchmark::DoNotOptimize(d);
+      d->Free();
+    } catch (const Exception &E) {
+      AState.SkipWithError(E.what());
+      break;
+    }
+  }
+  Account(AState, t);
+}
+
+void Load_rapidjson(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  for (auto _ : AState) {
+    rapidjson::Document d;
+    d.Parse(t.data(), t.size());
+    if (d.HasParseError()) {
+      AState.SkipWithError("rapidjson failed");
+      break;
+    }
+    benchmark::DoNotOptimize(d);
+  }
+  Account(AState, t);
+}
+
+void Load_nlohmann(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  for (auto _ : AState) {
+    nlohmann::json j = nlohmann::json::parse(t.data(), t.data() + t.size());
+    benchmark::DoNotOptimize(j);
+  }
+  Account(AState, t);
+}
+
+void Load_simdjson(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  const simdjson::padded_string padded(t);
+  for (auto _ : AState) {
+    simdjson::dom::parser parser;
+    simdjson::dom::element root;
+    if (parser.parse(padded).get(root) != simdjson::SUCCESS) {
+      AState.SkipWithError("simdjson failed");
+      break;
+    }
+    benchmark::DoNotOptimize(root);
+  }
+  Account(AState, t);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Write
+
+void Write_vnxml(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  Owned<TVnJSONDocument> d(VnLoad(t));
+  Int64 size = 0;
+  for (auto _ : AState) {
+    TMemoryStream s;
+    d->SaveToStream(&s, false, CP_UTF8, false);
+    size = s.GetSize();
+  }
+  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
+  Account(AState, t);
+}
+
+void Write_vnxml_utf16(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  Owned<TVnJSONDocument> d(VnLoad(t));
+  std::size_t size = 0;
+  for (auto _ : AState) {
+    const VnJSONString text = d->GetAsJSON();
+    size = text.size() * sizeof(char16_t);
+  }
+  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
+  Account(AState, t);
+}
+
+void Write_rapidjson(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  rapidjson::Document d;
+  d.Parse(t.data(), t.size());
+  std::size_t size = 0;
+  for (auto _ : AState) {
+    rapidjson::StringBuffer b;
+    rapidjson::Writer<rapidjson::StringBuffer> w(b);
+    d.Accept(w);
+    size = b.GetSize();
+  }
+  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
+  Account(AState, t);
+}
+
+void Write_nlohmann(benchmark::State &AState, int AInput) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  const nlohmann::json j = nlohmann::json::parse(t.data(), t.data() + t.size());
+  std::size_t size = 0;
+  for (auto _ : AState) {
+    const std::string out = j.dump();
+    size = out.size();
+  }
+  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
+  Account(AState, t);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Memory
+
+std::size_t HeapInUse() {
+  const struct mallinfo2 m = mallinfo2();
+  return m.uordblks + m.hblkhd;
+}
+
+// The values held by each tree, counted as ValueCount counts them: a check that every library
+// kept the whole document.
+std::size_t TreeValues(TVnJSONBase *ANode) {
+  std::size_t n = ANode->Is<TVnJSONMember>() || ANode->Is<TVnJSONDocument>() ? 0 : 1;
+  for (Integer i = 0; i < ANode->ObjectCount(); ++i) n += TreeValues(ANode->Objects(i));
+  return n;
+}
+
+std::size_t TreeValues(const rapidjson::Value &AValue) {
+  std::size_t n = 1;
+  if (AValue.IsObject())
+    for (const auto &m : AValue.GetObject()) n += TreeValues(m.value);
+  else if (AValue.IsArray())
+    for (const auto &v : AValue.GetArray()) n += TreeValues(v);
+  return n;
+}
+
+std::size_t TreeValues(const nlohmann::json &AValue) {
+  std::size_t n = 1;
+  if (AValue.is_structured())
+    for (const auto &v : AValue) n += TreeValues(v);
+  return n;
+}
+
+struct THeld {
+  std::size_t Bytes;
+  std::size_t Values;
+};
+
+// ALoadAndHold loads the input and returns the heap grown since the given figure while the tree
+// is still alive, and the values of the tree; then it frees the tree.
+template <class F>
+void ReportMemory(benchmark::State &AState, int AInput, F ALoadAndHold) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  const std::size_t values = ValueCount(AInput);
+  THeld held{};
+  for (auto _ : AState) {
+    malloc_trim(0);
+    held = ALoadAndHold(t, HeapInUse());
+  }
+  AState.counters["heap_MB"] = static_cast<double>(held.Bytes) / 1e6;
+  AState.counters["values"] = static_cast<double>(values);
+  AState.counters["tree_values"] = static_cast<double>(held.Values);
+  AState.counters["bytes_per_value"] =
+      static_cast<double>(held.Bytes) / static_cast<double>(values);
+}
+
+void Memory_vnxml(benchmark::State &AState, int AInput) {
+  ReportMemory(AState, AInput, [](const std::string &t, std::size_t before) {
+    Owned<TVnJSONDocument> d(VnLoad(t));
+    const std::size_t bytes = HeapInUse() - before;
+    return THeld{bytes, TreeValues(d.get())};
+  });
+}
+
+void Memory_rapidjson(benchmark::State &AState, int AInput) {
+  ReportMemory(AState, AInput, [](const std::string &t, std::size_t before) {
+    auto d = std::make_unique<rapidjson::Document>();
+    d->Parse(t.data(), t.size());
+    const std::size_t bytes = HeapInUse() - before;
+    return THeld{bytes, TreeValues(*d)};
+  });
+}
+
+void Memory_nlohmann(benchmark::State &AState, int AInput) {
+  ReportMemory(AState, AInput, [](const std::string &t, std::size_t before) {
+    auto j = std::make_unique<nlohmann::json>(nlohmann::json::parse(t.data(), t.data() + t.size()));
+    const std::size_t bytes = HeapInUse() - before;
+    return THeld{bytes, TreeValues(*j)};
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// Registration
+
+using TBenchFunc = void (*)(benchmark::State &, int);
+
+// "<family>/<input>/<who>" for each input. The big input's rows run several seconds, so that each
+// figure is a mean over several passes.
+void Register(const char *AFamily, const char *AWho, TBenchFunc AFunc, bool AOnce = false) {
+  for (int i = 0; i < inCount; ++i) {
+    const std::string name = std::string(AFamily) + "/" + cInputNames[i] + "/" + AWho;
+    auto *b = benchmark::RegisterBenchmark(name.c_str(), AFunc, i)->Unit(benchmark::kMillisecond);
+    if (AOnce)
+      b->Iterations(1);
+    else if (i == inGen)
+      b->MinTime(3.0);
+  }
+}
+
+void RegisterAll() {
+  Register("Read", "vnxml", Read_vnxml);
+  Register("Read", "rapidjson", Read_rapidjson);
+  Register("Read", "nlohmann", Read_nlohmann);
+  Register("Load", "vnxml", Load_vnxml);
+  Register("Load", "rapidjson", Load_rapidjson);
+  Register("Load", "nlohmann", Load_nlohmann);
+  Register("Load", "simdjson", Load_simdjson);
+  Register("Write", "vnxml", Write_vnxml);
+  Register("Write", "vnxml-utf16", Write_vnxml_utf16);
+  Register("Write", "rapidjson", Write_rapidjson);
+  Register("Write", "nlohmann", Write_nlohmann);
+  Register("Memory", "vnxml", Memory_vnxml, true);
+  Register("Memory", "rapidjson", Memory_rapidjson, true);
+  Register("Memory", "nlohmann", Memory_nlohmann, true);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The report
+
+// The ratios of bench_util.h, fed with the median of the repetitions where there are any (the
+// run of a single repetition otherwise), and with the memory rows and the library's variants
+// ("vnxml-utf16") as well.
+class TJSONReporter : public vnbench::RatioReporter {
+ public:
+  void ReportRuns(const std::vector<Run> &runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run &r : runs) {
+      if (r.error_occurred) continue;
+      const bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
+      if (r.run_type != Run::RT_Iteration && !median) continue;
+      const std::string &name = r.run_name.function_name;
+      // A median, once there, is not replaced by the repetitions' own rows.
+      if (!median && Medians.count(name)) continue;
+      if (median) Medians.insert(name);
+      if (auto it = r.counters.find("bytes_per_second"); it != r.counters.end())
+        Results[name] = it->second.value;
+      if (auto it = r.counters.find("bytes_per_value"); it != r.counters.end())
+        PerValue[name] = it->second.value;
+    }
+  }
+
+  void PrintAll() const {
+    PrintRatios();
+    // The library's variants against the peers of their family.
+    std::printf("\n%-44s %12s %12s %8s\n", "variant (vnxml-* vs peer)", "vnxml MB/s", "peer MB/s",
+                "ratio");
+    for (const auto &[name, bps] : Results) {
+      const std::size_t at = name.find("/vnxml-");
+      if (at == std::string::npos) continue;
+      const std::string family = name.substr(0, at + 1);
+      for (const auto &[peer, pbps] : Results) {
+        if (peer.rfind(family, 0) != 0 || peer.find("/vnxml") != std::string::npos) continue;
+        std::printf("%-44s %12.1f %12.1f %8.2f  (%s)\n", name.c_str(), bps / 1e6, pbps / 1e6,
+                    bps / pbps, peer.c_str());
+      }
+    }
+    // Tree memory.
+    std::printf("\n%-30s %10s %10s %10s %12s %12s\n", "tree memory (bytes/value)", "vnxml",
+                "rapidjson", "nlohmann", "vnxml/nloh", "vnxml/rapid");
+    for (const char *input : cInputNames) {
+      const std::string p = std::string("Memory/") + input + "/";
+      auto get = [&](const char *who) {
+        auto it = PerValue.find(p + who);
+        return it == PerValue.end() ? 0.0 : it->second;
+      };
+      const double v = get("vnxml"), r = get("rapidjson"), n = get("nlohmann");
+      if (v == 0) continue;
+      std::printf("%-30s %10.1f %10.1f %10.1f %12.2f %12.2f\n", input, v, r, n, n ? v / n : 0,
+                  r ? v / r : 0);
+    }
+  }
+
+  std::set<std::string> Medians;
+  std::map<std::string, double> PerValue;
+};
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  RegisterAll();
+  benchmark::Initialize(&argc, argv);
+  TJSONReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.PrintAll();
+  benchmark::Shutdown();
+  return 0;
+}
