@@ -592,6 +592,18 @@ TEST(JSONInterfaces, EachNodeAnswersItsInterfaces) {
   EXPECT_TRUE(Has<IVnJSONBase>(member));
   EXPECT_FALSE(Has<IVnJSONObject>(member));
 
+  // The forms that only ask, by identifier, through the object and through an interface: the
+  // reference the question takes is given back, whatever the interface's layout.
+  EXPECT_TRUE(Supports(d.get(), IVnJSONDocument::IID));
+  EXPECT_TRUE(Supports(member, IVnJSONMember::IID));
+  EXPECT_FALSE(Supports(member, IVnJSONArray::IID));
+  {
+    DelphiInterface<IVnJSONBase> held(simple);
+    EXPECT_TRUE(Supports(held.get(), IVnJSONSimpleType::IID));
+    EXPECT_FALSE(Supports(held.get(), IVnJSONDocument::IID));
+    EXPECT_EQ(static_cast<TVnJSONSimpleType *>(simple)->RefCount(), 1);
+  }
+
   DelphiInterface<IVnJSONBase> base;
   ASSERT_TRUE(Supports(arr, base));
   EXPECT_EQ(base->Implementor(), arr);

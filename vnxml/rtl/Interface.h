@@ -120,10 +120,17 @@ bool operator==(const DelphiInterface<T> &A, std::nullptr_t) noexcept {
 
 // Interface queries. Each returns whether the interface is supported; the forms with an out
 // variable store it there (null when not supported).
+// The forms with an identifier only ask: the reference that the query took is given back through
+// the object's IInterface, since the pointer that the query answered is of an interface type
+// that is not known here (with virtual inheritance its IInterface need not share its address).
 inline bool Supports(IInterface *AIntf, const TGUID &AIID) {
   void *p = nullptr;
   if (!AIntf || AIntf->QueryInterface(AIID, &p) != S_OK) return false;
-  static_cast<IInterface *>(p)->_Release();
+  void *q = nullptr;
+  if (AIntf->QueryInterface(IInterface::IID, &q) == S_OK) {
+    static_cast<IInterface *>(q)->_Release();
+    static_cast<IInterface *>(q)->_Release();
+  }
   return true;
 }
 template <VnInterface T>
@@ -134,7 +141,11 @@ bool Supports(IInterface *AIntf, DelphiInterface<T> &AOut) {
 inline bool Supports(TObject *AObj, const TGUID &AIID) {
   void *p = nullptr;
   if (!AObj || !AObj->GetInterface(AIID, &p)) return false;
-  static_cast<IInterface *>(p)->_Release();
+  void *q = nullptr;
+  if (AObj->GetInterface(IInterface::IID, &q)) {
+    static_cast<IInterface *>(q)->_Release();
+    static_cast<IInterface *>(q)->_Release();
+  }
   return true;
 }
 template <VnInterface T>
@@ -178,12 +189,26 @@ constexpr bool InterfaceChainHas(const TGUID &AIID) {
   }
 }
 
+// Stores AIntf converted to the interface of AIID in I's chain: the answer to a query is a
+// pointer of the type asked for, which with virtual inheritance need not share the address of
+// the interface that was found.
+template <class I>
+void StoreAs(I *AIntf, const TGUID &AIID, void **AObj) {
+  if constexpr (!std::is_void_v<typename I::ParentInterface>) {
+    if (!(I::IID == AIID)) {
+      StoreAs<typename I::ParentInterface>(AIntf, AIID, AObj);
+      return;
+    }
+  }
+  *AObj = AIntf;
+}
+
 template <class Self, class First, class... Rest>
 bool FindInterface(Self *ASelf, const TGUID &AIID, void **AObj) {
   if (InterfaceChainHas<First>(AIID)) {
     First *p = static_cast<First *>(ASelf);
     p->_AddRef();
-    *AObj = p;
+    StoreAs<First>(p, AIID, AObj);
     return true;
   }
   if constexpr (sizeof...(Rest) > 0) {
