@@ -4,6 +4,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "vnxml/common/uVnSysUtils.h"
@@ -441,6 +443,44 @@ class TVnTextParser : public TVnObject {
   Int64 FCntChars = 0;
   Int64 FCntLineStart = 0;
   Integer FCntLine = 1;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Node pages: where the nodes of the library's trees live (uVnClasses/NodePages.cpp).
+
+// While one lives, the nodes and texts made on its thread are cut from its pages: a load opens
+// one around its parse; one opened inside another stands in for it until it closes. A page goes
+// back to the heap once its load has moved on from it and its last node is gone, whichever
+// thread frees it. Outside a load, Allocate takes from the heap one by one.
+class TVnNodePages {
+ public:
+  struct TPage;
+  // The size of a load's first page: a few dozen nodes, so that small documents waste little.
+  static constexpr std::size_t cFirstPage = 4096;
+
+  TVnNodePages() noexcept;
+  ~TVnNodePages();
+  TVnNodePages(const TVnNodePages &) = delete;
+  TVnNodePages &operator=(const TVnNodePages &) = delete;
+
+  // Room for ASize bytes, aligned as the heap aligns: from the pages of the load that runs on
+  // this thread, or from the heap. Release gives it back; ASize must be the size asked for.
+  static void *Allocate(std::size_t ASize);
+  static void Release(void *AObject, std::size_t ASize) noexcept;
+
+  // Room for a node of ASize bytes, or null when the node is too large for a page.
+  void *Cut(std::size_t ASize);
+
+ private:
+  // Hands the current page over to its nodes.
+  void Leave() noexcept;
+
+  TVnNodePages *FOuter;
+  TPage *FPage = nullptr;
+  Byte *FNext = nullptr;
+  Byte *FEnd = nullptr;
+  std::int64_t FCut = 0;
+  std::size_t FNextSize = cFirstPage;
 };
 
 // ---------------------------------------------------------------------------------------------

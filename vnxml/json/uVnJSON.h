@@ -392,6 +392,18 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   explicit TVnJSONBase(TVnJSONBase *AOwner);
   ~TVnJSONBase() override;
   TObject *Implementor() override { return this; }
+  // Nodes made while a load runs on the thread are cut from the load's node pages, others come
+  // from the heap one by one (TVnNodePages).
+  static void *operator new(std::size_t ASize) { return TVnNodePages::Allocate(ASize); }
+  static void operator delete(void *AObject, std::size_t ASize) noexcept {
+    TVnNodePages::Release(AObject, ASize);
+  }
+  static void *operator new(std::size_t ASize, std::align_val_t AAlign) {
+    return ::operator new(ASize, AAlign);
+  }
+  static void operator delete(void *AObject, std::size_t, std::align_val_t AAlign) noexcept {
+    ::operator delete(AObject, AAlign);
+  }
   void BeforeDestruction() override;
 
   // The tree

@@ -362,6 +362,8 @@ void TVnJSONBase::LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURL
     DestroyObjects();
     return;
   }
+  // The nodes and texts of the load are cut from pages of their own.
+  TVnNodePages pages;
   TVnJSONReader *reader = json::CreateReader(AFormURLEncoded);
   Owned<TVnJSONReader> readerOwner(reader);
   TVnJSONHandler *handler = New<TVnJSONHandler>(reader, this);

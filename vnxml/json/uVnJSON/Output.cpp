@@ -12,45 +12,64 @@ namespace vn {
 
 namespace {
 
-// Collects UTF-16 text and hands it to the stream in blocks (or keeps all of it, without a
-// stream).
+// Collects UTF-16 text and hands it to the stream in blocks, as UTF-16 or converted to a code
+// page (or keeps all of it, without a stream).
 class TWriter {
  public:
-  explicit TWriter(TStream *AStream) : FStream(AStream) {
+  explicit TWriter(TStream *AStream, Word ACodePage = CP_UTF16)
+      : FStream(AStream), FCodePage(ACodePage) {
     if (FStream) FBuf.reserve(cBlock + 256);
   }
   ~TWriter() noexcept(false) {
-    if (std::uncaught_exceptions() == 0) Flush();
+    if (std::uncaught_exceptions() == 0) Flush(true);
   }
   void Put(UnicodeStringView AText) {
     FBuf.append(AText);
-    if (FStream && FBuf.size() >= cBlock) Flush();
+    if (FStream && FBuf.size() >= cBlock) Flush(false);
   }
   void Put(char16_t AChar) {
     FBuf += AChar;
-    if (FStream && FBuf.size() >= cBlock) Flush();
+    if (FStream && FBuf.size() >= cBlock) Flush(false);
   }
   void Indent(Integer ALevel) {
     for (Integer i = 0; i < ALevel; ++i) FBuf.append(u"  ", 2);
-    if (FStream && FBuf.size() >= cBlock) Flush();
+    if (FStream && FBuf.size() >= cBlock) Flush(false);
   }
   void PutEscaped(UnicodeStringView AText) {
     json::AppendEscaped(FBuf, AText);
-    if (FStream && FBuf.size() >= cBlock) Flush();
+    if (FStream && FBuf.size() >= cBlock) Flush(false);
   }
-  void Flush() {
-    if (FStream && !FBuf.empty()) {
-      json::Write(FStream, FBuf);
-      FBuf.clear();
+  // Hands the text over; a block that ends in the first half of a surrogate pair keeps that
+  // half for the next one, unless this is the last block.
+  void Flush(bool ALast = true) {
+    if (!FStream || FBuf.empty()) return;
+    std::size_t n = FBuf.size();
+    if (!ALast && FCodePage != CP_UTF16 && FBuf[n - 1] >= 0xD800 && FBuf[n - 1] <= 0xDBFF) --n;
+    const UnicodeStringView block(FBuf.data(), n);
+    if (FCodePage == CP_UTF16) {
+      json::Write(FStream, block);
+    } else if (FCodePage == CP_UTF8) {
+      // The byte buffer keeps its size between blocks: three bytes a unit at most.
+      if (FBytes.size() < n * 3) FBytes.resize(n * 3 + 64);
+      const std::size_t len = json::ToUTF8(block, FBytes.data());
+      FStream->WriteBuffer(FBytes.data(), static_cast<Int64>(len));
+    } else {
+      const RawByteString bytes = TVnEncoding::ConvertW(block, FCodePage);
+      if (!bytes.empty()) FStream->WriteBuffer(bytes.data(), static_cast<Int64>(bytes.size()));
     }
+    FBuf.erase(0, n);
   }
   UnicodeString &Text() { return FBuf; }
   TStream *Stream() const { return FStream; }
+  // Whether the stream takes UTF-16 as it is, which a node of an application's class writes.
+  bool Direct() const { return FCodePage == CP_UTF16; }
 
  private:
   static constexpr std::size_t cBlock = 8192;
   TStream *FStream;
+  Word FCodePage;
   UnicodeString FBuf;
+  std::string FBytes;
 };
 
 enum TNodeKind : Byte { nkOther, nkSimple, nkMember, nkObject, nkArray };
@@ -90,8 +109,8 @@ struct TVnJSONTreeWriter {
   void Emit(TVnJSONBase *ANode, Integer ALevel, bool AIndent, bool ATop) {
     for (;;) {
       if (!ATop && !IsLibraryClass(ANode)) {
-        W.Flush();
-        if (W.Stream()) {
+        if (W.Stream() && W.Direct()) {
+          W.Flush();
           ANode->SaveToStream(W.Stream(), Formatted, ALevel, AIndent);
         } else {
           TVnStringStream s(CP_UTF16, 256);
@@ -210,8 +229,9 @@ struct TVnJSONTreeWriter {
 
 namespace json {
 
-void SaveTree(TVnJSONBase *ANode, TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) {
-  TWriter w(AStream);
+void SaveTree(TVnJSONBase *ANode, TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent,
+              Word ACodePage) {
+  TWriter w(AStream, ACodePage);
   TVnJSONTreeWriter t{w, AFormatted, {}};
   t.Run(ANode, ALevel, AIndent);
 }
@@ -268,10 +288,9 @@ void TVnJSONDocument::SaveToStream(TStream *AStream, bool AFormatted, Word ACode
     json::SaveTree(this, AStream, AFormatted, 0, false);
     return;
   }
-  const UnicodeString text = json::SaveTreeText(this, AFormatted);
+  // Other pages: the text is converted block by block on its way into the stream.
   if (ACodePage == CP_UTF8 && ABOM) AStream->WriteBuffer(cVnUTF8, 3);
-  const RawByteString bytes = TVnEncoding::ConvertW(text, ACodePage);
-  if (!bytes.empty()) AStream->WriteBuffer(bytes.data(), static_cast<Int64>(bytes.size()));
+  json::SaveTree(this, AStream, AFormatted, 0, false, ACodePage);
 }
 
 void TVnJSONDocument::SaveToFile(const UnicodeString &AFileName, bool AFormatted) {

@@ -72,6 +72,33 @@ void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
   }
 }
 
+std::size_t json::ToUTF8(UnicodeStringView AText, char *ADest) noexcept {
+  const char16_t *p = AText.data();
+  const char16_t *e = p + AText.size();
+  char *d = ADest;
+  while (p < e) {
+    const char16_t c = *p++;
+    if (c < 0x80) {
+      *d++ = static_cast<char>(c);
+    } else if (c < 0x800) {
+      *d++ = static_cast<char>(0xC0 | (c >> 6));
+      *d++ = static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c >= 0xD800 && c <= 0xDBFF && p < e && *p >= 0xDC00 && *p <= 0xDFFF) {
+      const char32_t u = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(*p++) - 0xDC00);
+      *d++ = static_cast<char>(0xF0 | (u >> 18));
+      *d++ = static_cast<char>(0x80 | ((u >> 12) & 0x3F));
+      *d++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+      *d++ = static_cast<char>(0x80 | (u & 0x3F));
+    } else {
+      const char16_t u = (c >= 0xD800 && c <= 0xDFFF) ? char16_t(0xFFFD) : c;
+      *d++ = static_cast<char>(0xE0 | (u >> 12));
+      *d++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+      *d++ = static_cast<char>(0x80 | (u & 0x3F));
+    }
+  }
+  return static_cast<std::size_t>(d - ADest);
+}
+
 namespace {
 
 // The integer conversion of a hexadecimal escape: raises EConvertError for anything that is not

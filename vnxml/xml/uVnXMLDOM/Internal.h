@@ -46,34 +46,6 @@ inline constexpr const char16_t *cTransformNotSupported =
 inline constexpr const char16_t *cSerializeNotSupported =
     u"Serialization in the format %d is not supported by %s!";
 
-// While one lives, the nodes made on its thread are cut from its pages (see NodePages.cpp). A
-// load opens one around its parse; one opened inside another stands in for it until it closes.
-class TVnNodePages {
- public:
-  struct TPage;
-  // The size of a load's first page: a few dozen nodes, so that small documents waste little.
-  static constexpr std::size_t cFirstPage = 4096;
-
-  TVnNodePages() noexcept;
-  ~TVnNodePages();
-  TVnNodePages(const TVnNodePages &) = delete;
-  TVnNodePages &operator=(const TVnNodePages &) = delete;
-
-  // Room for a node of ASize bytes, or null when the node is too large for a page.
-  void *Cut(std::size_t ASize);
-
- private:
-  // Hands the current page over to its nodes.
-  void Leave() noexcept;
-
-  TVnNodePages *FOuter;
-  TPage *FPage = nullptr;
-  Byte *FNext = nullptr;
-  Byte *FEnd = nullptr;
-  std::int64_t FCut = 0;
-  std::size_t FNextSize = cFirstPage;
-};
-
 // The explicit stack of the tree's walks. No walk of the tree calls itself per level: a
 // document may be nested as deep as memory allows, and the thread's stack must not grow with it.
 // The first frames live inside the object, so a walk over a shallow tree allocates nothing.

@@ -710,4 +710,12 @@ void TVnDOMNode::SetParentNode(TVnDOMObject *AParent) {
   if (FDOMDocument->GetLoadState() != lsLoading || FNodeType == ntElement) RefreshNamespaces();
 }
 
+void *TVnDOMNode::operator new(std::size_t ASize) {
+  return TVnNodePages::Allocate(ASize);
+}
+
+void TVnDOMNode::operator delete(void *AObject, std::size_t ASize) noexcept {
+  TVnNodePages::Release(AObject, ASize);
+}
+
 }  // namespace vn

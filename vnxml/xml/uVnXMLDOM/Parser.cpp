@@ -39,7 +39,7 @@ char16_t SkipToFirstUnit(TStream *AStream, Word ACodePage) {
 void TVnDOMParser::Parse(TStream *AStream, Word ACodePage) {
   if (!AStream) throw EArgumentNilException(dom::cNilStream);
   if (dom::SkipToFirstUnit(AStream, ACodePage) != u'<') throw EVnDomNotSupported(dom::cNoJSON);
-  dom::TVnNodePages pages;
+  TVnNodePages pages;
   auto *reader = New<TVnSAXXMLReader>();
   reader->SetSingleRoot(FDOMNode->GetNodeType() == ntDocument);
   try {

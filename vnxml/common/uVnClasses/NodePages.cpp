@@ -1,4 +1,4 @@
-// Where nodes live in memory.
+// Where the nodes of the trees live in memory.
 //
 // A load makes its nodes one after the other and a tree is mostly freed as a whole, so the
 // nodes made while a load runs on a thread are cut in sequence from pages that the load takes
@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <new>
 
-#include "vnxml/xml/uVnXMLDOM/Internal.h"
+#include "vnxml/common/uVnClasses.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
@@ -27,8 +27,6 @@
 #endif
 
 namespace vn {
-
-namespace dom {
 
 struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) TVnNodePages::TPage {
   // Nodes alive on the page, plus cBias while its load may still cut nodes from it. Nodes are
@@ -73,7 +71,7 @@ void FreePage(TVnNodePages::TPage *APage) noexcept {
 }
 
 // Counts ACount nodes off a page, and frees it when that was the last reference.
-void Release(TVnNodePages::TPage *APage, std::int64_t ACount) noexcept {
+void ReleasePage(TVnNodePages::TPage *APage, std::int64_t ACount) noexcept {
   if (APage->Live.fetch_sub(ACount, std::memory_order_acq_rel) == ACount) FreePage(APage);
 }
 
@@ -91,7 +89,7 @@ TVnNodePages::~TVnNodePages() {
 void TVnNodePages::Leave() noexcept {
   if (!FPage) return;
   // The nodes cut from the page join its count and the load's bias leaves it.
-  Release(FPage, cBias - FCut);
+  ReleasePage(FPage, cBias - FCut);
   FPage = nullptr;
   FNext = FEnd = nullptr;
   FCut = 0;
@@ -121,28 +119,26 @@ void *TVnNodePages::Cut(std::size_t ASize) {
   return object;
 }
 
-}  // namespace dom
-
-void *TVnDOMNode::operator new(std::size_t ASize) {
-  if (dom::TVnNodePages *pages = dom::tPages) {
+void *TVnNodePages::Allocate(std::size_t ASize) {
+  if (TVnNodePages *pages = tPages) {
     if (void *object = pages->Cut(ASize)) return object;
   }
   // A node of its own: one alignment unit in front of it, its page word (null) at the end of it.
-  auto *raw = static_cast<Byte *>(::operator new(dom::cAlign + ASize));
-  void *object = raw + dom::cAlign;
-  dom::PageOf(object) = nullptr;
+  auto *raw = static_cast<Byte *>(::operator new(cAlign + ASize));
+  void *object = raw + cAlign;
+  PageOf(object) = nullptr;
   return object;
 }
 
-void TVnDOMNode::operator delete(void *AObject, std::size_t ASize) noexcept {
+void TVnNodePages::Release(void *AObject, std::size_t ASize) noexcept {
   if (!AObject) return;
-  dom::TVnNodePages::TPage *page = dom::PageOf(AObject);
+  TVnNodePages::TPage *page = PageOf(AObject);
   if (!page) {
-    ::operator delete(static_cast<Byte *>(AObject) - dom::cAlign);
+    ::operator delete(static_cast<Byte *>(AObject) - cAlign);
     return;
   }
-  VN_POISON(static_cast<Byte *>(AObject) - dom::cWord, dom::cWord + ASize);
-  dom::Release(page, 1);
+  VN_POISON(static_cast<Byte *>(AObject) - cWord, cWord + ASize);
+  ReleasePage(page, 1);
 }
 
 }  // namespace vn
