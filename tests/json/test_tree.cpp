@@ -561,6 +561,51 @@ TEST(JSONDocument, LoadFromFile) {
 }
 
 // ---------------------------------------------------------------------------------------------
+// Texts of every length and width
+
+// Names and values are kept in the node when they are short and on the heap when not, a byte a
+// character when every character is below 256: each form must give back what was stored, be
+// found by name, and write and read back the same.
+TEST(JSONTexts, EveryLengthAndWidthComesBackAsStored) {
+  std::vector<UnicodeString> texts;
+  for (std::size_t n : {0u, 1u, 3u, 4u, 5u, 7u, 8u, 9u, 16u, 40u}) {
+    texts.push_back(UnicodeString(n, u'a'));                         // ASCII
+    if (n) texts.push_back(UnicodeString(n - 1, u'b') + u"\u00E9");  // below 256
+    if (n) texts.push_back(UnicodeString(n - 1, u'c') + u"\u0416");  // beyond 255
+  }
+  Doc d = MakeOwned<TVnJSONDocument>();
+  TVnJSONBase *root = d->CreateRootValue(jdtObject);
+  for (std::size_t i = 0; i < texts.size(); ++i)
+    root->AddMember(u"k" + texts[i], jdtString)->SetAsString(texts[i]);
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    TVnJSONMember *m = root->FindMember(u"k" + texts[i]);
+    ASSERT_NE(m, nullptr) << i;
+    EXPECT_EQ(m->GetName(), u"k" + texts[i]);
+    EXPECT_EQ(m->GetAsString(), texts[i]);
+    EXPECT_EQ(m->GetAsVariant().AsString(), texts[i]);
+  }
+  // Upper-case ASCII finds the same names without regard to case, in both widths.
+  EXPECT_EQ(root->FindMember(u"KAAAAAAAA", true), root->FindMember(u"kaaaaaaaa"));
+  EXPECT_EQ(root->FindMember(u"KBB\u00E9", true), root->FindMember(u"kbb\u00E9"));
+  EXPECT_EQ(root->FindMember(u"KCC\u0416", true), root->FindMember(u"kcc\u0416"));
+  EXPECT_EQ(root->FindMember(u"KCC\u0416"), nullptr);
+
+  // Read back: values are decoded, names stay as written, so a name beyond 255 comes back as
+  // its escape.
+  Doc again = Load(d->GetAsJSON());
+  EXPECT_EQ(again->GetMember(u"kbbbbbbbb\u00E9", {jsoRaise})->GetAsString(), u"bbbbbbbb\u00E9");
+  EXPECT_EQ(again->GetMember(u"kcccc\\u0416", {jsoRaise})->GetAsString(), u"cccc\u0416");
+  EXPECT_EQ(again->GetMember(u"k" + texts[26], {jsoRaise})->GetAsString(), texts[26]);
+  // Replacing a long text by a short one and back keeps each.
+  TVnJSONMember *m = root->FindMember(u"k" + texts.back());
+  m->SetAsString(u"x");
+  EXPECT_EQ(m->GetAsString(), u"x");
+  m->SetAsInteger(7);
+  m->SetAsString(UnicodeString(300, u'\u0416'));
+  EXPECT_EQ(m->GetAsString(), UnicodeString(300, u'\u0416'));
+}
+
+// ---------------------------------------------------------------------------------------------
 // The interface family
 
 // Whether the node answers the interface I.

@@ -350,9 +350,6 @@ class TVnJSONObject;
 class TVnJSONArray;
 class TVnJSONDocument;
 struct TVnJSONTreeWriter;
-// Length-prefixed UTF-16 text on the heap: the names and the text values of the tree, one
-// pointer wide in the node (null for the empty text).
-struct TVnJSONText;
 
 // A plain typed list of nodes; it owns none of them.
 class TVnJSONNodeList : public TObject {
@@ -514,6 +511,8 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   TVnJSONDataType FJSONType = jdtNull;
   bool FDestroyChilds = true;
   bool FInlineItems = false;
+  // How the node class's own text (a value's, a member's name) is held (json::TextSet).
+  Byte FTextInfo = 0;
 
  private:
   friend class TVnJSONHandler;
@@ -564,7 +563,7 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
   enum TKind : Byte {
     vkNull,
     vkEmpty,
-    vkText,  // varUString: FData.Text (null for the empty text)
+    vkText,  // varUString: FData.Word with FTextInfo (json::TextSet)
     vkBoolean,
     vkInteger,
     vkInt64,
@@ -573,7 +572,7 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
     vkOther  // any other variant: FData.Other
   };
   union TData {
-    TVnJSONText *Text;
+    UInt64 Word;
     Variant *Other;
     Int64 Int;
     Double Dbl;
@@ -581,7 +580,7 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
   };
   void ClearValue() noexcept;
   void StoreVariant(const Variant &AValue);
-  UnicodeStringView TextView() const noexcept;
+  UnicodeString Text() const;
   TKind FKind = vkNull;
   TData FData{};
 };
@@ -597,7 +596,8 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   TObject *Implementor() override { return this; }
 
   VnJSONString GetName() override;
-  UnicodeStringView NameView() const noexcept;
+  // Whether the name is AName, with or without regard to case (ASCII letters).
+  bool NameIs(UnicodeStringView AName, bool ACaseInsensitive) const noexcept;
   void SetName(const VnJSONString &AName) override;
   TVnJSONBase *GetValueObj() override { return FCount ? FItems[0] : nullptr; }
   // Makes AValue the member's value: the old one is freed, and AValue leaves its owner.
@@ -635,7 +635,8 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   TVnJSONSimpleType *SimpleValue(const char16_t *AWord);
   // The value for a setter: created with AType when there is none.
   TVnJSONSimpleType *SimpleValueFor(TVnJSONDataType AType, const char16_t *AWord);
-  TVnJSONText *FName = nullptr;
+  friend struct TVnJSONTreeWriter;
+  UInt64 FName = 0;               // with FTextInfo (json::TextSet)
   TVnJSONBase *FValue = nullptr;  // the one child slot
 };
 

@@ -9,37 +9,26 @@
 
 namespace vn {
 
-// Length-prefixed UTF-16 text on the heap.
-struct TVnJSONText {
-  Cardinal Len;
-  char16_t Data[1];
-
-  // Null for the empty text. Texts made while a load runs are cut from the load's node pages.
-  static TVnJSONText *Make(UnicodeStringView AText) {
-    if (AText.empty()) return nullptr;
-    auto *t = static_cast<TVnJSONText *>(TVnNodePages::Allocate(SizeFor(AText.size())));
-    t->Len = static_cast<Cardinal>(AText.size());
-    std::memcpy(t->Data, AText.data(), AText.size() * sizeof(char16_t));
-    return t;
-  }
-  static void Dispose(TVnJSONText *AText) noexcept {
-    if (AText) TVnNodePages::Release(AText, SizeFor(AText->Len));
-  }
-  static std::size_t SizeFor(std::size_t ALen) noexcept {
-    return offsetof(TVnJSONText, Data) + ALen * sizeof(char16_t);
-  }
-  static UnicodeStringView View(const TVnJSONText *AText) noexcept {
-    return AText ? UnicodeStringView(AText->Data, AText->Len) : UnicodeStringView();
-  }
-};
-
 namespace json {
 
 // A reader for a parse: the JSON reader, or the form reader for a form-URL-encoded body.
 TVnJSONReader *CreateReader(bool AFormURLEncoded);
 
-// Appends AText escaped as VnStrToJSON escapes it.
+// Appends AText escaped as VnStrToJSON escapes it; the narrow form takes characters below 256,
+// one a byte.
 void AppendEscaped(UnicodeString &ADest, UnicodeStringView AText);
+void AppendEscaped(UnicodeString &ADest, std::string_view ANarrow);
+
+// The texts of the nodes, one word and one byte of information each. Text whose characters are
+// all below 256 is kept a byte a character; up to 8 such characters (or 4 others) stand in the
+// word itself, longer text on the heap (cut from the load's node pages while a load runs), the
+// word pointing at it. A word of 0 with information 0 is the empty text.
+void TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText);
+void TextFree(Byte &AInfo, UInt64 &AWord) noexcept;
+UnicodeString TextString(Byte AInfo, const UInt64 &AWord);
+void TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord);
+void TextAppendEscaped(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord);
+bool TextEquals(Byte AInfo, const UInt64 &AWord, UnicodeStringView AText, bool ACaseInsensitive);
 
 // The walk that writes a node and what lies below it; into a stream as UTF-16, or as text.
 void SaveTree(TVnJSONBase *ANode, TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent,

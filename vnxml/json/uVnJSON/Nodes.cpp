@@ -194,7 +194,7 @@ UnicodeString TVnJSONBase::GetPath() {
   UnicodeString r(u"#/");
   for (auto it = members.rbegin(); it != members.rend(); ++it) {
     if (it != members.rbegin()) r += u'/';
-    r.append((*it)->NameView());
+    r.append((*it)->GetName());
   }
   return r;
 }
@@ -407,22 +407,22 @@ TVnJSONSimpleType::~TVnJSONSimpleType() {
 
 void TVnJSONSimpleType::ClearValue() noexcept {
   if (FKind == vkText)
-    TVnJSONText::Dispose(FData.Text);
+    json::TextFree(FTextInfo, FData.Word);
   else if (FKind == vkOther)
     delete FData.Other;
   FKind = vkNull;
-  FData.Int = 0;
+  FTextInfo = 0;
+  FData.Word = 0;
 }
 
-UnicodeStringView TVnJSONSimpleType::TextView() const noexcept {
-  return TVnJSONText::View(FData.Text);
+UnicodeString TVnJSONSimpleType::Text() const {
+  return json::TextString(FTextInfo, FData.Word);
 }
 
 void TVnJSONSimpleType::SetText(UnicodeStringView AText, TVnJSONDataType ADataType) {
-  TVnJSONText *t = TVnJSONText::Make(AText);
-  ClearValue();
+  if (FKind != vkText) ClearValue();
+  json::TextSet(FTextInfo, FData.Word, AText);
   FKind = vkText;
-  FData.Text = t;
   FJSONType = ADataType;
 }
 
@@ -436,10 +436,10 @@ void TVnJSONSimpleType::StoreVariant(const Variant &AValue) {
       ClearValue();
       break;
     case varUString: {
-      TVnJSONText *t = TVnJSONText::Make(AValue.AsString());
-      ClearValue();
+      const UnicodeString text = AValue.AsString();
+      if (FKind != vkText) ClearValue();
+      json::TextSet(FTextInfo, FData.Word, text);
       FKind = vkText;
-      FData.Text = t;
       break;
     }
     case varBoolean:
@@ -484,7 +484,7 @@ Variant TVnJSONSimpleType::GetAsVariant() {
     case vkEmpty:
       return Variant();
     case vkText:
-      return Variant(UnicodeString(TextView()));
+      return Variant(Text());
     case vkBoolean:
       return Variant(FData.Bool);
     case vkInteger:
@@ -521,7 +521,7 @@ Int64 TVnJSONSimpleType::GetAsLargeInt() {
 }
 
 UnicodeString TVnJSONSimpleType::GetAsString() {
-  if (FKind == vkText) return UnicodeString(TextView());
+  if (FKind == vkText) return Text();
   switch (FJSONType) {
     case jdtNull:
       return {};
@@ -612,22 +612,19 @@ TVnJSONMember::TVnJSONMember(TVnJSONBase *AOwner) : TVnJSONBase(nullptr) {
 
 TVnJSONMember::~TVnJSONMember() {
   DestroyObjects();
-  TVnJSONText::Dispose(FName);
-  FName = nullptr;
+  json::TextFree(FTextInfo, FName);
 }
 
 VnJSONString TVnJSONMember::GetName() {
-  return VnJSONString(NameView());
+  return json::TextString(FTextInfo, FName);
 }
 
-UnicodeStringView TVnJSONMember::NameView() const noexcept {
-  return TVnJSONText::View(FName);
+bool TVnJSONMember::NameIs(UnicodeStringView AName, bool ACaseInsensitive) const noexcept {
+  return json::TextEquals(FTextInfo, FName, AName, ACaseInsensitive);
 }
 
 void TVnJSONMember::SetName(const VnJSONString &AName) {
-  TVnJSONText *t = TVnJSONText::Make(AName);
-  TVnJSONText::Dispose(FName);
-  FName = t;
+  json::TextSet(FTextInfo, FName, AName);
 }
 
 void TVnJSONMember::SetValue(TVnJSONBase *AValue) {
@@ -841,8 +838,7 @@ void TVnJSONObject::RemoveMember(TVnJSONMember *AMember) {
 TVnJSONMember *TVnJSONObject::FindMember(const VnJSONString &AName, bool ACaseInsensitive) {
   for (Integer i = 0; i < FCount; ++i) {
     auto *m = static_cast<TVnJSONMember *>(FItems[i]);
-    const UnicodeStringView n = m->NameView();
-    if (ACaseInsensitive ? SameText(n, AName) : n == UnicodeStringView(AName)) return m;
+    if (m->NameIs(AName, ACaseInsensitive)) return m;
   }
   return nullptr;
 }

@@ -35,6 +35,14 @@ class TWriter {
     for (Integer i = 0; i < ALevel; ++i) FBuf.append(u"  ", 2);
     if (FStream && FBuf.size() >= cBlock) Flush(false);
   }
+  void PutText(Byte AInfo, const UInt64 &AWord) {
+    json::TextAppend(FBuf, AInfo, AWord);
+    if (FStream && FBuf.size() >= cBlock) Flush(false);
+  }
+  void PutTextEscaped(Byte AInfo, const UInt64 &AWord) {
+    json::TextAppendEscaped(FBuf, AInfo, AWord);
+    if (FStream && FBuf.size() >= cBlock) Flush(false);
+  }
   void PutEscaped(UnicodeStringView AText) {
     json::AppendEscaped(FBuf, AText);
     if (FStream && FBuf.size() >= cBlock) Flush(false);
@@ -129,7 +137,7 @@ struct TVnJSONTreeWriter {
           auto *m = static_cast<TVnJSONMember *>(ANode);
           if (Formatted && AIndent) W.Indent(ALevel);
           W.Put(u'"');
-          W.PutEscaped(m->NameView());
+          W.PutTextEscaped(m->FTextInfo, m->FName);
           W.Put(u"\": ");
           TVnJSONBase *v = m->GetValueObj();
           if (!v) return;
@@ -170,7 +178,7 @@ struct TVnJSONTreeWriter {
       case jdtString:
         if (ANode->FKind == TVnJSONSimpleType::vkText) {
           W.Put(u'"');
-          W.PutEscaped(ANode->TextView());
+          W.PutTextEscaped(ANode->FTextInfo, ANode->FData.Word);
           W.Put(u'"');
         } else if (ANode->FKind == TVnJSONSimpleType::vkDate ||
                    TVnTypes::VarMainTypeKind(ANode->GetAsVariant()) == mtkDateTime) {
@@ -184,13 +192,13 @@ struct TVnJSONTreeWriter {
         return;
       case jdtNumber:
         if (ANode->FKind == TVnJSONSimpleType::vkText)
-          W.Put(ANode->TextView());
+          W.PutText(ANode->FTextInfo, ANode->FData.Word);
         else
           W.Put(VnVarToJSON(ANode->GetAsVariant()));
         return;
       case jdtBoolean:
         if (ANode->FKind == TVnJSONSimpleType::vkText)
-          W.Put(ANode->TextView());
+          W.PutText(ANode->FTextInfo, ANode->FData.Word);
         else
           W.Put(VnVarToBool(ANode->GetAsVariant()) ? u"true" : u"false");
         return;

@@ -1,6 +1,8 @@
 // The text conversions of JSON: escaping, unescaping, values as JSON text, the date forms and
 // the type bridges of the serializers.
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "vnxml/json/uVnJSON/Internal.h"
 #include "vnxml/rtl/DateUtils.h"
@@ -22,22 +24,37 @@ VnJSONString VnStrToJSON(UnicodeStringView AText) {
   return r;
 }
 
-void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
-  const char16_t *p = AText.data();
-  const char16_t *e = p + AText.size();
+namespace {
+
+// A character of text in either width: UTF-16 units, or bytes that are characters below 256.
+inline char16_t Unit(char16_t AChar) noexcept {
+  return AChar;
+}
+inline char16_t Unit(char AChar) noexcept {
+  return static_cast<unsigned char>(AChar);
+}
+
+template <class C>
+void AppendEscapedT(UnicodeString &r, const C *p, const C *e) {
   while (p < e) {
     // The run that needs no escape goes in one append.
-    const char16_t *run = p;
+    const C *run = p;
     while (p < e) {
-      const char16_t c = *p;
+      const char16_t c = Unit(*p);
       if (c >= 256 || (c >= 1 && c <= 10) || c == 12 || c == 13 || c == u'"' || c == u'/' ||
           c == u'\\')
         break;
       ++p;
     }
-    r.append(run, p);
+    if constexpr (sizeof(C) == 2) {
+      r.append(run, p);
+    } else {
+      const std::size_t at = r.size();
+      r.resize(at + static_cast<std::size_t>(p - run));
+      for (char16_t *d = r.data() + at; run < p; ++run) *d++ = Unit(*run);
+    }
     if (p == e) break;
-    const char16_t c = *p++;
+    const char16_t c = Unit(*p++);
     switch (c) {
       case u'"':
       case u'/':
@@ -70,6 +87,170 @@ void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
         break;
     }
   }
+}
+
+}  // namespace
+
+void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
+  const char16_t *p = AText.data();
+  const char16_t *e = p + AText.size();
+  // Runs without escapes go in one append.
+  while (p < e) {
+    const char16_t *run = p;
+    while (p < e) {
+      const char16_t c = *p;
+      if (c >= 256 || (c >= 1 && c <= 10) || c == 12 || c == 13 || c == u'"' || c == u'/' ||
+          c == u'\\')
+        break;
+      ++p;
+    }
+    r.append(run, p);
+    if (p == e) break;
+    AppendEscapedT(r, p, p + 1);
+    ++p;
+  }
+}
+
+void json::AppendEscaped(UnicodeString &r, std::string_view ANarrow) {
+  AppendEscapedT(r, ANarrow.data(), ANarrow.data() + ANarrow.size());
+}
+
+// ---------------------------------------------------------------------------------------------
+// The texts of the nodes
+
+namespace {
+
+constexpr Byte cInline = 0x80;  // the text stands in the word
+constexpr Byte cNarrow = 0x40;  // a byte a character
+constexpr Byte cLength = 0x0F;  // the length of text in the word
+
+// Text on the heap: its length, then its characters.
+struct THeapText {
+  Cardinal Len;
+  static std::size_t SizeFor(std::size_t ALen, bool ANarrow) noexcept {
+    return sizeof(Cardinal) + ALen * (ANarrow ? 1 : 2);
+  }
+  Byte *Data() noexcept { return reinterpret_cast<Byte *>(this) + sizeof(Cardinal); }
+};
+
+THeapText *HeapOf(const UInt64 &AWord) noexcept {
+  return reinterpret_cast<THeapText *>(static_cast<std::uintptr_t>(AWord));
+}
+
+// The characters of a text: where they are, how many, and their width.
+struct TTextChars {
+  const Byte *Data;
+  std::size_t Len;
+  bool Narrow;
+};
+
+TTextChars CharsOf(Byte AInfo, const UInt64 &AWord) noexcept {
+  const bool narrow = (AInfo & cNarrow) != 0;
+  if (AInfo & cInline)
+    return {reinterpret_cast<const Byte *>(&AWord), static_cast<std::size_t>(AInfo & cLength),
+            narrow};
+  if (!AWord) return {nullptr, 0, true};
+  THeapText *h = HeapOf(AWord);
+  return {h->Data(), h->Len, narrow};
+}
+
+}  // namespace
+
+void json::TextFree(Byte &AInfo, UInt64 &AWord) noexcept {
+  if (!(AInfo & cInline) && AWord) {
+    THeapText *h = HeapOf(AWord);
+    TVnNodePages::Release(h, THeapText::SizeFor(h->Len, (AInfo & cNarrow) != 0));
+  }
+  AInfo = 0;
+  AWord = 0;
+}
+
+void json::TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText) {
+  bool narrow = true;
+  for (char16_t c : AText)
+    if (c >= 256) {
+      narrow = false;
+      break;
+    }
+  const std::size_t n = AText.size();
+  Byte info;
+  UInt64 word = 0;
+  if (n == 0) {
+    info = 0;
+  } else if (n <= (narrow ? 8u : 4u)) {
+    info = static_cast<Byte>(cInline | (narrow ? cNarrow : 0) | n);
+    auto *d = reinterpret_cast<Byte *>(&word);
+    if (narrow)
+      for (std::size_t i = 0; i < n; ++i) d[i] = static_cast<Byte>(AText[i]);
+    else
+      std::memcpy(d, AText.data(), n * 2);
+  } else {
+    if (n > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
+    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(n, narrow)));
+    h->Len = static_cast<Cardinal>(n);
+    Byte *d = h->Data();
+    if (narrow)
+      for (std::size_t i = 0; i < n; ++i) d[i] = static_cast<Byte>(AText[i]);
+    else
+      std::memcpy(d, AText.data(), n * 2);
+    info = narrow ? cNarrow : 0;
+    word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
+  }
+  TextFree(AInfo, AWord);
+  AInfo = info;
+  AWord = word;
+}
+
+void json::TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord) {
+  const TTextChars t = CharsOf(AInfo, AWord);
+  if (!t.Len) return;
+  const std::size_t at = ADest.size();
+  ADest.resize(at + t.Len);
+  char16_t *d = ADest.data() + at;
+  if (t.Narrow)
+    for (std::size_t i = 0; i < t.Len; ++i) d[i] = t.Data[i];
+  else
+    std::memcpy(d, t.Data, t.Len * 2);
+}
+
+UnicodeString json::TextString(Byte AInfo, const UInt64 &AWord) {
+  UnicodeString r;
+  TextAppend(r, AInfo, AWord);
+  return r;
+}
+
+void json::TextAppendEscaped(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord) {
+  const TTextChars t = CharsOf(AInfo, AWord);
+  if (!t.Len) return;
+  if (t.Narrow) {
+    AppendEscaped(ADest, std::string_view(reinterpret_cast<const char *>(t.Data), t.Len));
+  } else {
+    // The units may stand unaligned in the word: copied out first.
+    UnicodeString w(t.Len, u'\0');
+    std::memcpy(w.data(), t.Data, t.Len * 2);
+    AppendEscaped(ADest, w);
+  }
+}
+
+bool json::TextEquals(Byte AInfo, const UInt64 &AWord, UnicodeStringView AText,
+                      bool ACaseInsensitive) {
+  const TTextChars t = CharsOf(AInfo, AWord);
+  if (t.Len != AText.size()) return false;
+  for (std::size_t i = 0; i < t.Len; ++i) {
+    char16_t c;
+    if (t.Narrow) {
+      c = t.Data[i];
+    } else {
+      std::memcpy(&c, t.Data + 2 * i, 2);
+    }
+    char16_t d = AText[i];
+    if (c == d) continue;
+    if (!ACaseInsensitive) return false;
+    if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - 32);
+    if (d >= u'a' && d <= u'z') d = static_cast<char16_t>(d - 32);
+    if (c != d) return false;
+  }
+  return true;
 }
 
 std::size_t json::ToUTF8(UnicodeStringView AText, char *ADest) noexcept {
@@ -186,10 +367,23 @@ TVnJSONDataType VnVarTypeToJSONType(const Variant &AValue) {
   }
 }
 
+namespace {
+
+VnJSONString Quoted(UnicodeStringView AText) {
+  VnJSONString r;
+  r.reserve(AText.size() + 2);
+  r += u'"';
+  r.append(AText);
+  r += u'"';
+  return r;
+}
+
+}  // namespace
+
 VnJSONString VnVarToJSON(const Variant &AValue) {
   switch (TVnTypes::VarMainTypeKind(AValue)) {
     case mtkDateTime:
-      return u"\"" + VnDateTimeToXML(VarToDateTime(AValue), tzfNone) + u"\"";
+      return Quoted(VnDateTimeToXML(VarToDateTime(AValue), tzfNone));
     case mtkArray: {
       VnJSONString r(u"[");
       const Integer lo = VarArrayLowBound(AValue, 1);
@@ -212,7 +406,7 @@ VnJSONString VnVarToJSON(const Variant &AValue) {
       return VnDoubleToXML(d);
     }
     case mtkString:
-      return u"\"" + VnStrToJSON(VnVarToStr(AValue)) + u"\"";
+      return Quoted(VnStrToJSON(VnVarToStr(AValue)));
     default:
       return u"null";
   }
