@@ -340,6 +340,8 @@ class TVnTextParser : public TVnObject {
   // call.
   void SkipTo(char AChar);
   void SkipOver(char AChar);
+  // SkipWhile(soNotEqual) for either of two ASCII characters: stops on the first of them.
+  void SkipToEither(char A, char B);
   // CurrCharW, without the slot where the window gives the character at once.
   [[gnu::always_inline]] char16_t CurrChar() {
     if (FCharSetType == cstW) return CurrUnit();
@@ -481,6 +483,24 @@ class TVnNodePages {
   Byte *FEnd = nullptr;
   std::int64_t FCut = 0;
   std::size_t FNextSize = cFirstPage;
+};
+
+// While one lives, the nodes freed on its thread are counted off their pages in runs, one count
+// for each run of nodes of the same page, instead of one each: a tree that is freed as a whole
+// opens one. Its end counts off the last run.
+class TVnNodeReleaseBatch {
+ public:
+  TVnNodeReleaseBatch() noexcept;
+  ~TVnNodeReleaseBatch();
+  TVnNodeReleaseBatch(const TVnNodeReleaseBatch &) = delete;
+  TVnNodeReleaseBatch &operator=(const TVnNodeReleaseBatch &) = delete;
+
+ private:
+  friend class TVnNodePages;
+  void Flush() noexcept;
+  TVnNodeReleaseBatch *FOuter;
+  TVnNodePages::TPage *FPage = nullptr;
+  std::int64_t FCount = 0;
 };
 
 // ---------------------------------------------------------------------------------------------

@@ -953,6 +953,46 @@ void TVnTextParser::SkipTo(char AChar) {
   }
 }
 
+void TVnTextParser::SkipToEither(char A, char B) {
+  const Byte a = static_cast<Byte>(A), b = static_cast<Byte>(B);
+  if (FMinCharBytes == 1) {
+    // Sixteen bytes at a time; in UTF-8 the bytes of a longer sequence are all above 127.
+#if defined(__SSE2__)
+    const __m128i va = _mm_set1_epi8(static_cast<char>(a));
+    const __m128i vb = _mm_set1_epi8(static_cast<char>(b));
+#endif
+    for (;;) {
+      const Byte *p = FCur;
+      const Byte *e = FLimit;
+#if defined(__SSE2__)
+      while (e - p >= 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const int m = _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, va), _mm_cmpeq_epi8(v, vb)));
+        if (m) {
+          FCur = p + __builtin_ctz(static_cast<unsigned>(m));
+          return;
+        }
+        p += 16;
+      }
+#endif
+      while (p < e && *p != a && *p != b) ++p;
+      FCur = p;
+      if (p < e || Available(1) == 0) return;
+    }
+  }
+  for (;;) {
+    const Byte *p = FCur;
+    const Byte *e = FLimit;
+    for (; e - p >= 2; p += 2) {
+      char16_t u;
+      std::memcpy(&u, p, 2);
+      if (u == a || u == b) break;
+    }
+    FCur = p;
+    if (e - p >= 2 || Available(2) < 2) return;
+  }
+}
+
 void TVnTextParser::SkipOver(char AChar) {
   const Byte c = static_cast<Byte>(AChar);
   if (FMinCharBytes == 1) {

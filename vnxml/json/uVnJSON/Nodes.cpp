@@ -136,12 +136,14 @@ void TVnJSONBase::RemoveObject(TVnJSONBase *AObject) {
 void TVnJSONBase::DisposeTree(TVnJSONBase *ATop) {
   // Each node is freed once it has no children left, so no destructor nests into another. A
   // child that interfaces hold is detached and left to them.
+  TVnNodeReleaseBatch batch;
   std::vector<TVnJSONBase *> work{ATop};
   while (!work.empty()) {
     TVnJSONBase *n = work.back();
     if (n->FCount > 0 && n->FDestroyChilds) {
-      TVnJSONBase *child = n->FItems[n->FCount - 1];
-      n->RemoveObject(child);
+      // Every node on the work list is on its way out, so its last child is simply taken off
+      // the end of its list.
+      TVnJSONBase *child = n->FItems[--n->FCount];
       child->FOwner = nullptr;
       if (child->RefCount() > 0)
         child->SetAutoDestroy(true);
@@ -1106,7 +1108,16 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
   FPendingMember = nullptr;
   TVnJSONBase *c = FCurrValue;
   TVnJSONSimpleType *v;
-  if (c && c->Is<TVnJSONObject>()) {
+  // The library's own classes first, by an exact look at the class.
+  const TClass k = c ? c->ClassType() : nullptr;
+  if (k == TVnJSONObject::StaticClass()) {
+    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
+    v = static_cast<TVnJSONSimpleType *>(m->CreateValue(ADataType));
+  } else if (k == TVnJSONArray::StaticClass()) {
+    v = static_cast<TVnJSONSimpleType *>(
+        static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(ADataType));
+  } else if (c && c->Is<TVnJSONObject>()) {
     TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
     if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
     v = As<TVnJSONSimpleType>(m->CreateValue(ADataType));

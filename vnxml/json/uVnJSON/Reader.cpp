@@ -25,7 +25,6 @@ constexpr TAsciiSet cObjectOpen("}\"");
 constexpr TAsciiSet cObjectNext("},");
 constexpr TAsciiSet cArrayNext("],");
 constexpr TAsciiSet cValueEnd("]},");
-constexpr TAsciiSet cStringStop("\\\"");
 constexpr TAsciiSet cNumber("0123456789.-+eE");
 constexpr TAsciiSet cEscape("\"\\/bfnrtu");
 
@@ -33,6 +32,14 @@ constexpr char16_t cExpectedValue[] = u"\", t, f, n, 0..9, ., + or -";
 constexpr char16_t cExpectedEscape[] = u"\", \\, /, b, f, n, r, t or u";
 
 enum TFrame : Byte { frObject, frArray };
+
+// SkipAscii for a set that the current character is mostly in (AIn) or not in: the common case
+// decides without the loop.
+inline void Skip(TVnJSONTextParser *P, const TAsciiSet &ASet, bool AIn) {
+  const char16_t c = P->CurrUnit();
+  if (c < 128 && (ASet.Bits[c] != 0) != AIn && (c != 0 || !P->Eof())) return;
+  P->SkipAscii(ASet.Bits, AIn);
+}
 
 }  // namespace
 
@@ -159,7 +166,7 @@ void TVnJSONReader::InternalParse() {
     if (!P->Eof()) {
       // One character is passed without a look, then everything below U+0021.
       P->Step();
-      P->SkipAscii(cWhite.Bits, true);
+      Skip(P, cWhite, true);
       if (!P->Eof()) P->RaiseExpected(u"");
     }
   }
@@ -172,7 +179,7 @@ void TVnJSONReader::ReadString() {
   P->Step();
   P->SetMark(tpMark1);
   for (;;) {
-    P->SkipAscii(cStringStop.Bits, false);
+    P->SkipToEither('\\', '"');
     if (P->Eof() || P->CurrUnit() == u'"') break;
     P->Step();  // the backslash
     const char16_t e = P->CurrUnit();
@@ -213,7 +220,7 @@ void TVnJSONReader::ParseSimpleValue() {
         P->SelectedTo(tpMark1, tpCurrent, true, FText);
         FContentHandler->Value(jdtNumber, FText);
         // What follows the number up to the next "]", "}" or "," is dropped.
-        P->SkipAscii(cValueEnd.Bits, false);
+        Skip(P, cValueEnd, false);
         return;
       }
       P->RaiseExpected(cExpectedValue);
@@ -259,13 +266,13 @@ member:
   P->StepOver();
   P->SkipTo(':');
   P->StepOver();
-  P->SkipAscii(cWhite.Bits, true);
+  Skip(P, cWhite, true);
   goto value;
 
 item:
   // At "[" or ",": the next item, or the end of the array.
   P->StepOver();
-  P->SkipAscii(cWhite.Bits, true);
+  Skip(P, cWhite, true);
   if (!P->Eof() && P->CurrUnit() == u']') goto after;
   goto value;
 
@@ -280,11 +287,11 @@ after:
   if (stack.back() == frObject) {
     H->EndMember();
     // Junk up to the next "," or "}" is dropped; the end of the text closes the object.
-    P->SkipAscii(cObjectNext.Bits, false);
+    Skip(P, cObjectNext, false);
     if (!P->Eof() && P->CurrUnit() == u',') goto member;
     H->EndObject();
   } else {
-    P->SkipAscii(cArrayNext.Bits, false);
+    Skip(P, cArrayNext, false);
     if (!P->Eof() && P->CurrUnit() == u',') goto item;
     H->EndArray();
   }
