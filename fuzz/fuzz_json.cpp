@@ -2,7 +2,8 @@
 // UTF-8 (page 65001), as bytes of a single-byte page that the reader sniffs (1252), and, when
 // their count is even, as UTF-16 (Parse(UnicodeString)); then into a TVnJSONDocument through
 // SetAsJSON (the bytes read as UTF-8) and LoadFromStream (the raw bytes, page 65001), and what
-// loaded is written out with GetAsJSON and GetFormattedJSON.
+// loaded is written out with GetAsJSON and GetFormattedJSON. The same text goes through the
+// JSON date forms.
 //
 // The handler checks the shape of the event stream: one StartDocument first, objects and arrays
 // closed in the order they were opened, a member only inside an object, EndDocument last, and
@@ -165,6 +166,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *AData, std::size_t ASi
     Read([&](TVnJSONReader *R) { R->Parse(wide); });
   }
   const UnicodeString text = UTF8ToString(std::string_view(bytes));
+  // The date forms read the text as it is; their default forms never raise.
+  Guarded([&] { VnJSONToDateTime(text); });
+  Guarded([&] { VnJSONToDate(text); });
+  Guarded([&] { VnJSONToTime(text); });
+  try {
+    VnJSONToDateTimeDef(text, 1.5);
+    VnJSONToDateDef(text, 1.5);
+    VnJSONToTimeDef(text, 1.5);
+  } catch (...) {
+    Finding("a default form raised", UTF8Encode(text));
+  }
   Load([&](TVnJSONDocument *D) { D->SetAsJSON(text); });
   Load([&](TVnJSONDocument *D) {
     TMemoryStream *stream = New<TMemoryStream>();

@@ -672,7 +672,9 @@ TDateTime IncSecond(TDateTime AValue, Int64 ANumberOfSeconds) {
 }
 
 TDateTime IncMilliSecond(TDateTime AValue, Int64 ANumberOfMilliSeconds) {
-  const Int64 ms = DateTimeToMilliseconds(AValue) + ANumberOfMilliSeconds;
+  // A sum beyond 64 bits wraps around, as the host's integers do.
+  const Int64 ms = static_cast<Int64>(static_cast<UInt64>(DateTimeToMilliseconds(AValue)) +
+                                      static_cast<UInt64>(ANumberOfMilliSeconds));
   return TimeStampToDateTime(MSecsToTimeStamp(ms));
 }
 
