@@ -313,6 +313,20 @@ class TVnTextParser : public TVnObject {
   // and the UTF-16 text converted to the content code page in cstW.
   AnsiString SelectedA(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear);
 
+  // The slots of scanners that compare through pointers to character constants in the width of
+  // the source (one byte in cstA and cstU, 16 bits in cstW): a skip while the current character
+  // stands in a relation to *ACharPtr, and a check of the current character that calls
+  // RaiseExpected when it differs and ARaise is set. PtrSkipFunc and PtrCheckFunc give those of
+  // a width.
+  using TPtrSkipFunc = void (*)(TVnTextParser *AParser, TVnTextParserSkipOp AOperator,
+                                const void *ACharPtr);
+  using TPtrCheckFunc = bool (*)(TVnTextParser *AParser, const void *ACharPtr, bool ARaise);
+  static TPtrSkipFunc PtrSkipFunc(TVnCharacterSetType AType) noexcept;
+  static TPtrCheckFunc PtrCheckFunc(TVnCharacterSetType AType) noexcept;
+  // Raised by the check slots for the character expected; each scanner raises the error of its
+  // own format. The base raises EVnException with code 2.
+  [[noreturn]] virtual void RaiseExpected(const UnicodeString &AExpected);
+
   // Width-blind helpers of the scanners built on this class.
   // The current character as text for messages: a whole character (a surrogate pair for one
   // beyond 16 bits), empty at the end of input or for a NUL.

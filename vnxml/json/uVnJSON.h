@@ -135,10 +135,8 @@ TValue VnJSONToVal(UnicodeStringView AText, const UnicodeString &ATypeName, bool
 // The scanner
 
 class TVnJSONTextParser;
-using TVnJSONTextParserSkipFunc = void (*)(TVnJSONTextParser *AParser,
-                                           TVnTextParserSkipOp AOperator, const void *ACharPtr);
-using TVnJSONTextParserCheckFunc = bool (*)(TVnJSONTextParser *AParser, const void *ACharPtr,
-                                            bool ARaise);
+using TVnJSONTextParserSkipFunc = TVnTextParser::TPtrSkipFunc;
+using TVnJSONTextParserCheckFunc = TVnTextParser::TPtrCheckFunc;
 
 // The text source of the JSON readers. Each F... field points at the constant of its character
 // in the width of the source, and the two slots take such pointers, so that the readers never
@@ -168,7 +166,7 @@ class TVnJSONTextParser : public TVnTextParser {
     return CheckCurrCharFunc(this, ACharPtr, ARaise);
   }
   // Raises EVnJSONParseError code 2 with AExpected and the current character.
-  [[noreturn]] void RaiseExpected(const UnicodeString &AExpected);
+  [[noreturn]] void RaiseExpected(const UnicodeString &AExpected) override;
   // Steps over the current character; nothing at the end of the text.
   void StepOver() {
     if (!_GetEOF()) Step();
@@ -190,15 +188,6 @@ class TVnJSONTextParser : public TVnTextParser {
 
  private:
   void Sniff(Word ACodePage);
-  static void SrcASkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
-                            const void *ACharPtr);
-  static void SrcUSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
-                            const void *ACharPtr);
-  static void SrcWSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
-                            const void *ACharPtr);
-  static bool SrcACheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise);
-  static bool SrcUCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise);
-  static bool SrcWCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise);
 };
 
 // ---------------------------------------------------------------------------------------------

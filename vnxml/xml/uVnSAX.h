@@ -430,10 +430,8 @@ class TVnSAXReader : public TVnObject, public IVnSAXLocator, public IVnSAXXMLRea
 // The XML scanner
 
 class TVnXMLParser;
-using TVnXMLTextParserSkipFunc = void (*)(TVnXMLParser *AParser, TVnTextParserSkipOp AOperator,
-                                          const void *ACharPtr);
-using TVnXMLTextParserCheckFunc = bool (*)(TVnXMLParser *AParser, const void *ACharPtr,
-                                           bool ARaise);
+using TVnXMLTextParserSkipFunc = TVnTextParser::TPtrSkipFunc;
+using TVnXMLTextParserCheckFunc = TVnTextParser::TPtrCheckFunc;
 
 // The text source for XML: knows the characters XML cares about in the width in force. Each
 // F... field points at the constant of that character in the width of the source (one byte in
@@ -480,13 +478,8 @@ class TVnXMLParser : public TVnTextParser {
   const void *FBracketCA = nullptr;
 
  private:
-  static void SrcASkipWhile(TVnXMLParser *P, TVnTextParserSkipOp AOperator, const void *ACharPtr);
-  static void SrcUSkipWhile(TVnXMLParser *P, TVnTextParserSkipOp AOperator, const void *ACharPtr);
-  static void SrcWSkipWhile(TVnXMLParser *P, TVnTextParserSkipOp AOperator, const void *ACharPtr);
-  static bool SrcACheckCurrChar(TVnXMLParser *P, const void *ACharPtr, bool ARaise);
-  static bool SrcUCheckCurrChar(TVnXMLParser *P, const void *ACharPtr, bool ARaise);
-  static bool SrcWCheckCurrChar(TVnXMLParser *P, const void *ACharPtr, bool ARaise);
-  [[noreturn]] void RaiseExpected(const UnicodeString &AExpected);
+  // EVnXMLParseError with code 2, naming the expected and the found character.
+  [[noreturn]] void RaiseExpected(const UnicodeString &AExpected) override;
 };
 
 // ---------------------------------------------------------------------------------------------

@@ -953,6 +953,50 @@ void TVnTextParser::SkipTo(char AChar) {
   }
 }
 
+namespace {
+
+void PtrSkipA(TVnTextParser *P, TVnTextParserSkipOp AOperator, const void *ACharPtr) {
+  P->SrcASkipWhileA(AOperator, *static_cast<const char *>(ACharPtr));
+}
+
+void PtrSkipU(TVnTextParser *P, TVnTextParserSkipOp AOperator, const void *ACharPtr) {
+  P->SrcUSkipWhileA(AOperator, *static_cast<const char *>(ACharPtr));
+}
+
+void PtrSkipW(TVnTextParser *P, TVnTextParserSkipOp AOperator, const void *ACharPtr) {
+  P->SrcWSkipWhileW(AOperator, *static_cast<const char16_t *>(ACharPtr));
+}
+
+// In cstA and cstU the raw byte is the source form of the character (in UTF-8 the bytes of a
+// longer sequence are all above 127), in cstW the 16-bit unit.
+bool PtrCheckA(TVnTextParser *P, const void *ACharPtr, bool ARaise) {
+  const char c = *static_cast<const char *>(ACharPtr);
+  if (P->CurrUnit() == static_cast<Byte>(c) && (c != 0 || !P->Eof())) return true;
+  if (ARaise) P->RaiseExpected(UnicodeString(1, static_cast<Byte>(c)));
+  return false;
+}
+
+bool PtrCheckW(TVnTextParser *P, const void *ACharPtr, bool ARaise) {
+  const char16_t c = *static_cast<const char16_t *>(ACharPtr);
+  if (P->CurrUnit() == c && (c != 0 || !P->Eof())) return true;
+  if (ARaise) P->RaiseExpected(UnicodeString(1, c));
+  return false;
+}
+
+}  // namespace
+
+TVnTextParser::TPtrSkipFunc TVnTextParser::PtrSkipFunc(TVnCharacterSetType AType) noexcept {
+  return AType == cstW ? &PtrSkipW : AType == cstU ? &PtrSkipU : &PtrSkipA;
+}
+
+TVnTextParser::TPtrCheckFunc TVnTextParser::PtrCheckFunc(TVnCharacterSetType AType) noexcept {
+  return AType == cstW ? &PtrCheckW : &PtrCheckA;
+}
+
+void TVnTextParser::RaiseExpected(const UnicodeString &AExpected) {
+  throw EVnException(u"\"%s\" expected, but \"%s\" found!", {AExpected, CurrentText()}, 2);
+}
+
 void TVnTextParser::SkipToEither(char A, char B) {
   const Byte a = static_cast<Byte>(A), b = static_cast<Byte>(B);
   if (FMinCharBytes == 1) {

@@ -57,24 +57,9 @@ void TVnJSONTextParser::Sniff(Word ACodePage) {
 
 void TVnJSONTextParser::SetCharacterSetType(TVnCharacterSetType AType) {
   TVnTextParser::SetCharacterSetType(AType);
-  const TConstants *c;
-  switch (AType) {
-    case cstW:
-      c = &cConstantsW;
-      SkipWhileFunc = &SrcWSkipWhile;
-      CheckCurrCharFunc = &SrcWCheckCurrChar;
-      break;
-    case cstU:
-      c = &cConstantsA;
-      SkipWhileFunc = &SrcUSkipWhile;
-      CheckCurrCharFunc = &SrcUCheckCurrChar;
-      break;
-    default:
-      c = &cConstantsA;
-      SkipWhileFunc = &SrcASkipWhile;
-      CheckCurrCharFunc = &SrcACheckCurrChar;
-      break;
-  }
+  const TConstants *c = AType == cstW ? &cConstantsW : &cConstantsA;
+  SkipWhileFunc = PtrSkipFunc(AType);
+  CheckCurrCharFunc = PtrCheckFunc(AType);
   FApos = c->Apos;
   FQuote = c->Quote;
   FSpace = c->Space;
@@ -85,43 +70,6 @@ void TVnJSONTextParser::SetCharacterSetType(TVnCharacterSetType AType) {
   FBraceO = c->BraceO;
   FBraceC = c->BraceC;
   FEqual = c->Equal;
-}
-
-void TVnJSONTextParser::SrcASkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
-                                      const void *ACharPtr) {
-  P->SrcASkipWhileA(AOperator, *static_cast<const char *>(ACharPtr));
-}
-
-void TVnJSONTextParser::SrcUSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
-                                      const void *ACharPtr) {
-  P->SrcUSkipWhileA(AOperator, *static_cast<const char *>(ACharPtr));
-}
-
-void TVnJSONTextParser::SrcWSkipWhile(TVnJSONTextParser *P, TVnTextParserSkipOp AOperator,
-                                      const void *ACharPtr) {
-  P->SrcWSkipWhileW(AOperator, *static_cast<const char16_t *>(ACharPtr));
-}
-
-bool TVnJSONTextParser::SrcACheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise) {
-  const Byte c = *static_cast<const Byte *>(ACharPtr);
-  if ((P->FCur < P->FLimit || P->Available(1) > 0) && *P->FCur == c) return true;
-  if (ARaise) P->RaiseExpected(UnicodeString(1, c));
-  return false;
-}
-
-bool TVnJSONTextParser::SrcUCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise) {
-  return SrcACheckCurrChar(P, ACharPtr, ARaise);
-}
-
-bool TVnJSONTextParser::SrcWCheckCurrChar(TVnJSONTextParser *P, const void *ACharPtr, bool ARaise) {
-  const char16_t c = *static_cast<const char16_t *>(ACharPtr);
-  if (P->FLimit - P->FCur >= 2 || P->Available(2) >= 2) {
-    char16_t u;
-    std::memcpy(&u, P->FCur, 2);
-    if (u == c) return true;
-  }
-  if (ARaise) P->RaiseExpected(UnicodeString(1, c));
-  return false;
 }
 
 void TVnJSONTextParser::RaiseExpected(const UnicodeString &AExpected) {
