@@ -161,6 +161,33 @@ std::string FileBytes(const UnicodeString &AName) {
   return Bytes(s);
 }
 
+// A node of an application's class writes itself, wherever it stands and whatever the target.
+class TStarValue : public TVnJSONSimpleType {
+  VN_CLASS(TStarValue, TVnJSONSimpleType)
+ public:
+  using TVnJSONSimpleType::TVnJSONSimpleType;
+  void SaveToStream(TStream *AStream, bool, Integer ALevel, bool) override {
+    const UnicodeString text = u"\"\u00E9" + IntToStr(ALevel) + u"\"";
+    AStream->WriteBuffer(text.data(), static_cast<Int64>(text.size() * 2));
+  }
+};
+
+TEST(JSONOutput, ApplicationNodesWriteThemselves) {
+  Doc d = Load(u"{\"a\":[1]}");
+  New<TStarValue>(d->FindMember(u"a")->GetValueObj());
+  EXPECT_EQ(d->GetAsJSON(), u"{\"a\": [1, \"\u00E92\"]}");
+  EXPECT_EQ(d->GetFormattedJSON(), u"{ \r\n  \"a\": [\r\n    1, \"\u00E92\"\r\n  ]\r\n}");
+  TMemoryStream utf8;
+  d->SaveToStream(&utf8, false, CP_UTF8, false);
+  EXPECT_EQ(std::string(static_cast<const char *>(utf8.Memory()), utf8.GetSize()),
+            "{\"a\": [1, \"\xC3\xA9"
+            "2\"]}");
+  TMemoryStream wide;
+  d->SaveToStream(&wide, false, CP_UTF16, false);
+  EXPECT_EQ(UnicodeString(static_cast<const char16_t *>(wide.Memory()), wide.GetSize() / 2),
+            d->GetAsJSON());
+}
+
 TEST(JSONOutput, SaveToFileWritesUTF8WithAMark) {
   Doc d = Load(u"{\"k\":[\"\u00E9\u20AC\"]}");
   const UnicodeString name = TempFile("vnxml_json_save.json");

@@ -82,19 +82,38 @@ class TWriter {
 
 enum TNodeKind : Byte { nkOther, nkSimple, nkMember, nkObject, nkArray };
 
-TNodeKind KindOf(const TVnJSONBase *ANode) {
+// The class references of the library's node classes, taken once.
+struct TClasses {
+  TClass Simple = TVnJSONSimpleType::StaticClass();
+  TClass Member = TVnJSONMember::StaticClass();
+  TClass Object = TVnJSONObject::StaticClass();
+  TClass Array = TVnJSONArray::StaticClass();
+  TClass Document = TVnJSONDocument::StaticClass();
+  TClass Base = TVnJSONBase::StaticClass();
+};
+
+const TClasses &Classes() {
+  static const TClasses c;
+  return c;
+}
+
+// The kind of a node, and whether its class is one of the library's own: one look at the class
+// for those, the walk up the class chain for an application's.
+TNodeKind KindOf(const TVnJSONBase *ANode, bool &ALibrary) {
+  const TClasses &c = Classes();
+  const TClass k = ANode->ClassType();
+  ALibrary = true;
+  if (k == c.Simple) return nkSimple;
+  if (k == c.Member) return nkMember;
+  if (k == c.Object) return nkObject;
+  if (k == c.Array) return nkArray;
+  if (k == c.Document || k == c.Base) return nkOther;
+  ALibrary = false;
   if (ANode->Is<TVnJSONSimpleType>()) return nkSimple;
   if (ANode->Is<TVnJSONMember>()) return nkMember;
   if (ANode->Is<TVnJSONObject>()) return nkObject;
   if (ANode->Is<TVnJSONArray>()) return nkArray;
   return nkOther;
-}
-
-bool IsLibraryClass(const TVnJSONBase *ANode) {
-  const TClass c = ANode->ClassType();
-  return c == TVnJSONSimpleType::StaticClass() || c == TVnJSONMember::StaticClass() ||
-         c == TVnJSONObject::StaticClass() || c == TVnJSONArray::StaticClass() ||
-         c == TVnJSONDocument::StaticClass() || c == TVnJSONBase::StaticClass();
 }
 
 }  // namespace
@@ -116,7 +135,9 @@ struct TVnJSONTreeWriter {
   // Writes ANode, or opens it: a container's children follow from the stack.
   void Emit(TVnJSONBase *ANode, Integer ALevel, bool AIndent, bool ATop) {
     for (;;) {
-      if (!ATop && !IsLibraryClass(ANode)) {
+      bool library;
+      const TNodeKind kind = KindOf(ANode, library);
+      if (!ATop && !library) {
         if (W.Stream() && W.Direct()) {
           W.Flush();
           ANode->SaveToStream(W.Stream(), Formatted, ALevel, AIndent);
@@ -128,7 +149,7 @@ struct TVnJSONTreeWriter {
         return;
       }
       ATop = false;
-      switch (KindOf(ANode)) {
+      switch (kind) {
         case nkSimple:
           if (Formatted && AIndent) W.Indent(ALevel);
           WriteSimple(static_cast<TVnJSONSimpleType *>(ANode));
