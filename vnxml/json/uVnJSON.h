@@ -493,13 +493,15 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   void OwnerRelease() override;
 
   TVnJSONBase *FOwner = nullptr;
-  // The children: FCount pointers at FItems. The array grows in powers of two from 4; a member
+  // The children: FCount pointers at FItems. The array grows in powers of two; a member
   // keeps its one child in a slot of its own (FInlineItems).
   TVnJSONBase **FItems = nullptr;
   Integer FCount = 0;
   TVnJSONDataType FJSONType = jdtNull;
-  bool FDestroyChilds = true;
-  bool FInlineItems = false;
+  bool FDestroyChilds : 1 = true;
+  bool FInlineItems : 1 = false;
+  // Kept for the node class's own use: the simple value's kind of value.
+  Byte FClassByte = 0;
   // How the node class's own text (a value's, a member's name) is held (json::TextSet).
   Byte FTextInfo = 0;
 
@@ -570,7 +572,7 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
   void ClearValue() noexcept;
   void StoreVariant(const Variant &AValue);
   UnicodeString Text() const;
-  TKind FKind = vkNull;
+  TKind Kind() const noexcept { return static_cast<TKind>(FClassByte); }
   TData FData{};
 };
 

@@ -55,10 +55,10 @@ void TVnJSONNodeList::Assign(const TVnJSONNodeList *ASource) {
 
 namespace {
 
-// The slots an array of ACount children has: none for none, then powers of two from 4.
+// The slots an array of ACount children has: none for none, then powers of two, so that the
+// many small objects and arrays of a document waste little.
 Integer Capacity(Integer ACount) noexcept {
   if (ACount == 0) return 0;
-  if (ACount <= 4) return 4;
   return static_cast<Integer>(std::bit_ceil(static_cast<Cardinal>(ACount)));
 }
 
@@ -408,11 +408,11 @@ TVnJSONSimpleType::~TVnJSONSimpleType() {
 }
 
 void TVnJSONSimpleType::ClearValue() noexcept {
-  if (FKind == vkText)
+  if (Kind() == vkText)
     json::TextFree(FTextInfo, FData.Word);
-  else if (FKind == vkOther)
+  else if (Kind() == vkOther)
     delete FData.Other;
-  FKind = vkNull;
+  FClassByte = vkNull;
   FTextInfo = 0;
   FData.Word = 0;
 }
@@ -422,9 +422,9 @@ UnicodeString TVnJSONSimpleType::Text() const {
 }
 
 void TVnJSONSimpleType::SetText(UnicodeStringView AText, TVnJSONDataType ADataType) {
-  if (FKind != vkText) ClearValue();
+  if (Kind() != vkText) ClearValue();
   json::TextSet(FTextInfo, FData.Word, AText);
-  FKind = vkText;
+  FClassByte = vkText;
   FJSONType = ADataType;
 }
 
@@ -432,47 +432,47 @@ void TVnJSONSimpleType::StoreVariant(const Variant &AValue) {
   switch (AValue.VType()) {
     case varEmpty:
       ClearValue();
-      FKind = vkEmpty;
+      FClassByte = vkEmpty;
       break;
     case varNull:
       ClearValue();
       break;
     case varUString: {
       const UnicodeString text = AValue.AsString();
-      if (FKind != vkText) ClearValue();
+      if (Kind() != vkText) ClearValue();
       json::TextSet(FTextInfo, FData.Word, text);
-      FKind = vkText;
+      FClassByte = vkText;
       break;
     }
     case varBoolean:
       ClearValue();
-      FKind = vkBoolean;
+      FClassByte = vkBoolean;
       FData.Bool = AValue.AsBoolean();
       break;
     case varInteger:
       ClearValue();
-      FKind = vkInteger;
+      FClassByte = vkInteger;
       FData.Int = AValue.AsInteger();
       break;
     case varInt64:
       ClearValue();
-      FKind = vkInt64;
+      FClassByte = vkInt64;
       FData.Int = AValue.AsInt64();
       break;
     case varDouble:
       ClearValue();
-      FKind = vkDouble;
+      FClassByte = vkDouble;
       FData.Dbl = AValue.AsDouble();
       break;
     case varDate:
       ClearValue();
-      FKind = vkDate;
+      FClassByte = vkDate;
       FData.Dbl = AValue.AsDateTime().Val;
       break;
     default: {
       auto *v = new Variant(AValue);
       ClearValue();
-      FKind = vkOther;
+      FClassByte = vkOther;
       FData.Other = v;
       break;
     }
@@ -480,7 +480,7 @@ void TVnJSONSimpleType::StoreVariant(const Variant &AValue) {
 }
 
 Variant TVnJSONSimpleType::GetAsVariant() {
-  switch (FKind) {
+  switch (Kind()) {
     case vkNull:
       return Variant::Null();
     case vkEmpty:
@@ -503,27 +503,27 @@ Variant TVnJSONSimpleType::GetAsVariant() {
 }
 
 bool TVnJSONSimpleType::GetAsBoolean() {
-  if (FKind == vkBoolean) return FData.Bool;
+  if (Kind() == vkBoolean) return FData.Bool;
   return VnVarToBool(GetAsVariant());
 }
 
 Double TVnJSONSimpleType::GetAsDouble() {
-  if (FKind == vkDouble) return FData.Dbl;
+  if (Kind() == vkDouble) return FData.Dbl;
   return VnVarToDouble(GetAsVariant());
 }
 
 Integer TVnJSONSimpleType::GetAsInteger() {
-  if (FKind == vkInteger) return static_cast<Integer>(FData.Int);
+  if (Kind() == vkInteger) return static_cast<Integer>(FData.Int);
   return VnVarToInt(GetAsVariant());
 }
 
 Int64 TVnJSONSimpleType::GetAsLargeInt() {
-  if (FKind == vkInteger || FKind == vkInt64) return FData.Int;
+  if (Kind() == vkInteger || Kind() == vkInt64) return FData.Int;
   return VnVarToInt64(GetAsVariant());
 }
 
 UnicodeString TVnJSONSimpleType::GetAsString() {
-  if (FKind == vkText) return Text();
+  if (Kind() == vkText) return Text();
   switch (FJSONType) {
     case jdtNull:
       return {};
@@ -544,28 +544,28 @@ TValue TVnJSONSimpleType::GetAsValue() {
 
 void TVnJSONSimpleType::SetAsBoolean(bool AValue) {
   ClearValue();
-  FKind = vkBoolean;
+  FClassByte = vkBoolean;
   FData.Bool = AValue;
   FJSONType = jdtBoolean;
 }
 
 void TVnJSONSimpleType::SetAsDouble(Double AValue) {
   ClearValue();
-  FKind = vkDouble;
+  FClassByte = vkDouble;
   FData.Dbl = AValue;
   FJSONType = jdtNumber;
 }
 
 void TVnJSONSimpleType::SetAsInteger(Integer AValue) {
   ClearValue();
-  FKind = vkInteger;
+  FClassByte = vkInteger;
   FData.Int = AValue;
   FJSONType = jdtNumber;
 }
 
 void TVnJSONSimpleType::SetAsLargeInt(Int64 AValue) {
   ClearValue();
-  FKind = vkInt64;
+  FClassByte = vkInt64;
   FData.Int = AValue;
   FJSONType = jdtNumber;
 }

@@ -197,11 +197,11 @@ struct TVnJSONTreeWriter {
         W.Put(u"null");
         return;
       case jdtString:
-        if (ANode->FKind == TVnJSONSimpleType::vkText) {
+        if (ANode->Kind() == TVnJSONSimpleType::vkText) {
           W.Put(u'"');
           W.PutTextEscaped(ANode->FTextInfo, ANode->FData.Word);
           W.Put(u'"');
-        } else if (ANode->FKind == TVnJSONSimpleType::vkDate ||
+        } else if (ANode->Kind() == TVnJSONSimpleType::vkDate ||
                    TVnTypes::VarMainTypeKind(ANode->GetAsVariant()) == mtkDateTime) {
           // A date is written in its text form, and without quotation marks.
           W.Put(VnVarToStr(ANode->GetAsVariant()));
@@ -212,13 +212,13 @@ struct TVnJSONTreeWriter {
         }
         return;
       case jdtNumber:
-        if (ANode->FKind == TVnJSONSimpleType::vkText)
+        if (ANode->Kind() == TVnJSONSimpleType::vkText)
           W.PutText(ANode->FTextInfo, ANode->FData.Word);
         else
           W.Put(VnVarToJSON(ANode->GetAsVariant()));
         return;
       case jdtBoolean:
-        if (ANode->FKind == TVnJSONSimpleType::vkText)
+        if (ANode->Kind() == TVnJSONSimpleType::vkText)
           W.PutText(ANode->FTextInfo, ANode->FData.Word);
         else
           W.Put(VnVarToBool(ANode->GetAsVariant()) ? u"true" : u"false");
