@@ -1,5 +1,7 @@
 // Real documents through files: load, save, load what was saved and save again; the second
 // save must repeat the first byte for byte, in both layouts.
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -55,7 +57,8 @@ Doc SaveTwice(TVnJSONDocument *ADoc, bool AFormatted, const fs::path &ADir) {
 void RoundTripAll(const fs::path &ADir) {
   const std::vector<fs::path> files = JSONFiles(ADir);
   if (files.empty()) GTEST_SKIP() << "no JSON files in " << ADir.string();
-  const fs::path work = fs::path(::testing::TempDir()) / "vnxml_json_roundtrip";
+  const fs::path work =
+      fs::path(::testing::TempDir()) / ("vnxml_json_roundtrip_" + std::to_string(::getpid()));
   fs::create_directories(work);
   for (const fs::path &f : files) {
     SCOPED_TRACE(f.string());

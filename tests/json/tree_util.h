@@ -2,6 +2,8 @@
 // the class, code and message of the library exception that an action raises.
 #pragma once
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -58,8 +60,9 @@ inline std::string Refusal(const std::string &AClass, const std::string &AWord) 
 }
 
 // A file name below the test's temporary folder.
+// A file name in the temporary folder that no other test process uses at the same time.
 inline UnicodeString TempFile(const std::string &AName) {
-  return UTF8ToString(::testing::TempDir() + AName);
+  return UTF8ToString(::testing::TempDir() + std::to_string(::getpid()) + "_" + AName);
 }
 
 inline void RemoveFile(const UnicodeString &AName) {

@@ -390,7 +390,6 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   static void operator delete(void *AObject, std::size_t, std::align_val_t AAlign) noexcept {
     ::operator delete(AObject, AAlign);
   }
-  void BeforeDestruction() override;
 
   // The tree
   TVnJSONBase *Owner() const noexcept { return FOwner; }
@@ -477,7 +476,7 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   using IVnJSONBase::GetMemberIntf;
   DelphiInterface<IVnJSONMember> GetMemberIntf(const VnJSONString &AName,
                                                TVnJDOCSelectOptions AOptions) override;
-  // Path selection (the JSON path dialect) is not part of this build: EVnJSONException code 9.
+  // Path selection (the JSON path dialect) is not part of this build: ENotSupportedException.
   using IVnJSONBase::SelectIntf;
   DelphiInterface<IVnJSONArray> SelectIntf(const UnicodeString &APath,
                                            TVnJDOCSelectOptions AOptions) override;
@@ -487,9 +486,6 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
  protected:
   // Raises the refusal of an operation: EVnJSONException code 9 with the class name and AWord.
   [[noreturn]] void Refuse(const char16_t *AWord);
-  // Writes the indentation of ALevel (two spaces a level).
-  static void WriteIndent(TStream *AStream, Integer ALevel);
-  static void WriteText(TStream *AStream, UnicodeStringView AText);
   void OwnerRelease() override;
 
   TVnJSONBase *FOwner = nullptr;
@@ -513,8 +509,6 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   friend class TVnJSONDocument;
   // Destroys a subtree whose top has already left its owner, without calls that nest.
   static void DisposeTree(TVnJSONBase *ATop);
-  // Takes the children out of the list without freeing them.
-  TVnJSONBase **TakeItems(Integer &ACount);
   Integer IndexOfObject(const TVnJSONBase *AObject) const noexcept;
   void CheckIndex(Integer AIndex) const;
 };

@@ -84,10 +84,6 @@ TVnJSONBase::~TVnJSONBase() {
   }
 }
 
-void TVnJSONBase::BeforeDestruction() {
-  TVnObject::BeforeDestruction();
-}
-
 void TVnJSONBase::OwnerRelease() {
   // An RAII owner of a node that stands in a tree leaves the node to the tree.
   if (FOwner) {
@@ -353,7 +349,7 @@ DelphiInterface<IVnJSONMember> TVnJSONBase::GetMemberIntf(const VnJSONString &AN
 }
 
 DelphiInterface<IVnJSONArray> TVnJSONBase::SelectIntf(const UnicodeString &, TVnJDOCSelectOptions) {
-  Refuse(u"Select");
+  throw ENotSupportedException(u"Selecting nodes of a JSON tree by path is not part of this build");
 }
 
 // ---------------------------------------------------------------------------------------------
