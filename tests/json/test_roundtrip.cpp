@@ -93,6 +93,28 @@ TEST(JSONRoundTrip, SharedData) {
   RoundTripAll(fs::path(VNXML_TEST_DATA_DIR "/../../../shared/data/json").lexically_normal());
 }
 
+// A tree read from UTF-8 bytes (where ASCII text goes straight from the source into the nodes)
+// equals the tree read from UTF-16 (where it passes through the reader's UTF-16 text), escapes,
+// numbers followed by junk, non-ASCII text and every kind of value included.
+TEST(JSONRoundTrip, UTF8AndUTF16BuildTheSameTree) {
+  const UnicodeString text =
+      u"{\"plain\": \"abc\", \"esc\\/name\": \"a\\/b\\u0041\", \"n\": 1%41, \"f\": -1.50e3, "
+      u"\"t\": true, \"x\": false, \"z\": null, \"caf\u00E9\": \"\u00E9t\u00E9 \u0416\", "
+      u"\"long\": \"abcdefghijklmnopqrstuvwxyz\", \"a\": [1, \"s\", [{}], {\"k\": \"v\"}]}";
+  Doc wide = Load(text);
+  const std::string bytes = UTF8Encode(text);
+  Doc narrow = MakeOwned<TVnJSONDocument>();
+  TPointerStream stream(bytes.data(), static_cast<Int64>(bytes.size()));
+  narrow->LoadFromStream(&stream, CP_UTF8);
+  EXPECT_EQ(narrow->GetAsJSON(), wide->GetAsJSON());
+  EXPECT_EQ(narrow->GetMember(u"n", {jsoRaise})->GetAsString(), u"1");  // "%41" is dropped
+  EXPECT_EQ(narrow->GetMember(u"esc\\/name", {jsoRaise})->GetAsString(), u"a/bA");
+  EXPECT_EQ(narrow->GetMember(u"f", {jsoRaise})->GetAsDouble(), -1500.0);
+  EXPECT_EQ(narrow->GetMember(u"t", {jsoRaise})->GetAsVariant().AsString(), u"true");
+  EXPECT_EQ(narrow->GetMember(u"caf\u00E9", {jsoRaise})->GetAsString(), u"\u00E9t\u00E9 \u0416");
+  EXPECT_EQ(narrow->GetMember(u"long", {jsoRaise})->GetAsString(), u"abcdefghijklmnopqrstuvwxyz");
+}
+
 // One file checked by content: characters beyond the 16-bit range are written as the escapes
 // of their two surrogates.
 TEST(JSONRoundTrip, CountryCodes) {

@@ -167,6 +167,10 @@ class TVnJSONTextParser : public TVnTextParser {
   }
   // Raises EVnJSONParseError code 2 with AExpected and the current character.
   [[noreturn]] void RaiseExpected(const UnicodeString &AExpected) override;
+  // The source bytes from mark 1 to the current character, when the source takes a byte a
+  // character (or is UTF-8), they lie in the window and are all ASCII: then the mark is released
+  // and true returned. Otherwise nothing changes.
+  bool TakeAscii(const char *&AData, std::size_t &ALength);
   // Steps over the current character; nothing at the end of the text.
   void StepOver() {
     if (!_GetEOF()) Step();
@@ -192,6 +196,8 @@ class TVnJSONTextParser : public TVnTextParser {
 
 // ---------------------------------------------------------------------------------------------
 // The reader
+
+class TVnJSONHandler;
 
 // The event reader. Each parse call builds a scanner over its input, runs InternalParse and
 // frees the scanner. A reader is reusable and keeps its handlers between parses; its automatic
@@ -248,13 +254,19 @@ class TVnJSONReader : public TVnObject, public IVnJSONLocator, public IVnJSONRea
   void ParseContainer();
   // A string, keyword or number at the current character.
   void ParseSimpleValue();
-  // The raw text of the string at the current quotation mark, into FText; the scanner stops on
-  // the closing quotation mark (or at the end of the text).
-  void ReadString();
+  // Scans the string at the current quotation mark, with mark 1 on its first character; the
+  // scanner stops on the closing quotation mark (or at the end of the text). True when the
+  // string holds a backslash.
+  bool ReadString();
+  // The raw text from mark 1 to the current character, into FText.
+  void TakeText();
 
   // Reused for each string and number: the events see it only while they run.
   UnicodeString FText;
   std::vector<Byte> FStack;
+  // The content handler when it is the library's tree builder: it then takes ASCII text
+  // straight from the source bytes.
+  TVnJSONHandler *FTreeHandler = nullptr;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -541,6 +553,8 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
 
   // Stores text as a string value of the type ADataType: how the reader's values arrive.
   void SetText(UnicodeStringView AText, TVnJSONDataType ADataType);
+  // The same for ASCII text given as bytes.
+  void SetTextAscii(const char *AData, std::size_t ALength, TVnJSONDataType ADataType);
 
  private:
   friend struct TVnJSONTreeWriter;
@@ -621,6 +635,7 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   // The value for a setter: created with AType when there is none.
   TVnJSONSimpleType *SimpleValueFor(TVnJSONDataType AType, const char16_t *AWord);
   friend struct TVnJSONTreeWriter;
+  friend class TVnJSONHandler;
   UInt64 FName = 0;               // with FTextInfo (json::TextSet)
   TVnJSONBase *FValue = nullptr;  // the one child slot
 };
@@ -784,6 +799,10 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   // After a failed parse: a member whose value never came gets a null value, as if it had been
   // made with one.
   void FinishFailed();
+  // Value and StartMember for ASCII text given as bytes, as the reader hands them over when it
+  // reads a source of a byte a character (or UTF-8): without a detour through UTF-16.
+  void ValueAscii(TVnJSONDataType ADataType, const char *AData, std::size_t ALength);
+  void StartMemberAscii(const char *AData, std::size_t ALength);
 
  private:
   void Open(TVnJSONDataType AType);

@@ -25,6 +25,8 @@ void AppendEscaped(UnicodeString &ADest, std::string_view ANarrow);
 // word pointing at it. A word of 0 with information 0 is the empty text.
 void TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText);
 void TextFree(Byte &AInfo, UInt64 &AWord) noexcept;
+// TextSet for ASCII text given as bytes.
+void TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size_t ALength);
 UnicodeString TextString(Byte AInfo, const UInt64 &AWord);
 void TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord);
 void TextAppendEscaped(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord);

@@ -3,6 +3,7 @@
 // tree from the reader's events.
 #include <bit>
 #include <cstdlib>
+#include <cstring>
 
 #include "vnxml/json/uVnJSON/Internal.h"
 #include "vnxml/rtl/Owned.h"
@@ -420,6 +421,14 @@ UnicodeString TVnJSONSimpleType::Text() const {
 void TVnJSONSimpleType::SetText(UnicodeStringView AText, TVnJSONDataType ADataType) {
   if (Kind() != vkText) ClearValue();
   json::TextSet(FTextInfo, FData.Word, AText);
+  FClassByte = vkText;
+  FJSONType = ADataType;
+}
+
+void TVnJSONSimpleType::SetTextAscii(const char *AData, std::size_t ALength,
+                                     TVnJSONDataType ADataType) {
+  if (Kind() != vkText) ClearValue();
+  json::TextSetAscii(FTextInfo, FData.Word, AData, ALength);
   FClassByte = vkText;
   FJSONType = ADataType;
 }
@@ -1127,6 +1136,48 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
     v->SetText(AValue, ADataType);
   else
     v->SetText(VnJSONtoStr(AValue, ADataType), ADataType);
+}
+
+void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, std::size_t ALength) {
+  TVnJSONBase *c = FCurrValue;
+  const TClass k = c ? c->ClassType() : nullptr;
+  TVnJSONSimpleType *v;
+  if (k == TVnJSONObject::StaticClass()) {
+    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
+    v = static_cast<TVnJSONSimpleType *>(m->CreateValue(ADataType));
+  } else if (k == TVnJSONArray::StaticClass()) {
+    v = static_cast<TVnJSONSimpleType *>(
+        static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(ADataType));
+  } else {
+    // Another class at the cursor takes the general way.
+    UnicodeString text(ALength, u'\0');
+    for (std::size_t i = 0; i < ALength; ++i) text[i] = static_cast<unsigned char>(AData[i]);
+    Value(ADataType, text);
+    return;
+  }
+  FPendingMember = nullptr;
+  // ASCII without a backslash: nothing to decode but a "%" in a number.
+  if (ADataType == jdtNumber && std::memchr(AData, '%', ALength)) {
+    UnicodeString text(ALength, u'\0');
+    for (std::size_t i = 0; i < ALength; ++i) text[i] = static_cast<unsigned char>(AData[i]);
+    v->SetText(VnJSONtoStr(text, ADataType), ADataType);
+    return;
+  }
+  v->SetTextAscii(AData, ALength, ADataType);
+}
+
+void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
+  TVnJSONBase *c = FCurrValue;
+  if (c && c->ClassType() == TVnJSONObject::StaticClass()) {
+    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->TVnJSONObject::AddMember(VnJSONString());
+    json::TextSetAscii(m->FTextInfo, m->FName, AData, ALength);
+    FPendingMember = m;
+    return;
+  }
+  UnicodeString name(ALength, u'\0');
+  for (std::size_t i = 0; i < ALength; ++i) name[i] = static_cast<unsigned char>(AData[i]);
+  StartMember(name);
 }
 
 void TVnJSONHandler::Close() {

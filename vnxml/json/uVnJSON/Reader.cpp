@@ -28,6 +28,9 @@ constexpr TAsciiSet cValueEnd("]},");
 constexpr TAsciiSet cNumber("0123456789.-+eE");
 constexpr TAsciiSet cEscape("\"\\/bfnrtu");
 
+constexpr char16_t cTrue[] = u"true";
+constexpr char16_t cFalse[] = u"false";
+constexpr char16_t cNull[] = u"null";
 constexpr char16_t cExpectedValue[] = u"\", t, f, n, 0..9, ., + or -";
 constexpr char16_t cExpectedEscape[] = u"\", \\, /, b, f, n, r, t or u";
 
@@ -150,6 +153,14 @@ void TVnJSONReader::InternalParse() {
   assert(FParser && "Assertion failure");
   TVnJSONTextParser *P = FParser;
   IVnJSONContentHandler *H = FContentHandler;
+  // The library's tree builder takes ASCII text straight from the source.
+  FTreeHandler = nullptr;
+  DelphiInterface<IVnObject> handler;
+  if (Supports(H, handler)) {
+    TObject *o = handler->Implementor();
+    if (o && o->ClassType() == TVnJSONHandler::StaticClass())
+      FTreeHandler = static_cast<TVnJSONHandler *>(o);
+  }
   // Only spaces are skipped before the first value: a tab or a line break there is a value
   // that fails.
   P->SkipOver(' ');
@@ -173,14 +184,16 @@ void TVnJSONReader::InternalParse() {
   H->EndDocument();
 }
 
-void TVnJSONReader::ReadString() {
+bool TVnJSONReader::ReadString() {
   TVnJSONTextParser *P = FParser;
   P->CheckCurrChar(P->FQuote, true);
   P->Step();
   P->SetMark(tpMark1);
+  bool escaped = false;
   for (;;) {
     P->SkipToEither('\\', '"');
     if (P->Eof() || P->CurrUnit() == u'"') break;
+    escaped = true;
     P->Step();  // the backslash
     const char16_t e = P->CurrUnit();
     if (P->Eof() || e >= 128 || !cEscape.Bits[e]) P->RaiseExpected(cExpectedEscape);
@@ -188,7 +201,11 @@ void TVnJSONReader::ReadString() {
     if (e == u'u')
       for (int k = 0; k < 4; ++k) P->StepOver();
   }
-  P->SelectedTo(tpMark1, tpCurrent, true, FText);
+  return escaped;
+}
+
+void TVnJSONReader::TakeText() {
+  FParser->SelectedTo(tpMark1, tpCurrent, true, FText);
 }
 
 void TVnJSONReader::ParseSimpleValue() {
@@ -197,28 +214,43 @@ void TVnJSONReader::ParseSimpleValue() {
   const char16_t *keyword = nullptr;
   TVnJSONDataType type = jdtNull;
   switch (c) {
-    case u'"':
-      ReadString();
+    case u'"': {
+      const bool escaped = ReadString();
+      const char *data;
+      std::size_t n;
+      // Text with an escape is decoded by the handler, which needs it as UTF-16.
+      if (FTreeHandler && !escaped && P->TakeAscii(data, n)) {
+        FTreeHandler->ValueAscii(jdtString, data, n);
+        return;
+      }
+      TakeText();
       FContentHandler->Value(jdtString, FText);
       return;
+    }
     case u't':
-      keyword = u"true";
+      keyword = cTrue;
       type = jdtBoolean;
       break;
     case u'f':
-      keyword = u"false";
+      keyword = cFalse;
       type = jdtBoolean;
       break;
     case u'n':
-      keyword = u"null";
+      keyword = cNull;
       type = jdtNull;
       break;
     default:
       if (c < 128 && cNumber.Bits[c]) {
         P->SetMark(tpMark1);
         P->SkipAscii(cNumber.Bits, true);
-        P->SelectedTo(tpMark1, tpCurrent, true, FText);
-        FContentHandler->Value(jdtNumber, FText);
+        const char *data;
+        std::size_t n;
+        if (FTreeHandler && P->TakeAscii(data, n)) {
+          FTreeHandler->ValueAscii(jdtNumber, data, n);
+        } else {
+          P->SelectedTo(tpMark1, tpCurrent, true, FText);
+          FContentHandler->Value(jdtNumber, FText);
+        }
         // What follows the number up to the next "]", "}" or "," is dropped.
         Skip(P, cValueEnd, false);
         return;
@@ -229,6 +261,14 @@ void TVnJSONReader::ParseSimpleValue() {
   for (const char16_t *k = keyword; *k; ++k) {
     if (P->Eof() || P->CurrUnit() != *k) P->RaiseExpected(UnicodeString(1, *k));
     P->Step();
+  }
+  if (FTreeHandler) {
+    FTreeHandler->ValueAscii(type,
+                             keyword == cTrue    ? "true"
+                             : keyword == cFalse ? "false"
+                                                 : "null",
+                             keyword == cFalse ? 5 : 4);
+    return;
   }
   FContentHandler->Value(type, keyword);
 }
@@ -262,7 +302,17 @@ member:
   // At the next name: what lies before its quotation mark is dropped.
   P->SkipTo('"');
   ReadString();
-  H->StartMember(FText);
+  {
+    // Names are kept as written, escapes included: any ASCII name can go as it stands.
+    const char *data;
+    std::size_t n;
+    if (FTreeHandler && P->TakeAscii(data, n)) {
+      FTreeHandler->StartMemberAscii(data, n);
+    } else {
+      TakeText();
+      H->StartMember(FText);
+    }
+  }
   P->StepOver();
   P->SkipTo(':');
   P->StepOver();

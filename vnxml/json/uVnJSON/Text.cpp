@@ -199,6 +199,27 @@ void json::TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText) {
   AWord = word;
 }
 
+void json::TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size_t ALength) {
+  Byte info;
+  UInt64 word = 0;
+  if (ALength == 0) {
+    info = 0;
+  } else if (ALength <= 8) {
+    info = static_cast<Byte>(cInline | cNarrow | ALength);
+    std::memcpy(&word, AData, ALength);
+  } else {
+    if (ALength > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
+    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(ALength, true)));
+    h->Len = static_cast<Cardinal>(ALength);
+    std::memcpy(h->Data(), AData, ALength);
+    info = cNarrow;
+    word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
+  }
+  TextFree(AInfo, AWord);
+  AInfo = info;
+  AWord = word;
+}
+
 void json::TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord) {
   const TTextChars t = CharsOf(AInfo, AWord);
   if (!t.Len) return;
