@@ -80,6 +80,8 @@ void TVnJSONReader::Run(TVnJSONTextParser *AParser, const VnJSONString &APublicI
   } scope{this, AParser};
   if (FParser) throw EInvalidOperation(u"The reader is already parsing a document");
   FPublicID = APublicID;
+  // Found again by each parse that reads through this class's grammar.
+  FTreeHandler = nullptr;
   FUnexpectedEOF = false;
   FLineNr = FColNr = -1;
   FParser = AParser;
