@@ -269,6 +269,19 @@ class TVnJSONReader : public TVnObject, public IVnJSONLocator, public IVnJSONRea
   TVnJSONHandler *FTreeHandler = nullptr;
 };
 
+// Reads an application/x-www-form-urlencoded body ("a=1&b[c]=2&b[d][]=3") and fires the events
+// a JSON text of the same data would: one object at the top whose members are the form's keys,
+// bracket suffixes opening nested objects and arrays, every value a string. A consumer cannot
+// tell it from the JSON reader. Only the content handler is required.
+class TVnFormURLEncodedJSONReader : public TVnJSONReader {
+  VN_CLASS(TVnFormURLEncodedJSONReader, TVnJSONReader)
+ public:
+  TVnFormURLEncodedJSONReader() = default;
+
+ protected:
+  void InternalParse() override;
+};
+
 // ---------------------------------------------------------------------------------------------
 // The component with events
 

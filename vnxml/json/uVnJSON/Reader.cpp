@@ -356,9 +356,7 @@ after:
 // TVnJSONParser
 
 TVnJSONReader *json::CreateReader(bool AFormURLEncoded) {
-  if (AFormURLEncoded)
-    throw ENotSupportedException(
-        u"Reading form-URL-encoded bodies is not part of this build of the library");
+  if (AFormURLEncoded) return New<TVnFormURLEncodedJSONReader>();
   return New<TVnJSONReader>();
 }
 
