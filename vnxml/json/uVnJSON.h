@@ -63,6 +63,31 @@ inline constexpr char16_t _cVnJSONUnexpectedType[] = u"Unexptected JSON type!";
 inline constexpr char16_t _cVnJSONNotSupported[] = u"Instances of %s do not support the %s method!";
 // 10
 inline constexpr char16_t _cVnJSONNoRoot[] = u"There is no root value!";
+// Path selection: 11 nothing found (jsoRaise), 13 an empty path or one that starts with neither
+// "$" nor "@", 14 another character where one was expected (the expected, then the found),
+// 15 a "$" or "@" inside the path, 17 a filter whose parentheses do not match or that nests
+// too deep.
+inline constexpr char16_t _cVnJSONNoNodes[] = u"The specified path returned no nodes!";
+inline constexpr char16_t _cVnJSONInvalidPath[] = u"The specified path is not a valid JSON path.";
+inline constexpr char16_t _cVnJSONUnexpectedChar[] =
+    u"The specified path is not a valid JSON path. Character '%s' was expected, however '%s' was "
+    u"found.";
+inline constexpr char16_t _cVnJSONMisplacedChar[] =
+    u"The specified path is not a valid JSON path. A character ('%s') was detected on an invalid "
+    u"position.";
+inline constexpr char16_t _cVnJSONScriptTooComplex[] =
+    u"The specified script expression is too complex or not valid!";
+// Kept with the others for code that reports these cases itself; the selection never raises
+// them.
+inline constexpr char16_t _cVnJSONMoreThanOneNode[] =
+    u"The specified path returned more than 1 node!";
+inline constexpr char16_t _cVnJSONArrayExpected[] = u"Array expected. %s found.";
+inline constexpr char16_t _cVnJSONObjectExpected[] = u"Object expected. %s found.";
+inline constexpr char16_t _cVnJSONScriptNotSupported[] =
+    u"Script expressions are not yet supported!";
+// How deep filters may nest in one another (parentheses, "!", and paths inside filters that
+// hold filters themselves); deeper text raises code 17.
+inline constexpr Integer cVnJSONMaxNesting = 128;
 // EReadError of LoadFromFile and of the reader's ParseFile.
 inline constexpr char16_t _cVnJSONNoFile[] = u"There is no file \"%s\"";
 // The tree handler, for an event that has no place at the cursor: EVnJSONException, and
@@ -501,10 +526,35 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   using IVnJSONBase::GetMemberIntf;
   DelphiInterface<IVnJSONMember> GetMemberIntf(const VnJSONString &AName,
                                                TVnJDOCSelectOptions AOptions) override;
-  // Path selection (the JSON path dialect) is not part of this build: ENotSupportedException.
+
+  // Path selection. A path starts with "$" (the document's root value) or "@" (this node) and
+  // goes on in steps: ".name", "..name" (at any depth below), "[...]" with names ('a'), "*",
+  // indices (negative from the end), slices "start:stop:step", "(@.length-1)", unions "a,b" and
+  // filters "?(@.price < 10 && @.title)". Several paths joined by " | " give all their nodes.
+  // The result is a free-standing array that lists the nodes and owns none of them: the caller
+  // frees it, the nodes stay. jsoCreate adds members that a name step misses (with null
+  // values), jsoCaseInsensitive compares member names without regard to case, and jsoRaise
+  // raises EVnJSONException code 11 when nothing is found. Malformed paths raise
+  // EVnJSONException with code 13, 14, 15 or 17.
+  TVnJSONArray *CreateNodeList(const UnicodeString &APath, TVnJDOCSelectOptions AOptions);
+  TVnJSONArray *CreateNodeList(const UnicodeString &APath, TVnJDOCBracedOptions AOptions) {
+    return CreateNodeList(APath, TVnJDOCSelectOptions(AOptions));
+  }
+  TVnJSONArray *CreateNodeList(const UnicodeString &APath, bool ARaise);
+  // The first node CreateNodeList finds, nil when there is none.
+  TVnJSONBase *SelectSingleNode(const UnicodeString &APath, TVnJDOCSelectOptions AOptions);
+  TVnJSONBase *SelectSingleNode(const UnicodeString &APath, TVnJDOCBracedOptions AOptions) {
+    return SelectSingleNode(APath, TVnJDOCSelectOptions(AOptions));
+  }
+  TVnJSONBase *SelectSingleNode(const UnicodeString &APath, bool ARaise);
   using IVnJSONBase::SelectIntf;
   DelphiInterface<IVnJSONArray> SelectIntf(const UnicodeString &APath,
                                            TVnJDOCSelectOptions AOptions) override;
+  // The nodes of APath appended to AResult (duplicates kept), without making an array: what
+  // CreateNodeList does inside. With AFirstOnly the paths joined by " | " stop at the first one
+  // that finds something.
+  void InternalCreateNodeList(const UnicodeString &APath, bool AFirstOnly,
+                              TVnJDOCSelectOptions AOptions, std::vector<TVnJSONBase *> &AResult);
 
   using IVnJSONBase::operator[];
 

@@ -349,10 +349,6 @@ DelphiInterface<IVnJSONMember> TVnJSONBase::GetMemberIntf(const VnJSONString &AN
   return DelphiInterface<IVnJSONMember>(GetMember(AName, AOptions));
 }
 
-DelphiInterface<IVnJSONArray> TVnJSONBase::SelectIntf(const UnicodeString &, TVnJDOCSelectOptions) {
-  throw ENotSupportedException(u"Selecting nodes of a JSON tree by path is not part of this build");
-}
-
 // ---------------------------------------------------------------------------------------------
 // Loading
 

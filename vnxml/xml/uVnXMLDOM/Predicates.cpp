@@ -7,6 +7,7 @@
 // evaluates again for each candidate.
 #include <unordered_set>
 
+#include "vnxml/common/uVnClasses/BoolChain.h"
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
 #include "vnxml/xml/uVnXPath.h"
 
@@ -261,84 +262,33 @@ TVnDOMSelectOptions TVnXPathEquation::GetSelectOptions() const {
   return r;
 }
 
-// The value of a chain e0, e1, ... en is E(0), where E(i) is the truth of term i, and then for
-// each link j from i on: with "and" while true, or with "or" while false, the value becomes
-// E(j + 1). E(j + 1) walks the rest of the chain by itself and the loop then goes on along the
-// same chain, which gives "and" and "or" their one precedence. Each E(i) is worked out once and
-// kept, so a chain costs time linear in its length, on a stack of its own rather than the
-// thread's.
+// The chain's one precedence for "and" and "or": detail::EvaluateBoolChain. A term that gives
+// nothing (Null) makes its link false at once and marks the whole evaluation.
 bool TVnXPathEquation::Evaluate(TVnDOMObjectList *ANodeList, Integer AIndex, bool &ANil) {
-  if (!FSibling) {
-    // A chain of one, the common case, needs no bookkeeping.
-    if (!FTerm) throw Exception(cInvalidOperation);
-    const Variant v = FTerm->Value(ANodeList, AIndex);
+  auto term = [&](TVnXPathEquation *E, bool &AStop) {
+    if (!E->FTerm) throw Exception(cInvalidOperation);
+    const Variant v = E->FTerm->Value(ANodeList, AIndex);
     if (VnVarIsEmpty(v)) {
       ANil = true;
+      AStop = true;
       return false;
     }
     return VnVarToBool(v, false, false);
+  };
+  if (!FSibling) {
+    // A chain of one, the common case, needs no bookkeeping.
+    bool stop = false;
+    return term(this, stop);
   }
   std::vector<TVnXPathEquation *> chain;
   for (TVnXPathEquation *e = this; e; e = e->FSibling) chain.push_back(e);
-  const std::size_t n = chain.size();
-  // 0: not yet worked out, 1: false, 2: true.
-  std::vector<Byte> known(n, 0);
-  struct TFrame {
-    std::size_t I;
-    std::size_t J;
-    bool R;
-    bool Started;
-  };
-  std::vector<TFrame> stack;
-  stack.push_back({0, 0, false, false});
-  bool delivered = false;
-  bool result = false;
-  while (!stack.empty()) {
-    TFrame &f = stack.back();
-    if (!f.Started) {
-      f.Started = true;
-      TVnXPathEquation *e = chain[f.I];
-      if (!e->FTerm) throw Exception(cInvalidOperation);
-      const Variant v = e->FTerm->Value(ANodeList, AIndex);
-      if (VnVarIsEmpty(v)) {
-        ANil = true;
-        known[f.I] = 1;
-        result = false;
-        delivered = true;
-        stack.pop_back();
-        continue;
-      }
-      f.R = VnVarToBool(v, false, false);
-      f.J = f.I;
-    } else if (delivered) {
-      // The frame above has just given E(J + 1).
-      f.R = result;
-      delivered = false;
-      ++f.J;
-    }
-    bool suspended = false;
-    while (f.J + 1 < n) {
-      const TVnXPathBoolOperator op = chain[f.J]->FOperation;
-      if (op == opNA) throw Exception(cInvalidOperation);
-      const bool need = op == opAnd ? f.R : !f.R;
-      if (need) {
-        const std::size_t k = f.J + 1;
-        if (known[k] == 0) {
-          stack.push_back({k, 0, false, false});
-          suspended = true;
-          break;
-        }
-        f.R = known[k] == 2;
-      }
-      ++f.J;
-    }
-    if (suspended) continue;
-    known[f.I] = f.R ? 2 : 1;
-    result = f.R;
-    delivered = true;
-    stack.pop_back();
-  }
-  return result;
+  return detail::EvaluateBoolChain(
+      chain.size(), [&](std::size_t I, bool &AStop) { return term(chain[I], AStop); },
+      [&](std::size_t J) {
+        const TVnXPathBoolOperator op = chain[J]->FOperation;
+        if (op == opNA) throw Exception(cInvalidOperation);
+        return op == opAnd;
+      });
 }
 
 bool TVnXPathEquation::Evaluate(TVnDOMObjectList *ANodeList, Integer AIndex) {
