@@ -2,7 +2,7 @@
 # Builds a fuzz target with clang (libFuzzer, AddressSanitizer with leak detection,
 # UndefinedBehaviorSanitizer) and runs it for a given time: the XML reader (fuzz_sax, the
 # default), the tree (FUZZ_TARGET=fuzz_dom), path selection (FUZZ_TARGET=fuzz_select) or the
-# JSON reader and tree (FUZZ_TARGET=fuzz_json).
+# JSON reader and tree (FUZZ_TARGET=fuzz_json) or JSON path selection (FUZZ_TARGET=fuzz_jsonpath).
 #
 #   [FUZZ_TARGET=fuzz_dom] fuzz/run.sh [seconds] [more libFuzzer options ...]   (default: 600 s)
 #
@@ -31,6 +31,8 @@ if [ "$target" = fuzz_select ]; then
   seeds=fuzz/corpus/select
 elif [ "$target" = fuzz_json ]; then
   seeds=fuzz/corpus/json
+elif [ "$target" = fuzz_jsonpath ]; then
+  seeds=fuzz/corpus/jsonpath
 fi
 exec "$build/$target" "$build/corpus-$target" "$seeds" \
   -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=8192 \
