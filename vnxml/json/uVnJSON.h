@@ -389,6 +389,7 @@ class TVnJSONObject;
 class TVnJSONArray;
 class TVnJSONDocument;
 struct TVnJSONTreeWriter;
+struct TVnJSONNameMatch;
 
 // A plain typed list of nodes; it owns none of them.
 class TVnJSONNodeList : public TObject {
@@ -614,6 +615,9 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
   void SetAsValue(const TValue &AValue) override;
   void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) override;
 
+  // The value as VnVarToStr writes GetAsVariant: text as it is held, other values in the
+  // run-time's forms (Null and Empty as the empty text); without the Variant in between.
+  UnicodeString GetVariantText();
   // Stores text as a string value of the type ADataType: how the reader's values arrive.
   void SetText(UnicodeStringView AText, TVnJSONDataType ADataType);
   // The same for ASCII text given as bytes.
@@ -698,6 +702,7 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   // The value for a setter: created with AType when there is none.
   TVnJSONSimpleType *SimpleValueFor(TVnJSONDataType AType, const char16_t *AWord);
   friend struct TVnJSONTreeWriter;
+  friend struct TVnJSONNameMatch;
   friend class TVnJSONHandler;
   UInt64 FName = 0;               // with FTextInfo (json::TextSet)
   TVnJSONBase *FValue = nullptr;  // the one child slot

@@ -23,6 +23,12 @@ void AppendEscaped(UnicodeString &ADest, std::string_view ANarrow);
 // all below 256 is kept a byte a character; up to 8 such characters (or 4 others) stand in the
 // word itself, longer text on the heap (cut from the load's node pages while a load runs), the
 // word pointing at it. A word of 0 with information 0 is the empty text.
+// The bits of the information byte: the text stands in the word, a byte a character, and the
+// length (of text on the heap: up to 15, longer text says 15). Text is always stored the same
+// way for the same characters.
+constexpr Byte cTextInline = 0x80;
+constexpr Byte cTextNarrow = 0x40;
+constexpr Byte cTextLength = 0x0F;
 void TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText);
 void TextFree(Byte &AInfo, UInt64 &AWord) noexcept;
 // TextSet for ASCII text given as bytes.
@@ -48,5 +54,30 @@ inline void Write(TStream *AStream, UnicodeStringView AText) {
 }
 
 }  // namespace json
+
+// A name held the way member names are held, for many comparisons with them: since the same
+// characters are always stored the same way, two texts differ when their information bytes do,
+// and a name of up to eight narrow characters (four wide ones) is equal exactly when the words
+// are.
+struct TVnJSONNameMatch {
+  explicit TVnJSONNameMatch(UnicodeStringView AName) : Name(AName) {
+    json::TextSet(Info, Word, AName);
+  }
+  ~TVnJSONNameMatch() { json::TextFree(Info, Word); }
+  TVnJSONNameMatch(const TVnJSONNameMatch &) = delete;
+  TVnJSONNameMatch &operator=(const TVnJSONNameMatch &) = delete;
+
+  bool Matches(const TVnJSONMember *AMember, bool ACaseInsensitive) const noexcept {
+    if (!ACaseInsensitive) {
+      if (AMember->FTextInfo != Info) return false;
+      if (Info & json::cTextInline) return AMember->FName == Word;
+    }
+    return json::TextEquals(AMember->FTextInfo, AMember->FName, Name, ACaseInsensitive);
+  }
+
+  UnicodeString Name;
+  Byte Info = 0;
+  UInt64 Word = 0;
+};
 
 }  // namespace vn

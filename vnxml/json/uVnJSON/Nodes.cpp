@@ -523,6 +523,10 @@ Int64 TVnJSONSimpleType::GetAsLargeInt() {
   return VnVarToInt64(GetAsVariant());
 }
 
+UnicodeString TVnJSONSimpleType::GetVariantText() {
+  return Kind() == vkText ? Text() : VnVarToStr(GetAsVariant());
+}
+
 UnicodeString TVnJSONSimpleType::GetAsString() {
   if (Kind() == vkText) return Text();
   switch (FJSONType) {

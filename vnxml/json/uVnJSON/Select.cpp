@@ -46,14 +46,23 @@ struct TNestingGuard {
   TNestingGuard &operator=(const TNestingGuard &) = delete;
 };
 
+// The class tests of the walk. The node's JSON type settles most of them without a look at the
+// class: objects and arrays carry their own type, and members (like the document and nulls)
+// carry jdtNull.
 bool IsMember(TVnJSONBase *N) {
-  return N->ClassType() == TVnJSONMember::StaticClass() || N->Is<TVnJSONMember>();
+  return N->JSONType() == jdtNull &&
+         (N->ClassType() == TVnJSONMember::StaticClass() || N->Is<TVnJSONMember>());
 }
 bool IsObject(TVnJSONBase *N) {
-  return N->ClassType() == TVnJSONObject::StaticClass() || N->Is<TVnJSONObject>();
+  return N->JSONType() == jdtObject &&
+         (N->ClassType() == TVnJSONObject::StaticClass() || N->Is<TVnJSONObject>());
 }
 bool IsArray(TVnJSONBase *N) {
-  return N->ClassType() == TVnJSONArray::StaticClass() || N->Is<TVnJSONArray>();
+  return N->JSONType() == jdtArray &&
+         (N->ClassType() == TVnJSONArray::StaticClass() || N->Is<TVnJSONArray>());
+}
+bool IsContainer(TVnJSONBase *N) {
+  return IsObject(N) || IsArray(N);
 }
 
 // One more pair of quotes less: the text between a leading ' or " and the same character at the
@@ -87,6 +96,7 @@ struct TPart {
   // pkName: the name without its quotes; "*" or the empty name stand for every member or item.
   UnicodeString Name;
   bool Star = false;
+  std::unique_ptr<TVnJSONNameMatch> Match;
   // pkIndex: the index when the text converts (otherwise the conversion raises when it runs).
   bool IndexOk = false;
   Integer Index = 0;
@@ -298,7 +308,36 @@ class TVnExpressionValueExists : public TVnExpressionValue {
   std::unique_ptr<TPathQuery> FQuery;
 };
 
-// "left op right".
+// How an operand's text compares: as an integer (which is a float too), a float, a boolean, or
+// nothing of these.
+struct TTextClass {
+  bool IsInt = false, IsFloat = false, IsBool = false;
+  Integer Int = 0;
+  Extended Float = 0;
+  bool Bool = false;
+};
+
+TTextClass Classify(UnicodeStringView AText) {
+  static const TFormatSettings settings = TFormatSettings::Invariant();
+  TTextClass c;
+  if (AText.empty()) return c;
+  if (TryStrToInt(AText, c.Int)) {
+    c.IsInt = c.IsFloat = true;
+    c.Float = c.Int;
+  } else if (TryStrToFloat(AText, c.Float, settings)) {
+    c.IsFloat = true;
+  } else if (TryStrToBool(AText, c.Bool)) {
+    c.IsBool = true;
+  }
+  return c;
+}
+
+bool IsQuoted(UnicodeStringView AText) {
+  return !AText.empty() && (AText[0] == u'\'' || AText[0] == u'"');
+}
+
+// "left op right". An operand that is no path is the same text for every candidate: it is
+// classified once.
 class TVnExpValueHasNodeWithValue : public TVnExpressionValue {
  public:
   TVnExpValueHasNodeWithValue(UnicodeString AValue1, UnicodeString AValue2,
@@ -306,7 +345,10 @@ class TVnExpValueHasNodeWithValue : public TVnExpressionValue {
       : FValue1(std::move(AValue1)),
         FValue2(std::move(AValue2)),
         FOperator(AOperator),
-        FCaseInsensitive(ACaseInsensitive) {}
+        FCaseInsensitive(ACaseInsensitive) {
+    Prepare(FValue1, FOperand1);
+    Prepare(FValue2, FOperand2);
+  }
   bool Value(TVnJSONBase *AContext, bool &ANil) override;
 
   VnJSONString FValue1;
@@ -315,9 +357,20 @@ class TVnExpValueHasNodeWithValue : public TVnExpressionValue {
   bool FCaseInsensitive;
 
  private:
-  // The operand's text: a path's node (Null when it finds none) or the text itself.
-  bool Resolve(const UnicodeString &AText, std::unique_ptr<TPathQuery> &AQuery,
-               TVnJSONBase *AContext, UnicodeString &AResult);
+  struct TOperand {
+    bool IsPath = false;
+    TTextClass Class;  // of a constant
+    std::unique_ptr<TPathQuery> Query;
+    UnicodeString Found;  // the text of the node a path found last
+  };
+  static void Prepare(const UnicodeString &AText, TOperand &AOperand) {
+    AOperand.IsPath = !AText.empty() && (AText[0] == u'$' || AText[0] == u'@');
+    if (!AOperand.IsPath && !IsQuoted(AText)) AOperand.Class = Classify(AText);
+  }
+  // The operand's text for the context node; false when it is Null (the empty operand, or a
+  // path that finds nothing).
+  bool Resolve(const UnicodeString &AText, TOperand &AOperand, TVnJSONBase *AContext,
+               UnicodeStringView &AResult);
   template <class T>
   bool Compare(const T &A, const T &B) const {
     switch (FOperator) {
@@ -336,75 +389,52 @@ class TVnExpValueHasNodeWithValue : public TVnExpressionValue {
     }
     return false;
   }
-  std::unique_ptr<TPathQuery> FQuery1, FQuery2;
+  TOperand FOperand1, FOperand2;
 };
 
-bool TVnExpValueHasNodeWithValue::Resolve(const UnicodeString &AText,
-                                          std::unique_ptr<TPathQuery> &AQuery,
-                                          TVnJSONBase *AContext, UnicodeString &AResult) {
+bool TVnExpValueHasNodeWithValue::Resolve(const UnicodeString &AText, TOperand &AOperand,
+                                          TVnJSONBase *AContext, UnicodeStringView &AResult) {
   if (AText.empty()) return false;
-  if (AText[0] != u'$' && AText[0] != u'@') {
+  if (!AOperand.IsPath) {
     AResult = AText;
     return true;
   }
-  if (!AQuery)
-    AQuery = std::make_unique<TPathQuery>(AText, FCaseInsensitive
-                                                     ? TVnJDOCSelectOptions{jsoCaseInsensitive}
-                                                     : TVnJDOCSelectOptions{});
-  TVnJSONBase *node = AQuery->First(AContext);
+  if (!AOperand.Query)
+    AOperand.Query = std::make_unique<TPathQuery>(
+        AText,
+        FCaseInsensitive ? TVnJDOCSelectOptions{jsoCaseInsensitive} : TVnJDOCSelectOptions{});
+  TVnJSONBase *node = AOperand.Query->First(AContext);
   if (!node) return false;
-  if (node->Is<TVnJSONSimpleType>()) {
-    AResult = VnVarToStr(node->GetAsVariant());
-    return true;
+  if (node->ClassType() == TVnJSONSimpleType::StaticClass() || node->Is<TVnJSONSimpleType>()) {
+    AOperand.Found = static_cast<TVnJSONSimpleType *>(node)->GetVariantText();
+  } else {
+    // A member stands for its value; an object or an array refuses to give one.
+    TVnJSONBase *value = node->GetValueObj();
+    if (!value) return false;
+    AOperand.Found = value->GetAsString();
   }
-  // A member stands for its value; an object or an array refuses to give one.
-  TVnJSONBase *value = node->GetValueObj();
-  if (!value) return false;
-  AResult = value->GetAsString();
+  AResult = AOperand.Found;
   return true;
 }
 
 bool TVnExpValueHasNodeWithValue::Value(TVnJSONBase *AContext, bool &ANil) {
   ANil = false;
-  UnicodeString a, b;
-  const bool hasA = Resolve(FValue1, FQuery1, AContext, a);
-  const bool hasB = Resolve(FValue2, FQuery2, AContext, b);
+  UnicodeStringView a, b;
+  const bool hasA = Resolve(FValue1, FOperand1, AContext, a);
+  const bool hasB = Resolve(FValue2, FOperand2, AContext, b);
   if (!hasA || !hasB) {
     ANil = true;
     return false;
   }
-  auto quoted = [](const UnicodeString &S) {
-    return !S.empty() && (S[0] == u'\'' || S[0] == u'"');
-  };
-  const bool strings = quoted(a) || quoted(b);
-  if (strings) {
-    a = UnicodeString(VnStripLiterals(a));
-    b = UnicodeString(VnStripLiterals(b));
+  if (IsQuoted(a) || IsQuoted(b)) {
+    a = VnStripLiterals(a);
+    b = VnStripLiterals(b);
   } else {
-    struct TClass {
-      bool IsInt = false, IsFloat = false, IsBool = false;
-      Integer Int = 0;
-      Extended Float = 0;
-      bool Bool = false;
-    };
-    static const TFormatSettings settings = TFormatSettings::Invariant();
-    auto classify = [](const UnicodeString &S) {
-      TClass c;
-      if (S.empty()) return c;
-      if (TryStrToInt(S, c.Int)) {
-        c.IsInt = c.IsFloat = true;
-        c.Float = c.Int;
-      } else if (TryStrToFloat(S, c.Float, settings)) {
-        c.IsFloat = true;
-      } else if (TryStrToBool(S, c.Bool)) {
-        c.IsBool = true;
-      }
-      return c;
-    };
-    const TClass ca = classify(a), cb = classify(b);
+    const TTextClass ca = FOperand1.IsPath ? Classify(a) : FOperand1.Class;
+    const TTextClass cb = FOperand2.IsPath ? Classify(b) : FOperand2.Class;
     if (ca.IsInt && cb.IsInt) return Compare(ca.Int, cb.Int);
     if (ca.IsFloat && cb.IsFloat) return Compare(ca.Float, cb.Float);
-    if (ca.IsBool && cb.IsBool) return Compare(Variant(ca.Bool), Variant(cb.Bool));
+    if (ca.IsBool && cb.IsBool) return Compare(ca.Bool, cb.Bool);
     // A number never compares with anything else.
     if (ca.IsFloat || cb.IsFloat) {
       ANil = true;
@@ -416,7 +446,8 @@ bool TVnExpValueHasNodeWithValue::Value(TVnJSONBase *AContext, bool &ANil) {
     if (FOperator == opUnequal) return !SameText(a, b);
     return Compare(LowerCase(a), LowerCase(b));
   }
-  return Compare(Variant(a), Variant(b));
+  // Strings compare by their code units, as the run-time compares text Variants.
+  return Compare(a, b);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -601,6 +632,7 @@ void ClassifyPart(TPart &APart) {
       name = name.size() >= 2 ? name.substr(1, name.size() - 2) : UnicodeStringView();
     APart.Name = name.empty() ? UnicodeString(u"*") : UnicodeString(name);
     APart.Star = APart.Name == u"*";
+    APart.Match = std::make_unique<TVnJSONNameMatch>(APart.Name);
   }
 }
 
@@ -738,7 +770,7 @@ void TPathQuery::Collect(TStep &AStep, TVnJSONBase *N, std::size_t ABegin) {
         if (object) {
           for (Integer k = 0; k < count; ++k) {
             auto *m = static_cast<TVnJSONMember *>(N->Objects(k));
-            if (part.Star || m->NameIs(part.Name, ci))
+            if (part.Star || part.Match->Matches(m, ci))
               if (TVnJSONBase *v = m->GetValueObj()) FBuffer.push_back(v);
           }
         } else if (array && part.Star) {
@@ -758,7 +790,10 @@ void TPathQuery::Collect(TStep &AStep, TVnJSONBase *N, std::size_t ABegin) {
 void TPathQuery::Walk(TAltPath &APath, TVnJSONBase *AStart, std::vector<TVnJSONBase *> &AResult) {
   std::vector<TFrame> &frames = FFrames;
   const std::size_t base = frames.size();
-  frames.push_back({AStart, 0, false, 0, 0, FBuffer.size(), FBuffer.size()});
+  auto push = [&](TVnJSONBase *ANode, Cardinal ALevel, bool ADeep) {
+    frames.push_back(TFrame{ANode, ALevel, ADeep, 0, 0, FBuffer.size(), FBuffer.size()});
+  };
+  push(AStart, 0, false);
   while (frames.size() > base) {
     TFrame &f = frames.back();
     switch (f.Phase) {
@@ -766,10 +801,7 @@ void TPathQuery::Walk(TAltPath &APath, TVnJSONBase *AStart, std::vector<TVnJSONB
         // A member first runs the same path on its value, then goes on itself.
         if (IsMember(f.Node)) {
           f.Phase = 1;
-          if (TVnJSONBase *v = f.Node->GetValueObj()) {
-            const TFrame next{v, f.Level, f.Deep, 0, 0, FBuffer.size(), FBuffer.size()};
-            frames.push_back(next);
-          }
+          if (TVnJSONBase *v = f.Node->GetValueObj()) push(v, f.Level, f.Deep);
           continue;
         }
         [[fallthrough]];
@@ -780,53 +812,64 @@ void TPathQuery::Walk(TAltPath &APath, TVnJSONBase *AStart, std::vector<TVnJSONB
           frames.pop_back();
           continue;
         }
-        if (!IsObject(f.Node) && !IsArray(f.Node)) {
+        if (!IsContainer(f.Node)) {
           frames.pop_back();
           continue;
         }
         TStep &step = StepAt(APath, f.Level);
+        frames.back().Deep = f.Deep || step.Deep;
+        const std::size_t begin = FBuffer.size();
+        // The parts may run filters, whose paths use queries of their own.
+        Collect(step, f.Node, begin);
         TFrame &g = frames.back();
-        g.Deep = g.Deep || step.Deep;
-        g.LBegin = FBuffer.size();
-        Collect(step, g.Node, g.LBegin);
-        TFrame &h = frames.back();
-        h.LEnd = FBuffer.size();
+        g.LBegin = begin;
+        g.LEnd = FBuffer.size();
         if (step.Rest >= APath.Text.size()) {
-          AResult.insert(AResult.end(), FBuffer.begin() + static_cast<std::ptrdiff_t>(h.LBegin),
+          AResult.insert(AResult.end(), FBuffer.begin() + static_cast<std::ptrdiff_t>(begin),
                          FBuffer.end());
-          h.Phase = 3;
-          h.I = 0;
+          g.Phase = 3;
         } else {
-          h.Phase = 2;
-          h.I = h.LBegin;
+          g.Phase = 2;
+          g.I = begin;
         }
         continue;
       }
-      case 2:
-        if (f.I < f.LEnd) {
-          const TFrame next{FBuffer[f.I++], f.Level + 1,   false, 0, 0,
-                            FBuffer.size(), FBuffer.size()};
-          frames.push_back(next);
+      case 2: {
+        // The rest of the path is not empty, so a node that is neither a member, an object nor
+        // an array would find nothing: it is not visited.
+        TVnJSONBase *next = nullptr;
+        while (!next && f.I < f.LEnd) {
+          TVnJSONBase *n = FBuffer[f.I++];
+          if (IsContainer(n) || IsMember(n)) next = n;
+        }
+        if (next) {
+          push(next, f.Level + 1, false);
           continue;
         }
         f.Phase = 3;
         f.I = 0;
-        [[fallthrough]];
-      case 3:
-        if (f.Deep && f.I < static_cast<std::size_t>(f.Node->ObjectCount())) {
-          const TFrame next{f.Node->Objects(static_cast<Integer>(f.I++)),
-                            f.Level,
-                            true,
-                            0,
-                            0,
-                            FBuffer.size(),
-                            FBuffer.size()};
-          frames.push_back(next);
+        continue;
+      }
+      case 3: {
+        // The same step on each child; a member's value stands for the member, which would
+        // find nothing itself (the step is not the path's end).
+        TVnJSONBase *next = nullptr;
+        if (f.Deep) {
+          const std::size_t count = static_cast<std::size_t>(f.Node->ObjectCount());
+          while (!next && f.I < count) {
+            TVnJSONBase *c = f.Node->Objects(static_cast<Integer>(f.I++));
+            if (IsMember(c)) c = c->GetValueObj();
+            if (c && IsContainer(c)) next = c;
+          }
+        }
+        if (next) {
+          push(next, f.Level, true);
           continue;
         }
         FBuffer.resize(f.LBegin);
         frames.pop_back();
         continue;
+      }
     }
   }
 }
@@ -853,7 +896,7 @@ void TPathQuery::Run(TVnJSONBase *AContext, bool AFirstOnly, std::vector<TVnJSON
                   ? AContext
                   : AContext->GetDocument()->GetRootValue();
     } else if (path.Text[0] == u'@') {
-      start = AContext->Is<TVnJSONDocument>()
+      start = !AContext->Owner() && AContext->Is<TVnJSONDocument>()
                   ? static_cast<TVnJSONDocument *>(AContext)->GetRootValue()
                   : AContext;
     } else {

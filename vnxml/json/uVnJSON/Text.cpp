@@ -1,5 +1,6 @@
 // The text conversions of JSON: escaping, unescaping, values as JSON text, the date forms and
 // the type bridges of the serializers.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -120,9 +121,12 @@ void json::AppendEscaped(UnicodeString &r, std::string_view ANarrow) {
 
 namespace {
 
-constexpr Byte cInline = 0x80;  // the text stands in the word
-constexpr Byte cNarrow = 0x40;  // a byte a character
-constexpr Byte cLength = 0x0F;  // the length of text in the word
+using json::cTextInline;
+using json::cTextLength;
+using json::cTextNarrow;
+constexpr Byte cInline = cTextInline;
+constexpr Byte cNarrow = cTextNarrow;
+constexpr Byte cLength = cTextLength;
 
 // Text on the heap: its length, then its characters.
 struct THeapText {
@@ -191,7 +195,7 @@ void json::TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText) {
       for (std::size_t i = 0; i < n; ++i) d[i] = static_cast<Byte>(AText[i]);
     else
       std::memcpy(d, AText.data(), n * 2);
-    info = narrow ? cNarrow : 0;
+    info = static_cast<Byte>((narrow ? cNarrow : 0) | std::min<std::size_t>(n, cLength));
     word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
   }
   TextFree(AInfo, AWord);
@@ -212,7 +216,7 @@ void json::TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size
     auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(ALength, true)));
     h->Len = static_cast<Cardinal>(ALength);
     std::memcpy(h->Data(), AData, ALength);
-    info = cNarrow;
+    info = static_cast<Byte>(cNarrow | std::min<std::size_t>(ALength, cLength));
     word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
   }
   TextFree(AInfo, AWord);
