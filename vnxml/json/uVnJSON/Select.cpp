@@ -49,19 +49,28 @@ struct TNestingGuard {
 // The class tests of the walk. The node's JSON type settles most of them without a look at the
 // class: objects and arrays carry their own type, and members (like the document and nulls)
 // carry jdtNull.
-bool IsMember(TVnJSONBase *N) {
+[[gnu::noinline]] bool InheritsMember(TVnJSONBase *N) {
+  return N->Is<TVnJSONMember>();
+}
+[[gnu::noinline]] bool InheritsObject(TVnJSONBase *N) {
+  return N->Is<TVnJSONObject>();
+}
+[[gnu::noinline]] bool InheritsArray(TVnJSONBase *N) {
+  return N->Is<TVnJSONArray>();
+}
+inline bool IsMember(TVnJSONBase *N) {
   return N->JSONType() == jdtNull &&
-         (N->ClassType() == TVnJSONMember::StaticClass() || N->Is<TVnJSONMember>());
+         (N->ClassType() == TVnJSONMember::StaticClass() || InheritsMember(N));
 }
-bool IsObject(TVnJSONBase *N) {
+inline bool IsObject(TVnJSONBase *N) {
   return N->JSONType() == jdtObject &&
-         (N->ClassType() == TVnJSONObject::StaticClass() || N->Is<TVnJSONObject>());
+         (N->ClassType() == TVnJSONObject::StaticClass() || InheritsObject(N));
 }
-bool IsArray(TVnJSONBase *N) {
+inline bool IsArray(TVnJSONBase *N) {
   return N->JSONType() == jdtArray &&
-         (N->ClassType() == TVnJSONArray::StaticClass() || N->Is<TVnJSONArray>());
+         (N->ClassType() == TVnJSONArray::StaticClass() || InheritsArray(N));
 }
-bool IsContainer(TVnJSONBase *N) {
+inline bool IsContainer(TVnJSONBase *N) {
   return IsObject(N) || IsArray(N);
 }
 
@@ -273,7 +282,10 @@ class TPathQuery {
   };
   void Walk(TAltPath &APath, TVnJSONBase *AStart, std::vector<TVnJSONBase *> &AResult);
   // The step at ALevel, cut from the text when the walk first gets there.
-  TStep &StepAt(TAltPath &APath, Cardinal ALevel);
+  TStep &StepAt(TAltPath &APath, Cardinal ALevel) {
+    return ALevel < APath.Steps.size() ? APath.Steps[ALevel] : CutSteps(APath, ALevel);
+  }
+  TStep &CutSteps(TAltPath &APath, Cardinal ALevel);
   // Adds what the step's parts select on N (an object or an array) to FBuffer.
   void Collect(TStep &AStep, TVnJSONBase *N, std::size_t ABegin);
   void ApplyFilter(TPart &APart, TVnJSONBase *N, std::size_t ABegin);
@@ -651,7 +663,7 @@ TPathQuery::TPathQuery(UnicodeStringView APath, TVnJDOCSelectOptions AOptions)
   }
 }
 
-TStep &TPathQuery::StepAt(TAltPath &APath, Cardinal ALevel) {
+TStep &TPathQuery::CutSteps(TAltPath &APath, Cardinal ALevel) {
   while (APath.Steps.size() <= ALevel) {
     const UnicodeStringView text = APath.Text;
     std::size_t i = APath.Steps.empty() ? 1 : APath.Steps.back().Rest;
