@@ -1,5 +1,5 @@
-// JSON through the library: a file read as events, then loaded into a tree, read by name,
-// changed and written back formatted.
+// JSON through the library: a file read as events, then loaded into a tree, read by name and by
+// path, changed and written back formatted.
 //
 //   json_demo FILE
 //
@@ -65,6 +65,17 @@ void ShowStatus(TVnJSONDocument *ADoc) {
       U8(first->GetMember(u"metadata", {jsoRaise})->GetValueObj()->GetFormattedJSON()).c_str());
 }
 
+// Prints what each path selects: the count, and the first few nodes as JSON.
+void ShowPaths(TVnJSONDocument *ADoc, std::initializer_list<const char16_t *> APaths) {
+  for (const char16_t *path : APaths) {
+    Owned<TVnJSONArray> found(ADoc->CreateNodeList(path, {}));
+    std::printf("%s -> %d node(s)", U8(path).c_str(), found->Count());
+    for (Integer i = 0; i < found->Count() && i < 3; ++i)
+      std::printf("%s %s", i ? "," : ":", U8(found->Item(i)->GetAsJSON()).c_str());
+    std::printf("%s\n", found->Count() > 3 ? ", ..." : "");
+  }
+}
+
 void ShowAny(TVnJSONDocument *ADoc) {
   TVnJSONBase *root = ADoc->GetRootValue();
   if (!root) {
@@ -112,8 +123,21 @@ int main(int argc, char **argv) {
 
     // Then the tree.
     Owned<TVnJSONDocument> doc(TVnJSONDocument::CreateFromFile(file, CP_UTF8));
-    if (doc->GetRootValue() && doc->GetRootValue()->JSONType() == jdtObject &&
-        doc->FindMember(u"statuses"))
+    const bool statuses = doc->GetRootValue() &&
+                          doc->GetRootValue()->JSONType() == jdtObject &&
+                          doc->FindMember(u"statuses");
+    // Paths: names, indices, slices, recursive descent, filters, and a member made where a path
+    // misses one.
+    if (statuses) {
+      ShowPaths(doc.get(), {u"$.statuses[0].user.screen_name",
+                            u"$.statuses[?(@.retweet_count > 100)].user.screen_name",
+                            u"$..hashtags[*].text", u"$.statuses[-2:].id"});
+    } else {
+      ShowPaths(doc.get(), {u"$.books[?(@.price < 20)].title", u"$..tags[*]",
+                            u"$.books[(@.length-1)].title", u"$['store','owner']"});
+      doc->SelectSingleNode(u"$.books[0].isbn", {jsoCreate})->SetAsString(u"978-0441172719");
+    }
+    if (statuses)
       ShowStatus(doc.get());
     else
       ShowAny(doc.get());
