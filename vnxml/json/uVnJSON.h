@@ -200,6 +200,21 @@ class TVnJSONTextParser : public TVnTextParser {
   void StepOver() {
     if (!_GetEOF()) Step();
   }
+  // The scans both JSON readers share. ScanString: at the opening quotation mark (code 2
+  // otherwise), sets mark 1 on the first character and stops on the closing quotation mark or
+  // at the end of the text; escapes are checked (a backslash followed by none of "\/bfnrtu
+  // raises code 2; \u passes four more characters unseen) and left as written. True when the
+  // string holds a backslash.
+  bool ScanString();
+  // At the first character of a number, true, false or null: sets mark 1 on it and steps over
+  // the keyword (each letter must match, code 2 otherwise) or the run of number characters
+  // (digits, ".", "-", "+", "e", "E", not checked further), and gives the type. Any other
+  // character raises code 2.
+  TVnJSONDataType ScanLiteral();
+  // Skips what follows a number up to the next "]", "}" or ",".
+  void SkipToValueEnd();
+  // Skips characters up to and including U+0020.
+  void SkipWhite();
 
   TVnJSONTextParserSkipFunc SkipWhileFunc = nullptr;
   TVnJSONTextParserCheckFunc CheckCurrCharFunc = nullptr;
@@ -279,10 +294,6 @@ class TVnJSONReader : public TVnObject, public IVnJSONLocator, public IVnJSONRea
   void ParseContainer();
   // A string, keyword or number at the current character.
   void ParseSimpleValue();
-  // Scans the string at the current quotation mark, with mark 1 on its first character; the
-  // scanner stops on the closing quotation mark (or at the end of the text). True when the
-  // string holds a backslash.
-  bool ReadString();
   // The raw text from mark 1 to the current character, into FText.
   void TakeText();
 

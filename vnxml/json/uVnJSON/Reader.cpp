@@ -24,15 +24,6 @@ constexpr TAsciiSet cWhite("", true);
 constexpr TAsciiSet cObjectOpen("}\"");
 constexpr TAsciiSet cObjectNext("},");
 constexpr TAsciiSet cArrayNext("],");
-constexpr TAsciiSet cValueEnd("]},");
-constexpr TAsciiSet cNumber("0123456789.-+eE");
-constexpr TAsciiSet cEscape("\"\\/bfnrtu");
-
-constexpr char16_t cTrue[] = u"true";
-constexpr char16_t cFalse[] = u"false";
-constexpr char16_t cNull[] = u"null";
-constexpr char16_t cExpectedValue[] = u"\", t, f, n, 0..9, ., + or -";
-constexpr char16_t cExpectedEscape[] = u"\", \\, /, b, f, n, r, t or u";
 
 enum TFrame : Byte { frObject, frArray };
 
@@ -186,93 +177,34 @@ void TVnJSONReader::InternalParse() {
   H->EndDocument();
 }
 
-bool TVnJSONReader::ReadString() {
-  TVnJSONTextParser *P = FParser;
-  P->CheckCurrChar(P->FQuote, true);
-  P->Step();
-  P->SetMark(tpMark1);
-  bool escaped = false;
-  for (;;) {
-    P->SkipToEither('\\', '"');
-    if (P->Eof() || P->CurrUnit() == u'"') break;
-    escaped = true;
-    P->Step();  // the backslash
-    const char16_t e = P->CurrUnit();
-    if (P->Eof() || e >= 128 || !cEscape.Bits[e]) P->RaiseExpected(cExpectedEscape);
-    P->Step();
-    if (e == u'u')
-      for (int k = 0; k < 4; ++k) P->StepOver();
-  }
-  return escaped;
-}
-
 void TVnJSONReader::TakeText() {
   FParser->SelectedTo(tpMark1, tpCurrent, true, FText);
 }
 
 void TVnJSONReader::ParseSimpleValue() {
   TVnJSONTextParser *P = FParser;
-  const char16_t c = P->Eof() ? 0 : P->CurrUnit();
-  const char16_t *keyword = nullptr;
-  TVnJSONDataType type = jdtNull;
-  switch (c) {
-    case u'"': {
-      const bool escaped = ReadString();
-      const char *data;
-      std::size_t n;
-      // Text with an escape is decoded by the handler, which needs it as UTF-16.
-      if (FTreeHandler && !escaped && P->TakeAscii(data, n)) {
-        FTreeHandler->ValueAscii(jdtString, data, n);
-        return;
-      }
-      TakeText();
-      FContentHandler->Value(jdtString, FText);
+  const char *data;
+  std::size_t n;
+  if (!P->Eof() && P->CurrUnit() == u'"') {
+    const bool escaped = P->ScanString();
+    // Text with an escape is decoded by the handler, which needs it as UTF-16.
+    if (FTreeHandler && !escaped && P->TakeAscii(data, n)) {
+      FTreeHandler->ValueAscii(jdtString, data, n);
       return;
     }
-    case u't':
-      keyword = cTrue;
-      type = jdtBoolean;
-      break;
-    case u'f':
-      keyword = cFalse;
-      type = jdtBoolean;
-      break;
-    case u'n':
-      keyword = cNull;
-      type = jdtNull;
-      break;
-    default:
-      if (c < 128 && cNumber.Bits[c]) {
-        P->SetMark(tpMark1);
-        P->SkipAscii(cNumber.Bits, true);
-        const char *data;
-        std::size_t n;
-        if (FTreeHandler && P->TakeAscii(data, n)) {
-          FTreeHandler->ValueAscii(jdtNumber, data, n);
-        } else {
-          P->SelectedTo(tpMark1, tpCurrent, true, FText);
-          FContentHandler->Value(jdtNumber, FText);
-        }
-        // What follows the number up to the next "]", "}" or "," is dropped.
-        Skip(P, cValueEnd, false);
-        return;
-      }
-      P->RaiseExpected(cExpectedValue);
-  }
-  // Each letter must match, case included.
-  for (const char16_t *k = keyword; *k; ++k) {
-    if (P->Eof() || P->CurrUnit() != *k) P->RaiseExpected(UnicodeString(1, *k));
-    P->Step();
-  }
-  if (FTreeHandler) {
-    FTreeHandler->ValueAscii(type,
-                             keyword == cTrue    ? "true"
-                             : keyword == cFalse ? "false"
-                                                 : "null",
-                             keyword == cFalse ? 5 : 4);
+    TakeText();
+    FContentHandler->Value(jdtString, FText);
     return;
   }
-  FContentHandler->Value(type, keyword);
+  const TVnJSONDataType type = P->ScanLiteral();
+  if (FTreeHandler && P->TakeAscii(data, n)) {
+    FTreeHandler->ValueAscii(type, data, n);
+  } else {
+    TakeText();
+    FContentHandler->Value(type, FText);
+  }
+  // What follows a number up to the next "]", "}" or "," is dropped.
+  if (type == jdtNumber) P->SkipToValueEnd();
 }
 
 void TVnJSONReader::ParseContainer() {
@@ -303,7 +235,7 @@ open:
 member:
   // At the next name: what lies before its quotation mark is dropped.
   P->SkipTo('"');
-  ReadString();
+  P->ScanString();
   {
     // Names are kept as written, escapes included: any ASCII name can go as it stands.
     const char *data;

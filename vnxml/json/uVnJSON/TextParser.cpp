@@ -22,6 +22,31 @@ constexpr TConstants cConstantsW = {&cVnAposW,      &cVnQuoteW,    &cVnSpaceW,  
                                     &cVnBackSlashW, &cVnBracketOW, &cVnBracketCW, &cVnBraceOW,
                                     &cVnBraceCW,    &cVnEqualW};
 
+// Tables of ASCII sets for TVnTextParser::SkipAscii: 1 for the members.
+struct TAsciiSet {
+  Byte Bits[256] = {};
+  constexpr TAsciiSet(const char *AMembers, bool AControls = false) {
+    for (const char *p = AMembers; *p; ++p) Bits[static_cast<Byte>(*p)] = 1;
+    if (AControls)
+      for (int c = 0; c <= 0x20; ++c) Bits[c] = 1;
+  }
+};
+
+constexpr TAsciiSet cWhite("", true);
+constexpr TAsciiSet cValueEnd("]},");
+constexpr TAsciiSet cNumber("0123456789.-+eE");
+constexpr TAsciiSet cEscape("\"\\/bfnrtu");
+constexpr char16_t cExpectedValue[] = u"\", t, f, n, 0..9, ., + or -";
+constexpr char16_t cExpectedEscape[] = u"\", \\, /, b, f, n, r, t or u";
+
+// SkipAscii for a set that the current character is mostly in (AIn) or not in: the common case
+// decides without the loop.
+inline void Skip(TVnJSONTextParser *P, const TAsciiSet &ASet, bool AIn) {
+  const char16_t c = P->CurrUnit();
+  if (c < 128 && (ASet.Bits[c] != 0) != AIn && (c != 0 || !P->Eof())) return;
+  P->SkipAscii(ASet.Bits, AIn);
+}
+
 }  // namespace
 
 TVnJSONTextParser::TVnJSONTextParser(TStream *AStream, bool AOwnsStream, Word ACodePage)
@@ -87,6 +112,67 @@ bool TVnJSONTextParser::TakeAscii(const char *&AData, std::size_t &ALength) {
   ALength = n;
   ClearMark(tpMark1);
   return true;
+}
+
+bool TVnJSONTextParser::ScanString() {
+  CheckCurrChar(FQuote, true);
+  Step();
+  SetMark(tpMark1);
+  bool escaped = false;
+  for (;;) {
+    SkipToEither('\\', '"');
+    if (Eof() || CurrUnit() == u'"') break;
+    escaped = true;
+    Step();  // the backslash
+    const char16_t e = CurrUnit();
+    if (Eof() || e >= 128 || !cEscape.Bits[e]) RaiseExpected(cExpectedEscape);
+    Step();
+    if (e == u'u')
+      for (int k = 0; k < 4; ++k) StepOver();
+  }
+  return escaped;
+}
+
+TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
+  const char16_t c = Eof() ? 0 : CurrUnit();
+  const char16_t *keyword;
+  TVnJSONDataType type;
+  switch (c) {
+    case u't':
+      keyword = u"true";
+      type = jdtBoolean;
+      break;
+    case u'f':
+      keyword = u"false";
+      type = jdtBoolean;
+      break;
+    case u'n':
+      keyword = u"null";
+      type = jdtNull;
+      break;
+    default:
+      if (c < 128 && cNumber.Bits[c]) {
+        SetMark(tpMark1);
+        SkipAscii(cNumber.Bits, true);
+        return jdtNumber;
+      }
+      RaiseExpected(cExpectedValue);
+  }
+  SetMark(tpMark1);
+  // Each letter must match, case included.
+  for (const char16_t *k = keyword; *k; ++k) {
+    if (Eof() || CurrUnit() != *k) RaiseExpected(UnicodeString(1, *k));
+    Step();
+  }
+  return type;
+}
+
+void TVnJSONTextParser::SkipToValueEnd() {
+  Skip(this, cValueEnd, false);
+}
+
+void TVnJSONTextParser::SkipWhite() {
+  Skip(this, cWhite, true);
 }
 
 void TVnJSONTextParser::RaiseExpected(const UnicodeString &AExpected) {
