@@ -101,6 +101,8 @@ TEST(JSONPathSteps, SlicesAndScriptIndices) {
   EXPECT_EQ(Found(d.get(), u"$.a[(@.length-1)]"), "5");
   EXPECT_EQ(Found(d.get(), u"$.a[(@.length-2),(1)]"), "4 1");
   EXPECT_EQ(Found(d.get(), u"$.a[(@.length)]"), "");
+  // The sum wraps round in 32 bits.
+  EXPECT_EQ(Found(d.get(), u"$.a[(@.length+2147483647)]"), "");
   EXPECT_EQ(Raised([&] { d->CreateNodeList(u"$.a[(x)]", {}); }),
             "EConvertError: 'x' is not a valid integer value");
   EXPECT_EQ(Raised([&] { d->CreateNodeList(u"$.a[1-2]", {}); }),
@@ -205,6 +207,11 @@ TEST(JSONPathFilters, LogicAndPresence) {
   // A comparison that meets nothing makes the whole filter false, inside a negation too.
   EXPECT_EQ(titles(u"?(!(@.isbn == '1-2'))"), "\"C\"");
   EXPECT_EQ(titles(u"?(@.used || @.isbn == '1-2')"), "\"B\" \"C\" \"D\"");
+  // Every comparison writes the shared flag and the last one worked out stands, also where the
+  // chain works a link out a second time: here "@.y==1" clears what "@.z==1" set.
+  Doc xy = Load(u"[{\"x\":1,\"y\":1}]");
+  EXPECT_EQ(Found(xy.get(), u"$[?(@.x && @.y==2 && @.z==1 || @.y==1)].y"), "1");
+  EXPECT_EQ(Found(xy.get(), u"$[?(@.x && @.y==2 && @.y==1 || @.z==1)].y"), "");
   // Filters on an object test the members' values.
   EXPECT_EQ(Found(d.get(), u"$.store[?(@.color)].price"), "19.95");
   // Survivors join the step's other parts once; the other parts keep their duplicates.

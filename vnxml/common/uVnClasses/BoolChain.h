@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "vnxml/rtl/Types.h"
@@ -19,32 +20,51 @@ namespace vn::detail {
 // ATerm(i, AStop) gives the truth of term i; setting AStop makes that E(i) at once, the links
 // behind the term unread. ALinkIsAnd(j) tells the operator of link j (and raises for a link
 // without one). Terms are evaluated lazily, in the order of the recursive definition.
-template <class FTerm, class FLink>
-bool EvaluateBoolChain(std::size_t ACount, FTerm &&ATerm, FLink &&ALinkIsAnd) {
+//
+// AEffects stands for what evaluating the terms leaves behind besides their truth (a flag they
+// share, say): Begin() marks the state before an E(i) is worked out, End(mark) gives the effect
+// of working it out, and Replay(effect) repeats that effect where the definition would work the
+// same E(i) out again, so that the state after the chain is that of the recursive definition.
+struct TNoChainEffects {
+  struct TEffect {};
+  int Begin() { return 0; }
+  TEffect End(int) { return {}; }
+  void Replay(const TEffect &) {}
+};
+
+template <class FTerm, class FLink, class TEffects = TNoChainEffects>
+bool EvaluateBoolChain(std::size_t ACount, FTerm &&ATerm, FLink &&ALinkIsAnd,
+                       TEffects &&AEffects = TEffects()) {
   if (ACount == 1) {
     bool stop = false;
     return ATerm(std::size_t(0), stop);
   }
+  using TMark = decltype(AEffects.Begin());
+  using TEffect = decltype(AEffects.End(std::declval<TMark>()));
   // 0: not yet worked out, 1: false, 2: true.
   std::vector<Byte> known(ACount, 0);
+  std::vector<TEffect> effects(ACount);
   struct TFrame {
     std::size_t I;
     std::size_t J;
     bool R;
     bool Started;
+    TMark Mark;
   };
   std::vector<TFrame> stack;
-  stack.push_back({0, 0, false, false});
+  stack.push_back({0, 0, false, false, TMark()});
   bool delivered = false;
   bool result = false;
   while (!stack.empty()) {
     TFrame &f = stack.back();
     if (!f.Started) {
       f.Started = true;
+      f.Mark = AEffects.Begin();
       bool stop = false;
       f.R = ATerm(f.I, stop);
       if (stop) {
         known[f.I] = f.R ? 2 : 1;
+        effects[f.I] = AEffects.End(f.Mark);
         result = f.R;
         delivered = true;
         stack.pop_back();
@@ -63,16 +83,18 @@ bool EvaluateBoolChain(std::size_t ACount, FTerm &&ATerm, FLink &&ALinkIsAnd) {
       if (need) {
         const std::size_t k = f.J + 1;
         if (known[k] == 0) {
-          stack.push_back({k, 0, false, false});
+          stack.push_back({k, 0, false, false, TMark()});
           suspended = true;
           break;
         }
         f.R = known[k] == 2;
+        AEffects.Replay(effects[k]);
       }
       ++f.J;
     }
     if (suspended) continue;
     known[f.I] = f.R ? 2 : 1;
+    effects[f.I] = AEffects.End(f.Mark);
     result = f.R;
     delivered = true;
     stack.pop_back();

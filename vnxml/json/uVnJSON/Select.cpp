@@ -143,11 +143,23 @@ enum TVnExpValueHasNodeWithValueOp : Byte {
   opGreaterEqual
 };
 
+// The flag an evaluation's comparisons share: each comparison writes it (false, or true when it
+// met nothing), and the last write stands. Writes are counted, so that the chain evaluation can
+// tell what working out a link left behind.
+struct TNilFlag {
+  bool Value = false;
+  UInt64 Writes = 0;
+  void Set(bool AValue) noexcept {
+    Value = AValue;
+    ++Writes;
+  }
+};
+
 class TVnExpressionValue {
  public:
   virtual ~TVnExpressionValue() = default;
-  // The truth of the term for the context node; ANil is set when a comparison met nothing.
-  virtual bool Value(TVnJSONBase *AContext, bool &ANil) = 0;
+  // The truth of the term for the context node; ANil as the term's comparisons left it.
+  virtual bool Value(TVnJSONBase *AContext, TNilFlag &ANil) = 0;
   TVnBoolExpression *FExpression = nullptr;
 };
 
@@ -199,24 +211,39 @@ class TVnBoolExpression {
   }
 
   // The chain from here: the terms' truths joined by their links, every term read (a nil does
-  // not end it), ANil collecting whether any comparison met nothing.
-  bool Evaluate(TVnJSONBase *AContext, bool &ANil) {
+  // not end it), ANil as the last comparison worked out left it. A link's value is worked out
+  // once; where the chain's definition works it out again, what it did to the flag is done
+  // again.
+  bool Evaluate(TVnJSONBase *AContext, TNilFlag &ANil) {
     if (!FSibling) return Term(this, AContext, ANil);
     std::vector<TVnBoolExpression *> chain;
     for (TVnBoolExpression *e = this; e; e = e->FSibling) chain.push_back(e);
+    struct TEffects {
+      TNilFlag &Flag;
+      struct TEffect {
+        bool Wrote = false;
+        bool Value = false;
+      };
+      UInt64 Begin() const noexcept { return Flag.Writes; }
+      TEffect End(UInt64 AMark) const noexcept { return {Flag.Writes != AMark, Flag.Value}; }
+      void Replay(const TEffect &AEffect) noexcept {
+        if (AEffect.Wrote) Flag.Set(AEffect.Value);
+      }
+    };
     return detail::EvaluateBoolChain(
         chain.size(), [&](std::size_t I, bool &) { return Term(chain[I], AContext, ANil); },
         [&](std::size_t J) {
           const TVnBoolExpressionOperator op = chain[J]->FOperation;
           if (op == opNA) throw Exception(cInvalidOperation);
           return op == opAnd;
-        });
+        },
+        TEffects{ANil});
   }
-  // False whenever a comparison met nothing.
+  // False whenever the flag came back set.
   bool Evaluate(TVnJSONBase *AContext) {
-    bool nil = false;
+    TNilFlag nil;
     const bool r = Evaluate(AContext, nil);
-    return nil ? false : r;
+    return nil.Value ? false : r;
   }
 
   TVnBoolExpressionOperator FOperation = opNA;
@@ -226,7 +253,7 @@ class TVnBoolExpression {
   TVnExpressionValue *FValue = nullptr;
 
  private:
-  static bool Term(TVnBoolExpression *E, TVnJSONBase *AContext, bool &ANil) {
+  static bool Term(TVnBoolExpression *E, TVnJSONBase *AContext, TNilFlag &ANil) {
     // An equation left without a term ("()", "&&" at the start) cannot be evaluated.
     if (!E->FValue) throw Exception(cInvalidOperation);
     return E->FValue->Value(AContext, ANil);
@@ -242,7 +269,7 @@ class TVnBoolExpression {
 // "(...)": the chain below.
 class TVnExpressionValueChild : public TVnExpressionValue {
  public:
-  bool Value(TVnJSONBase *AContext, bool &ANil) override {
+  bool Value(TVnJSONBase *AContext, TNilFlag &ANil) override {
     if (!FExpression->FChild) throw Exception(cInvalidExpression);
     return FExpression->FChild->Evaluate(AContext, ANil);
   }
@@ -251,7 +278,7 @@ class TVnExpressionValueChild : public TVnExpressionValue {
 // "!": the chain below, negated.
 class TVnExpressionValueNot : public TVnExpressionValue {
  public:
-  bool Value(TVnJSONBase *AContext, bool &ANil) override {
+  bool Value(TVnJSONBase *AContext, TNilFlag &ANil) override {
     if (!FExpression->FChild) throw Exception(cInvalidExpression);
     return !FExpression->FChild->Evaluate(AContext, ANil);
   }
@@ -306,7 +333,7 @@ class TVnExpressionValueExists : public TVnExpressionValue {
  public:
   TVnExpressionValueExists(UnicodeString APath, bool ACaseInsensitive)
       : FPath(std::move(APath)), FCaseInsensitive(ACaseInsensitive) {}
-  bool Value(TVnJSONBase *AContext, bool &) override {
+  bool Value(TVnJSONBase *AContext, TNilFlag &) override {
     if (!FQuery)
       FQuery = std::make_unique<TPathQuery>(FPath, FCaseInsensitive
                                                        ? TVnJDOCSelectOptions{jsoCaseInsensitive}
@@ -361,7 +388,7 @@ class TVnExpValueHasNodeWithValue : public TVnExpressionValue {
     Prepare(FValue1, FOperand1);
     Prepare(FValue2, FOperand2);
   }
-  bool Value(TVnJSONBase *AContext, bool &ANil) override;
+  bool Value(TVnJSONBase *AContext, TNilFlag &ANil) override;
 
   VnJSONString FValue1;
   VnJSONString FValue2;
@@ -429,13 +456,13 @@ bool TVnExpValueHasNodeWithValue::Resolve(const UnicodeString &AText, TOperand &
   return true;
 }
 
-bool TVnExpValueHasNodeWithValue::Value(TVnJSONBase *AContext, bool &ANil) {
-  ANil = false;
+bool TVnExpValueHasNodeWithValue::Value(TVnJSONBase *AContext, TNilFlag &ANil) {
+  ANil.Set(false);
   UnicodeStringView a, b;
   const bool hasA = Resolve(FValue1, FOperand1, AContext, a);
   const bool hasB = Resolve(FValue2, FOperand2, AContext, b);
   if (!hasA || !hasB) {
-    ANil = true;
+    ANil.Set(true);
     return false;
   }
   if (IsQuoted(a) || IsQuoted(b)) {
@@ -449,7 +476,7 @@ bool TVnExpValueHasNodeWithValue::Value(TVnJSONBase *AContext, bool &ANil) {
     if (ca.IsBool && cb.IsBool) return Compare(ca.Bool, cb.Bool);
     // A number never compares with anything else.
     if (ca.IsFloat || cb.IsFloat) {
-      ANil = true;
+      ANil.Set(true);
       return false;
     }
   }
@@ -752,7 +779,9 @@ void TPathQuery::Collect(TStep &AStep, TVnJSONBase *N, std::size_t ABegin) {
             index = StrToInt(part.Script);
           } else {
             const UnicodeString rest = Trim(StringReplace(part.Script, u"@.length", u"", true));
-            index = (array ? count : 0) + (rest.empty() ? 0 : StrToInt(rest));
+            // The sum wraps round in 32 bits, as the run-time's integers do.
+            const Int64 sum = Int64(array ? count : 0) + (rest.empty() ? 0 : StrToInt(rest));
+            index = static_cast<Integer>(static_cast<Cardinal>(static_cast<UInt64>(sum)));
           }
         } else {
           if (!array) break;
