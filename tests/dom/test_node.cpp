@@ -167,9 +167,10 @@ TEST_F(NodeModel, ValuesOfABareNode) {
   EXPECT_EQ(n->NodeCount(), 3);
   EXPECT_EQ(n->GetChildNodes()->GetItem(0)->GetNodeType(), ntProcessingInstruction);
   EXPECT_EQ(n->GetChildNodes()->GetItem(2)->GetXML(), u"<e>t</e>");
+  // Text that does not begin with "<" is read as JSON: this is none.
   const std::string loose = "text";
   TPointerStream t(loose.data(), static_cast<Int64>(loose.size()));
-  EXPECT_THROW(n->LoadFromStream(&t, CP_UTF8), EVnDomNotSupported);
+  EXPECT_THROW(n->LoadFromStream(&t, CP_UTF8), EVnDomSyntax);
   WideString out;
   EXPECT_THROW(n->Transform(u"style.xsl", out), EVnDomNotSupported);
   EXPECT_EQ(n->SelectSingleNode(u"e"), n->GetChildNodes()->GetItem(2));

@@ -33,6 +33,7 @@
 #include <vector>
 
 #include "vnxml/common/uVnClasses.h"
+#include "vnxml/json/uVnJSON.h"
 #include "vnxml/rtl/Variant.h"
 
 namespace vn {
@@ -534,6 +535,61 @@ class TVnSAXXMLReader : public TVnSAXReader {
   // Scratch strings of the scan, reused from tag to tag: the names of the element, the prefix
   // of the attribute being read (its other parts go straight into the list), and text.
   VnXMLString FPrefix, FLocalName, FQName, FAttrPrefix, FText;
+};
+
+// ---------------------------------------------------------------------------------------------
+// JSON as XML events
+
+// The namespaces the JSON reader declares on its root element.
+inline constexpr char16_t cVnXSINamespaceURI[] = u"http://www.w3.org/2001/XMLSchema-instance";
+inline constexpr char16_t cVnXSDNamespaceURI[] = u"http://www.w3.org/2001/XMLSchema";
+
+// The JSON scanner as the SAX reader uses it.
+class TVnJSONTextParserEx : public TVnJSONTextParser {
+  VN_CLASS(TVnJSONTextParserEx, TVnJSONTextParser)
+ public:
+  using TVnJSONTextParser::TVnJSONTextParser;
+};
+
+// Reads JSON text and fires the events of the XML it stands for, so that any SAX consumer (a
+// DOM, a deserializer) reads JSON. One root element, "object" or "array", declares the prefixes
+// xsi and xsd; a member becomes an element of its name (made a valid XML name: "_" for each
+// character that cannot stand in one, and in front of a first character that cannot start
+// one), an array member an element "<name>Array" whose items are elements "<name>", and a
+// simple value an element with its text as written (escapes included) and an attribute that
+// tells its type (xsd:type "string", "decimal" or "boolean", or xsi:nil "true"). Several
+// values at the top of the text all stand below the one root.
+//
+// Its errors are the JSON reader's (EVnJSONParseError code 2, EVnJSONException 3 and 4), told to
+// FatalError and raised again as every reader does. The lexical handler is never called.
+class TVnSAXJSONReader : public TVnSAXReader {
+  VN_CLASS(TVnSAXJSONReader, TVnSAXReader)
+ public:
+  TVnSAXJSONReader() = default;
+  ~TVnSAXJSONReader() override;
+
+ protected:
+  // The JSON scanner over AStream; AReadBOM is ignored, the scanner finds the encoding itself.
+  TVnTextParser *CreateParser(TStream *AStream, bool AStreamOwner, bool AReadBOM,
+                              Word AStreamCodePage) override;
+  void InternalParse() override;
+
+ private:
+  // The content of one object or array at the current character, nested ones included, on a
+  // stack of its own; AName names the elements of an array's items.
+  void ParseContainer(const VnXMLString &AName);
+  // A simple value as an element named AName. AInObject chooses the form of the type
+  // attribute's URI.
+  void ParseSimpleValue(const VnXMLString &AName, bool AInObject);
+  // The attribute list of a simple value of type AType.
+  IVnSAXAttributes *ValueAttributes(TVnJSONDataType AType, bool AInObject);
+
+  TVnJSONTextParserEx *FJSONParser = nullptr;
+  VnXMLString FText;
+  // The root's list, and by [in an object][type] the lists of simple values: made once, passed
+  // to every element of their kind, as the XML reader passes its one list.
+  TVnSAXXMAttributes *FRootAttributes = nullptr;
+  TVnSAXXMAttributes *FValueAttributes[2][4] = {};
 };
 
 // ---------------------------------------------------------------------------------------------

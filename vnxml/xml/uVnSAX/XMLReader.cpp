@@ -4,6 +4,7 @@
 // never compares an end tag with its start tag, and takes every text as it stands in the
 // source. The leniencies below are the reader's documented behaviour and are kept as they are.
 #include "vnxml/xml/uVnSAX.h"
+#include "vnxml/xml/uVnSAX/Names.h"
 
 namespace vn {
 
@@ -51,16 +52,7 @@ constexpr TAsciiTable cAttrValueStartTable{cAttrValueStart};
 constexpr TAsciiTable cAttrGapTable{cAttrGap};
 constexpr TAsciiTable cAnglesTable{cAngles};
 
-// The 16-bit part of the NameStartChar production of XML 1.0 (fifth edition), without the
-// colon. A surrogate fails it.
-constexpr bool IsNameStartChar(char16_t C) noexcept {
-  if (C < 0x80) return (C >= u'A' && C <= u'Z') || C == u'_' || (C >= u'a' && C <= u'z');
-  return (C >= 0xC0 && C <= 0xD6) || (C >= 0xD8 && C <= 0xF6) || (C >= 0xF8 && C <= 0x2FF) ||
-         (C >= 0x370 && C <= 0x37D) || (C >= 0x37F && C <= 0x1FFF) ||
-         (C >= 0x200C && C <= 0x200D) || (C >= 0x2070 && C <= 0x218F) ||
-         (C >= 0x2C00 && C <= 0x2FEF) || (C >= 0x3001 && C <= 0xD7FF) ||
-         (C >= 0xF900 && C <= 0xFDCF) || (C >= 0xFDF0 && C <= 0xFFFD);
-}
+using sax::IsNameStartChar;
 
 // Whether the name has five characters that read "xmlns" without regard to case, compared on
 // the low byte of each 16-bit character.

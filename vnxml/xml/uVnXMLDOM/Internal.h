@@ -138,12 +138,9 @@ inline constexpr const char16_t *cNoTarget =
     u"An end tag closes more than was opened since the node the text is loaded into!";
 inline constexpr const char16_t *cNilStream = u"The stream must not be nil!";
 inline constexpr const char16_t *cSplitNoParent = u"A text node without a parent cannot be split!";
-inline constexpr const char16_t *cNoJSON =
-    u"Loading a tree from JSON text is not supported by this build: the text must begin with "
-    u"\"<\"!";
 
-inline constexpr const char16_t *cXSINamespace = u"http://www.w3.org/2001/XMLSchema-instance";
-inline constexpr const char16_t *cXSDNamespace = u"http://www.w3.org/2001/XMLSchema";
+inline constexpr const char16_t *cXSINamespace = cVnXSINamespaceURI;
+inline constexpr const char16_t *cXSDNamespace = cVnXSDNamespaceURI;
 inline constexpr const char16_t *cXMLNamespace = u"http://www.w3.org/XML/1998/namespace";
 
 // The text writer: UTF-16 units as they are for page 1200, UTF-8 for 65001, the page's bytes

@@ -38,10 +38,16 @@ char16_t SkipToFirstUnit(TStream *AStream, Word ACodePage) {
 
 void TVnDOMParser::Parse(TStream *AStream, Word ACodePage) {
   if (!AStream) throw EArgumentNilException(dom::cNilStream);
-  if (dom::SkipToFirstUnit(AStream, ACodePage) != u'<') throw EVnDomNotSupported(dom::cNoJSON);
+  // Any node loads from JSON as well: the first character above a blank decides.
   TVnNodePages pages;
-  auto *reader = New<TVnSAXXMLReader>();
-  reader->SetSingleRoot(FDOMNode->GetNodeType() == ntDocument);
+  TVnSAXReader *reader;
+  if (dom::SkipToFirstUnit(AStream, ACodePage) == u'<') {
+    auto *xml = New<TVnSAXXMLReader>();
+    xml->SetSingleRoot(FDOMNode->GetNodeType() == ntDocument);
+    reader = xml;
+  } else {
+    reader = New<TVnSAXJSONReader>();
+  }
   try {
     reader->SetErrorHandler(this);
     reader->SetLexicalHandler(this);

@@ -1,0 +1,230 @@
+// TVnSAXJSONReader: JSON text as the events of the XML it stands for.
+#include <vector>
+
+#include "vnxml/xml/uVnSAX.h"
+#include "vnxml/xml/uVnSAX/Names.h"
+
+namespace vn {
+
+namespace {
+
+// Tables of ASCII sets for TVnTextParser::SkipAscii: 1 for the members.
+struct TAsciiSet {
+  Byte Bits[256] = {};
+  constexpr explicit TAsciiSet(const char *AMembers) {
+    for (const char *p = AMembers; *p; ++p) Bits[static_cast<Byte>(*p)] = 1;
+  }
+};
+
+constexpr TAsciiSet cOpen("{[");
+constexpr TAsciiSet cObjectOpen("}\"");
+constexpr TAsciiSet cObjectNext("},");
+constexpr TAsciiSet cArrayNext("],");
+constexpr char16_t cExpectedRoot[] = u"{ or [";
+
+// A member's name as an element name: "_" for each character that cannot stand in a name (the
+// colon too), "_" for the empty name, and "_" in front of a first character that cannot start
+// one.
+void MakeElementName(VnXMLString &AName) {
+  for (char16_t &c : AName)
+    if (!sax::IsNameChar(c)) c = u'_';
+  if (AName.empty())
+    AName = u"_";
+  else if (!sax::IsNameStartChar(AName[0]))
+    AName.insert(AName.begin(), u'_');
+}
+
+}  // namespace
+
+TVnSAXJSONReader::~TVnSAXJSONReader() {
+  Free(FRootAttributes);
+  for (auto &row : FValueAttributes)
+    for (TVnSAXXMAttributes *list : row) Free(list);
+}
+
+TVnTextParser *TVnSAXJSONReader::CreateParser(TStream *AStream, bool AStreamOwner, bool,
+                                              Word AStreamCodePage) {
+  return New<TVnJSONTextParserEx>(AStream, AStreamOwner, AStreamCodePage);
+}
+
+IVnSAXAttributes *TVnSAXJSONReader::ValueAttributes(TVnJSONDataType AType, bool AInObject) {
+  TVnSAXXMAttributes *&slot = FValueAttributes[AInObject ? 1 : 0][AType];
+  if (slot) return slot;
+  TVnSAXXMAttributes *list = New<TVnSAXXMAttributes>();
+  slot = list;
+  const bool nil = AType == jdtNull;
+  const char16_t *uri = nil ? cVnXSINamespaceURI : cVnXSDNamespaceURI;
+  // Members of objects carry the declaration as their URI, items of arrays the plain URI.
+  const VnXMLString u = AInObject
+                            ? VnXMLString(nil ? u"xmlns:xsi=\"" : u"xmlns:xsd=\"") + uri + u"\""
+                            : VnXMLString(uri);
+  static const char16_t *const cTypes[] = {u"", u"string", u"decimal", u"boolean"};
+  if (nil)
+    list->Add(u"nil", u"xsi:nil", u, u"true", TVnSAXAttributeType::CDATA);
+  else
+    list->Add(u"type", u"xsd:type", u, cTypes[AType], TVnSAXAttributeType::CDATA);
+  return list;
+}
+
+void TVnSAXJSONReader::InternalParse() {
+  struct TScope {
+    TVnSAXJSONReader *R;
+    ~TScope() { R->FJSONParser = nullptr; }
+  } scope{this};
+  if (!FContentHandler) throw EVnJSONException(_cVnJSONNoContentHandler, 3);
+  if (!FErrorHandler) throw EVnJSONException(_cVnJSONNoErrorHandler, 4);
+  try {
+    VN_ASSERT_AT(FParser, "xml/uVnSAX", 2316);
+    FJSONParser = static_cast<TVnJSONTextParserEx *>(FParser);
+    TVnJSONTextParserEx *P = FJSONParser;
+    if (!FRootAttributes) {
+      FRootAttributes = New<TVnSAXXMAttributes>();
+      FRootAttributes->Add(u"xsi", u"xmlns:xsi", u"", cVnXSINamespaceURI,
+                           TVnSAXAttributeType::CDATA);
+      FRootAttributes->Add(u"xsd", u"xmlns:xsd", u"", cVnXSDNamespaceURI,
+                           TVnSAXAttributeType::CDATA);
+    }
+    P->SkipAscii(cOpen.Bits, false);
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartDocument();
+    const char16_t first = P->Eof() ? 0 : P->CurrUnit();
+    if (first != u'[' && first != u'{') P->RaiseExpected(cExpectedRoot);
+    const VnXMLString root = first == u'[' ? u"array" : u"object";
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)
+        ->StartElement(u"", root, root, FRootAttributes);
+    // Several values at the top all stand below the one root.
+    while (!P->Eof()) {
+      const char16_t c = P->CurrUnit();
+      if (c == u'[' || c == u'{') {
+        ParseContainer(root);
+        continue;
+      }
+      if (c < 33) {
+        P->Step();
+        continue;
+      }
+      P->RaiseExpected(cExpectedRoot);
+    }
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->EndElement(u"", root, root);
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->EndDocument();
+  } catch (...) {
+    NotifyFatalError();
+    throw;
+  }
+}
+
+void TVnSAXJSONReader::ParseSimpleValue(const VnXMLString &AName, bool AInObject) {
+  TVnJSONTextParserEx *P = FJSONParser;
+  TVnJSONDataType type;
+  if (!P->Eof() && P->CurrUnit() == u'"') {
+    P->ScanString();
+    type = jdtString;
+    P->SelectedTo(tpMark1, tpCurrent, true, FText);
+  } else {
+    type = P->ScanLiteral();
+    P->SelectedTo(tpMark1, tpCurrent, true, FText);
+    if (type == jdtNumber) P->SkipToValueEnd();
+  }
+  DelphiInterface<IVnSAXContentHandler> h = FContentHandler;
+  h->StartElement(u"", AName, AName, ValueAttributes(type, AInObject));
+  h->Characters(FText);
+  h->EndElement(u"", AName, AName);
+}
+
+void TVnSAXJSONReader::ParseContainer(const VnXMLString &AName) {
+  TVnJSONTextParserEx *P = FJSONParser;
+  IVnSAXAttributes *none = FEmptyAttributes;
+  // The open objects and arrays: the name of an array's items, and the element that closes
+  // with the container (none for the outermost, which the caller closes).
+  struct TFrame {
+    bool Object;
+    VnXMLString Name;
+    VnXMLString Close;
+  };
+  std::vector<TFrame> stack;
+  stack.push_back({P->CurrUnit() == u'{', AName, VnXMLString()});
+  VnXMLString member;
+  char16_t c;
+
+open:
+  // At "{" or "[" of the container on top of the stack.
+  if (stack.back().Object) {
+    P->CheckCurrChar(P->FBraceO, true);
+    P->SkipAscii(cObjectOpen.Bits, false);
+    if (P->Eof() || P->CurrUnit() != u'"') goto objectEnd;
+    goto member;
+  }
+  P->CheckCurrChar(P->FBracketO, true);
+  goto item;
+
+member:
+  P->SkipTo('"');
+  P->ScanString();
+  P->SelectedTo(tpMark1, tpCurrent, true, member);
+  MakeElementName(member);
+  P->StepOver();
+  P->SkipTo(':');
+  P->StepOver();
+  P->SkipWhite();
+  c = P->Eof() ? 0 : P->CurrUnit();
+  if (c == u'[') {
+    // The start event's local name ends in "Arr"; every other name of the element in "Array".
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)
+        ->StartElement(u"", member + u"Arr", member + u"Array", none);
+    stack.push_back({false, member, member + u"Array"});
+    goto open;
+  }
+  if (c == u'{') {
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartElement(u"", member, member, none);
+    stack.push_back({true, VnXMLString(), member});
+    goto open;
+  }
+  ParseSimpleValue(member, true);
+  goto objectNext;
+
+objectNext:
+  // Whatever stands up to the next "," or "}" is dropped; the end of the text ends the object.
+  P->SkipAscii(cObjectNext.Bits, false);
+  if (!P->Eof() && P->CurrUnit() == u',') goto member;
+
+objectEnd:
+  P->StepOver();
+  goto after;
+
+item:
+  // At "[" or ",": the next item, or the end of the array.
+  P->StepOver();
+  P->SkipWhite();
+  c = P->Eof() ? 0 : P->CurrUnit();
+  if (c == u'[') {
+    const VnXMLString nested = stack.back().Name + u"Array";
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartElement(u"", nested, nested, none);
+    stack.push_back({false, stack.back().Name, nested});
+    goto open;
+  }
+  if (c == u'{') {
+    const VnXMLString name = stack.back().Name;
+    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartElement(u"", name, name, none);
+    stack.push_back({true, VnXMLString(), name});
+    goto open;
+  }
+  if (c != u']') ParseSimpleValue(stack.back().Name, false);
+
+arrayNext:
+  P->SkipAscii(cArrayNext.Bits, false);
+  if (!P->Eof() && P->CurrUnit() == u',') goto item;
+  P->StepOver();
+
+after:
+  // A container has ended: its element closes, and its parent goes on.
+  {
+    const VnXMLString close = std::move(stack.back().Close);
+    stack.pop_back();
+    if (!close.empty())
+      DelphiInterface<IVnSAXContentHandler>(FContentHandler)->EndElement(u"", close, close);
+  }
+  if (stack.empty()) return;
+  if (stack.back().Object) goto objectNext;
+  goto arrayNext;
+}
+
+}  // namespace vn
