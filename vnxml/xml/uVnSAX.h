@@ -28,6 +28,7 @@
 #pragma once
 
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -590,6 +591,120 @@ class TVnSAXJSONReader : public TVnSAXReader {
   // to every element of their kind, as the XML reader passes its one list.
   TVnSAXXMAttributes *FRootAttributes = nullptr;
   TVnSAXXMAttributes *FValueAttributes[2][4] = {};
+};
+
+// ---------------------------------------------------------------------------------------------
+// The component with events
+
+using TVnSAXOnStartDocument = std::function<void(TObject *ASender)>;
+using TVnSAXOnEndDocument = std::function<void(TObject *ASender)>;
+using TVnSAXOnStartPrefixMapping =
+    std::function<void(TObject *ASender, const VnXMLString &APrefix, const VnXMLString &AURI)>;
+using TVnSAXOnEndPrefixMapping = std::function<void(TObject *ASender, const VnXMLString &APrefix)>;
+using TVnSAXOnStartElement = std::function<void(
+    TObject *ASender, const VnXMLString &ANamespaceURI, const VnXMLString &ALocalName,
+    const VnXMLString &AQName, IVnSAXAttributes *AAttributes)>;
+using TVnSAXOnEndElement =
+    std::function<void(TObject *ASender, const VnXMLString &ANamespaceURI,
+                       const VnXMLString &ALocalName, const VnXMLString &AQName)>;
+using TVnSAXOnCharacters = std::function<void(TObject *ASender, const VnXMLString &AText)>;
+using TVnSAXOnIgnorableWhitespace =
+    std::function<void(TObject *ASender, const VnXMLString &AWhiteSpace)>;
+using TVnSAXOnProcessingInstruction =
+    std::function<void(TObject *ASender, const VnXMLString &ATarget, const VnXMLString &AData)>;
+using TVnSAXOnComment = std::function<void(TObject *ASender, const VnXMLString &AText)>;
+using TVnSAXOnStartDTD = std::function<void(TObject *ASender)>;
+using TVnSAXOnEndDTD = std::function<void(TObject *ASender)>;
+using TVnSAXOnStartCDATA = std::function<void(TObject *ASender)>;
+using TVnSAXOnEndCDATA = std::function<void(TObject *ASender)>;
+using TVnSAXOnError = std::function<void(IVnSAXLocator *ALocator, const VnXMLString &AErrMsg)>;
+
+// The readers as a component: assign the events of interest and call a Parse operation. Each
+// parse looks at the first character above U+0020 of its input and makes an XML reader for "<",
+// a JSON reader for anything else (the end of input too), with this component as its content,
+// lexical and error handler; the reader goes when the parse ends. OnStart comes before and
+// OnFinished after a parse; ParseFile, ParseBuffer and Parse run ParseStream inside, so they
+// give each notification twice, their own around those of ParseStream. A failed parse gives
+// OnFatalError, then its exception, and no OnFinished. OnEndProlog is never fired.
+//
+// Through ParseStream the look at the first character does not know byte-order marks: a UTF-8
+// mark makes the JSON reader; ParseFile reads the mark first.
+class TVnSAXParser : public TComponent,
+                     public IVnSAXErrorHandler,
+                     public IVnSAXContentHandler,
+                     public IVnSAXLexicalHandler {
+  VN_CLASS(TVnSAXParser, TComponent)
+  VN_IMPLEMENTS(TComponent, IVnSAXErrorHandler, IVnSAXContentHandler, IVnSAXLexicalHandler)
+ public:
+  explicit TVnSAXParser(TComponent *AOwner);
+  ~TVnSAXParser() override;
+
+  void ParseStream(TStream *AStream, Word AStreamCodePage, const VnXMLString &APublicID = {});
+  void ParseFile(const UnicodeString &AFileName, Word AMode, const VnXMLString &APublicID = {});
+  void ParseBuffer(const void *ABuffer, Cardinal ABufSize, Word AStreamCodePage,
+                   const VnXMLString &APublicID = {});
+  void Parse(const UnicodeString &AXML, const VnXMLString &APublicID = {});
+  void Parse(const AnsiString &AXML, Word ACodePage, const VnXMLString &APublicID = {});
+
+  // The reader of the parse that runs, nil outside one.
+  TVnSAXReader *Reader() const noexcept { return FReader; }
+  // What SetDocumentLocator stored (the readers do not call it).
+  IVnSAXLocator *Locator() const noexcept { return FLocator; }
+
+  // IVnSAXErrorHandler
+  void Warning(IVnSAXLocator *ALocator, const VnXMLString &AMessage) override;
+  void Error(IVnSAXLocator *ALocator, const VnXMLString &AMessage) override;
+  void FatalError(IVnSAXLocator *ALocator, const VnXMLString &AMessage) override;
+  // IVnSAXContentHandler
+  void SetDocumentLocator(IVnSAXLocator *ALocator) override;
+  void Characters(const VnXMLString &AText) override;
+  void EndDocument() override;
+  void EndElement(const VnXMLString &ANamespaceURI, const VnXMLString &ALocalName,
+                  const VnXMLString &AQName) override;
+  void EndPrefixMapping(const VnXMLString &APrefix) override;
+  void IgnorableWhitespace(const VnXMLString &AWhiteSpace) override;
+  void ProcessingInstruction(const VnXMLString &ATarget, const VnXMLString &AData) override;
+  void SkippedEntity(const VnXMLString &) override {}
+  void StartDocument() override;
+  void StartElement(const VnXMLString &ANamespaceURI, const VnXMLString &ALocalName,
+                    const VnXMLString &AQName, IVnSAXAttributes *AAttributes) override;
+  void StartPrefixMapping(const VnXMLString &APrefix, const VnXMLString &AURI) override;
+  // IVnSAXLexicalHandler
+  void Comment(const VnXMLString &AText) override;
+  void StartCDATA() override;
+  void StartDTD() override;
+  void StartEntity(const VnXMLString &) override {}
+  void EndCDATA() override;
+  void EndDTD() override;
+  void EndEntity(const VnXMLString &) override {}
+
+  TVnSAXOnEndDocument OnEndProlog;
+  TVnSAXOnStartPrefixMapping OnStartPrefixMapping;
+  TVnSAXOnEndPrefixMapping OnEndPrefixMapping;
+  TVnSAXOnStartElement OnStartElement;
+  TVnSAXOnCharacters OnCharacters;
+  TVnSAXOnIgnorableWhitespace OnIgnorableWhitespace;
+  TVnSAXOnEndElement OnEndElement;
+  TVnSAXOnStartDocument OnStartDocument;
+  TVnSAXOnEndDocument OnEndDocument;
+  TVnSAXOnProcessingInstruction OnProcessingInstruction;
+  TVnSAXOnComment OnComment;
+  TVnSAXOnStartDTD OnStartDTD;
+  TVnSAXOnEndDTD OnEndDTD;
+  TVnSAXOnStartCDATA OnStartCDATA;
+  TVnSAXOnEndCDATA OnEndCDATA;
+  TVnSAXOnError OnWarning;
+  TVnSAXOnError OnError;
+  TVnSAXOnError OnFatalError;
+  TNotifyEvent OnStart;
+  TNotifyEvent OnFinished;
+
+ private:
+  // OnStart, AParse between, OnFinished when it succeeds.
+  template <class F>
+  void Notified(F &&AParse);
+  IVnSAXLocator *FLocator = nullptr;
+  TVnSAXReader *FReader = nullptr;
 };
 
 // ---------------------------------------------------------------------------------------------
