@@ -2,6 +2,9 @@
 // character (TVnSAXParser), and DOMs loaded from JSON.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -139,6 +142,60 @@ TEST(SAXJSONReader, DeepNestingAndDOM) {
             "<object xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
             "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"><aArray><a xsd:type=\"decimal\">1</a>"
             "<a xsi:nil=\"true\">null</a></aArray><b xsd:type=\"string\">x<y</b></object>");
+}
+
+// Counts the values the JSON reader reports: objects, arrays and simple values.
+class TValueCount : public TVnObject, public IVnJSONContentHandler, public IVnJSONErrorHandler {
+  VN_CLASS(TValueCount, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnJSONContentHandler, IVnJSONErrorHandler)
+ public:
+  long Values = 0;
+  void SetDocumentLocator(IVnJSONLocator *) override {}
+  void StartDocument() override {}
+  void StartObject() override { ++Values; }
+  void StartMember(const VnJSONString &) override {}
+  void StartArray() override { ++Values; }
+  void Value(TVnJSONDataType, const VnJSONString &) override { ++Values; }
+  void EndArray() override {}
+  void EndMember() override {}
+  void EndObject() override {}
+  void EndDocument() override {}
+  void Warning(IVnJSONLocator *, const VnJSONString &) override {}
+  void Error(IVnJSONLocator *, const VnJSONString &) override {}
+  void FatalError(IVnJSONLocator *, const VnJSONString &) override {}
+};
+
+TEST(SAXJSONReader, RealFilesGiveAnElementPerValue) {
+  namespace fs = std::filesystem;
+  int files = 0;
+  for (const fs::path &dir :
+       {fs::path("/usr/share/iso-codes/json"),
+        fs::path(VNXML_TEST_DATA_DIR "/../../../shared/data/json").lexically_normal()}) {
+    if (!fs::is_directory(dir)) continue;
+    for (const auto &entry : fs::directory_iterator(dir)) {
+      if (entry.path().extension() != ".json") continue;
+      SCOPED_TRACE(entry.path().string());
+      std::ifstream in(entry.path(), std::ios::binary);
+      std::stringstream ss;
+      ss << in.rdbuf();
+      std::string text = ss.str();
+      // The JSON reader does not pass blanks behind the top-level value.
+      while (!text.empty() && static_cast<unsigned char>(text.back()) <= 32) text.pop_back();
+      TVnJSONReader *reader = New<TVnJSONReader>();
+      TValueCount *count = New<TValueCount>();
+      reader->SetContentHandler(count);
+      reader->SetErrorHandler(count);
+      reader->Parse(AnsiString(text), CP_UTF8);
+      const long values = count->Values;
+      reader->Free();
+      TPointerStream stream(text.data(), static_cast<Int64>(text.size()));
+      Owned<TVnDOMDocument> d(TVnDOMDocument::CreateFromStream(&stream, CP_UTF8));
+      Owned<TVnDOMNodeList> elements(d->CreateNodeList(u"//*", {}));
+      EXPECT_EQ(elements->Count(), values);
+      ++files;
+    }
+  }
+  if (files == 0) GTEST_SKIP() << "no JSON files (packages iso-codes, the shared data)";
 }
 
 TEST(SAXParserComponent, ChoosesTheReaderAndNotifies) {
