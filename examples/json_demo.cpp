@@ -1,5 +1,5 @@
 // JSON through the library: a file read as events, then loaded into a tree, read by name and by
-// path, changed and written back formatted.
+// path, changed and written back formatted; last, the same file read as XML events into a DOM.
 //
 //   json_demo FILE
 //
@@ -9,6 +9,7 @@
 #include <string>
 
 #include "vnxml/json/uVnJSON.h"
+#include "vnxml/xml/uVnXMLDOM.h"
 
 using namespace vn;
 
@@ -142,6 +143,14 @@ int main(int argc, char **argv) {
     else
       ShowAny(doc.get());
     std::printf("written unformatted: %zu characters\n", doc->GetAsJSON().size());
+
+    // The same file as the XML it stands for: a DOM load takes the JSON reader when the text
+    // does not begin with "<".
+    Owned<TVnDOMDocument> dom(TVnDOMDocument::CreateFromFile(file, fmOpenRead));
+    Owned<TVnDOMNodeList> elements(dom->CreateNodeList(u"//*", {}));
+    std::printf("as XML: %d elements below <%s>\n", elements->Count(),
+                U8(dom->GetRootNode()->GetLocalName()).c_str());
+    if (!statuses) std::printf("%s\n", U8(dom->GetRootNode()->GetFormattedXML()).c_str());
   } catch (Exception &e) {
     std::fprintf(stderr, "%s: %s\n", UTF8Encode(e.ClassName()).c_str(), e.what());
     return 1;

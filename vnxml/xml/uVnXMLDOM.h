@@ -1848,8 +1848,8 @@ class TVnDOMDocument : public TVnDOMNode {
   static TVnDOMDocument *CreateFromFile(const UnicodeString &AFileName,
                                         Word AMode = fmOpenRead | fmShareDenyWrite);
   static TVnDOMDocument *CreateFromStream(TStream *AStream, Word ACodePage);
-  // Loads the text as UTF-16 by CreateFromStream. Text that does not begin with "<" is JSON,
-  // which needs the JSON event reader that this build does not have: EVnDomNotSupported.
+  // Loads the text as UTF-16 by CreateFromStream: text that does not begin with "<" is JSON,
+  // read as the XML it stands for (TVnSAXJSONReader); other text is XML.
   static TVnDOMDocument *CreateFromJSON(const UnicodeString &AJSON);
 
   // --- settings

@@ -135,8 +135,8 @@ bool TVnJSONTextParser::ScanString() {
 
 TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
   const char16_t c = Eof() ? 0 : CurrUnit();
-  const char16_t *keyword;
-  TVnJSONDataType type;
+  const char16_t *keyword = nullptr;
+  TVnJSONDataType type = jdtNull;
   switch (c) {
     case u't':
       keyword = u"true";
