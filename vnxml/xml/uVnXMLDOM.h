@@ -2598,8 +2598,8 @@ class TVnDOMParser : public TVnObject,
   explicit TVnDOMParser(TVnDOMNode *ADOMNode) noexcept : FDOMNode(ADOMNode) {}
   ~TVnDOMParser() override;
 
-  // Skips the units below 33, then reads XML when the next unit is "<". Any other text would be
-  // JSON, which this build cannot read: EVnDomNotSupported.
+  // Skips the units below 33, then reads XML when the next unit is "<", and JSON as the XML it
+  // stands for otherwise (TVnSAXJSONReader).
   void Parse(TStream *AStream, Word ACodePage);
 
   TVnDOMParseError OnParseWarning, OnParseError, OnParseFatalError;
