@@ -188,6 +188,21 @@ class EVnTextParserEOF : public EVnException {
   using EVnException::EVnException;
 };
 
+// A set of ASCII characters as the table that TVnTextParser::SkipAscii reads: 1 for the members.
+struct TVnAsciiTable {
+  Byte Member[256] = {};
+  // The characters of AMembers, and with AControls every character up to U+0020 as well.
+  constexpr explicit TVnAsciiTable(const char *AMembers, bool AControls = false) {
+    for (const char *p = AMembers; *p; ++p) Member[static_cast<Byte>(*p)] = 1;
+    if (AControls)
+      for (int c = 0; c <= 0x20; ++c) Member[c] = 1;
+  }
+  // The members of ASet below 128.
+  constexpr explicit TVnAsciiTable(const TVnCharSet &ASet) {
+    for (unsigned c = 0; c < 128; ++c) Member[c] = ASet.Contains(c) ? 1 : 0;
+  }
+};
+
 // The one reader of text in the library: a current character, three marks, and text taken by
 // position. The source is a memory block or a stream, held in one of three widths; the width
 // dependent work goes through function slots that are bound when the width changes, so that no
@@ -350,6 +365,13 @@ class TVnTextParser : public TVnObject {
   // loop decides on bytes in cstA and cstU and on units in cstW, through one table look-up a
   // character.
   void SkipAscii(const Byte *ATable, bool AIn);
+  // The same, deciding on the current character first without a call: for a set that the
+  // current character mostly already ends the run of.
+  void SkipAscii(const TVnAsciiTable &ATable, bool AIn) {
+    const char16_t c = CurrUnit();
+    if (c < 128 && (ATable.Member[c] != 0) != AIn && (c != 0 || !_GetEOF())) return;
+    SkipAscii(ATable.Member, AIn);
+  }
   // SkipWhile(soNotEqual, AChar) and SkipWhile(soEqual, AChar) for an ASCII character, in one
   // call.
   void SkipTo(char AChar);

@@ -9,31 +9,13 @@ namespace vn {
 
 namespace {
 
-// Tables of ASCII sets for TVnTextParser::SkipAscii: 1 for the members.
-struct TAsciiSet {
-  Byte Bits[256] = {};
-  constexpr TAsciiSet(const char *AMembers, bool AControls = false) {
-    for (const char *p = AMembers; *p; ++p) Bits[static_cast<Byte>(*p)] = 1;
-    if (AControls)
-      for (int c = 0; c <= 0x20; ++c) Bits[c] = 1;
-  }
-};
-
 // Characters up to and including U+0020.
-constexpr TAsciiSet cWhite("", true);
-constexpr TAsciiSet cObjectOpen("}\"");
-constexpr TAsciiSet cObjectNext("},");
-constexpr TAsciiSet cArrayNext("],");
+constexpr TVnAsciiTable cWhite("", true);
+constexpr TVnAsciiTable cObjectOpen("}\"");
+constexpr TVnAsciiTable cObjectNext("},");
+constexpr TVnAsciiTable cArrayNext("],");
 
 enum TFrame : Byte { frObject, frArray };
-
-// SkipAscii for a set that the current character is mostly in (AIn) or not in: the common case
-// decides without the loop.
-inline void Skip(TVnJSONTextParser *P, const TAsciiSet &ASet, bool AIn) {
-  const char16_t c = P->CurrUnit();
-  if (c < 128 && (ASet.Bits[c] != 0) != AIn && (c != 0 || !P->Eof())) return;
-  P->SkipAscii(ASet.Bits, AIn);
-}
 
 }  // namespace
 
@@ -170,7 +152,7 @@ void TVnJSONReader::InternalParse() {
     if (!P->Eof()) {
       // One character is passed without a look, then everything below U+0021.
       P->Step();
-      Skip(P, cWhite, true);
+      P->SkipAscii(cWhite, true);
       if (!P->Eof()) P->RaiseExpected(u"");
     }
   }
@@ -219,7 +201,7 @@ open:
   if (c == u'{') {
     H->StartObject();
     // Anything before the first name or the closing brace is dropped unseen.
-    P->SkipAscii(cObjectOpen.Bits, false);
+    P->SkipAscii(cObjectOpen, false);
     if (P->Eof() || P->CurrUnit() != u'"') {
       H->EndObject();
       P->StepOver();
@@ -250,13 +232,13 @@ member:
   P->StepOver();
   P->SkipTo(':');
   P->StepOver();
-  Skip(P, cWhite, true);
+  P->SkipAscii(cWhite, true);
   goto value;
 
 item:
   // At "[" or ",": the next item, or the end of the array.
   P->StepOver();
-  Skip(P, cWhite, true);
+  P->SkipAscii(cWhite, true);
   if (!P->Eof() && P->CurrUnit() == u']') goto after;
   goto value;
 
@@ -271,11 +253,11 @@ after:
   if (stack.back() == frObject) {
     H->EndMember();
     // Junk up to the next "," or "}" is dropped; the end of the text closes the object.
-    Skip(P, cObjectNext, false);
+    P->SkipAscii(cObjectNext, false);
     if (!P->Eof() && P->CurrUnit() == u',') goto member;
     H->EndObject();
   } else {
-    Skip(P, cArrayNext, false);
+    P->SkipAscii(cArrayNext, false);
     if (!P->Eof() && P->CurrUnit() == u',') goto item;
     H->EndArray();
   }

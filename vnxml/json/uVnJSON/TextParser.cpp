@@ -22,30 +22,12 @@ constexpr TConstants cConstantsW = {&cVnAposW,      &cVnQuoteW,    &cVnSpaceW,  
                                     &cVnBackSlashW, &cVnBracketOW, &cVnBracketCW, &cVnBraceOW,
                                     &cVnBraceCW,    &cVnEqualW};
 
-// Tables of ASCII sets for TVnTextParser::SkipAscii: 1 for the members.
-struct TAsciiSet {
-  Byte Bits[256] = {};
-  constexpr TAsciiSet(const char *AMembers, bool AControls = false) {
-    for (const char *p = AMembers; *p; ++p) Bits[static_cast<Byte>(*p)] = 1;
-    if (AControls)
-      for (int c = 0; c <= 0x20; ++c) Bits[c] = 1;
-  }
-};
-
-constexpr TAsciiSet cWhite("", true);
-constexpr TAsciiSet cValueEnd("]},");
-constexpr TAsciiSet cNumber("0123456789.-+eE");
-constexpr TAsciiSet cEscape("\"\\/bfnrtu");
+constexpr TVnAsciiTable cWhite("", true);
+constexpr TVnAsciiTable cValueEnd("]},");
+constexpr TVnAsciiTable cNumber("0123456789.-+eE");
+constexpr TVnAsciiTable cEscape("\"\\/bfnrtu");
 constexpr char16_t cExpectedValue[] = u"\", t, f, n, 0..9, ., + or -";
 constexpr char16_t cExpectedEscape[] = u"\", \\, /, b, f, n, r, t or u";
-
-// SkipAscii for a set that the current character is mostly in (AIn) or not in: the common case
-// decides without the loop.
-inline void Skip(TVnJSONTextParser *P, const TAsciiSet &ASet, bool AIn) {
-  const char16_t c = P->CurrUnit();
-  if (c < 128 && (ASet.Bits[c] != 0) != AIn && (c != 0 || !P->Eof())) return;
-  P->SkipAscii(ASet.Bits, AIn);
-}
 
 }  // namespace
 
@@ -125,7 +107,7 @@ bool TVnJSONTextParser::ScanString() {
     escaped = true;
     Step();  // the backslash
     const char16_t e = CurrUnit();
-    if (Eof() || e >= 128 || !cEscape.Bits[e]) RaiseExpected(cExpectedEscape);
+    if (Eof() || e >= 128 || !cEscape.Member[e]) RaiseExpected(cExpectedEscape);
     Step();
     if (e == u'u')
       for (int k = 0; k < 4; ++k) StepOver();
@@ -151,9 +133,9 @@ TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
       type = jdtNull;
       break;
     default:
-      if (c < 128 && cNumber.Bits[c]) {
+      if (c < 128 && cNumber.Member[c]) {
         SetMark(tpMark1);
-        SkipAscii(cNumber.Bits, true);
+        SkipAscii(cNumber, true);
         return jdtNumber;
       }
       RaiseExpected(cExpectedValue);
@@ -168,11 +150,11 @@ TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
 }
 
 void TVnJSONTextParser::SkipToValueEnd() {
-  Skip(this, cValueEnd, false);
+  SkipAscii(cValueEnd, false);
 }
 
 void TVnJSONTextParser::SkipWhite() {
-  Skip(this, cWhite, true);
+  SkipAscii(cWhite, true);
 }
 
 void TVnJSONTextParser::RaiseExpected(const UnicodeString &AExpected) {

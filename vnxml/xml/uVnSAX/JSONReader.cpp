@@ -8,18 +8,10 @@ namespace vn {
 
 namespace {
 
-// Tables of ASCII sets for TVnTextParser::SkipAscii: 1 for the members.
-struct TAsciiSet {
-  Byte Bits[256] = {};
-  constexpr explicit TAsciiSet(const char *AMembers) {
-    for (const char *p = AMembers; *p; ++p) Bits[static_cast<Byte>(*p)] = 1;
-  }
-};
-
-constexpr TAsciiSet cOpen("{[");
-constexpr TAsciiSet cObjectOpen("}\"");
-constexpr TAsciiSet cObjectNext("},");
-constexpr TAsciiSet cArrayNext("],");
+constexpr TVnAsciiTable cOpen("{[");
+constexpr TVnAsciiTable cObjectOpen("}\"");
+constexpr TVnAsciiTable cObjectNext("},");
+constexpr TVnAsciiTable cArrayNext("],");
 constexpr char16_t cExpectedRoot[] = u"{ or [";
 
 // A member's name as an element name: "_" for each character that cannot stand in a name (the
@@ -84,7 +76,7 @@ void TVnSAXJSONReader::InternalParse() {
       FRootAttributes->Add(u"xsd", u"xmlns:xsd", u"", cVnXSDNamespaceURI,
                            TVnSAXAttributeType::CDATA);
     }
-    P->SkipAscii(cOpen.Bits, false);
+    P->SkipAscii(cOpen, false);
     DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartDocument();
     const char16_t first = P->Eof() ? 0 : P->CurrUnit();
     if (first != u'[' && first != u'{') P->RaiseExpected(cExpectedRoot);
@@ -149,7 +141,7 @@ open:
   // At "{" or "[" of the container on top of the stack.
   if (stack.back().Object) {
     P->CheckCurrChar(P->FBraceO, true);
-    P->SkipAscii(cObjectOpen.Bits, false);
+    P->SkipAscii(cObjectOpen, false);
     if (P->Eof() || P->CurrUnit() != u'"') goto objectEnd;
     goto member;
   }
@@ -183,7 +175,7 @@ member:
 
 objectNext:
   // Whatever stands up to the next "," or "}" is dropped; the end of the text ends the object.
-  P->SkipAscii(cObjectNext.Bits, false);
+  P->SkipAscii(cObjectNext, false);
   if (!P->Eof() && P->CurrUnit() == u',') goto member;
 
 objectEnd:
@@ -210,7 +202,7 @@ item:
   if (c != u']') ParseSimpleValue(stack.back().Name, false);
 
 arrayNext:
-  P->SkipAscii(cArrayNext.Bits, false);
+  P->SkipAscii(cArrayNext, false);
   if (!P->Eof() && P->CurrUnit() == u',') goto item;
   P->StepOver();
 

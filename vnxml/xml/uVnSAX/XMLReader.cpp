@@ -36,12 +36,7 @@ constexpr TVnCharSet cAttrGap = TVnCharSet{'\'', '"'} + cWhite;
 constexpr TVnCharSet cAngles = {'<', '>'};
 
 // The sets as tables of the scanner's ASCII skip loop.
-struct TAsciiTable {
-  Byte Member[256] = {};
-  constexpr explicit TAsciiTable(const TVnCharSet &ASet) {
-    for (unsigned c = 0; c < 128; ++c) Member[c] = ASet.Contains(c) ? 1 : 0;
-  }
-};
+using TAsciiTable = TVnAsciiTable;
 constexpr TAsciiTable cWhiteTable{cWhite};
 constexpr TAsciiTable cTargetEndTable{cTargetEnd};
 constexpr TAsciiTable cNameEndTable{cNameEnd};
