@@ -1101,6 +1101,7 @@ class TVnDOMNode : public TVnDOMObject {
  private:
   friend class TVnDOMNodeListBase;
   friend class TVnDOMElement;
+  friend struct TVnDOMJSONWriter;
   friend class TVnDOMDocument;
   friend class TVnDOMParser;
   // What few nodes have: the kept namespace URI, the parse events, the list object of the
@@ -1477,6 +1478,10 @@ class TVnDOMAttribute : public TVnDOMNode {
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
   void SetParentNode(TVnDOMObject *AParent) override;
   void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  // The attribute as a member of its element's JSON object: "<element>_<attribute>": "value"
+  // (see TVnDOMElement::SaveToJSONStream for the name).
+  void _SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                         Integer &ALevel) override;
 
  private:
   friend class TVnDOMElement;
@@ -1694,8 +1699,7 @@ class TVnDOMElement : public TVnDOMNode {
   // an invalid cast.
   TVnDOMElementList *CreateElementList(const UnicodeString &APath, TVnDOMSelectOptions AOptions);
   // SelectSingleNode, checked to be an element.
-  TVnDOMElement *SelectSingleElement(const UnicodeString &APath,
-                                     TVnDOMSelectOptions AOptions = {});
+  TVnDOMElement *SelectSingleElement(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
 
   // --- preserve space
   bool GetPreserveSpace() override { return FPreserveSpace; }
@@ -1704,6 +1708,25 @@ class TVnDOMElement : public TVnDOMNode {
 
   TVnDOMNode *CreateClone() override;
   UnicodeString NodePathStep(bool ALocalName, const UnicodeString &AKeyAttribute) override;
+
+  // --- JSON. The element as one JSON object: "{", the member form of the element (the node's
+  // SaveToJSONStream), "}"; with AFormatted a line break after "{" and before "}".
+  //
+  // The member form is "<name>": <value>, the name being the local name with every "." made a
+  // "_". An element with child elements has an object for its value: its member attributes
+  // first, then its child elements in order, where a child with later namesakes (same local
+  // name) opens an array that takes them all, named by the local name as it stands. An element
+  // without child elements has its scalar for its value, followed by its member attributes as
+  // members of the same object. The scalar comes from GetAsValue: integers as their text (an
+  // empty one as null, one that does not begin with a sign, a dot or a digit quoted), floats as
+  // their text, booleans as true or false, text and dates quoted, anything else (no text, no
+  // known type, xsi:nil) null. Member attributes are the attributes other than namespace
+  // declarations and those in the schema-instance and schema namespaces, named
+  // "<element>_<attribute>" ("." made "_"), with a "_" in front for as long as the element has
+  // a child element of that local name.
+  //
+  // The writing walks with a stack of its own, so any depth of nesting is written.
+  void SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted) override;
 
   TVnDOMAttrList *AttributesOrNil() const noexcept {
     return FKindLists ? FKindLists->Attributes : nullptr;
@@ -1721,12 +1744,16 @@ class TVnDOMElement : public TVnDOMNode {
   void ChildTakenOut(TVnDOMNode *AChild) override;
   void ChildListChanging() override;
   void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  // The member form at ALevel (see SaveToJSONStream).
+  void _SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                         Integer &ALevel) override;
   void _SetPreseveSpace(bool AValue);
 
  private:
   friend class TVnDOMParser;
   friend class TVnDOMAttribute;
   friend class TVnDOMNode;
+  friend struct TVnDOMJSONWriter;
   // What RefreshNamespaces does before it refreshes the children.
   void RefreshElementNamespaces();
   // The start tag with the attributes, closed as empty (" />", answering false) when there are
@@ -1894,8 +1921,7 @@ class TVnDOMDocument : public TVnDOMNode {
   // --- path selection from the root. Without a root: EVnDomNotFound with soRaise or soCreate,
   // otherwise null or an empty list. An empty path raises EVnDomNotFound for the single form.
   TVnDOMElementList *CreateElementList(const UnicodeString &APath, TVnDOMSelectOptions AOptions);
-  TVnDOMElement *SelectSingleElement(const UnicodeString &APath,
-                                     TVnDOMSelectOptions AOptions = {});
+  TVnDOMElement *SelectSingleElement(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
 
   // --- processing instructions; targets compare without regard to case
   TVnDOMProcessingInstruction *FindProcessingInstruction(const UnicodeString &ATarget);
@@ -1924,10 +1950,21 @@ class TVnDOMDocument : public TVnDOMNode {
   virtual void SaveToStream(TStream *AStream, bool AFormatted, bool AWriteBOM);
   using TVnDOMNode::SaveToStream;
   void SaveToFile(const UnicodeString &AFileName, bool AFormatted = false, bool AWriteBOM = false);
+  // The UTF-8 byte-order mark with AWriteBOM, then the node form in UTF-8: the member form of
+  // the root without braces around it ("<root>": ...). Nothing more without a root.
+  virtual void SaveToJSONStream(TStream *AStream, bool AFormatted, bool AWriteBOM);
+  // The node form in any page, without a byte-order mark.
+  using TVnDOMNode::SaveToJSONStream;
+  // The root as one formatted JSON object (TVnDOMElement::SaveToJSONStream), "{}" without a
+  // root.
+  UnicodeString GetAsFormattedJSON();
 
  protected:
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
   void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
+  // Each child in order; only elements write anything.
+  void _SaveToJSONStream(TStream *AStream, Word ACodePage, bool AFormatted,
+                         Integer &ALevel) override;
   // Called after each load; does nothing here.
   virtual void DoXMLLoaded() {}
   void ChildTakenOut(TVnDOMNode *AChild) override;
