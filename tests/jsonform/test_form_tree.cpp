@@ -50,7 +50,11 @@ TEST(FormReaderTree, EscapesThatAreNotWhatTheySeem) {
             R"({"a": "\uFFFD", "b": "\uFFFD\uFFFD", "c": "\uD83D\uDE00"})");
   // The escape of a value drops the codes 1 to 7 and keeps the rest; quotes, slashes and
   // backslashes come back as they went in.
-  EXPECT_EQ(Tree("a=x%01%07y%09%00&b=%22%2F%5C"), "{\"a\": \"xy\\t\0\", \"b\": \"\\\"\\/\\\\\"}"s);
+  const std::string body = "a=x%01%07y%09%00&b=%22%2F%5C";
+  TPointerStream stream(body.data(), static_cast<Int64>(body.size()));
+  Owned<TVnJSONDocument> doc(TVnJSONDocument::CreateFromStream(&stream, CP_UTF8, true));
+  EXPECT_EQ(doc->GetMember(u"a", {jsoRaise})->GetAsString(), u"xy\t"s + u'\0');
+  EXPECT_EQ(Tree(body), "{\"a\": \"xy\\t\0\", \"b\": \"\\\"\\/\\\\\"}"s);
   // A value handed over unescaped has its backslash escapes decoded by the tree.
   EXPECT_EQ(Tree("a=[%5Cn]"), R"({"a": "[\n]"})");
 }
