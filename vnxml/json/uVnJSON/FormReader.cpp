@@ -8,8 +8,14 @@
 // the first pair opened, one level each, and a level's open item (a member, an array element
 // that holds a container) is continued by the next pair when the parts agree up to there. So
 // the events close exactly what the next pair leaves, and balance at the end.
+#include <algorithm>
 #include <cassert>
 #include <cstring>
+#include <type_traits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,73 +26,295 @@ namespace vn {
 
 namespace {
 
-// Tables of ASCII sets for TVnTextParser::SkipAscii: 1 for the members.
+// Tables of ASCII characters: 1 for the members.
 struct TAsciiSet {
   Byte Bits[256] = {};
+  // The members, the first repeated to make four.
+  char Chars[4] = {};
   constexpr explicit TAsciiSet(const char *AMembers) {
-    for (const char *p = AMembers; *p; ++p) Bits[static_cast<Byte>(*p)] = 1;
+    for (int i = 0; i < 4; ++i) Chars[i] = AMembers[0];
+    for (int i = 0; AMembers[i]; ++i) {
+      Bits[static_cast<Byte>(AMembers[i])] = 1;
+      Chars[i] = AMembers[i];
+    }
+  }
+  template <class C>
+  constexpr bool Has(C AChar) const noexcept {
+    const auto c = static_cast<std::make_unsigned_t<C>>(AChar);
+    return c < 256 && Bits[c];
   }
 };
 
-// Where a run of a key part ends, and where a run of a value ends.
-constexpr TAsciiSet cKeyStop("=%[]");
-constexpr TAsciiSet cValueStop("&%+\r\n");
+// The first character from p on that is in ASet, or e.
+template <class C>
+inline const C *SkipPlain(const C *p, const C *e, const TAsciiSet &ASet) noexcept {
+  while (p < e && !ASet.Has(*p)) ++p;
+  return p;
+}
 
-inline int HexDigit(char16_t c) noexcept {
-  if (c >= u'0' && c <= u'9') return c - u'0';
-  if (c >= u'A' && c <= u'F') return c - u'A' + 10;
-  if (c >= u'a' && c <= u'f') return c - u'a' + 10;
+// Sixteen bytes from p into a register: read in place when they lie before ALimit, the end of
+// what may be read, else from a copy of what is left before e, padded with zeros.
+#if defined(__SSE2__)
+inline __m128i LoadBlock(const char *p, const char *e, const char *ALimit) noexcept {
+  if (ALimit - p >= 16) return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+  char block[16] = {};
+  std::memcpy(block, p, static_cast<std::size_t>(e - p < 16 ? e - p : 16));
+  return _mm_loadu_si128(reinterpret_cast<const __m128i *>(block));
+}
+#endif
+
+// The same for bytes and a set of up to four characters, given again as ASet: sixteen bytes at
+// a time where the processor has SSE2. The bytes up to ALimit (not before e) may be read.
+inline const char *SkipPlain(const char *p, const char *e, const TAsciiSet &ASet,
+                             const char *ALimit) noexcept {
+#if defined(__SSE2__)
+  const __m128i v0 = _mm_set1_epi8(ASet.Chars[0]), v1 = _mm_set1_epi8(ASet.Chars[1]);
+  const __m128i v2 = _mm_set1_epi8(ASet.Chars[2]), v3 = _mm_set1_epi8(ASet.Chars[3]);
+  for (; p < e; p += 16) {
+    const __m128i v = LoadBlock(p, e, ALimit);
+    const __m128i m = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, v0), _mm_cmpeq_epi8(v, v1)),
+                                   _mm_or_si128(_mm_cmpeq_epi8(v, v2), _mm_cmpeq_epi8(v, v3)));
+    if (const int bits = _mm_movemask_epi8(m)) {
+      const char *q = p + __builtin_ctz(static_cast<unsigned>(bits));
+      return q < e ? q : e;
+    }
+  }
+  return e;
+#else
+  (void)ALimit;
+  while (p < e && !ASet.Has(*p)) ++p;
+  return p;
+#endif
+}
+inline const char16_t *SkipPlain(const char16_t *p, const char16_t *e, const TAsciiSet &ASet,
+                                 const char16_t *) noexcept {
+  return SkipPlain(p, e, ASet);
+}
+
+// Where a run of a key part ends, and where a run of a value ends.
+constexpr TAsciiSet cKeyStop("%[]");
+constexpr TAsciiSet cValueStop("%+\r\n");
+
+// The value of each hexadecimal digit, -1 for other bytes.
+constexpr struct THexTable {
+  signed char Digit[256];
+  constexpr THexTable() : Digit() {
+    for (int c = 0; c < 256; ++c)
+      Digit[c] = static_cast<signed char>(c >= '0' && c <= '9'   ? c - '0'
+                                          : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                          : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                                                 : -1);
+  }
+} cHex;
+
+template <class C>
+inline int HexDigit(C AChar) noexcept {
+  const auto c = static_cast<std::make_unsigned_t<C>>(AChar);
+  return c < 256 ? cHex.Digit[c] : -1;
+}
+
+// The two characters at p as one hexadecimal byte, or -1.
+template <class C>
+inline int HexPair(const C *p, const C *e) noexcept {
+  if (e - p < 2) return -1;
+  const int hi = HexDigit(p[0]);
+  const int lo = HexDigit(p[1]);
+  return hi < 0 || lo < 0 ? -1 : hi * 16 + lo;
+}
+
+// A decoded key part: ASCII text a byte a character (Narrow), any other text as UTF-16 (Wide).
+// A text is always held the one way that fits it, so that two parts compare by their fields.
+struct TPart {
+  std::string Narrow;
+  UnicodeString Wide;
+  bool IsWide = false;
+
+  void Clear() noexcept {
+    Narrow.clear();
+    Wide.clear();
+    IsWide = false;
+  }
+  void MakeWide() {
+    if (IsWide) return;
+    Wide.clear();
+    for (char c : Narrow) Wide += static_cast<char16_t>(c);
+    IsWide = true;
+  }
+  // Back to the narrow form when the text turned out to be ASCII.
+  void Settle() {
+    if (!IsWide || std::any_of(Wide.begin(), Wide.end(), [](char16_t c) { return c >= 128; }))
+      return;
+    Narrow.assign(Wide.begin(), Wide.end());
+    IsWide = false;
+  }
+  void Add(char16_t AChar) {
+    if (IsWide)
+      Wide += AChar;
+    else
+      Narrow += static_cast<char>(AChar);
+  }
+  bool operator==(const TPart &AOther) const noexcept {
+    return IsWide == AOther.IsWide && (IsWide ? Wide == AOther.Wide : Narrow == AOther.Narrow);
+  }
+  char16_t First() const noexcept {
+    if (IsWide) return Wide.empty() ? 0 : Wide[0];
+    return Narrow.empty() ? 0 : static_cast<unsigned char>(Narrow[0]);
+  }
+  // An empty part, or one that starts with a digit, is an array index.
+  bool IsIndex() const noexcept {
+    const char16_t c = First();
+    return (IsWide ? Wide.empty() : Narrow.empty()) || (c >= u'0' && c <= u'9');
+  }
+  void Swap(TPart &AOther) noexcept {
+    Narrow.swap(AOther.Narrow);
+    Wide.swap(AOther.Wide);
+    std::swap(IsWide, AOther.IsWide);
+  }
+};
+
+// The character of a UTF-8 sequence of ALength bytes (1 to 8, as its first byte announces), or
+// -1 when the sequence isn't well-formed.
+long DecodeUTF8(const Byte *AB, std::size_t ALength) noexcept {
+  const Byte b0 = AB[0];
+  auto in = [AB](std::size_t i, Byte lo, Byte hi) { return AB[i] >= lo && AB[i] <= hi; };
+  switch (ALength) {
+    case 2:
+      if (b0 >= 0xC2 && in(1, 0x80, 0xBF)) return (long(b0 & 0x1F) << 6) | (AB[1] & 0x3F);
+      break;
+    case 3:
+      if (in(1, b0 == 0xE0 ? 0xA0 : 0x80, b0 == 0xED ? 0x9F : 0xBF) && in(2, 0x80, 0xBF))
+        return (long(b0 & 0x0F) << 12) | (long(AB[1] & 0x3F) << 6) | (AB[2] & 0x3F);
+      break;
+    case 4:
+      if (b0 <= 0xF4 && in(1, b0 == 0xF0 ? 0x90 : 0x80, b0 == 0xF4 ? 0x8F : 0xBF) &&
+          in(2, 0x80, 0xBF) && in(3, 0x80, 0xBF))
+        return (long(b0 & 0x07) << 18) | (long(AB[1] & 0x3F) << 12) | (long(AB[2] & 0x3F) << 6) |
+               (AB[3] & 0x3F);
+      break;
+    default:
+      break;
+  }
   return -1;
 }
 
-inline bool IsIndex(const UnicodeString &APart) noexcept {
-  return APart.empty() || (APart[0] >= u'0' && APart[0] <= u'9');
+void AppendChar(UnicodeString &ADest, long AChar) {
+  if (AChar >= 0x10000) {
+    AChar -= 0x10000;
+    ADest += static_cast<char16_t>(0xD800 + (AChar >> 10));
+    ADest += static_cast<char16_t>(0xDC00 + (AChar & 0x3FF));
+  } else {
+    ADest += static_cast<char16_t>(AChar);
+  }
 }
 
-// Appends the character of a UTF-8 sequence of ALength bytes (2 to 8, as its first byte
-// announces) to ADest. A sequence that isn't well-formed goes through the library's UTF-8
-// conversion, which makes U+FFFD of each bad part.
+// Appends the character of a UTF-8 sequence to ADest. A sequence that isn't well-formed goes
+// through the library's UTF-8 conversion, which makes U+FFFD of each bad part.
 void AppendUTF8(UnicodeString &ADest, const Byte *AB, std::size_t ALength) {
-  const Byte b0 = AB[0];
-  auto in = [AB](std::size_t i, Byte lo, Byte hi) { return AB[i] >= lo && AB[i] <= hi; };
-  char32_t c = 0;
-  bool ok = false;
-  if (ALength == 2) {
-    ok = b0 >= 0xC2 && in(1, 0x80, 0xBF);
-    c = (char32_t(b0 & 0x1F) << 6) | (AB[1] & 0x3F);
-  } else if (ALength == 3) {
-    ok = in(1, b0 == 0xE0 ? 0xA0 : 0x80, b0 == 0xED ? 0x9F : 0xBF) && in(2, 0x80, 0xBF);
-    c = (char32_t(b0 & 0x0F) << 12) | (char32_t(AB[1] & 0x3F) << 6) | (AB[2] & 0x3F);
-  } else if (ALength == 4) {
-    ok = b0 <= 0xF4 && in(1, b0 == 0xF0 ? 0x90 : 0x80, b0 == 0xF4 ? 0x8F : 0xBF) &&
-         in(2, 0x80, 0xBF) && in(3, 0x80, 0xBF);
-    c = (char32_t(b0 & 0x07) << 18) | (char32_t(AB[1] & 0x3F) << 12) |
-        (char32_t(AB[2] & 0x3F) << 6) | (AB[3] & 0x3F);
-  }
-  if (!ok) {
+  const long c = DecodeUTF8(AB, ALength);
+  if (c >= 0)
+    AppendChar(ADest, c);
+  else
     ADest += UTF8ToString(std::string_view(reinterpret_cast<const char *>(AB), ALength));
-  } else if (c >= 0x10000) {
-    c -= 0x10000;
-    ADest += static_cast<char16_t>(0xD800 + (c >> 10));
-    ADest += static_cast<char16_t>(0xDC00 + (c & 0x3FF));
-  } else {
-    ADest += static_cast<char16_t>(c);
+}
+
+// Appends well-formed UTF-8 text to ADest.
+void AppendWellFormedUTF8(UnicodeString &ADest, const char *AText, std::size_t ALength) {
+  const std::size_t at = ADest.size();
+  // A byte gives at most one unit; a sequence of four bytes gives two.
+  ADest.resize(at + ALength);
+  char16_t *d = ADest.data() + at;
+  const Byte *p = reinterpret_cast<const Byte *>(AText);
+  const Byte *e = p + ALength;
+  while (p < e) {
+#if defined(__SSE2__)
+    // ASCII sixteen bytes at a time; a block with a longer sequence is stored up to it.
+    const __m128i zero = _mm_setzero_si128();
+    while (e - p >= 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(d), _mm_unpacklo_epi8(v, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(d + 8), _mm_unpackhi_epi8(v, zero));
+      if (const int high = _mm_movemask_epi8(v)) {
+        const int k = __builtin_ctz(static_cast<unsigned>(high));
+        p += k;
+        d += k;
+        break;
+      }
+      p += 16;
+      d += 16;
+    }
+    if (p == e) break;
+#endif
+    const unsigned b0 = *p;
+    if (b0 < 0x80) {
+      *d++ = static_cast<char16_t>(b0);
+      ++p;
+    } else if (b0 < 0xE0) {
+      *d++ = static_cast<char16_t>(((b0 & 0x1F) << 6) | (p[1] & 0x3F));
+      p += 2;
+    } else if (b0 < 0xF0) {
+      *d++ = static_cast<char16_t>(((b0 & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
+      p += 3;
+    } else {
+      const unsigned c =
+          (((b0 & 0x07) << 18) | ((p[1] & 0x3F) << 12) | ((p[2] & 0x3F) << 6) | (p[3] & 0x3F)) -
+          0x10000;
+      *d++ = static_cast<char16_t>(0xD800 + (c >> 10));
+      *d++ = static_cast<char16_t>(0xDC00 + (c & 0x3FF));
+      p += 4;
+    }
   }
+  ADest.resize(static_cast<std::size_t>(d - ADest.data()));
+}
+
+// The escape behind a "%" at p (p stands behind the "%"): its bytes into ABytes, and their
+// count; 0 when no two hexadecimal digits follow, and the "%" stands for itself. A first byte
+// of 128 or more announces by each high bit behind its top one a further byte, which must come
+// as "%" and two hexadecimal digits.
+template <class C>
+std::size_t Escape(const C *&p, const C *e, Byte (&ABytes)[8]) {
+  int b = HexPair(p, e);
+  if (b < 0) return 0;
+  p += 2;
+  std::size_t n = 0;
+  ABytes[n++] = static_cast<Byte>(b);
+  if (b < 0x80) return n;
+  for (Byte lead = static_cast<Byte>(b << 1); lead & 0x80; lead = static_cast<Byte>(lead << 1)) {
+    if (p == e || *p != '%') throw Exception(_cVnFormInvalidUTF8);
+    b = HexPair(++p, e);
+    if (b < 0) throw Exception(_cVnFormInvalidUTF8);
+    p += 2;
+    ABytes[n++] = static_cast<Byte>(b);
+  }
+  return n;
+}
+
+// Appends characters of text in either width to UTF-16 text.
+inline void AppendWide(UnicodeString &ADest, const char *p, const char *e) {
+  const std::size_t at = ADest.size();
+  ADest.resize(at + static_cast<std::size_t>(e - p));
+  for (char16_t *d = ADest.data() + at; p < e; ++p) *d++ = static_cast<unsigned char>(*p);
+}
+inline void AppendWide(UnicodeString &ADest, const char16_t *p, const char16_t *e) {
+  ADest.append(p, e);
 }
 
 // How a key part ended.
 enum TPartEnd : Byte {
-  peEqual,     // at "=", which is still the current character
-  peEnd,       // at the end of the text
-  peOpen,      // "[" or "%5B", stepped over
-  peClose,     // "]", stepped over
-  peCloseEsc,  // "%5D", stepped over
+  peEqual,     // at the "=" behind the key
+  peEnd,       // at the end of the text, the key without "="
+  peOpen,      // behind "[" or "%5B"
+  peClose,     // behind "]"
+  peCloseEsc,  // behind "%5D"
 };
 
-// One parse. The state of the open containers lives in FLevels: level 0 is the object at the
-// top, level d + 1 the value of level d's open item. An object level's Item is the name of its
-// open member (or of the last one, which the pair closed), an array level's the part of its last
-// element; a level's item is open exactly when a deeper level exists.
+// One parse. The scanner takes each key up to its "=" and each value up to its "&" as one span
+// of the source, ASCII straight from the source bytes and anything else as UTF-16, and decodes
+// the span in a loop of its own.
+//
+// The open containers live in FLevels: level 0 is the object at the top, level d + 1 the value
+// of level d's open item. An object level's Item is the name of its open member (or of the last
+// one, which the pair closed), an array level's the part of its last element; a level's item is
+// open exactly when a deeper level exists.
 class TFormScanner {
  public:
   TFormScanner(TVnJSONTextParser *AParser, IVnJSONContentHandler *AHandler, TVnJSONHandler *ATree)
@@ -98,18 +326,18 @@ class TFormScanner {
     FLevels.resize(1);
     FLevels[0].Array = false;
     FDepth = 1;
-    while (!P->Eof()) {
-      const std::size_t n = ReadKey();
-      // A last key of its own that starts with "_" is dropped.
-      if (!n) break;
-      Apply(n);
-      P->Step();  // "="
-      ReadValue();
-      if (!FLevels[n - 1].Array) H->EndMember();
-      if (P->Eof()) break;
-      P->Step();  // "&"
-      // A pair that begins with "_" (a cache breaker as scripts append one) ends the body.
-      if (P->CurrUnit() == u'_') break;
+    if (!P->Eof()) {
+      if (P->Stream()) {
+        ReadPairs();
+      } else {
+        // A text in memory is taken whole, where it lies when it is ASCII.
+        P->SetMark(tpMark1);
+        P->SkipWhile(soNotEqual, u'\0');
+        Take([this](auto p, auto e) {
+          ReadBody(p, e);
+          return 0;
+        });
+      }
     }
     CloseTo(1);
     H->EndObject();
@@ -117,178 +345,183 @@ class TFormScanner {
   }
 
  private:
-  // -------------------------------------------------------------------------------------------
-  // Text: the runs of the source between escapes, and the decoded characters. ASCII text stays
-  // a byte a character (FNarrow); anything else turns the whole text into UTF-16 (FWide).
-
-  void Begin() {
-    FNarrow.clear();
-    FWide.clear();
-    FIsWide = false;
-  }
-
-  void Widen() {
-    FWide.resize(FNarrow.size());
-    for (std::size_t i = 0; i < FNarrow.size(); ++i)
-      FWide[i] = static_cast<unsigned char>(FNarrow[i]);
-    FIsWide = true;
-  }
-
-  // The source from mark 1 to the current character.
-  void AddRun() {
-    if (!FIsWide) {
-      const char *data;
-      std::size_t n;
-      if (P->TakeAscii(data, n)) {
-        FNarrow.append(data, n);
-        return;
-      }
-      Widen();
+  // The pairs of a stream, one key and one value at a time, so that only these are held.
+  void ReadPairs() {
+    while (!P->Eof()) {
+      P->SetMark(tpMark1);
+      P->SkipTo('=');
+      FHasValue = !P->Eof();
+      const std::size_t n = Take([this](auto p, auto e) { return ReadKey(p, e); });
+      // A last key of its own that starts with "_" is dropped.
+      if (!n) return;
+      Apply(n);
+      P->Step();  // "="
+      P->SetMark(tpMark1);
+      P->SkipTo('&');
+      Take([this](auto p, auto e) {
+        ReadValue(p, e);
+        return 0;
+      });
+      if (!FLevels[n - 1].Array) H->EndMember();
+      if (P->Eof()) return;
+      P->Step();  // "&"
+      // A pair that begins with "_" (a cache breaker as scripts append one) ends the body.
+      if (P->CurrUnit() == u'_') return;
     }
-    P->SelectedTo(tpMark1, tpCurrent, true, FScratch);
-    FWide += FScratch;
   }
 
-  void AddAscii(char16_t AChar) {
-    if (FIsWide)
-      FWide += AChar;
-    else
-      FNarrow += static_cast<char>(AChar);
+  template <class C>
+  static const C *Find(const C *p, const C *e, char AChar) noexcept {
+    if constexpr (sizeof(C) == 1) {
+      const void *q = std::memchr(p, AChar, static_cast<std::size_t>(e - p));
+      return q ? static_cast<const C *>(q) : e;
+    } else {
+      return std::find(p, e, static_cast<C>(AChar));
+    }
   }
 
-  // The current and the next character as one hexadecimal byte, or -1.
-  int HexPair() {
-    const int hi = HexDigit(P->CurrUnit());
-    if (hi < 0) return -1;
-    const int lo = HexDigit(P->PeekUnit());
-    return lo < 0 ? -1 : hi * 16 + lo;
+  // The same for a whole text from p to e.
+  template <class C>
+  void ReadBody(const C *p, const C *e) {
+    if constexpr (sizeof(C) == 1) FBodyEnd = e;
+    while (p < e) {
+      const C *equal = Find(p, e, '=');
+      FHasValue = equal < e;
+      const std::size_t n = ReadKey(p, equal);
+      if (!n) return;
+      Apply(n);
+      p = equal + 1;
+      const C *amp = Find(p, e, '&');
+      ReadValue(p, amp);
+      if (!FLevels[n - 1].Array) H->EndMember();
+      if (amp == e) return;
+      p = amp + 1;
+      if (p < e && *p == '_') return;
+    }
   }
 
-  // The escape behind a "%" that has been stepped over: one byte, or a UTF-8 sequence whose
-  // further bytes each come as "%" and two hexadecimal digits. A "%" without two hexadecimal
-  // digits behind it stands for itself.
-  void Decode() {
-    int b = HexPair();
-    if (b < 0) {
-      AddAscii(u'%');
-      return;
-    }
-    P->Step();
-    P->Step();
-    if (b < 0x80) {
-      AddAscii(static_cast<char16_t>(b));
-      return;
-    }
-    // Each high bit of the first byte behind its top one announces one more byte.
-    Byte bytes[8];
-    std::size_t n = 0;
-    bytes[n++] = static_cast<Byte>(b);
-    for (Byte lead = static_cast<Byte>(b << 1); lead & 0x80; lead = static_cast<Byte>(lead << 1)) {
-      if (P->CurrUnit() != u'%') throw Exception(_cVnFormInvalidUTF8);
-      P->Step();
-      b = HexPair();
-      if (b < 0) throw Exception(_cVnFormInvalidUTF8);
-      P->Step();
-      P->Step();
-      bytes[n++] = static_cast<Byte>(b);
-    }
-    if (!FIsWide) Widen();
-    AppendUTF8(FWide, bytes, n);
+  // The end of what may be read behind a span from p to e: the end of the whole text when it
+  // is in memory, else the span's own.
+  template <class C>
+  const C *Limit(const C *, const C *e) const noexcept {
+    if constexpr (sizeof(C) == 1) return FBodyEnd ? FBodyEnd : e;
+    return e;
   }
 
-  // The decoded text into ADest, whose storage is reused.
-  void TakeText(UnicodeString &ADest) {
-    if (FIsWide) {
-      ADest.swap(FWide);
-      return;
-    }
-    ADest.resize(FNarrow.size());
-    for (std::size_t i = 0; i < FNarrow.size(); ++i)
-      ADest[i] = static_cast<unsigned char>(FNarrow[i]);
+ private:
+  // Calls AWork with the source from mark 1 to the current character: the bytes themselves when
+  // they are ASCII, else the text as UTF-16.
+  template <class F>
+  std::size_t Take(F AWork) {
+    const char *data;
+    std::size_t n;
+    if (P->TakeAscii(data, n)) return AWork(data, data + n);
+    P->SelectedTo(tpMark1, tpCurrent, true, FSpan);
+    const char16_t *data16 = FSpan.data();
+    return AWork(data16, data16 + FSpan.size());
   }
 
   // -------------------------------------------------------------------------------------------
   // Keys
 
-  UnicodeString &Part(std::size_t AIndex) {
+  TPart &Part(std::size_t AIndex) {
     if (AIndex >= FParts.size()) FParts.resize(AIndex + 1);
     return FParts[AIndex];
   }
 
-  // A key part from the current character up to "=", a bracket (plain or escaped) or the end;
-  // "+" and "&" belong to the part.
-  TPartEnd ReadPart(UnicodeString &APart) {
-    Begin();
+  // A key part from p up to a bracket (plain or escaped) or the end of the key; "+" and "&"
+  // belong to the part.
+  template <class C>
+  TPartEnd ReadPart(const C *&p, const C *e, TPart &APart) {
+    APart.Clear();
+    if constexpr (sizeof(C) == 2) APart.IsWide = true;
     TPartEnd end;
     for (;;) {
-      P->SetMark(tpMark1);
-      P->SkipAscii(cKeyStop.Bits, false);
-      AddRun();
-      if (P->Eof()) {
-        end = peEnd;
+      const C *run = p;
+      p = SkipPlain(p, e, cKeyStop, Limit(p, e));
+      if constexpr (sizeof(C) == 1) {
+        if (!APart.IsWide) {
+          APart.Narrow.append(run, p);
+          run = p;
+        }
+      }
+      AppendWide(APart.Wide, run, p);
+      if (p == e) {
+        end = FHasValue ? peEqual : peEnd;
         break;
       }
-      const char16_t c = P->CurrUnit();
-      if (c == u'=') {
-        end = peEqual;
-        break;
-      }
-      P->Step();
-      if (c == u'[') {
+      const C c = *p++;
+      if (c == '[') {
         end = peOpen;
         break;
       }
-      if (c == u']') {
+      if (c == ']') {
         end = peClose;
         break;
       }
       // "%": an escaped bracket ends the part like a plain one; any other escape is text.
-      if (EscapedBracket(end)) break;
-      Decode();
+      if (e - p >= 2 && p[0] == '5') {
+        if (p[1] == 'B' || p[1] == 'b') {
+          p += 2;
+          end = peOpen;
+          break;
+        }
+        if (p[1] == 'D' || p[1] == 'd') {
+          p += 2;
+          end = peCloseEsc;
+          break;
+        }
+      }
+      Byte bytes[8];
+      const std::size_t n = Escape(p, e, bytes);
+      if (n == 1 && bytes[0] < 0x80) {
+        APart.Add(bytes[0]);
+      } else if (n) {
+        APart.MakeWide();
+        AppendUTF8(APart.Wide, bytes, n);
+      } else {
+        APart.Add(u'%');
+      }
     }
-    TakeText(APart);
+    APart.Settle();
     return end;
-  }
-
-  // Behind a "%": "5B" or "5D" (either case) is stepped over and gives peOpen or peCloseEsc.
-  bool EscapedBracket(TPartEnd &AEnd) {
-    if (P->CurrUnit() != u'5') return false;
-    const char16_t c = P->PeekUnit();
-    if (c == u'B' || c == u'b')
-      AEnd = peOpen;
-    else if (c == u'D' || c == u'd')
-      AEnd = peCloseEsc;
-    else
-      return false;
-    P->Step();
-    P->Step();
-    return true;
   }
 
   [[noreturn]] static void RaiseBracket(const UnicodeString &AFound) {
     throw Exception(_cVnFormBracketExpected, {AFound});
   }
 
-  // Behind a suffix's closing bracket: "=", the end, or the opening of the next suffix.
-  TPartEnd AfterSuffix() {
-    if (P->Eof()) return peEnd;
-    const char16_t c = P->CurrUnit();
-    if (c == u'=') return peEqual;
-    if (c == u'[' || c == u'%') {
-      P->Step();
-      TPartEnd end;
-      if (c == u'[' || (EscapedBracket(end) && end == peOpen)) return peOpen;
+  // Behind a suffix's closing bracket: the end of the key, or the opening of the next suffix.
+  template <class C>
+  TPartEnd AfterSuffix(const C *&p, const C *e) {
+    if (p == e) return FHasValue ? peEqual : peEnd;
+    if (*p == '[') {
+      ++p;
+      return peOpen;
+    }
+    if (*p == '%') {
+      if (e - p >= 3 && p[1] == '5' && (p[2] == 'B' || p[2] == 'b')) {
+        p += 3;
+        return peOpen;
+      }
       RaiseBracket(UnicodeString(u"%"));
     }
-    RaiseBracket(P->CurrentText());
+    // The character found, a whole one: a surrogate pair stays together.
+    const char16_t c = static_cast<std::make_unsigned_t<C>>(*p);
+    UnicodeString found;
+    if (c) found.assign(1, c);
+    if (c >= 0xD800 && c <= 0xDBFF && e - p >= 2 && p[1] >= 0xDC00 && p[1] <= 0xDFFF)
+      found += static_cast<char16_t>(p[1]);
+    RaiseBracket(found);
   }
 
-  // Reads the key up to its "=" into FParts; the count of its parts, or 0 for a key that starts
-  // with "_" and runs to the end of the text.
-  std::size_t ReadKey() {
+  // Reads the key from p to e into FParts; the count of its parts, or 0 for a key that runs to
+  // the end of the text and starts with "_".
+  template <class C>
+  std::size_t ReadKey(const C *p, const C *e) {
     std::size_t n = 0;
-    TPartEnd end = ReadPart(Part(n++));
-    if (end == peEnd && !FParts[0].empty() && FParts[0][0] == u'_') return 0;
+    TPartEnd end = ReadPart(p, e, Part(n++));
+    if (end == peEnd && FParts[0].First() == u'_') return 0;
     while (end != peEqual) {
       switch (end) {
         case peOpen:
@@ -300,9 +533,9 @@ class TFormScanner {
         default:
           RaiseBracket(UnicodeString());
       }
-      end = ReadPart(Part(n++));
+      end = ReadPart(p, e, Part(n++));
       // A suffix that misses its "]" ends where its part does.
-      if (end == peClose || end == peCloseEsc) end = AfterSuffix();
+      if (end == peClose || end == peCloseEsc) end = AfterSuffix(p, e);
     }
     return n;
   }
@@ -311,7 +544,7 @@ class TFormScanner {
   // Events
 
   struct TLevel {
-    UnicodeString Item;
+    TPart Item;
     bool Array = false;
   };
 
@@ -327,6 +560,18 @@ class TFormScanner {
     }
   }
 
+  void StartMember(const TPart &AName) {
+    if (AName.IsWide) {
+      H->StartMember(AName.Wide);
+    } else if (FTree) {
+      FTree->StartMemberAscii(AName.Narrow.data(), AName.Narrow.size());
+    } else {
+      FOut.clear();
+      AppendWide(FOut, AName.Narrow.data(), AName.Narrow.data() + AName.Narrow.size());
+      H->StartMember(FOut);
+    }
+  }
+
   // Starts the item of the key's first ACount parts: the levels whose items the key continues
   // stay, the rest close, and new containers open for the key's deeper parts. The item of the
   // last part takes the value. A level's kind stays what it was opened as: in an object every
@@ -337,10 +582,10 @@ class TFormScanner {
     CloseTo(k + 1);
     for (std::size_t j = k;; ++j) {
       TLevel &level = FLevels[j];
-      if (!level.Array) H->StartMember(FParts[j]);
-      level.Item.swap(FParts[j]);
+      if (!level.Array) StartMember(FParts[j]);
+      level.Item.Swap(FParts[j]);
       if (j + 1 == ACount) break;
-      const bool array = IsIndex(FParts[j + 1]);
+      const bool array = FParts[j + 1].IsIndex();
       if (array)
         H->StartArray();
       else
@@ -352,43 +597,181 @@ class TFormScanner {
   }
 
   // -------------------------------------------------------------------------------------------
-  // Values
+  // Values: text from a byte source is collected as UTF-8 (FNarrow; FNonAscii tells whether a
+  // character beyond ASCII is in it), from a UTF-16 source, or after an escape that isn't
+  // well-formed UTF-8, as UTF-16 (FWide).
 
-  // The value behind "=" up to the next "&" or the end: escapes decoded, "+" a space, line
-  // breaks dropped.
-  void ReadValue() {
-    P->SetMark(tpMark1);
-    P->SkipAscii(cValueStop.Bits, false);
-    if (P->Eof() || P->CurrUnit() == u'&') {
-      // Text without escapes, the common case: ASCII goes to the tree straight from the source.
-      const char *data;
-      std::size_t n;
-      if (FTree && P->TakeAscii(data, n)) {
-        if (FastValue(data, n)) return;
-        Begin();
-        FNarrow.assign(data, n);
-      } else {
-        Begin();
-        AddRun();
+  // Turns the text so far into UTF-16.
+  void Widen() {
+    FWide.clear();
+    AppendWellFormedUTF8(FWide, FNarrow.data(), FNarrow.size());
+    FIsWide = true;
+  }
+
+  template <class C>
+  void Append(const C *p, const C *e) {
+    if constexpr (sizeof(C) == 1) {
+      if (!FIsWide) {
+        FNarrow.append(p, e);
+        return;
       }
-      EmitValue();
-      return;
     }
-    Begin();
-    AddRun();
-    while (!P->Eof()) {
-      const char16_t c = P->CurrUnit();
-      if (c == u'&') break;
-      P->Step();
-      if (c == u'%')
-        Decode();
-      else if (c == u'+')
-        AddAscii(u' ');
-      P->SetMark(tpMark1);
-      P->SkipAscii(cValueStop.Bits, false);
-      AddRun();
+    AppendWide(FWide, p, e);
+  }
+
+  void AppendAscii(char AChar) {
+    if (FIsWide)
+      FWide += static_cast<char16_t>(AChar);
+    else
+      FNarrow += AChar;
+  }
+
+  // The escape behind a "%" at p.
+  template <class C>
+  void AppendEscape(const C *&p, const C *e) {
+    Byte bytes[8];
+    const std::size_t n = Escape(p, e, bytes);
+    if (!n) {
+      AppendAscii('%');
+    } else if (bytes[0] < 0x80) {
+      AppendAscii(static_cast<char>(bytes[0]));
+    } else if (!FIsWide && DecodeUTF8(bytes, n) >= 0) {
+      FNarrow.append(reinterpret_cast<const char *>(bytes), n);
+      FNonAscii = true;
+    } else {
+      if (!FIsWide) Widen();
+      AppendUTF8(FWide, bytes, n);
     }
-    EmitValue();
+  }
+
+  // The value from p to e: escapes decoded, "+" a space, line breaks dropped.
+  template <class C>
+  void ReadValue(const C *p, const C *e) {
+    if constexpr (sizeof(C) == 1) {
+      if (DecodeBytes(p, e)) return;
+    }
+    const C *s = SkipPlain(p, e, cValueStop, Limit(p, e));
+    // The general way: a UTF-16 source, or an escape that isn't well-formed UTF-8.
+    FNarrow.clear();
+    FWide.clear();
+    FIsWide = sizeof(C) == 2;
+    FNonAscii = false;
+    Append(p, s);
+    while (s < e) {
+      const C c = *s++;
+      if (c == '%')
+        AppendEscape(s, e);
+      else if (c == '+')
+        AppendAscii(' ');
+      const C *run = s;
+      s = SkipPlain(s, e, cValueStop, Limit(s, e));
+      Append(run, s);
+    }
+    if (!FIsWide && FNonAscii) Widen();
+    EmitValue(FNarrow.data(), FNarrow.size(), true);
+  }
+
+  // The value from the ASCII bytes p to e, decoded in one pass into FNarrow as UTF-8 and
+  // handed on; false, with nothing handed on, at an escape that is no well-formed UTF-8. The
+  // decoded text is never longer than the source.
+  bool DecodeBytes(const char *p, const char *e) {
+    // Sixteen bytes of room behind the text for the last block.
+    FNarrow.resize(static_cast<std::size_t>(e - p) + 16);
+    const char *const limit = Limit(p, e);
+    char *const start = FNarrow.data();
+    char *d = start;
+    bool nonAscii = false;
+    // Whether a backslash or one of the codes 1 to 7 is in the text.
+    bool odd = false;
+    auto isOdd = [](int c) { return c == '\\' || (c >= 1 && c <= 7); };
+    // The common escapes, with few branches, behind the "%" at p, when five characters follow
+    // it: two hexadecimal digits of an ASCII character, or a character of two bytes (a first
+    // byte from C2 to DF, then "%" and one from 80 to BF). Both bytes are stored; the second
+    // counts only for the latter. False for any other escape.
+    auto common = [&]() {
+      const char *q = p + 1;
+      const int hi = HexDigit(q[0]), lo = HexDigit(q[1]);
+      const int hi2 = HexDigit(q[3]), lo2 = HexDigit(q[4]);
+      const int b = hi * 16 + lo;
+      const bool ascii = ((hi | lo) >= 0) & (hi < 8);
+      const bool two = ((hi | lo | lo2) >= 0) & (b >= 0xC2) & (b <= 0xDF) & (q[2] == '%') &
+                       (hi2 >= 8) & (hi2 <= 0xB);
+      if (!(ascii | two)) return false;
+      d[0] = static_cast<char>(b);
+      d[1] = static_cast<char>(hi2 * 16 + lo2);
+      d += 1 + two;
+      p += 3 + 3 * two;
+      odd |= ascii & isOdd(b);
+      nonAscii |= two;
+      return true;
+    };
+    for (;;) {
+#if defined(__SSE2__)
+      // Sixteen bytes at a time up to the next escape, line break, backslash or code 1 to 7,
+      // "+" turned into a space on the way ("+" xor 0x0B is " "). The block is stored whole;
+      // what lies behind the stop is written again. A common escape at the stop is taken here.
+      // What lies behind e counts for nothing.
+      const __m128i pct = _mm_set1_epi8('%'), cr = _mm_set1_epi8('\r'), lf = _mm_set1_epi8('\n');
+      const __m128i bs = _mm_set1_epi8('\\'), one = _mm_set1_epi8(1), six = _mm_set1_epi8(6);
+      const __m128i plus = _mm_set1_epi8('+'), flip = _mm_set1_epi8('+' ^ ' ');
+      while (p < e) {
+        __m128i v = LoadBlock(p, e, limit);
+        const unsigned end = e - p >= 16 ? 0x10000u : 1u << (e - p);
+        const __m128i low = _mm_sub_epi8(v, one);
+        const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(low, six), low);
+        const int stop = _mm_movemask_epi8(_mm_or_si128(
+            _mm_or_si128(_mm_cmpeq_epi8(v, pct), _mm_cmpeq_epi8(v, bs)),
+            _mm_or_si128(control, _mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, lf)))));
+        v = _mm_xor_si128(v, _mm_and_si128(_mm_cmpeq_epi8(v, plus), flip));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(d), v);
+        const int k = __builtin_ctz(static_cast<unsigned>(stop) | end);
+        p += k;
+        d += k;
+        if (k == 16 || p == e) continue;
+        if (*p != '%' || e - p < 6 || !common()) break;
+      }
+#endif
+      if (p == e) break;
+      if (*p == '%' && e - p >= 6 && common()) continue;
+      const char c = *p++;
+      if (c == '%') {
+        // Near the end: an ASCII character here, the rest in Escape.
+        if (e - p >= 2) {
+          const int hi = HexDigit(p[0]), lo = HexDigit(p[1]);
+          if ((hi | lo) >= 0 && hi < 8) {
+            const int b = hi * 16 + lo;
+            odd |= isOdd(b);
+            *d++ = static_cast<char>(b);
+            p += 2;
+            continue;
+          }
+        }
+        Byte bytes[8];
+        const std::size_t n = Escape(p, e, bytes);
+        if (!n) {
+          *d++ = '%';
+        } else {
+          if (DecodeUTF8(bytes, n) < 0) return false;
+          std::memcpy(d, bytes, n);
+          d += n;
+          nonAscii = true;
+        }
+      } else if (c == '+') {
+        *d++ = ' ';
+      } else if (c != '\r' && c != '\n') {
+        odd |= isOdd(c);
+        *d++ = c;
+      }
+    }
+    const std::size_t length = static_cast<std::size_t>(d - start);
+    FIsWide = false;
+    if (nonAscii) {
+      FWide.clear();
+      AppendWellFormedUTF8(FWide, start, length);
+      FIsWide = true;
+    }
+    EmitValue(start, length, odd);
+    return true;
   }
 
   // Hands ASCII text to the tree builder when it stores what the general way would store: a
@@ -405,17 +788,42 @@ class TFormScanner {
     return true;
   }
 
-  void EmitValue() {
+  // Every value is a string. One that starts with "[" or "{" goes as it is, as JSON text would;
+  // any other is escaped, so that the handler's decoding gives back the text. The tree builder
+  // stores text without a backslash as it comes, so there the escape is left out when decoding
+  // it again would only undo it: when the text holds no backslash and none of the codes 1 to 7.
+  // The text is FWide when FIsWide is set, else the ASCII text AData; AOdd is false when the
+  // text is known to hold neither a backslash nor one of the codes 1 to 7.
+  void EmitValue(const char *AData, std::size_t ALength, bool AOdd) {
     if (!FIsWide) {
-      if (FTree && FastValue(FNarrow.data(), FNarrow.size())) return;
-      Widen();
+      if (FTree) {
+        if (!AOdd) {
+          FTree->ValueAscii(jdtString, AData, ALength);
+          return;
+        }
+        if (FastValue(AData, ALength)) return;
+      }
+      FOut.clear();
+      if (ALength && (AData[0] == '[' || AData[0] == '{'))
+        AppendWide(FOut, AData, AData + ALength);
+      else
+        json::AppendEscaped(FOut, std::string_view(AData, ALength));
+      H->Value(jdtString, FOut);
+      return;
     }
-    // Every value is a string. One that starts with "[" or "{" goes as it is, as JSON text
-    // would; any other is escaped, so that the handler's decoding gives back the text.
-    if (!FWide.empty() && (FWide[0] == u'[' || FWide[0] == u'{'))
+    if (!FWide.empty() && (FWide[0] == u'[' || FWide[0] == u'{')) {
       H->Value(jdtString, FWide);
-    else
-      H->Value(jdtString, VnStrToJSON(FWide));
+      return;
+    }
+    if (FTree && (!AOdd || std::none_of(FWide.begin(), FWide.end(), [](char16_t c) {
+          return c == u'\\' || (c >= 1 && c <= 7);
+        }))) {
+      H->Value(jdtString, FWide);
+      return;
+    }
+    FOut.clear();
+    json::AppendEscaped(FOut, FWide);
+    H->Value(jdtString, FOut);
   }
 
   TVnJSONTextParser *P;
@@ -424,11 +832,18 @@ class TFormScanner {
   std::vector<TLevel> FLevels;
   std::size_t FDepth = 0;
   // The parts of the key being read; their storage is kept from pair to pair.
-  std::vector<UnicodeString> FParts;
+  std::vector<TPart> FParts;
+  // Whether the key being read ends with "=" (or with the end of the text).
+  bool FHasValue = false;
+  // The end of the text in memory, when it is read whole as bytes.
+  const char *FBodyEnd = nullptr;
   std::string FNarrow;
   UnicodeString FWide;
-  UnicodeString FScratch;
   bool FIsWide = false;
+  bool FNonAscii = false;
+  // A key or value that isn't ASCII, as UTF-16; a value escaped for the handler.
+  UnicodeString FSpan;
+  UnicodeString FOut;
 };
 
 }  // namespace
