@@ -11,14 +11,14 @@
 #include <algorithm>
 #include <cassert>
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <type_traits>
+#include <vector>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "vnxml/json/uVnJSON/Internal.h"
 
@@ -122,53 +122,111 @@ inline int HexPair(const C *p, const C *e) noexcept {
   return hi < 0 || lo < 0 ? -1 : hi * 16 + lo;
 }
 
-// A decoded key part: ASCII text a byte a character (Narrow), any other text as UTF-16 (Wide).
-// A text is always held the one way that fits it, so that two parts compare by their fields.
+// A decoded key part: ASCII text a byte a character (Data, Size), any other text as UTF-16
+// (Wide). A text is always held the one way that fits it, so that two parts compare by their
+// fields. ASCII text lies in Own, or, borrowed, in a source that outlives the parse.
 struct TPart {
-  std::string Narrow;
+  const char *Data = "";
+  std::size_t Size = 0;
+  std::string Own;
   UnicodeString Wide;
   bool IsWide = false;
+  bool Owned = false;
+
+  TPart() = default;
+  // Own's text may move with Own (a short text lies inside the string).
+  TPart(TPart &&AOther) noexcept
+      : Data(AOther.Data),
+        Size(AOther.Size),
+        Own(std::move(AOther.Own)),
+        Wide(std::move(AOther.Wide)),
+        IsWide(AOther.IsWide),
+        Owned(AOther.Owned) {
+    if (Owned) Sync();
+  }
+  TPart &operator=(TPart &&AOther) noexcept {
+    Swap(AOther);
+    return *this;
+  }
+  TPart(const TPart &) = delete;
+  TPart &operator=(const TPart &) = delete;
 
   void Clear() noexcept {
-    Narrow.clear();
+    Data = "";
+    Size = 0;
+    Own.clear();
     Wide.clear();
     IsWide = false;
+    Owned = false;
+  }
+  void Borrow(const char *AData, std::size_t ASize) noexcept {
+    Data = AData;
+    Size = ASize;
+    Owned = false;
+  }
+  // The ASCII text so far into Own, for more to be added.
+  void Hold() {
+    if (Owned) return;
+    Own.assign(Data, Size);
+    Owned = true;
+    Sync();
+  }
+  void Sync() noexcept {
+    Data = Own.data();
+    Size = Own.size();
+  }
+  void Append(const char *p, const char *e) {
+    Hold();
+    Own.append(p, e);
+    Sync();
   }
   void MakeWide() {
     if (IsWide) return;
     Wide.clear();
-    for (char c : Narrow) Wide += static_cast<char16_t>(c);
+    for (std::size_t i = 0; i < Size; ++i) Wide += static_cast<char16_t>(Data[i]);
     IsWide = true;
   }
   // Back to the narrow form when the text turned out to be ASCII.
   void Settle() {
     if (!IsWide || std::any_of(Wide.begin(), Wide.end(), [](char16_t c) { return c >= 128; }))
       return;
-    Narrow.assign(Wide.begin(), Wide.end());
+    Own.assign(Wide.begin(), Wide.end());
+    Owned = true;
+    Sync();
     IsWide = false;
   }
   void Add(char16_t AChar) {
-    if (IsWide)
+    if (IsWide) {
       Wide += AChar;
-    else
-      Narrow += static_cast<char>(AChar);
+    } else {
+      Hold();
+      Own += static_cast<char>(AChar);
+      Sync();
+    }
   }
   bool operator==(const TPart &AOther) const noexcept {
-    return IsWide == AOther.IsWide && (IsWide ? Wide == AOther.Wide : Narrow == AOther.Narrow);
+    if (IsWide != AOther.IsWide) return false;
+    if (IsWide) return Wide == AOther.Wide;
+    return Size == AOther.Size && std::memcmp(Data, AOther.Data, Size) == 0;
   }
   char16_t First() const noexcept {
     if (IsWide) return Wide.empty() ? 0 : Wide[0];
-    return Narrow.empty() ? 0 : static_cast<unsigned char>(Narrow[0]);
+    return Size ? static_cast<unsigned char>(Data[0]) : 0;
   }
   // An empty part, or one that starts with a digit, is an array index.
   bool IsIndex() const noexcept {
     const char16_t c = First();
-    return (IsWide ? Wide.empty() : Narrow.empty()) || (c >= u'0' && c <= u'9');
+    return (IsWide ? Wide.empty() : Size == 0) || (c >= u'0' && c <= u'9');
   }
   void Swap(TPart &AOther) noexcept {
-    Narrow.swap(AOther.Narrow);
+    std::swap(Data, AOther.Data);
+    std::swap(Size, AOther.Size);
+    Own.swap(AOther.Own);
     Wide.swap(AOther.Wide);
     std::swap(IsWide, AOther.IsWide);
+    std::swap(Owned, AOther.Owned);
+    if (Owned) Sync();
+    if (AOther.Owned) AOther.Sync();
   }
 };
 
@@ -219,51 +277,13 @@ void AppendUTF8(UnicodeString &ADest, const Byte *AB, std::size_t ALength) {
 
 // Appends well-formed UTF-8 text to ADest.
 void AppendWellFormedUTF8(UnicodeString &ADest, const char *AText, std::size_t ALength) {
-  const std::size_t at = ADest.size();
-  // A byte gives at most one unit; a sequence of four bytes gives two.
-  ADest.resize(at + ALength);
-  char16_t *d = ADest.data() + at;
   const Byte *p = reinterpret_cast<const Byte *>(AText);
   const Byte *e = p + ALength;
   while (p < e) {
-#if defined(__SSE2__)
-    // ASCII sixteen bytes at a time; a block with a longer sequence is stored up to it.
-    const __m128i zero = _mm_setzero_si128();
-    while (e - p >= 16) {
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(d), _mm_unpacklo_epi8(v, zero));
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(d + 8), _mm_unpackhi_epi8(v, zero));
-      if (const int high = _mm_movemask_epi8(v)) {
-        const int k = __builtin_ctz(static_cast<unsigned>(high));
-        p += k;
-        d += k;
-        break;
-      }
-      p += 16;
-      d += 16;
-    }
-    if (p == e) break;
-#endif
-    const unsigned b0 = *p;
-    if (b0 < 0x80) {
-      *d++ = static_cast<char16_t>(b0);
-      ++p;
-    } else if (b0 < 0xE0) {
-      *d++ = static_cast<char16_t>(((b0 & 0x1F) << 6) | (p[1] & 0x3F));
-      p += 2;
-    } else if (b0 < 0xF0) {
-      *d++ = static_cast<char16_t>(((b0 & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
-      p += 3;
-    } else {
-      const unsigned c =
-          (((b0 & 0x07) << 18) | ((p[1] & 0x3F) << 12) | ((p[2] & 0x3F) << 6) | (p[3] & 0x3F)) -
-          0x10000;
-      *d++ = static_cast<char16_t>(0xD800 + (c >> 10));
-      *d++ = static_cast<char16_t>(0xDC00 + (c & 0x3FF));
-      p += 4;
-    }
+    const std::size_t n = *p < 0x80 ? 1 : *p >= 0xF0 ? 4 : *p >= 0xE0 ? 3 : 2;
+    AppendChar(ADest, n == 1 ? *p : DecodeUTF8(p, n));
+    p += n;
   }
-  ADest.resize(static_cast<std::size_t>(d - ADest.data()));
 }
 
 // The escape behind a "%" at p (p stands behind the "%"): its bytes into ABytes, and their
@@ -307,9 +327,9 @@ enum TPartEnd : Byte {
   peCloseEsc,  // behind "%5D"
 };
 
-// One parse. The scanner takes each key up to its "=" and each value up to its "&" as one span
-// of the source, ASCII straight from the source bytes and anything else as UTF-16, and decodes
-// the span in a loop of its own.
+// One parse. The scanner takes a text in memory whole, and from a stream each key up to its "="
+// and each value up to its "&"; such a span comes straight from the source bytes when it is
+// ASCII, else as UTF-16, and is decoded in loops of the scanner's own.
 //
 // The open containers live in FLevels: level 0 is the object at the top, level d + 1 the value
 // of level d's open item. An object level's Item is the name of its open member (or of the last
@@ -370,6 +390,7 @@ class TFormScanner {
     }
   }
 
+  // The first AChar from p on, or e.
   template <class C>
   static const C *Find(const C *p, const C *e, char AChar) noexcept {
     if constexpr (sizeof(C) == 1) {
@@ -380,7 +401,7 @@ class TFormScanner {
     }
   }
 
-  // The same for a whole text from p to e.
+  // The pairs of a whole text from p to e.
   template <class C>
   void ReadBody(const C *p, const C *e) {
     if constexpr (sizeof(C) == 1) FBodyEnd = e;
@@ -400,15 +421,6 @@ class TFormScanner {
     }
   }
 
-  // The end of what may be read behind a span from p to e: the end of the whole text when it
-  // is in memory, else the span's own.
-  template <class C>
-  const C *Limit(const C *, const C *e) const noexcept {
-    if constexpr (sizeof(C) == 1) return FBodyEnd ? FBodyEnd : e;
-    return e;
-  }
-
- private:
   // Calls AWork with the source from mark 1 to the current character: the bytes themselves when
   // they are ASCII, else the text as UTF-16.
   template <class F>
@@ -419,6 +431,14 @@ class TFormScanner {
     P->SelectedTo(tpMark1, tpCurrent, true, FSpan);
     const char16_t *data16 = FSpan.data();
     return AWork(data16, data16 + FSpan.size());
+  }
+
+  // The end of what may be read behind a span from p to e: the end of the whole text when it
+  // is in memory as bytes, else the span's own.
+  template <class C>
+  const C *Limit(const C *, const C *e) const noexcept {
+    if constexpr (sizeof(C) == 1) return FBodyEnd ? FBodyEnd : e;
+    return e;
   }
 
   // -------------------------------------------------------------------------------------------
@@ -441,7 +461,11 @@ class TFormScanner {
       p = SkipPlain(p, e, cKeyStop, Limit(p, e));
       if constexpr (sizeof(C) == 1) {
         if (!APart.IsWide) {
-          APart.Narrow.append(run, p);
+          // A part of one run is borrowed from a whole text in memory.
+          if (FBodyEnd && !APart.Owned)
+            APart.Borrow(run, static_cast<std::size_t>(p - run));
+          else
+            APart.Append(run, p);
           run = p;
         }
       }
@@ -564,10 +588,10 @@ class TFormScanner {
     if (AName.IsWide) {
       H->StartMember(AName.Wide);
     } else if (FTree) {
-      FTree->StartMemberAscii(AName.Narrow.data(), AName.Narrow.size());
+      FTree->StartMemberAscii(AName.Data, AName.Size);
     } else {
       FOut.clear();
-      AppendWide(FOut, AName.Narrow.data(), AName.Narrow.data() + AName.Narrow.size());
+      AppendWide(FOut, AName.Data, AName.Data + AName.Size);
       H->StartMember(FOut);
     }
   }
@@ -671,59 +695,71 @@ class TFormScanner {
     EmitValue(FNarrow.data(), FNarrow.size(), true);
   }
 
-  // The value from the ASCII bytes p to e, decoded in one pass into FNarrow as UTF-8 and
-  // handed on; false, with nothing handed on, at an escape that is no well-formed UTF-8. The
-  // decoded text is never longer than the source.
-  bool DecodeBytes(const char *p, const char *e) {
-    // Sixteen bytes of room behind the text for the last block.
-    FNarrow.resize(static_cast<std::size_t>(e - p) + 16);
-    const char *const limit = Limit(p, e);
-    char *const start = FNarrow.data();
-    char *d = start;
-    bool nonAscii = false;
-    // Whether a backslash or one of the codes 1 to 7 is in the text.
-    bool odd = false;
+  // How a run of decoding ended.
+  enum TDecoded { dcDone, dcWide, dcBad };
+
+  // Decodes the ASCII bytes from p to e into d: escapes, "+" as a space, line breaks dropped.
+  // Output of one byte a character stops at the first escape of a character beyond ASCII
+  // (dcWide), UTF-16 output takes it too; an escape that is no well-formed UTF-8 stops both
+  // (dcBad). Either stop leaves p on the "%". d needs room for as many characters as the source
+  // has, and sixteen more; ALimit is the end of what may be read. AOdd is set when a backslash
+  // or one of the codes 1 to 7 is written.
+  template <class O>
+  static TDecoded Decode(const char *&p, const char *e, const char *ALimit, O *&d, bool &AOdd) {
+    constexpr bool wide = sizeof(O) == 2;
     auto isOdd = [](int c) { return c == '\\' || (c >= 1 && c <= 7); };
-    // The common escapes, with few branches, behind the "%" at p, when five characters follow
-    // it: two hexadecimal digits of an ASCII character, or a character of two bytes (a first
-    // byte from C2 to DF, then "%" and one from 80 to BF). Both bytes are stored; the second
-    // counts only for the latter. False for any other escape.
+    // The common escapes, with few branches, behind the "%" at p when five characters follow
+    // it: two hexadecimal digits of an ASCII character, and, in UTF-16, a character of two bytes
+    // (a first byte from C2 to DF, then "%" and one from 80 to BF). False for any other escape.
     auto common = [&]() {
       const char *q = p + 1;
       const int hi = HexDigit(q[0]), lo = HexDigit(q[1]);
-      const int hi2 = HexDigit(q[3]), lo2 = HexDigit(q[4]);
       const int b = hi * 16 + lo;
       const bool ascii = ((hi | lo) >= 0) & (hi < 8);
-      const bool two = ((hi | lo | lo2) >= 0) & (b >= 0xC2) & (b <= 0xDF) & (q[2] == '%') &
-                       (hi2 >= 8) & (hi2 <= 0xB);
-      if (!(ascii | two)) return false;
-      d[0] = static_cast<char>(b);
-      d[1] = static_cast<char>(hi2 * 16 + lo2);
-      d += 1 + two;
-      p += 3 + 3 * two;
-      odd |= ascii & isOdd(b);
-      nonAscii |= two;
+      if constexpr (wide) {
+        const int hi2 = HexDigit(q[3]), lo2 = HexDigit(q[4]);
+        const bool two = ((hi | lo | lo2) >= 0) & (b >= 0xC2) & (b <= 0xDF) & (q[2] == '%') &
+                         (hi2 >= 8) & (hi2 <= 0xB);
+        if (!(ascii | two)) return false;
+        *d++ = static_cast<O>(two ? ((b & 0x1F) << 6) | ((hi2 & 3) << 4) | lo2 : b);
+        p += 3 + 3 * two;
+        AOdd |= ascii & isOdd(b);
+      } else {
+        if (!ascii) return false;
+        *d++ = static_cast<O>(b);
+        p += 3;
+        AOdd |= isOdd(b);
+      }
       return true;
     };
     for (;;) {
 #if defined(__SSE2__)
       // Sixteen bytes at a time up to the next escape, line break, backslash or code 1 to 7,
       // "+" turned into a space on the way ("+" xor 0x0B is " "). The block is stored whole;
-      // what lies behind the stop is written again. A common escape at the stop is taken here.
-      // What lies behind e counts for nothing.
+      // what lies behind the stop is written again. A common escape at the stop is taken here,
+      // any other stop below. What lies behind e counts for nothing.
       const __m128i pct = _mm_set1_epi8('%'), cr = _mm_set1_epi8('\r'), lf = _mm_set1_epi8('\n');
       const __m128i bs = _mm_set1_epi8('\\'), one = _mm_set1_epi8(1), six = _mm_set1_epi8(6);
       const __m128i plus = _mm_set1_epi8('+'), flip = _mm_set1_epi8('+' ^ ' ');
+      auto put = [&](__m128i v, O *to) {
+        v = _mm_xor_si128(v, _mm_and_si128(_mm_cmpeq_epi8(v, plus), flip));
+        if constexpr (wide) {
+          const __m128i zero = _mm_setzero_si128();
+          _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm_unpacklo_epi8(v, zero));
+          _mm_storeu_si128(reinterpret_cast<__m128i *>(to + 8), _mm_unpackhi_epi8(v, zero));
+        } else {
+          _mm_storeu_si128(reinterpret_cast<__m128i *>(to), v);
+        }
+      };
       while (p < e) {
-        __m128i v = LoadBlock(p, e, limit);
+        __m128i v = LoadBlock(p, e, ALimit);
         const unsigned end = e - p >= 16 ? 0x10000u : 1u << (e - p);
         const __m128i low = _mm_sub_epi8(v, one);
         const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(low, six), low);
         const int stop = _mm_movemask_epi8(_mm_or_si128(
             _mm_or_si128(_mm_cmpeq_epi8(v, pct), _mm_cmpeq_epi8(v, bs)),
             _mm_or_si128(control, _mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, lf)))));
-        v = _mm_xor_si128(v, _mm_and_si128(_mm_cmpeq_epi8(v, plus), flip));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(d), v);
+        put(v, d);
         const int k = __builtin_ctz(static_cast<unsigned>(stop) | end);
         p += k;
         d += k;
@@ -731,46 +767,69 @@ class TFormScanner {
         if (*p != '%' || e - p < 6 || !common()) break;
       }
 #endif
-      if (p == e) break;
+      if (p == e) return dcDone;
       if (*p == '%' && e - p >= 6 && common()) continue;
-      const char c = *p++;
+      const char c = *p;
       if (c == '%') {
-        // Near the end: an ASCII character here, the rest in Escape.
-        if (e - p >= 2) {
-          const int hi = HexDigit(p[0]), lo = HexDigit(p[1]);
-          if ((hi | lo) >= 0 && hi < 8) {
-            const int b = hi * 16 + lo;
-            odd |= isOdd(b);
-            *d++ = static_cast<char>(b);
-            p += 2;
-            continue;
-          }
-        }
+        const char *at = p++;
         Byte bytes[8];
         const std::size_t n = Escape(p, e, bytes);
         if (!n) {
           *d++ = '%';
+        } else if (bytes[0] < 0x80) {
+          AOdd |= isOdd(bytes[0]);
+          *d++ = static_cast<O>(bytes[0]);
         } else {
-          if (DecodeUTF8(bytes, n) < 0) return false;
-          std::memcpy(d, bytes, n);
-          d += n;
-          nonAscii = true;
+          const long ch = DecodeUTF8(bytes, n);
+          if (!wide || ch < 0) {
+            p = at;
+            return ch < 0 ? dcBad : dcWide;
+          }
+          if (ch >= 0x10000) {
+            *d++ = static_cast<O>(0xD800 + ((ch - 0x10000) >> 10));
+            *d++ = static_cast<O>(0xDC00 + ((ch - 0x10000) & 0x3FF));
+          } else {
+            *d++ = static_cast<O>(ch);
+          }
         }
-      } else if (c == '+') {
+        continue;
+      }
+      ++p;
+      if (c == '+') {
         *d++ = ' ';
       } else if (c != '\r' && c != '\n') {
-        odd |= isOdd(c);
-        *d++ = c;
+        AOdd |= isOdd(c);
+        *d++ = static_cast<O>(static_cast<unsigned char>(c));
       }
     }
-    const std::size_t length = static_cast<std::size_t>(d - start);
-    FIsWide = false;
-    if (nonAscii) {
-      FWide.clear();
-      AppendWellFormedUTF8(FWide, start, length);
-      FIsWide = true;
+  }
+
+  // The value from the ASCII bytes p to e, decoded and handed on; false, with nothing handed
+  // on, at an escape that is no well-formed UTF-8. ASCII text is decoded into FNarrow, and at the
+  // first character beyond ASCII the rest goes on as UTF-16 in FWide. The decoded text is never
+  // longer than the source.
+  bool DecodeBytes(const char *p, const char *e) {
+    const char *const limit = Limit(p, e);
+    FNarrow.resize(static_cast<std::size_t>(e - p) + 16);
+    char *const start = FNarrow.data();
+    char *d = start;
+    // Whether a backslash or one of the codes 1 to 7 is in the text.
+    bool odd = false;
+    TDecoded r = Decode(p, e, limit, d, odd);
+    if (r == dcBad) return false;
+    FIsWide = r == dcWide;
+    if (!FIsWide) {
+      EmitValue(start, static_cast<std::size_t>(d - start), odd);
+      return true;
     }
-    EmitValue(start, length, odd);
+    const std::size_t done = static_cast<std::size_t>(d - start);
+    FWide.resize(done + static_cast<std::size_t>(e - p) + 16);
+    char16_t *w = FWide.data();
+    for (std::size_t i = 0; i < done; ++i) w[i] = static_cast<unsigned char>(start[i]);
+    w += done;
+    if (Decode(p, e, limit, w, odd) == dcBad) return false;
+    FWide.resize(static_cast<std::size_t>(w - FWide.data()));
+    EmitValue(nullptr, 0, odd);
     return true;
   }
 
