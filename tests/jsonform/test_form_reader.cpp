@@ -62,6 +62,19 @@ TEST(FormReaderEvents, APairThatBeginsWithAnUnderscoreEndsTheBody) {
   EXPECT_EQ(Form("a=1&"), "SD SO SM(a) V(string,1) EM EO ED");
 }
 
+// Values and names decode alike wherever their escapes fall, near the start, across sixteen
+// bytes and at the end.
+TEST(FormReaderEvents, EscapesDecodeAtEveryPosition) {
+  for (int shift = 0; shift < 34; ++shift) {
+    const std::string pad(static_cast<std::size_t>(shift), 'x');
+    EXPECT_EQ(Form("v=" + pad + "a+b%2Fc%C3%A9d%E2%82%ACe%0Df\r\ng%5Ch"),
+              "SD SO SM(v) V(string," + pad + "a b\\/c\u00e9d\\u20ACe\\rfg\\\\h) EM EO ED");
+    EXPECT_EQ(Form(pad + "a%C3%A9+%2B%5Bx" + pad + "%5D=" + pad + "%C3%A9"),
+              "SD SO SM(" + pad + "a\u00e9++) SO SM(x" + pad + ") V(string," + pad +
+                  "\u00e9) EM EO EM EO ED");
+  }
+}
+
 // The events equal those of the JSON reader over the same data as JSON text.
 TEST(FormReaderEvents, TheSameEventsAsTheJSONText) {
   const std::vector<std::pair<std::string, UnicodeString>> cases = {

@@ -55,6 +55,7 @@ TEST(FormReaderTree, EscapesThatAreNotWhatTheySeem) {
   Owned<TVnJSONDocument> doc(TVnJSONDocument::CreateFromStream(&stream, CP_UTF8, true));
   EXPECT_EQ(doc->GetMember(u"a", {jsoRaise})->GetAsString(), u"xy\t"s + u'\0');
   EXPECT_EQ(Tree(body), "{\"a\": \"xy\\t\0\", \"b\": \"\\\"\\/\\\\\"}"s);
+  EXPECT_EQ(Tree("a=%C3%A9%5Cn%01"), "{\"a\": \"\u00e9\\\\n\"}");
   // A value handed over unescaped has its backslash escapes decoded by the tree.
   EXPECT_EQ(Tree("a=[%5Cn]"), R"({"a": "[\n]"})");
 }
