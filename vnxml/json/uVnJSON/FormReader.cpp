@@ -154,8 +154,8 @@ struct TPart {
   void Clear() noexcept {
     Data = "";
     Size = 0;
-    Own.clear();
-    Wide.clear();
+    if (Owned) Own.clear();
+    if (IsWide) Wide.clear();
     IsWide = false;
     Owned = false;
   }
@@ -218,15 +218,19 @@ struct TPart {
     const char16_t c = First();
     return (IsWide ? Wide.empty() : Size == 0) || (c >= u'0' && c <= u'9');
   }
+  // Own and Wide are swapped only when one of the two parts holds its text there.
   void Swap(TPart &AOther) noexcept {
+    const bool owned = Owned || AOther.Owned, wide = IsWide || AOther.IsWide;
     std::swap(Data, AOther.Data);
     std::swap(Size, AOther.Size);
-    Own.swap(AOther.Own);
-    Wide.swap(AOther.Wide);
     std::swap(IsWide, AOther.IsWide);
     std::swap(Owned, AOther.Owned);
-    if (Owned) Sync();
-    if (AOther.Owned) AOther.Sync();
+    if (owned) {
+      Own.swap(AOther.Own);
+      if (Owned) Sync();
+      if (AOther.Owned) AOther.Sync();
+    }
+    if (wide) Wide.swap(AOther.Wide);
   }
 };
 
@@ -454,7 +458,7 @@ class TFormScanner {
   template <class C>
   TPartEnd ReadPart(const C *&p, const C *e, TPart &APart) {
     APart.Clear();
-    if constexpr (sizeof(C) == 2) APart.IsWide = true;
+    if constexpr (sizeof(C) == 2) APart.MakeWide();
     TPartEnd end;
     for (;;) {
       const C *run = p;
@@ -466,10 +470,12 @@ class TFormScanner {
             APart.Borrow(run, static_cast<std::size_t>(p - run));
           else
             APart.Append(run, p);
-          run = p;
+        } else {
+          AppendWide(APart.Wide, run, p);
         }
+      } else {
+        AppendWide(APart.Wide, run, p);
       }
-      AppendWide(APart.Wide, run, p);
       if (p == e) {
         end = FHasValue ? peEqual : peEnd;
         break;
