@@ -305,10 +305,19 @@ class TVnJSONReader : public TVnObject, public IVnJSONLocator, public IVnJSONRea
   TVnJSONHandler *FTreeHandler = nullptr;
 };
 
+// The form reader's failures, raised as Exception: a %-escaped UTF-8 sequence that stops before
+// its last byte, and a key suffix that does not open with "[" (or "%5B"), with the character
+// found there (empty at the end of the text).
+inline constexpr char16_t _cVnFormInvalidUTF8[] = u"Invalid UTF8 Encoding detected";
+inline constexpr char16_t _cVnFormBracketExpected[] =
+    u"The parser expected to read a \"[\" character, but \"%s\", was read instead!";
+
 // Reads an application/x-www-form-urlencoded body ("a=1&b[c]=2&b[d][]=3") and fires the events
 // a JSON text of the same data would: one object at the top whose members are the form's keys,
 // bracket suffixes opening nested objects and arrays, every value a string. A consumer cannot
-// tell it from the JSON reader. Only the content handler is required.
+// tell it from the JSON reader. Only the content handler is required. A pair whose key starts
+// with "_" ends the body, unless it is the first one; a value that starts with "[" or "{" is
+// handed over as JSON text, unescaped.
 class TVnFormURLEncodedJSONReader : public TVnJSONReader {
   VN_CLASS(TVnFormURLEncodedJSONReader, TVnJSONReader)
  public:
