@@ -87,6 +87,10 @@ int main(int argc, char **argv) {
     doc->SaveToStream(&out, CP_UTF8, true, false);
     std::fwrite(out.Memory(), 1, static_cast<std::size_t>(out.GetSize()), stdout);
     std::printf("\n");
+
+    // The same tree as JSON: repeated names fold into arrays, attributes become members, and
+    // typed values keep their kind.
+    std::printf("\nThe changed document as JSON:\n%s\n", Out(doc->GetAsFormattedJSON()).c_str());
   } catch (Exception &E) {
     std::fprintf(stderr, "%s: %s\n", Out(E.ClassName()).c_str(), E.what());
     if (doc) doc->Free();
