@@ -1131,8 +1131,15 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
   } else {
     throw EVnJSONException(_cVnJSONOeps, 0);
   }
-  // Text without escapes is stored as it came; the rest is decoded first.
-  if (AValue.find_first_of(u"\\%") == VnJSONString::npos)
+  // Text without escapes is stored as it came; the rest is decoded first. One pass over the
+  // units, without the per-unit set search of find_first_of.
+  bool plain = true;
+  for (const char16_t ch : AValue)
+    if (ch == u'\\' || ch == u'%') {
+      plain = false;
+      break;
+    }
+  if (plain)
     v->SetText(AValue, ADataType);
   else
     v->SetText(VnJSONtoStr(AValue, ADataType), ADataType);
