@@ -110,6 +110,8 @@ inline constexpr char16_t _cVnJSONToValFailed[] = u"Failed to convert \"%s\" int
 // else below 256 is copied as it stands (control characters too), and from 256 up each unit
 // becomes \u and four upper-case hexadecimal digits.
 VnJSONString VnStrToJSON(UnicodeStringView AText);
+// The same, appended to ADest: for writers that build their output in one string.
+void VnAppendStrToJSON(VnJSONString &ADest, UnicodeStringView AText);
 // Undoes the escapes. \uXXXX adds one unit (bad hexadecimal raises EConvertError), \%XX one
 // byte as a character, any other escaped character stands for itself; a bare %XX is a byte
 // only in a number (ADataType jdtNumber).

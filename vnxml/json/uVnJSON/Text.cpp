@@ -25,6 +25,10 @@ VnJSONString VnStrToJSON(UnicodeStringView AText) {
   return r;
 }
 
+void VnAppendStrToJSON(VnJSONString &ADest, UnicodeStringView AText) {
+  json::AppendEscaped(ADest, AText);
+}
+
 namespace {
 
 // A character of text in either width: UTF-16 units, or bytes that are characters below 256.

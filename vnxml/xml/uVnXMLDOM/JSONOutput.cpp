@@ -57,59 +57,12 @@ class TJSONText {
     }
     Check();
   }
-  // Text escaped as VnStrToJSON escapes it: '"', '/' and '\' get a backslash; 8, 9, 10, 12 and
-  // 13 their letter escapes; 1 to 7 vanish; other units below 256 stay; from 256 up \uXXXX.
+  // Text escaped as VnStrToJSON escapes it.
   void PutEscaped(UnicodeStringView AText) {
-    static constexpr char16_t hex[] = u"0123456789ABCDEF";
-    const char16_t *p = AText.data();
-    const char16_t *const e = p + AText.size();
-    while (p < e) {
-      const char16_t *run = p;
-      while (p < e) {
-        const char16_t c = *p;
-        if (c >= 256 || (c >= 1 && c <= 13 && c != 11) || c == u'"' || c == u'/' || c == u'\\')
-          break;
-        ++p;
-      }
-      FBuf.append(run, p);
-      if (p == e) break;
-      const char16_t c = *p++;
-      switch (c) {
-        case u'"':
-        case u'/':
-        case u'\\':
-          FBuf.push_back(u'\\');
-          FBuf.push_back(c);
-          break;
-        case 8:
-          FBuf.append(u"\\b");
-          break;
-        case 9:
-          FBuf.append(u"\\t");
-          break;
-        case 10:
-          FBuf.append(u"\\n");
-          break;
-        case 12:
-          FBuf.append(u"\\f");
-          break;
-        case 13:
-          FBuf.append(u"\\r");
-          break;
-        default:
-          if (c < 8) break;
-          {
-            const char16_t u[6] = {
-                u'\\',      u'u', hex[(c >> 12) & 15], hex[(c >> 8) & 15], hex[(c >> 4) & 15],
-                hex[c & 15]};
-            FBuf.append(u, 6);
-          }
-          break;
-      }
-      if (FBuf.size() >= cBlock) Flush(false);
-    }
+    VnAppendStrToJSON(FBuf, AText);
     Check();
   }
+
   // Hands the text over. A block that ends in the first half of a surrogate pair keeps that
   // half for the next block, unless this is the last.
   void Flush(bool ALast = true) {
