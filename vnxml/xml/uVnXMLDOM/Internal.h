@@ -157,6 +157,36 @@ void ParseInto(TVnDOMNode *ANode, TStream *AStream, Word ACodePage);
 // on the first other unit, which it answers; 0 when the stream ends first.
 char16_t SkipToFirstUnit(TStream *AStream, Word ACodePage);
 
+// Encodes UTF-16 as UTF-8 at AOut (room for three bytes a unit) and gives the end of what it
+// wrote; nil for a text with half a surrogate pair, which the writers hand to the run-time's
+// conversion instead.
+inline Byte *EncodeUTF8(UnicodeStringView AText, Byte *AOut) noexcept {
+  Byte *out = AOut;
+  const char16_t *p = AText.data();
+  const char16_t *const end = p + AText.size();
+  while (p < end) {
+    const char32_t c = *p++;
+    if (c < 0x80) {
+      *out++ = static_cast<Byte>(c);
+    } else if (c < 0x800) {
+      *out++ = static_cast<Byte>(0xC0 | (c >> 6));
+      *out++ = static_cast<Byte>(0x80 | (c & 0x3F));
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      if (c > 0xDBFF || p >= end || *p < 0xDC00 || *p > 0xDFFF) return nullptr;
+      const char32_t cp = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
+      *out++ = static_cast<Byte>(0xF0 | (cp >> 18));
+      *out++ = static_cast<Byte>(0x80 | ((cp >> 12) & 0x3F));
+      *out++ = static_cast<Byte>(0x80 | ((cp >> 6) & 0x3F));
+      *out++ = static_cast<Byte>(0x80 | (cp & 0x3F));
+    } else {
+      *out++ = static_cast<Byte>(0xE0 | (c >> 12));
+      *out++ = static_cast<Byte>(0x80 | ((c >> 6) & 0x3F));
+      *out++ = static_cast<Byte>(0x80 | (c & 0x3F));
+    }
+  }
+  return out;
+}
+
 }  // namespace vn::dom
 
 // ---------------------------------------------------------------------------------------------

@@ -111,29 +111,8 @@ class TVnBufferedOutput : public TStream {
     const std::size_t most = AText.size() * 3;
     if (most > cBlock) return false;
     if (cBlock - FUsed < most) Flush();
-    Byte *out = FBuffer.get() + FUsed;
-    const char16_t *p = AText.data();
-    const char16_t *const end = p + AText.size();
-    while (p < end) {
-      const char32_t c = *p++;
-      if (c < 0x80) {
-        *out++ = static_cast<Byte>(c);
-      } else if (c < 0x800) {
-        *out++ = static_cast<Byte>(0xC0 | (c >> 6));
-        *out++ = static_cast<Byte>(0x80 | (c & 0x3F));
-      } else if (c >= 0xD800 && c <= 0xDFFF) {
-        if (c > 0xDBFF || p >= end || *p < 0xDC00 || *p > 0xDFFF) return false;
-        const char32_t cp = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
-        *out++ = static_cast<Byte>(0xF0 | (cp >> 18));
-        *out++ = static_cast<Byte>(0x80 | ((cp >> 12) & 0x3F));
-        *out++ = static_cast<Byte>(0x80 | ((cp >> 6) & 0x3F));
-        *out++ = static_cast<Byte>(0x80 | (cp & 0x3F));
-      } else {
-        *out++ = static_cast<Byte>(0xE0 | (c >> 12));
-        *out++ = static_cast<Byte>(0x80 | ((c >> 6) & 0x3F));
-        *out++ = static_cast<Byte>(0x80 | (c & 0x3F));
-      }
-    }
+    Byte *out = dom::EncodeUTF8(AText, FBuffer.get() + FUsed);
+    if (!out) return false;
     FUsed = static_cast<std::size_t>(out - FBuffer.get());
     return true;
   }
