@@ -897,6 +897,9 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
  private:
   void Open(TVnJSONDataType AType);
   void Close();
+  // A new simple value at the cursor when the cursor is an object or array of the library's own
+  // class (the object's last member gets it); nil for any other cursor.
+  TVnJSONSimpleType *NewOwnValue(TVnJSONDataType ADataType);
   TVnJSONReader *FReader;
   TVnJSONBase *FCurrValue;
   TVnJSONMember *FPendingMember = nullptr;

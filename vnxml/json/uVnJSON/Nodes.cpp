@@ -1109,27 +1109,36 @@ void TVnJSONHandler::StartMember(const VnJSONString &AName) {
   FPendingMember = c->AddMember(AName);
 }
 
-void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
-  FPendingMember = nullptr;
+TVnJSONSimpleType *TVnJSONHandler::NewOwnValue(TVnJSONDataType ADataType) {
   TVnJSONBase *c = FCurrValue;
-  TVnJSONSimpleType *v;
-  // The library's own classes first, by an exact look at the class.
   const TClass k = c ? c->ClassType() : nullptr;
   if (k == TVnJSONObject::StaticClass()) {
     TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
     if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
-    v = static_cast<TVnJSONSimpleType *>(m->CreateValue(ADataType));
-  } else if (k == TVnJSONArray::StaticClass()) {
-    v = static_cast<TVnJSONSimpleType *>(
+    return static_cast<TVnJSONSimpleType *>(m->CreateValue(ADataType));
+  }
+  if (k == TVnJSONArray::StaticClass())
+    return static_cast<TVnJSONSimpleType *>(
         static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(ADataType));
-  } else if (c && c->Is<TVnJSONObject>()) {
-    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
-    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
-    v = As<TVnJSONSimpleType>(m->CreateValue(ADataType));
-  } else if (c && c->Is<TVnJSONArray>()) {
-    v = As<TVnJSONSimpleType>(c->AddValue(ADataType));
-  } else {
-    throw EVnJSONException(_cVnJSONOeps, 0);
+  return nullptr;
+}
+
+void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  FPendingMember = nullptr;
+  TVnJSONBase *c = FCurrValue;
+  // The library's own classes first, by an exact look at the class.
+  TVnJSONSimpleType *v = NewOwnValue(ADataType);
+  if (!v) {
+    // A class derived from them, through its virtual operations.
+    if (c && c->Is<TVnJSONObject>()) {
+      TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+      if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
+      v = As<TVnJSONSimpleType>(m->CreateValue(ADataType));
+    } else if (c && c->Is<TVnJSONArray>()) {
+      v = As<TVnJSONSimpleType>(c->AddValue(ADataType));
+    } else {
+      throw EVnJSONException(_cVnJSONOeps, 0);
+    }
   }
   // Text without escapes is stored as it came; the rest is decoded first. One pass over the
   // units, without the per-unit set search of find_first_of.
@@ -1146,17 +1155,8 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
 }
 
 void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, std::size_t ALength) {
-  TVnJSONBase *c = FCurrValue;
-  const TClass k = c ? c->ClassType() : nullptr;
-  TVnJSONSimpleType *v;
-  if (k == TVnJSONObject::StaticClass()) {
-    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
-    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
-    v = static_cast<TVnJSONSimpleType *>(m->CreateValue(ADataType));
-  } else if (k == TVnJSONArray::StaticClass()) {
-    v = static_cast<TVnJSONSimpleType *>(
-        static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(ADataType));
-  } else {
+  TVnJSONSimpleType *v = NewOwnValue(ADataType);
+  if (!v) {
     // Another class at the cursor takes the general way.
     UnicodeString text(ALength, u'\0');
     for (std::size_t i = 0; i < ALength; ++i) text[i] = static_cast<unsigned char>(AData[i]);
