@@ -19,21 +19,12 @@
 #include <vector>
 
 #include "bench_util.h"
+#include "json_inputs.h"
 #include "vnxml/json/uVnJSON.h"
 
 using namespace vn;
 
 namespace {
-
-// A small generator of its own, so that the body is the same on every machine.
-struct TRandom {
-  unsigned long long State;
-  unsigned Next() {
-    State = State * 6364136223846793005ull + 1442695040888963407ull;
-    return static_cast<unsigned>(State >> 33);
-  }
-  unsigned Below(unsigned AEnd) { return Next() % AEnd; }
-};
 
 constexpr unsigned cPairs = 100000;
 constexpr std::size_t cBytes = 10u << 20;
