@@ -21,7 +21,7 @@ void MakeElementName(VnXMLString &AName) {
   for (char16_t &c : AName)
     if (!sax::IsNameChar(c)) c = u'_';
   if (AName.empty())
-    AName = u"_";
+    AName.assign(1, u'_');
   else if (!sax::IsNameStartChar(AName[0]))
     AName.insert(AName.begin(), u'_');
 }
