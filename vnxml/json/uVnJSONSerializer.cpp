@@ -24,10 +24,6 @@ bool IsObjectKind(TVnTypeKind AKind) {
   return AKind == vtkRecord || AKind == vtkClass || AKind == vtkInterface || AKind == vtkPointer;
 }
 
-bool IsTextKind(TVnTypeKind AKind) {
-  return AKind >= vtkWideChar && AKind <= vtkWideString;
-}
-
 Int64 OrdinalOf(const TValue &AValue) {
   if (AValue.GetIsEmpty()) return 0;
   if (AValue.IsOrdinal()) return AValue.AsOrdinal();
