@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "vnxml/json/uVnJSON.h"
+
 #include "exception_text.h"
 #include "vnxml/xml/uVnXSTypes.h"
 #include "vnxml/xml/uVnXMLUtils.h"
@@ -95,8 +97,19 @@ TEST(XMLValueTest, ValuesToText) {
   EXPECT_EQ(VnValToXML(TValue(static_cast<TFruit>(7))), u"frApple")
       << "out of range writes the first name";
   EXPECT_EQ(VnValToXML(TValue(Variant(2.5))), u"2.5");
-  // Structured values go through the XML serializer, which is not part of this build yet.
-  EXPECT_THROW(VnValToXML(TValue::From<TBox>(TBox{3})), ENotSupportedException);
+  // Structured values are written by the XML serializer, whose default namespace is the
+  // program's name.
+  EXPECT_EQ(VnValToXML(TValue::From<TBox>(TBox{3})),
+            u"<record xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+            u"xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" xsi:type=\"xsd:TBox\" "
+            u"xmlns=\"urn:xmlutils_tests\"><Size xsi:type=\"xsd:int\">3</Size></record>");
+  EXPECT_EQ(VnValToXML(TValue::From<std::vector<Integer>>({1, 2})),
+            u"<array xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+            u"xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" xsi:type=\"xsd:ArrayOfInt\" "
+            u"xmlns=\"urn:xmlutils_tests\"><int xsi:type=\"xsd:int\">1</int><int "
+            u"xsi:type=\"xsd:int\">2</int></array>");
+  EXPECT_EQ(VnValToJSON(TValue::From<TBox>(TBox{3})), u"{\"className\":\"TBox\",\"size\":3}");
+  EXPECT_EQ(VnValToJSON(TValue::From<std::vector<Integer>>({1, 2})), u"[1,2]");
 }
 
 TEST(XMLValueTest, TextToValuesByType) {

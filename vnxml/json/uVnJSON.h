@@ -150,8 +150,8 @@ struct TVnJSONTypeName {
   UnicodeString Format;
 };
 TVnJSONTypeName VnJSONType(PTypeInfo AType);
-// Arrays, records, classes and interfaces would go through the object serializer, which this
-// build does not have yet (ENotSupportedException); other kinds by VnValToXML.
+// Arrays, records, classes and interfaces through the JSON serializer (VnSerialize); other kinds
+// by VnValToXML.
 VnJSONString VnValToJSON(const TValue &AValue);
 // Text to a value of the type: numbers, booleans and dates through the VnXMLTo... routines,
 // text types after VnJSONtoStr. Other types raise Exception _cVnJSONToValFailed.

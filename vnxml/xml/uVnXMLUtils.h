@@ -58,8 +58,8 @@ void VnStrToXML(const char16_t *AData, Integer ALength, TVnStringStream *AStream
 VnXMLString VnVariantToXML(const Variant &AValue);
 // By the value's host kind: numbers and sets by their text, text escaped, an enumeration by its
 // name (a value out of range by the name of the lowest value), a variant by VnVariantToXML.
-// Arrays, records and objects go through the XML serializer, which raises
-// ENotSupportedException until it is part of the library.
+// Arrays, records and objects go through the XML serializer (VnSerialize), whose UTF-8
+// document comes back as text.
 VnXMLString VnValToXML(const TValue &AValue);
 
 TVnXMLDateTimeFormat VnXMLDateTimeFormat(const TVnDateTimeParts &AParts);

@@ -7,6 +7,7 @@
 
 #include "vnxml/json/uVnJSON/Internal.h"
 #include "vnxml/rtl/DateUtils.h"
+#include "vnxml/json/uVnJSONSerializer.h"
 #include "vnxml/xml/uVnXMLUtils.h"
 
 namespace vn {
@@ -570,14 +571,10 @@ TVnJSONTypeName VnJSONType(PTypeInfo AType) {
 
 VnJSONString VnValToJSON(const TValue &AValue) {
   const TVnTypeInfo *t = TVnTypes::GetTypeInfo(AValue.GetTypeInfo());
-  if (t && t->GetMainTypeKind() == mtkComplex) {
-    throw ENotSupportedException(
-        u"Writing records, objects and interfaces as JSON needs the object serializer, which is "
-        u"not part of this build");
-  }
-  if (t && t->Kind == vtkDynArray) {
-    throw ENotSupportedException(
-        u"Writing arrays as JSON needs the object serializer, which is not part of this build");
+  if (t && (t->GetMainTypeKind() == mtkComplex || t->Kind == vtkArray || t->Kind == vtkDynArray)) {
+    // Structured values are written by the JSON serializer; its document comes back as text.
+    VnJSONSerializerStartUp();
+    return UTF8ToString(VnSerialize(dsfJSON, AValue));
   }
   return VnValToXML(AValue);
 }

@@ -4,6 +4,7 @@
 
 #include "vnxml/xml/uVnXSTypes.h"
 #include "vnxml/xml/uVnXMLUtils.h"
+#include "vnxml/xml/uVnXMLSerializer.h"
 
 namespace vn {
 
@@ -246,9 +247,9 @@ VnXMLString VnValToXML(const TValue &AValue) {
     case tkRecord:
     case tkDynArray:
     case tkClass:
-      throw ENotSupportedException(
-          u"Structured values are written through the XML serializer, which is not part of this "
-          u"build yet");
+      // The XML serializer writes them; its document comes back as text.
+      VnXMLSerializerStartUp();
+      return UTF8ToString(VnSerialize(dsfXML, AValue));
     default:
       return AValue.ToWideString(true, {});
   }
