@@ -222,11 +222,50 @@ UnicodeString VnGenericTypeName(UnicodeStringView AName);
 // Like every TVnObject, an instance lives by its reference count: the walk takes an interface
 // on it, so hold it through an interface or an Owned, or switch auto-destroy off.
 
+// The interface and reference-count operations of the two serializable bases. Their instances
+// are meant to be written by several threads, and each walk takes an interface on the instance,
+// so they count their references atomically.
+#define VN_SERIALIZABLE_COUNTING(Self, Base)                                                      \
+ public:                                                                                          \
+  bool GetInterface(const ::vn::TGUID &AIID, void **AObj) override {                              \
+    if (::vn::detail::FindInterface<Self, IVnSerializerHelper, IVnDeserializerHelper>(this, AIID, \
+                                                                                      AObj))      \
+      return true;                                                                                \
+    return Base::GetInterface(AIID, AObj);                                                        \
+  }                                                                                               \
+  ::vn::HRESULT QueryInterface(const ::vn::TGUID &AIID, void **AObj) override {                   \
+    return GetInterface(AIID, AObj) ? S_OK : E_NOINTERFACE;                                       \
+  }                                                                                               \
+  ::vn::Integer _AddRef() override {                                                              \
+    return std::atomic_ref<::vn::Integer>(FRefCount).fetch_add(1, std::memory_order_relaxed) + 1; \
+  }                                                                                               \
+  ::vn::Integer _Release() override {                                                             \
+    ::vn::Integer r =                                                                             \
+        std::atomic_ref<::vn::Integer>(FRefCount).fetch_sub(1, std::memory_order_acq_rel) - 1;    \
+    if (r == 0 && GetAutoDestroy()) this->Free();                                                 \
+    return r;                                                                                     \
+  }                                                                                               \
+                                                                                                  \
+ protected:                                                                                       \
+  void OwnerAddRef() noexcept override {                                                          \
+    _AddRef();                                                                                    \
+  }                                                                                               \
+  void OwnerRelease() override {                                                                  \
+    if (std::atomic_ref<::vn::Integer>(FRefCount).fetch_sub(1, std::memory_order_acq_rel) == 1 || \
+        !GetAutoDestroy())                                                                        \
+      this->Free();                                                                               \
+  }                                                                                               \
+  void OwnerDetach() noexcept override {                                                          \
+    std::atomic_ref<::vn::Integer>(FRefCount).fetch_sub(1, std::memory_order_acq_rel);            \
+  }                                                                                               \
+                                                                                                  \
+ public:
+
 class TVnSerializableObject : public TVnObjectEx,
                               public IVnSerializerHelper,
                               public IVnDeserializerHelper {
   VN_CLASS(TVnSerializableObject, TVnObjectEx)
-  VN_IMPLEMENTS(TVnObjectEx, IVnSerializerHelper, IVnDeserializerHelper)
+  VN_SERIALIZABLE_COUNTING(TVnSerializableObject, TVnObjectEx)
  public:
   TVnSerializableObject() = default;
 
@@ -261,7 +300,7 @@ class TVnSerializableComponent : public TVnComponent,
                                  public IVnSerializerHelper,
                                  public IVnDeserializerHelper {
   VN_CLASS(TVnSerializableComponent, TVnComponent)
-  VN_IMPLEMENTS(TVnComponent, IVnSerializerHelper, IVnDeserializerHelper)
+  VN_SERIALIZABLE_COUNTING(TVnSerializableComponent, TVnComponent)
  public:
   explicit TVnSerializableComponent(TComponent *AOwner) : TVnComponent(AOwner) {}
 
