@@ -29,3 +29,6 @@ if [ -f ../shared/data/json/twitter.json ]; then
   echo "== JSON: a Twitter API response =="
   ./build/release/examples/json_demo ../shared/data/json/twitter.json
 fi
+echo
+echo "== Objects of the application written as JSON and XML =="
+./build/release/examples/serialize_demo
