@@ -359,8 +359,8 @@ TEST(JsonStructure, XmlSchemaRecords) {
   EXPECT_EQ(Json(TValue::From<TXsValues>(r)),
             R"({"className":"TXsValues","flag":true,"i8":-8,"i16":-16,"i32":-32,"i64":-64,)"
             R"("u8":8,"u16":16,"u32":32,"u64":64,"f32":1.5,"f64":-0.25,"dec":3,"text":"a\"b",)"
-            R"("b64":"AB","hex":"CD","stamp":"2024-03-05T13:04:05Z","day":"2024-03-05",)"
-            R"("clock":"13:04:05","span":{"className":"TVnDuration","negative":false,)"
+            R"("b64":"AB","hex":"CD","stamp":"2024-03-05T13:04:05.000Z","day":"2024-03-05",)"
+            R"("clock":"13:04:05.000","span":{"className":"TVnDuration","negative":false,)"
             R"("monthts":14,"seconds":3.5}})");
   r.Span = TXsDuration(TVnDuration{true, 0, 0.25});
   EXPECT_NE(Json(TValue::From<TXsValues>(r))

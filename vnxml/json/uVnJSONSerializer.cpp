@@ -318,6 +318,9 @@ void TVnJSONStreamSerializer::SerializeEndType(const UnicodeString &AName,
 // The XML Schema records
 
 void TVnJSONXsSerializer::SerializeStartType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
+// The inherited end would take the record, a simple type, for a misplaced basic value below a
+// parent; a record member ends with its value.
+void TVnJSONXsSerializer::SerializeEndType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
 
 void TVnJSONXsSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeInfo *,
                                          const TValue &, Integer AIndex) {
