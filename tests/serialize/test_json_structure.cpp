@@ -372,10 +372,10 @@ TEST(JsonStructure, XmlSchemaRecords) {
   EXPECT_EQ(Json(TValue::From<TXsInt>(TXsInt(5))), "5");
 }
 
-// An XS record that is an array element has no separator of its own: its worker writes the
-// value with index -1 and its start writes nothing, so the elements run together ("[12]").
-// Kept as the written behaviour; left here for the decision whether the start should write the
-// separator for an index above 0.
+// An XS record that is an array element gets no separator: its worker's start writes nothing
+// and its value comes with index -1, so the elements run together ("[12]"). That is the written
+// behaviour and is kept; this test holds the valid form for the decision whether the start
+// should write the separator for an index above 0.
 TEST(JsonStructure, DISABLED_XmlSchemaRecordsInAnArray) {
   TXsList list;
   list.Values = {TXsInt(1), TXsInt(2)};
@@ -432,6 +432,12 @@ TEST(JsonStructure, WritersCalledByAHelper) {
               });
             }),
             u"Exception: Unsupported TypeKind detected!");
+  // ... unless the value is JSON text already.
+  EXPECT_EQ(Probe([&](TVnSerializer *s) {
+              s->SerializeValue(u"v", TVnTypes::Of<TXsInt>(),
+                                TValue::From<TVnJSONStringAlias>(u"{\"k\":1}"), -1);
+            }),
+            R"({"className":"TProbed","probe":{"k":1}})");
 }
 
 // The enumeration and set objects of an empty value: the value of ordinal 0, or no members.
