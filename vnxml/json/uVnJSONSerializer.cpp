@@ -1,6 +1,8 @@
 // The JSON notation of the serializer walk.
 #include "vnxml/json/uVnJSONSerializer.h"
 
+#include <cstring>
+
 #include "vnxml/common/uVnDateTimeUtils.h"
 #include "vnxml/common/uVnNetEncoding.h"
 #include "vnxml/rtl/Owned.h"
@@ -27,6 +29,13 @@ bool IsObjectKind(TVnTypeKind AKind) {
 Int64 OrdinalOf(const TValue &AValue) {
   if (AValue.GetIsEmpty()) return 0;
   if (AValue.IsOrdinal()) return AValue.AsOrdinal();
+  // A set of more than 64 possible members has no ordinal; its first 64 bits stand for it, of
+  // which "asInt" keeps 32 anyway. Every set holds at least one 64-bit word.
+  if (AValue.GetTypeKind() == tkSet) {
+    UInt64 low = 0;
+    std::memcpy(&low, AValue.GetReferenceToRawData(), sizeof low);
+    return static_cast<Int64>(low);
+  }
   return VnVarToInt64(AValue.AsVariant());
 }
 
@@ -318,6 +327,9 @@ void TVnJSONStreamSerializer::SerializeEndType(const UnicodeString &AName,
 // The XML Schema records
 
 void TVnJSONXsSerializer::SerializeStartType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
+// The inherited end would take the record, a simple type, for a misplaced basic value below a
+// parent; a record member ends with its value.
+void TVnJSONXsSerializer::SerializeEndType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
 
 void TVnJSONXsSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeInfo *,
                                          const TValue &, Integer AIndex) {

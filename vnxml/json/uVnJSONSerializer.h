@@ -49,13 +49,16 @@ class TVnJSONStreamSerializer : public TVnJSONSerializer {
                         Integer AIndex) override;
 };
 
-// The XML Schema records (TXsInt ...) by their plain values; a duration as an object.
+// The XML Schema records (TXsInt ...) by their plain values; a duration as an object. A record
+// stands for one value, so its worker opens and closes nothing.
 class TVnJSONXsSerializer : public TVnJSONSerializer {
   VN_CLASS(TVnJSONXsSerializer, TVnJSONSerializer)
  public:
   using TVnJSONSerializer::TVnJSONSerializer;
   void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
                           Integer AIndex) override;
+  void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                        Integer AIndex) override;
   void SerializeValue(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
                       const TValue &AValue, Integer AIndex) override;
 };
