@@ -753,6 +753,21 @@ UInt64 StringToSet(PTypeInfo ASetType, UnicodeStringView AValue) {
   return mask;
 }
 
+UnicodeString SetToString(PTypeInfo ASetType, const void *ASet, bool ABrackets) {
+  const detail::TSetShape &s = SetShapeOf(ASetType);
+  PTypeInfo elem = s.Element();
+  const auto *words = static_cast<const UInt64 *>(ASet);
+  UnicodeString r;
+  const Integer bits = s.MaxEl - s.MinEl + 1;
+  for (Integer i = 0; i < bits; ++i) {
+    if (!((words[i / 64] >> (i % 64)) & 1u)) continue;
+    if (!r.empty()) r += u',';
+    const Integer ord = s.MinEl + i;
+    r += elem->Kind == tkEnumeration ? GetEnumName(elem, ord) : IntToStr(ord);
+  }
+  return ABrackets ? u"[" + r + u"]" : r;
+}
+
 UnicodeString SetToString(PTypeInfo ASetType, UInt64 AValue, bool ABrackets) {
   const detail::TSetShape &s = SetShapeOf(ASetType);
   PTypeInfo elem = s.Element();

@@ -859,6 +859,8 @@ Integer GetEnumValue(PTypeInfo AType, UnicodeStringView AName);
 UInt64 StringToSet(PTypeInfo ASetType, UnicodeStringView AValue);
 // The names of the members of a mask, separated by commas, in brackets when ABrackets.
 UnicodeString SetToString(PTypeInfo ASetType, UInt64 AValue, bool ABrackets = false);
+// The same for the set value at ASet, of any size (its 64-bit words in order).
+UnicodeString SetToString(PTypeInfo ASetType, const void *ASet, bool ABrackets);
 
 template <class E>
 requires std::is_enum_v<E> UnicodeString GetEnumName(E AValue) {

@@ -934,7 +934,7 @@ UnicodeString TValue::ToString() const {
     case tkEnumeration:
       return GetEnumName(FTypeInfo, static_cast<Integer>(ReadOrdinal(d, FTypeInfo->OrdType())));
     case tkSet:
-      return SetToString(FTypeInfo, *static_cast<const UInt64 *>(d) & SetMask(FTypeInfo), true);
+      return SetToString(FTypeInfo, d, true);
     case tkFloat: {
       const double f = ReadFloat(d, FTypeInfo->FloatType());
       switch (FTypeInfo->FDateKind) {
