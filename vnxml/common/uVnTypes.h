@@ -156,10 +156,15 @@ enum TVnSchemaDataType : Byte { sdtSimple, sdtComplex, sdtArray };
 constexpr TVarType varRecord = 0x0024;
 constexpr TVarType varObject = 0x0049;
 
-// The serializer and deserializer class of a type in one notation; either may be nil.
+struct TVnSerializerClassRef;
+
+// The serializer and deserializer class of a type in one notation; either may be nil. The
+// references carry the constructors that the serializer unit calls (uVnSerializer).
 struct TVnSerializerPair {
   TClass Serializer = nullptr;
   TClass Deserializer = nullptr;
+  const TVnSerializerClassRef *SerializerRef = nullptr;
+  const TVnSerializerClassRef *DeserializerRef = nullptr;
 };
 
 // The registry's record of one type: made once, owned by the registry, never freed by callers.

@@ -47,6 +47,7 @@
 #include <vector>
 
 #include "vnxml/common/uVnClasses.h"
+#include "vnxml/common/uVnSerializer.h"
 #include "vnxml/common/uVnSysUtils.h"
 #include "vnxml/common/uVnTypes.h"
 #include "vnxml/rtl/Classes.h"
@@ -355,7 +356,6 @@ class TVnDOMNodeArray {
 // Node arguments are raw interface pointers on which the caller holds a reference; results are
 // interface variables.
 
-class IVnSerializable;
 class IVnDOMNode;
 class IVnDOMNodeList;
 class IVnDOMNamedNodeList;
@@ -369,13 +369,6 @@ class IVnDOMAttribute;
 class IVnDOMElement;
 class IVnDOMProcessingInstruction;
 class IVnDOMDocument;
-
-class IVnSerializable : public IInterface {
-  VN_INTERFACE(IVnSerializable, IInterface, "{FECAA297-A72F-4A54-A230-249C52259587}")
- public:
-  virtual bool CanSerialize(TVnDataSerializationFormatType AFormat) = 0;
-  virtual RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *AParams) = 0;
-};
 
 class IVnDOMNode : public virtual IVnSerializable {
   VN_INTERFACE(IVnDOMNode, IVnSerializable, "{5BA39F9D-B914-4685-9D31-0C7D618FF832}")

@@ -1,0 +1,1102 @@
+// The serializer registries, hints, helpers, the serializable bases, and the walk.
+#include "vnxml/common/uVnSerializer.h"
+
+#include <unicode/uchar.h>
+
+#include <cstring>
+
+#include "vnxml/rtl/Owned.h"
+#include "vnxml/rtl/SysUtils.h"
+
+namespace vn {
+
+const char16_t _SVnNoSerializer[] = u"There is no registered serializer for \"%s\"!";
+const char16_t _SVnNoFormatSerializer[] = u"There is no \"%s\" registered serializer for %s!";
+const char16_t _SVnSerializeFailure[] = u"Serialization failure at \"%s\"\r\n";
+
+namespace {
+
+const UnicodeString cExcludeRoot = u"excluderoot";
+const UnicodeString cExcludeChildren = u"excludechildren";
+const UnicodeString cTrue = u"true";
+
+[[noreturn]] void RaiseFailure(const UnicodeString &APath, const UnicodeString &AText,
+                               std::initializer_list<TVarRec> AArgs) {
+  UnicodeString text = Format(AText, AArgs);
+  throw EVnSerializeException(Format(_SVnSerializeFailure, {APath}) + text);
+}
+
+UnicodeString KindName(Integer AOrdinal) {
+  return GetEnumName(TypeInfo<TVnTypeKind>(), AOrdinal);
+}
+
+TClass ClassOf(const TVnTypeInfo *AType) {
+  if (!AType || !AType->RttiType || AType->RttiType->GetTypeKind() != tkClass) return nullptr;
+  return AType->RttiType->AsInstance()->GetMetaclassType();
+}
+
+// Appends UTF-16 text as UTF-8; a lone surrogate becomes U+FFFD.
+void AppendUTF8(std::string &AOut, UnicodeStringView AText) {
+  const char16_t *p = AText.data(), *e = p + AText.size();
+  while (p < e) {
+    const char16_t *run = p;
+    while (p < e && *p < 0x80) ++p;
+    if (p > run) {
+      std::size_t at = AOut.size();
+      AOut.resize(at + static_cast<std::size_t>(p - run));
+      char *d = AOut.data() + at;
+      for (const char16_t *q = run; q < p; ++q) *d++ = static_cast<char>(*q);
+      continue;
+    }
+    char32_t c = *p++;
+    if (c >= 0xD800 && c <= 0xDBFF && p < e && *p >= 0xDC00 && *p <= 0xDFFF) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = 0xFFFD;
+    }
+    if (c < 0x800) {
+      AOut += static_cast<char>(0xC0 | (c >> 6));
+      AOut += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      AOut += static_cast<char>(0xE0 | (c >> 12));
+      AOut += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      AOut += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      AOut += static_cast<char>(0xF0 | (c >> 18));
+      AOut += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      AOut += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      AOut += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Hints
+
+namespace {
+
+TClass HelperClassOf(const UnicodeString &AName, TClass ABase, const char16_t *AMessage) {
+  const TVnTypeInfo *t = TVnTypes::GetTypeInfo(AName, tntQualifiedName, true, mtkUnknown);
+  TClass c = ClassOf(t);
+  VN_ASSERT_MSG_AT(c != nullptr,
+                   u"Check if you registered the helperclass and/or used the QualifiedName in the "
+                   u"hint?",
+                   __FILE__, __LINE__);
+  if (!c->InheritsFrom(ABase)) throw Exception(AMessage);
+  return c;
+}
+
+}  // namespace
+
+TClass SerializerHint::GetSerializerHelperClass() const {
+  return HelperClassOf(FValue, TVnSerializerHelper::StaticClass(),
+                       u"The specified helperclass is not a descendant of TVnSerializerHelper!");
+}
+
+TClass SerializerHint::GetDeserializerHelperClass() const {
+  return HelperClassOf(FValue, TVnDeserializerHelper::StaticClass(),
+                       u"The specified helperclass is not a descendant of TVnDeserializerHelper!");
+}
+
+bool GetSerializerHint(std::span<TCustomAttribute *const> AAttributes,
+                       TSerializerHintOption AOption, SerializerHint *&AHint) {
+  AHint = nullptr;
+  for (TCustomAttribute *a : AAttributes) {
+    if (!a->InheritsFrom(SerializerHint::StaticClass())) continue;
+    auto *h = static_cast<SerializerHint *>(a);
+    if (h->Option() == AOption) {
+      AHint = h;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool GetSerializerHint(const TRttiObject *AObject, TSerializerHintOption AOption,
+                       SerializerHint *&AHint) {
+  if (!AObject) {
+    AHint = nullptr;
+    return false;
+  }
+  return GetSerializerHint(AObject->GetAttributes(), AOption, AHint);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Helpers and their registry
+
+void TVnSerializerHelper::Serialize(TVnSerializer *, const UnicodeString &, const TVnTypeInfo *,
+                                    const TValue &, bool &AHandled) {
+  AHandled = true;
+}
+
+TVnCanDeserialize TVnDeserializerHelper::CanDeserialize(TVnDeserializer *, UnicodeString &,
+                                                        UnicodeString &, UnicodeString &) {
+  return desNo;
+}
+void TVnDeserializerHelper::DeserializeStartType(TVnDeserializer *) {}
+void TVnDeserializerHelper::DeserializeValue(TVnDeserializer *, const UnicodeString &,
+                                             const UnicodeString &, const UnicodeString &,
+                                             const UnicodeString &, bool &) {}
+void TVnDeserializerHelper::DeserializeEndType(TVnDeserializer *) {}
+
+namespace {
+
+// The list is written at start-up only and read afterwards without a lock.
+struct THelperRegistry {
+  TVnSerializerHelperReg *Head = nullptr;
+  ~THelperRegistry() {
+    while (Head) {
+      TVnSerializerHelperReg *n = Head->Next;
+      delete Head;
+      Head = n;
+    }
+  }
+};
+
+THelperRegistry &Helpers() {
+  static THelperRegistry r;
+  return r;
+}
+
+bool IsPersistent(TClass AClass) {
+  return AClass && AClass->InheritsFrom(TPersistent::StaticClass());
+}
+
+TObject *NewHelper(TClass AClass) {
+  return AClass ? AClass->Create() : nullptr;
+}
+
+}  // namespace
+
+void VnRegisterSerializerHelper(TClass AClass, TVnSerializerHelperClass ASerializer,
+                                TVnDeserializerHelperClass ADeserializer) {
+  if (IsPersistent(AClass)) RegisterClass(AClass);
+  auto *entry = new TVnSerializerHelperReg;
+  entry->ValueType = AClass ? TVnTypes::GetTypeInfo(AClass) : nullptr;
+  entry->ValueClass = AClass;
+  entry->ValueTypeName = entry->ValueType ? entry->ValueType->QualifiedName : UnicodeString();
+  entry->SerializerHelperClass = ASerializer;
+  entry->DeserializerHelperClass = ADeserializer;
+  TVnSerializerHelperReg *&head = Helpers().Head;
+  if (!head) {
+    head = entry;
+    return;
+  }
+  TVnSerializerHelperReg **link = &head;
+  for (TVnSerializerHelperReg *e = head; e; link = &e->Next, e = e->Next) {
+    if (e->ValueClass == AClass && e->SerializerHelperClass == ASerializer) {
+      if (e->DeserializerHelperClass && e->DeserializerHelperClass != ADeserializer) {
+        delete entry;
+        AssertFailed(u"Invalid Serializer/Deserializer combination!", __FILE__, __LINE__);
+      }
+      e->DeserializerHelperClass = ADeserializer;
+      delete entry;
+      return;
+    }
+    if ((AClass && e->ValueClass && AClass->InheritsFrom(e->ValueClass)) || !e->ValueClass) {
+      entry->Next = e;
+      *link = entry;
+      return;
+    }
+  }
+  entry->Next = head;
+  head = entry;
+}
+
+void VnRegisterSerializerHelper(const UnicodeString &ATypeName,
+                                TVnSerializerHelperClass ASerializer,
+                                TVnDeserializerHelperClass ADeserializer) {
+  auto *entry = new TVnSerializerHelperReg;
+  entry->ValueTypeName = ATypeName;
+  entry->SerializerHelperClass = ASerializer;
+  entry->DeserializerHelperClass = ADeserializer;
+  entry->Next = Helpers().Head;
+  Helpers().Head = entry;
+}
+
+const TVnSerializerHelperReg *VnSerializerHelpers() {
+  return Helpers().Head;
+}
+
+UnicodeString VnGenericTypeName(UnicodeStringView AName) {
+  std::size_t open = AName.find(u'<');
+  if (open == UnicodeStringView::npos) return UnicodeString(AName);
+  UnicodeString result(AName.substr(0, open + 1));
+  result += u'T';
+  // The arguments may be generic themselves: only commas at the first level separate them.
+  Integer depth = 0;
+  std::size_t i = open + 1;
+  for (; i < AName.size(); ++i) {
+    char16_t c = AName[i];
+    if (c == u'<') {
+      ++depth;
+    } else if (c == u'>') {
+      if (depth == 0) break;
+      --depth;
+    } else if (c == u',' && depth == 0) {
+      result += u",T";
+    }
+  }
+  result += AName.substr(i);
+  return result;
+}
+
+TVnSerializerHelper *FindSerializerHelper(TClass AClass) {
+  if (!AClass) return nullptr;
+  const TVnTypeInfo *info = TVnTypes::GetTypeInfo(AClass);
+  UnicodeStringView name = info ? UnicodeStringView(info->QualifiedName) : UnicodeStringView();
+  if (name.find(u'<') != UnicodeStringView::npos) {
+    UnicodeString generic = VnGenericTypeName(name);
+    // The registry's names may carry a unit ("System.Generics.Collections.TObjectList<T>"); the
+    // class's qualified name carries the same unit, so the two compare as they stand.
+    for (TVnSerializerHelperReg *e = Helpers().Head; e; e = e->Next) {
+      if (CompareText(e->ValueTypeName, generic) != 0 &&
+          CompareText(e->ValueTypeName, VnGenericTypeName(info->Name)) != 0)
+        continue;
+      return static_cast<TVnSerializerHelper *>(NewHelper(e->SerializerHelperClass));
+    }
+  }
+  for (TVnSerializerHelperReg *e = Helpers().Head; e; e = e->Next)
+    if (e->ValueClass && AClass->InheritsFrom(e->ValueClass))
+      return static_cast<TVnSerializerHelper *>(NewHelper(e->SerializerHelperClass));
+  return nullptr;
+}
+
+TVnDeserializerHelper *FindDeserializerHelper(TClass AClass) {
+  if (!AClass) return nullptr;
+  for (TVnSerializerHelperReg *e = Helpers().Head; e; e = e->Next)
+    if (e->ValueClass && AClass->InheritsFrom(e->ValueClass))
+      return static_cast<TVnDeserializerHelper *>(NewHelper(e->DeserializerHelperClass));
+  return nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The serializable bases
+
+struct TVnSerializableLock {
+  template <class T>
+  static void Enter(T &AObject, bool &AFlag) {
+    AObject.FCritSection.lock();
+    AObject.FHolder.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    ++AObject.FHolds;
+    AFlag = true;
+  }
+  template <class T>
+  static void Leave(T &AObject, bool &AFlag) {
+    // Only a thread that holds the section leaves it: AfterSerialize also runs when the walk
+    // fails, and then BeforeSerialize may have failed before entering.
+    if (AObject.FHolds == 0 ||
+        AObject.FHolder.load(std::memory_order_relaxed) != std::this_thread::get_id())
+      return;
+    if (--AObject.FHolds == 0) {
+      AFlag = false;
+      AObject.FHolder.store(std::thread::id(), std::memory_order_relaxed);
+    }
+    AObject.FCritSection.unlock();
+  }
+};
+
+#define VN_SERIALIZABLE_OPERATIONS(Class)                                                       \
+  bool Class::CanSerializeChild(TVnSerializer *, TObject *, TClass, UnicodeString &) {          \
+    return true;                                                                                \
+  }                                                                                             \
+  void Class::BeforeSerialize(TVnSerializer *, bool &) {                                        \
+    TVnSerializableLock::Enter(*this, FSerializing);                                            \
+  }                                                                                             \
+  void Class::AfterSerialize(TVnSerializer *) {                                                 \
+    TVnSerializableLock::Leave(*this, FSerializing);                                            \
+  }                                                                                             \
+  void Class::BeforeDeserialize(TVnDeserializer *) {                                            \
+    TVnSerializableLock::Enter(*this, FDeserializing);                                          \
+  }                                                                                             \
+  void Class::AfterDeserialize(TVnDeserializer *) {                                             \
+    TVnSerializableLock::Leave(*this, FDeserializing);                                          \
+  }                                                                                             \
+  TVnCanDeserialize Class::CanDeserialize(TVnDeserializer *, UnicodeString &, UnicodeString &,  \
+                                          UnicodeString &) {                                    \
+    return desNo;                                                                               \
+  }                                                                                             \
+  void Class::DeserializeValue(TVnDeserializer *, const UnicodeString &, const UnicodeString &, \
+                               const UnicodeString &, const UnicodeString &, bool &) {}
+
+VN_SERIALIZABLE_OPERATIONS(TVnSerializableObject)
+VN_SERIALIZABLE_OPERATIONS(TVnSerializableComponent)
+#undef VN_SERIALIZABLE_OPERATIONS
+
+// ---------------------------------------------------------------------------------------------
+// TVnCustomSerializer
+
+TVnCustomSerializer::TVnCustomSerializer(const TValue &AValue) : FValue(AValue) {
+  void *ptr = nullptr;
+  switch (FValue.GetTypeKind()) {
+    case tkClass:
+      ptr = FValue.AsObject();
+      break;
+    case tkInteger:
+    case tkEnumeration:
+    case tkFloat:
+    case tkSet:
+    case tkVariant:
+    case tkArray:
+    case tkRecord:
+    case tkInt64:
+    case tkDynArray:
+      ptr = FValue.GetReferenceToRawData();
+      break;
+    case tkMethod:
+    case tkInterface:
+    case tkClassRef:
+    case tkPointer:
+    case tkProcedure:
+      throw Exception(u"Values of type \"%s\" cannot be serialized!",
+                      {KindName(FValue.GetTypeKind())});
+    default:
+      break;
+  }
+  InitFromPointer(ptr, FValue.GetTypeInfo());
+}
+
+TVnCustomSerializer::TVnCustomSerializer(void *AInstance, PTypeInfo AType) {
+  InitFromPointer(AInstance, AType);
+}
+
+void TVnCustomSerializer::InitFromPointer(void *AInstance, PTypeInfo AType) {
+  FInstancePtr = AInstance;
+  FInstanceTypeInfo = AType ? TVnTypes::GetTypeInfo(AType) : nullptr;
+  if (!FValue.GetTypeInfo() && AType) {
+    switch (AType->Kind) {
+      case tkInteger:
+      case tkChar:
+      case tkEnumeration:
+      case tkFloat:
+      case tkString:
+      case tkSet:
+      case tkWChar:
+      case tkLString:
+      case tkWString:
+      case tkVariant:
+      case tkInt64:
+      case tkUString:
+        TValue::Make(AInstance, AType, FValue);
+        if (AType->Kind == tkSet) FInstancePtr = FValue.GetReferenceToRawData();
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+TVnCustomSerializer::~TVnCustomSerializer() {
+  delete FParams;
+}
+
+TObject *TVnCustomSerializer::GetObjParam(const UnicodeString &AName) {
+  for (TVnCustomSerializer *s = this; s; s = s->FParent) {
+    if (s->FParams) {
+      Integer i = s->FParams->IndexOf(AName);
+      if (i >= 0) return s->FParams->Objects(i);
+    }
+    if (s->FParent == s) break;
+  }
+  return nullptr;
+}
+
+UnicodeString TVnCustomSerializer::GetParam(const UnicodeString &AName) {
+  for (TVnCustomSerializer *s = this; s; s = s->FParent) {
+    if (s->FParams) {
+      Integer i = s->FParams->IndexOfName(AName);
+      if (i >= 0) return s->FParams->ValueFromIndex(i);
+    }
+    if (s->FParent == s) break;
+  }
+  return UnicodeString();
+}
+
+bool TVnCustomSerializer::HasParam(const UnicodeString &AName) {
+  for (TVnCustomSerializer *s = this; s; s = s->FParent) {
+    if (s->FParams && s->FParams->IndexOfName(AName) >= 0) return true;
+    if (s->FParent == s) break;
+  }
+  return false;
+}
+
+void TVnCustomSerializer::SetParam(const UnicodeString &AName, const UnicodeString &AValue) {
+  if (!FParams) {
+    if (AValue.empty()) return;
+    FParams = new TStringList;
+  }
+  FParams->SetValue(AName, AValue);
+}
+
+void TVnCustomSerializer::SetObjParam(const UnicodeString &AName, TObject *AObject) {
+  if (!FParams) FParams = new TStringList;
+  Integer i = FParams->IndexOfName(AName);
+  if (i >= 0)
+    FParams->PutObject(i, AObject);
+  else
+    FParams->AddObject(AName, AObject);
+}
+
+void TVnCustomSerializer::SetParams(TStrings *AList) {
+  if (!AList) return;
+  if (!FParams) FParams = new TStringList;
+  for (Integer i = 0; i < AList->Count(); ++i) FParams->AddObject(AList->Get(i), AList->Objects(i));
+}
+
+void TVnCustomSerializer::SetParent(TVnCustomSerializer *AParent) {
+  FParent = AParent;
+  FDepth = AParent ? AParent->FDepth + 1 : 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnSerializer
+
+TVnSerializer::TVnSerializer(const TValue &AValue) : TVnCustomSerializer(AValue) {
+  if (FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass && FInstancePtr)
+    Supports(static_cast<TObject *>(FInstancePtr), FHelper);
+}
+
+TVnSerializer::TVnSerializer(void *AInstance, PTypeInfo AType)
+    : TVnCustomSerializer(AInstance, AType) {
+  if (FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass && FInstancePtr)
+    Supports(static_cast<TObject *>(FInstancePtr), FHelper);
+}
+
+TVnSerializer::~TVnSerializer() = default;
+
+void TVnSerializer::SetParent(TVnCustomSerializer *AParent) {
+  if (AParent) {
+    FStream = AParent->Stream();
+    if (AParent->InheritsFrom(TVnSerializer::StaticClass()))
+      FOut = static_cast<TVnSerializer *>(AParent)->FOut;
+  }
+  TVnCustomSerializer::SetParent(AParent);
+}
+
+bool TVnSerializer::ParamIsTrue(const UnicodeString &AName) {
+  return GetParam(AName) == cTrue;
+}
+
+void TVnSerializer::Write(std::string_view ABytes) {
+  if (!FOut) {
+    if (FStream) FStream->WriteBuffer(ABytes.data(), static_cast<Int64>(ABytes.size()));
+    return;
+  }
+  FOut->append(ABytes);
+  if (FOut->size() >= 65536) Flush();
+}
+
+void TVnSerializer::Write(UnicodeStringView AText) {
+  if (!FOut) {
+    Write(std::string_view(UTF8Encode(AText)));
+    return;
+  }
+  AppendUTF8(*FOut, AText);
+  if (FOut->size() >= 65536) Flush();
+}
+
+void TVnSerializer::Write(char AByte) {
+  if (!FOut) {
+    Write(std::string_view(&AByte, 1));
+    return;
+  }
+  FOut->push_back(AByte);
+}
+
+void TVnSerializer::Flush() {
+  if (!FOut || FOut->empty()) return;
+  if (FStream) FStream->WriteBuffer(FOut->data(), static_cast<Int64>(FOut->size()));
+  FOut->clear();
+}
+
+void TVnSerializer::SerializeStartType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
+void TVnSerializer::SerializeEndType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
+void TVnSerializer::SerializeName(const UnicodeString &, TVnSerializerMemberType, TVnTypeKind,
+                                  TVnTypeKind) {}
+void TVnSerializer::SerializeValue(const UnicodeString &, const TVnTypeInfo *, const TValue &,
+                                   Integer) {}
+
+RawByteString TVnSerializer::Serialize() {
+  Owned<TVnStringStream> stream = MakeOwned<TVnStringStream>(static_cast<Word>(65001), 0);
+  Serialize(stream.get());
+  return stream->GetDataString();
+}
+
+void TVnSerializer::RunRoot(TStream *AStream, const std::function<void()> &ABody) {
+  SetAutoDestroy(GetAutoDestroy());
+  FStream = AStream;
+  SetParent(nullptr);
+  FOwnBuffer.clear();
+  FOut = &FOwnBuffer;
+  try {
+    ABody();
+  } catch (...) {
+    // What was written stays in the stream.
+    try {
+      Flush();
+    } catch (...) {
+    }
+    FOut = nullptr;
+    throw;
+  }
+  Flush();
+  FOut = nullptr;
+}
+
+void TVnSerializer::Serialize(TStream *AStream) {
+  RunRoot(AStream, [this] {
+    bool skip = false;
+    bool frame =
+        !ParamIsTrue(cExcludeRoot) && FInstanceTypeInfo && !FInstanceTypeInfo->GetIsSimpleType();
+    if (frame) SerializeStartType(UnicodeString(), FInstanceTypeInfo, -1);
+    try {
+      if (FHelper) FHelper->BeforeSerialize(this, skip);
+      if (!skip && FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass && FInstancePtr) {
+        auto *object = static_cast<TObject *>(FInstancePtr);
+        if (TVnSerializerHelper *helper = FindSerializerHelper(object->ClassType())) {
+          Owned<TVnSerializerHelper> own(helper);
+          helper->Serialize(this, UnicodeString(), FInstanceTypeInfo, TValue(object), skip);
+        }
+      }
+      if (!skip) DoSerialize(this, UnicodeString(), UnicodeString());
+    } catch (...) {
+      if (FHelper) FHelper->AfterSerialize(this);
+      throw;
+    }
+    if (FHelper) FHelper->AfterSerialize(this);
+    if (frame) SerializeEndType(UnicodeString(), FInstanceTypeInfo, -1);
+  });
+}
+
+void TVnSerializer::Serialize(TStream *AStream, const TRttiInvokableType *AInvokable,
+                              const UnicodeString &, std::span<const TValue> AArgs, Integer AHigh) {
+  auto params = AInvokable->GetParameters();
+  if (static_cast<Integer>(params.size()) != AHigh + 1)
+    throw Exception(
+        u"Failed to trigger the event!\r\nThe paramatercount does not match the count of the "
+        u"prototype.");
+  RunRoot(AStream, [&] {
+    FInstanceTypeInfo = TVnTypes::GetTypeInfo(AInvokable);
+    SerializeStartType(FName, FInstanceTypeInfo, -1);
+    for (std::size_t i = 0; i < params.size(); ++i) {
+      const TVnTypeInfo *t = TVnTypes::GetTypeInfo(params[i]->GetParamTypeHandle());
+      SerializeFieldOrProp(params[i]->GetName(), t, i < AArgs.size() ? AArgs[i] : TValue(),
+                           params[i]->GetAttributes());
+    }
+    SerializeEndType(UnicodeString(), FInstanceTypeInfo, -1);
+  });
+}
+
+bool TVnSerializer::IsAncestorInstance(const void *AObject) const {
+  for (const TVnCustomSerializer *s = this; s; s = s->Parent())
+    if (s->InstancePtr() == AObject) return true;
+  return false;
+}
+
+namespace {
+
+// A member's value, with a TValue held in a TValue taken out of it.
+void Unwrap(TValue &AValue, const TVnTypeInfo *&AInfo) {
+  if (AValue.GetTypeKind() == tkRecord && AInfo && AInfo->QualifiedName == u"System.Rtti.TValue") {
+    TValue inner = AValue.AsType<TValue>();
+    AValue = std::move(inner);
+    AInfo = AValue.GetTypeInfo() ? TVnTypes::GetTypeInfo(AValue.GetTypeInfo()) : nullptr;
+  }
+}
+
+bool IsStructured(TVnTypeKind AKind) {
+  return AKind == vtkRecord || AKind == vtkClass || AKind == vtkInterface;
+}
+
+// The kind of a type description that may be missing.
+TVnTypeKind KindOf(const TVnTypeInfo *AType) {
+  return AType ? AType->Kind : vtkUnknown;
+}
+
+}  // namespace
+
+void TVnSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                                const UnicodeString &APath) {
+  FMemberName = AName;
+  if (AName.empty())
+    FPath.clear();
+  else if (!APath.empty())
+    FPath = APath + u"." + AName;
+  else
+    FPath = AName;
+  TVnTypeKind kind = KindOf(FInstanceTypeInfo);
+  switch (kind) {
+    case vtkRecord:
+    case vtkClass:
+      WalkMembers();
+      break;
+    case vtkArray:
+    case vtkDynArray:
+      WalkArray(ASerializer, AName);
+      break;
+    case vtkPointer:
+      break;
+    default:
+      SerializeValue(AName, FInstanceTypeInfo, FValue, -1);
+      break;
+  }
+}
+
+void TVnSerializer::WalkMembers() {
+  TRttiType *type = FInstanceTypeInfo->RttiType;
+  if (!type) return;
+  TStringList seen;  // names compared without regard to case
+  seen.SetCaseSensitive(false);
+  auto isSeen = [&seen](const UnicodeString &AName) {
+    if (seen.IndexOf(AName) >= 0) return true;
+    seen.Add(AName);
+    return false;
+  };
+  SerializerHint *hint = nullptr;
+
+  for (TRttiProperty *prop : type->GetProperties()) {
+    if (isSeen(prop->GetName())) continue;
+    const TVnTypeInfo *info = TVnTypes::GetTypeInfo(prop->GetDataTypeHandle());
+    bool write = GetSerializerHint(prop, shoDoNotSerialize, hint) ? false : prop->IsReadable();
+    SerializerHint *nameHint = nullptr;
+    bool named = GetSerializerHint(prop, shoName, nameHint);
+    if (write) {
+      switch (prop->GetVisibility()) {
+        case mvPublished:
+          write = !named || !nameHint->Value().empty();
+          break;
+        case mvPublic:
+          write = named && !nameHint->Value().empty();
+          break;
+        default:
+          write = false;
+          break;
+      }
+    }
+    TValue value;
+    if (write) {
+      value = prop->GetValue(FInstancePtr);
+      Unwrap(value, info);
+      TVnTypeKind k = KindOf(info);
+      if (k == vtkUnknown || k == vtkPointer || k == vtkMethod || k == vtkClassRef) write = false;
+    }
+    if (write && IsStructured(info->Kind)) write = !ParamIsTrue(cExcludeChildren);
+    if (write && info->Kind == vtkClass && value.GetTypeKind() == tkClass && value.AsObject() &&
+        IsAncestorInstance(value.AsObject()))
+      write = false;
+    if (!write) continue;
+
+    const UnicodeString &name = named ? nameHint->Value() : prop->GetName();
+    TVnSerializerHelper *helper = nullptr;
+    if (GetSerializerHint(prop, shoSerializerHelper, hint)) {
+      helper = static_cast<TVnSerializerHelper *>(hint->GetSerializerHelperClass()->Create());
+    } else if (info->Kind == vtkClass) {
+      TObject *object = value.GetTypeKind() == tkClass ? value.AsObject() : nullptr;
+      helper = FindSerializerHelper(object ? object->ClassType() : ClassOf(info));
+    }
+    if (helper) {
+      Owned<TVnSerializerHelper> own(helper);
+      bool handled = true;
+      helper->Serialize(this, name, info, value, handled);
+      if (handled) continue;
+    }
+    SerializeFieldOrProp(name, info, value, prop->GetAttributes());
+  }
+
+  for (TRttiField *field : type->GetFields()) {
+    if (isSeen(field->GetName())) continue;
+    bool write = GetSerializerHint(field, shoDoNotSerialize, hint)
+                     ? false
+                     : field->GetVisibility() >= mvPublic;
+    if (GetSerializerHint(field, shoName, hint)) write = !hint->Value().empty();
+    if (!write) continue;
+    const TVnTypeInfo *info = TVnTypes::GetTypeInfo(field->GetDataTypeHandle());
+    TValue value = field->GetValue(FInstancePtr);
+    Unwrap(value, info);
+    if (KindOf(info) == vtkClass && value.GetTypeKind() == tkClass && value.AsObject() &&
+        IsAncestorInstance(value.AsObject()))
+      continue;
+    if (IsStructured(KindOf(info)) && ParamIsTrue(cExcludeChildren)) continue;
+    SerializeFieldOrProp(field->GetName(), info, value, field->GetAttributes());
+  }
+}
+
+void TVnSerializer::WalkArray(TVnSerializer *ASerializer, const UnicodeString &AName) {
+  TValue array;
+  if (!AName.empty()) {
+    const TVnTypeInfo *owner = ASerializer->FInstanceTypeInfo;
+    TRttiType *type = owner ? owner->RttiType : nullptr;
+    TRttiDataMember *member = nullptr;
+    if (type) {
+      member = type->GetField(AName);
+      if (!member) member = type->GetProperty(AName);
+    }
+    if (!member)
+      RaiseFailure(FPath,
+                   u"Arrays are only supported as a field or property of another "
+                   u"object/record!",
+                   {});
+    array = member->GetValue(ASerializer->FInstancePtr);
+  } else {
+    if (FValue.GetTypeKind() != FInstanceTypeInfo->GetKind())
+      RaiseFailure(FPath, u"The type of the value does not match the type of the instanceinfo!",
+                   {});
+    array = FValue;
+  }
+  const TVnTypeInfo *element = FInstanceTypeInfo->GetElementType();
+  if (!element) return;
+  UnicodeString item = element->SchemaName();
+  Integer count = array.GetArrayLength();
+  TTypeKind elementKind = element->GetKind();
+  for (Integer i = 0; i < count; ++i) {
+    TValue e = array.GetArrayElement(i);
+    switch (elementKind) {
+      case tkClass:
+        SerializeClass(item, ClassOf(element), e.GetTypeKind() == tkClass ? e.AsObject() : nullptr,
+                       i);
+        break;
+      case tkArray:
+      case tkDynArray:
+        SerializeArray(item, element, e.GetReferenceToRawData(),
+                       TVnTypes::GetTypeInfo(e.GetTypeInfo()), i);
+        break;
+      case tkRecord:
+        SerializeRecord(item, element, e.GetReferenceToRawData(),
+                        TVnTypes::GetTypeInfo(e.GetTypeInfo()), i);
+        break;
+      default:
+        SerializeValue(item, element, e, i);
+        break;
+    }
+  }
+}
+
+void TVnSerializer::SerializeFieldOrProp(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                         const TValue &AValue, std::span<TCustomAttribute *const>) {
+  SerializeName(AName, smtField, KindOf(FInstanceTypeInfo), KindOf(ATypeInfo));
+  switch (ATypeInfo ? ATypeInfo->GetKind() : tkUnknown) {
+    case tkInterface: {
+      DelphiInterface<IInterface> intf = AValue.GetTypeKind() == tkInterface
+                                             ? AValue.AsInterface()
+                                             : DelphiInterface<IInterface>();
+      DelphiInterface<IVnSerializable> serializable;
+      DelphiInterface<IVnObject> object;
+      if (intf && Supports(intf.get(), serializable)) {
+        SerializeInterface(AName, ATypeInfo, intf.get(), -1);
+      } else if (intf && Supports(intf.get(), object)) {
+        TObject *o = object->Implementor();
+        SerializeClass(AName, o->ClassType(), o, -1);
+      } else if (intf) {
+        RaiseFailure(FPath, u"The field \"%s\" of type \"%s\" cannot be serialized!",
+                     {AName, ATypeInfo->QualifiedName});
+      } else {
+        SerializeInterface(AName, ATypeInfo, nullptr, -1);
+      }
+      break;
+    }
+    case tkClass:
+      SerializeClass(AName, ClassOf(ATypeInfo),
+                     AValue.GetTypeKind() == tkClass ? AValue.AsObject() : nullptr, -1);
+      break;
+    case tkRecord:
+      if (ATypeInfo->QualifiedName != u"System.Rtti.TValue") {
+        SerializeRecord(AName, ATypeInfo, const_cast<void *>(AValue.GetReferenceToRawData()),
+                        ATypeInfo, -1);
+      } else if (AValue.GetTypeKind() == tkRecord) {
+        TValue inner = AValue.AsType<TValue>();
+        if (!inner.GetIsEmpty())
+          SerializeValue(AName, TVnTypes::GetTypeInfo(inner.GetTypeInfo()), inner, -1);
+      }
+      break;
+    case tkArray:
+    case tkDynArray:
+      SerializeArray(AName, ATypeInfo, const_cast<void *>(AValue.GetReferenceToRawData()),
+                     ATypeInfo, -1);
+      break;
+    case tkPointer: {
+      const void *raw = AValue.GetReferenceToRawData();
+      void *p = nullptr;
+      if (raw) std::memcpy(&p, raw, sizeof p);
+      SerializeValue(AName, ATypeInfo, TValue(static_cast<Int64>(reinterpret_cast<intptr_t>(p))),
+                     -1);
+      break;
+    }
+    default:
+      SerializeValue(AName, ATypeInfo, AValue, -1);
+      break;
+  }
+}
+
+void TVnSerializer::SerializeClass(const UnicodeString &AName, TClass AClass, TObject *AInstance,
+                                   Integer AIndex) {
+  const TVnTypeInfo *info = TVnTypes::GetTypeInfo(AInstance ? AInstance->ClassType() : AClass);
+  TClass cls = AInstance ? AInstance->ClassType() : AClass;
+  bool component = cls && cls->InheritsFrom(TComponent::StaticClass());
+  bool write;
+  if (ParamIsTrue(cExcludeChildren)) {
+    write = false;
+  } else if (component) {
+    write = AInstance && (static_cast<TComponent *>(AInstance)->Owner() == FInstancePtr ||
+                          !static_cast<TComponent *>(AInstance)->Owner());
+  } else {
+    write = true;
+  }
+  UnicodeString name = AName;
+  if (write && FHelper) write = FHelper->CanSerializeChild(this, AInstance, AClass, name);
+  if (write) {
+    if (AInstance)
+      SerializeChild(name, info->Name, AInstance, info, AIndex);
+    else
+      SerializeValue(name, info, TValue(), AIndex);
+  } else if (component && AInstance) {
+    SerializeValue(name, info, TValue(static_cast<TComponent *>(AInstance)->Name()), AIndex);
+  } else {
+    SerializeValue(name, info, TValue(UnicodeString()), AIndex);
+  }
+}
+
+void TVnSerializer::SerializeRecord(const UnicodeString &AName, const TVnTypeInfo *, void *APtr,
+                                    const TVnTypeInfo *AInstanceTypeInfo, Integer AIndex) {
+  if (!ParamIsTrue(cExcludeChildren))
+    SerializeChild(AName, UnicodeString(), APtr, AInstanceTypeInfo, AIndex);
+  else
+    SerializeValue(AName, AInstanceTypeInfo, TValue(), AIndex);
+}
+
+void TVnSerializer::SerializeArray(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                   void *APtr, const TVnTypeInfo *AInstanceTypeInfo,
+                                   Integer AIndex) {
+  SerializeChild(AName, ATypeInfo->Name, APtr, AInstanceTypeInfo, AIndex);
+}
+
+void TVnSerializer::SerializeChild(const UnicodeString &AName, const UnicodeString &, void *APtr,
+                                   const TVnTypeInfo *ATypeInfo, Integer AIndex) {
+  if (FDepth >= cVnSerializerMaxDepth)
+    RaiseFailure(FPath, u"The value is nested deeper than %d levels!", {cVnSerializerMaxDepth});
+  Owned<TVnSerializer> child(CreateChildSerializer(APtr, ATypeInfo));
+  child->SerializeStartType(AName, ATypeInfo, AIndex);
+  bool skip = false;
+  IVnSerializerHelper *helper = child->FHelper.get();
+  try {
+    if (helper) helper->BeforeSerialize(child.get(), skip);
+    if (!skip) child->DoSerialize(this, AName, FPath);
+  } catch (...) {
+    if (helper) helper->AfterSerialize(child.get());
+    throw;
+  }
+  if (helper) helper->AfterSerialize(child.get());
+  child->SerializeEndType(AName, ATypeInfo, AIndex);
+}
+
+void TVnSerializer::SerializeInterface(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                       IInterface *AIntf, Integer AIndex) {
+  if (!AIntf || ParamIsTrue(cExcludeChildren)) {
+    SerializeValue(AName, ATypeInfo, TValue(), AIndex);
+    return;
+  }
+  DelphiInterface<IVnSerializable> serializable;
+  if (Supports(AIntf, serializable)) {
+    Owned<TVnSerializer> child(CreateChildSerializer(AIntf, ATypeInfo));
+    bool bare = KindOf(FInstanceTypeInfo) != vtkRecord && ParamIsTrue(cExcludeRoot);
+    if (!bare) child->SerializeStartType(AName, ATypeInfo, AIndex);
+    if (!FParams) FParams = new TStringList;
+    RawByteString text = serializable->Serialize(Format(), FParams);
+    Write(std::string_view(text));
+    if (!bare) child->SerializeEndType(AName, ATypeInfo, AIndex);
+    return;
+  }
+  // There is no automation interface on this platform to walk the object by.
+  RaiseFailure(FPath, u"The field \"%s\" of type \"%s\" cannot be serialized (Record)!",
+               {AName, KindName(KindOf(ATypeInfo))});
+}
+
+TVnSerializer *TVnSerializer::CreateChildSerializer(void *APtr, const TVnTypeInfo *ATypeInfo) {
+  TVnSerializer *child = VnCreateSerializerEx(Format(), APtr, ATypeInfo);
+  child->SetParent(this);
+  return child;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Registration and lookup
+
+void VnRegisterType(PTypeInfo AType) {
+  if (AType && AType->Kind == tkClass) {
+    TClass c = ClassOf(TVnTypes::GetTypeInfo(AType));
+    if (IsPersistent(c)) RegisterClass(c);
+  }
+}
+
+void VnRegisterType(TClass AClass) {
+  if (AClass) VnRegisterType(AClass->ClassInfo());
+}
+
+namespace {
+
+void RegisterPair(TVnDataSerializationFormatType AFormat, PTypeInfo AType,
+                  TVnSerializerClass ASerializer, TVnDeserializerClass ADeserializer) {
+  TVnSerializerPair pair;
+  pair.Serializer = ASerializer ? ASerializer->Class : nullptr;
+  pair.Deserializer = ADeserializer ? ADeserializer->Class : nullptr;
+  pair.SerializerRef = ASerializer;
+  pair.DeserializerRef = ADeserializer;
+  TVnTypes::RegisterTypeSerializers(AType, AFormat, &pair);
+}
+
+}  // namespace
+
+void VnRegisterSerializer(TVnDataSerializationFormatType AFormat, TClass AClass,
+                          TVnSerializerClass ASerializer, TVnDeserializerClass ADeserializer) {
+  if (IsPersistent(AClass)) RegisterClass(AClass);
+  const TVnTypeInfo *info = AClass ? TVnTypes::GetTypeInfo(AClass) : nullptr;
+  VN_ASSERT_MSG_AT(info && info->RttiType,
+                   u"The ClassInfo of the class " +
+                       (AClass ? AClass->ClassName() : UnicodeString()) + u" is unknown!",
+                   __FILE__, __LINE__);
+  RegisterPair(AFormat, AClass->ClassInfo(), ASerializer, ADeserializer);
+}
+
+void VnRegisterSerializer(TVnDataSerializationFormatType AFormat, PTypeInfo AType,
+                          TVnSerializerClass ASerializer, TVnDeserializerClass ADeserializer) {
+  RegisterPair(AFormat, AType, ASerializer, ADeserializer);
+}
+
+TVnSerializerClass VnFindSerializerClassEx(TVnDataSerializationFormatType AFormat,
+                                           const TVnTypeInfo *AType) {
+  const TVnSerializerPair *pair = TVnTypes::FindSerializers(AType, AFormat);
+  return pair ? pair->SerializerRef : nullptr;
+}
+
+TVnSerializerClass VnFindSerializerClass(TVnDataSerializationFormatType AFormat, PTypeInfo AType) {
+  return VnFindSerializerClassEx(AFormat, AType ? TVnTypes::GetTypeInfo(AType) : nullptr);
+}
+
+TVnDeserializerClass VnFindDeserializerClassEx(TVnDataSerializationFormatType AFormat,
+                                               const TVnTypeInfo *AType) {
+  const TVnSerializerPair *pair = TVnTypes::FindSerializers(AType, AFormat);
+  return pair ? pair->DeserializerRef : nullptr;
+}
+
+TVnDeserializerClass VnFindDeserializerClass(TVnDataSerializationFormatType AFormat,
+                                             PTypeInfo AType) {
+  return VnFindDeserializerClassEx(AFormat, AType ? TVnTypes::GetTypeInfo(AType) : nullptr);
+}
+
+namespace {
+
+TVnSerializer *AsSerializer(TObject *AObject) {
+  if (AObject && !AObject->InheritsFrom(TVnSerializer::StaticClass())) {
+    AObject->Free();
+    throw EInvalidCast(u"Invalid class typecast");
+  }
+  return static_cast<TVnSerializer *>(AObject);
+}
+
+}  // namespace
+
+TVnSerializer *VnCreateSerializer(TVnDataSerializationFormatType AFormat, const TValue &AValue) {
+  PTypeInfo type = AValue.GetTypeInfo();
+  TVnSerializerClass cls =
+      VnFindSerializerClassEx(AFormat, type ? TVnTypes::GetTypeInfo(type) : nullptr);
+  if (!cls) throw Exception(_SVnNoSerializer, {VnDataSerializationFormatType[AFormat]});
+  return AsSerializer(cls->NewFromValue(AValue));
+}
+
+TVnSerializer *VnCreateSerializer(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                  PTypeInfo AType) {
+  const TVnTypeInfo *info = AType ? TVnTypes::GetTypeInfo(AType) : nullptr;
+  TVnSerializerClass cls = VnFindSerializerClassEx(AFormat, info);
+  if (!cls)
+    throw Exception(_SVnNoFormatSerializer,
+                    {VnDataSerializationFormatType[AFormat], info ? info->Name : UnicodeString()});
+  return AsSerializer(cls->NewFromPointer(AInstance, AType));
+}
+
+TVnSerializer *VnCreateSerializerEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                    const TVnTypeInfo *AType) {
+  TVnSerializerClass cls = VnFindSerializerClassEx(AFormat, AType);
+  if (!cls)
+    throw Exception(_SVnNoFormatSerializer, {VnDataSerializationFormatType[AFormat],
+                                             AType ? AType->QualifiedName : UnicodeString()});
+  return AsSerializer(cls->NewFromPointer(AInstance, AType ? AType->Handle : nullptr));
+}
+
+RawByteString VnSerialize(TVnDataSerializationFormatType AFormat, const TValue &AValue) {
+  Owned<TVnSerializer> s(VnCreateSerializer(AFormat, AValue));
+  return s->Serialize();
+}
+
+RawByteString VnSerialize(TVnDataSerializationFormatType AFormat, void *AInstance,
+                          PTypeInfo AType) {
+  Owned<TVnSerializer> s(VnCreateSerializer(AFormat, AInstance, AType));
+  return s->Serialize();
+}
+
+RawByteString VnSerializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                            const TVnTypeInfo *AType) {
+  Owned<TVnSerializer> s(VnCreateSerializerEx(AFormat, AInstance, AType));
+  return s->Serialize();
+}
+
+void VnSerialize(TVnDataSerializationFormatType AFormat, const TValue &AValue, TStream *AStream) {
+  Owned<TVnSerializer> s(VnCreateSerializer(AFormat, AValue));
+  s->Serialize(AStream);
+}
+
+void VnSerialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
+                 TStream *AStream) {
+  Owned<TVnSerializer> s(VnCreateSerializer(AFormat, AInstance, AType));
+  s->Serialize(AStream);
+}
+
+void VnSerializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                   const TVnTypeInfo *AType, TStream *AStream) {
+  Owned<TVnSerializer> s(VnCreateSerializerEx(AFormat, AInstance, AType));
+  s->Serialize(AStream);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The operations on every object
+
+RawByteString TVnSerializerClassHelper::Serialize(TVnDataSerializationFormatType AFormat) const {
+  return VnSerialize(AFormat, TValue(FSelf));
+}
+
+RawByteString TVnSerializerClassHelper::AsJSON() const {
+  return VnSerialize(dsfJSON, TValue(FSelf));
+}
+
+RawByteString TVnSerializerClassHelper::AsXML(const UnicodeString &ANamespace,
+                                              bool AExcludeNamespaces) const {
+  Owned<TVnSerializer> s(VnCreateSerializer(dsfXML, TValue(FSelf)));
+  if (AExcludeNamespaces)
+    s->SetParam(u"excludenamespaces", u"true");
+  else if (!ANamespace.empty())
+    s->SetParam(u"xmlns", ANamespace);
+  return s->Serialize();
+}
+
+UnicodeString VnCharCase(UnicodeStringView AText, Integer AMode, char16_t ASeparator) {
+  if (AMode != 0 && AMode != 6 && AMode != 7)
+    throw EArgumentOutOfRangeException(u"Argument out of range");
+  UnicodeString result(AText);
+  if (AMode == 0) return result;
+  bool first = true, wordStart = true;
+  for (char16_t &c : result) {
+    if (c == ASeparator) {
+      wordStart = true;
+      continue;
+    }
+    if (wordStart) {
+      // Letters of the basic plane; a surrogate stays as it is.
+      bool lower = AMode == 7 && first;
+      if (c < 0xD800 || c > 0xDFFF) c = static_cast<char16_t>(lower ? u_tolower(c) : u_toupper(c));
+      first = false;
+      wordStart = false;
+    }
+  }
+  return result;
+}
+
+}  // namespace vn

@@ -1,0 +1,506 @@
+// Object serialization: the entry functions that turn any value into a document, the contracts
+// by which a class takes part in its own serialization, the hints that steer the walk, the
+// registries of serializers and helpers, and TVnSerializer, the walk that every notation shares.
+//
+// A notation (uVnXMLSerializer, uVnJSONSerializer) derives from TVnSerializer, implements the
+// four writers and registers itself for its format; including its header is what makes the
+// notation available, as the registrations run when its unit starts.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <span>
+#include <string>
+#include <thread>
+
+#include "vnxml/common/uVnClasses.h"
+#include "vnxml/common/uVnSysUtils.h"
+#include "vnxml/common/uVnTypes.h"
+#include "vnxml/rtl/Classes.h"
+#include "vnxml/rtl/Rtti.h"
+
+namespace vn {
+
+class TVnSerializer;
+class TVnDeserializer;
+
+// ---------------------------------------------------------------------------------------------
+// Hints
+
+enum TSerializerHintOption : Byte {
+  shoName,                // the member's name in the document; an empty value leaves it out
+  shoRequired,            // declared, not read
+  shoSerializerHelper,    // qualified name of a TVnSerializerHelper class for this member
+  shoDeserializerHelper,  // qualified name of a TVnDeserializerHelper class for this member
+  shoNodeType,            // "NodeValue": the element's text goes into this member (XML)
+  shoEnumPrefix,          // prefix cut from enumeration value names in documents
+  shoDoNotSerialize,      // the member is not written
+  shoTimezoneFormat       // declared, not read
+};
+
+// An attribute of a member or a type that steers serialization:
+//   R.Property(u"Customer", &TOrder::GetCustomer, &TOrder::SetCustomer, mvPublished,
+//              {new SerializerHint(shoName, u"client")});
+//   R.Attribute(new SerializerHint(shoEnumPrefix, u"cl"));
+class SerializerHint : public TCustomAttribute {
+  VN_CLASS(SerializerHint, TCustomAttribute)
+ public:
+  explicit SerializerHint(TSerializerHintOption AOption, UnicodeString AValue = {})
+      : FOption(AOption), FValue(std::move(AValue)) {}
+
+  TSerializerHintOption Option() const noexcept { return FOption; }
+  const UnicodeString &Value() const noexcept { return FValue; }
+
+  // The helper class that the value names by its qualified name. A name that the type
+  // registry does not know fails an assertion; a class that is no helper raises Exception.
+  TClass GetSerializerHelperClass() const;
+  TClass GetDeserializerHelperClass() const;
+
+ private:
+  TSerializerHintOption FOption;
+  UnicodeString FValue;
+};
+
+// The first hint with the option among the attributes; AHint is nil when there is none.
+bool GetSerializerHint(std::span<TCustomAttribute *const> AAttributes,
+                       TSerializerHintOption AOption, SerializerHint *&AHint);
+bool GetSerializerHint(const TRttiObject *AObject, TSerializerHintOption AOption,
+                       SerializerHint *&AHint);
+
+// ---------------------------------------------------------------------------------------------
+// Interfaces
+
+class IVnCustomSerializer : public IInterface {
+  VN_INTERFACE(IVnCustomSerializer, IInterface, "{8A411E1C-4227-4C97-B9BC-0704A2215768}")
+ public:
+  virtual void *GetInstancePtr() = 0;
+  virtual TObject *GetObjParam(const UnicodeString &AName) = 0;
+  virtual UnicodeString GetParam(const UnicodeString &AName) = 0;
+  virtual void SetParam(const UnicodeString &AName, const UnicodeString &AValue) = 0;
+  virtual void SetObjParam(const UnicodeString &AName, TObject *AObject) = 0;
+};
+
+class IVnSerializer : public virtual IVnCustomSerializer {
+  VN_INTERFACE(IVnSerializer, IVnCustomSerializer, "{50458569-8419-4DBC-BF78-D7AC5A927C04}")
+ public:
+  virtual RawByteString Serialize() = 0;
+  virtual void Serialize(TStream *AStream) = 0;
+};
+
+// Answered by instances that want a say in their own serialization; the walk asks each class
+// instance for it.
+class IVnSerializerHelper : public IInterface {
+  VN_INTERFACE(IVnSerializerHelper, IInterface, "{5B60BFE6-724B-4454-AF3A-1D3C10C530E5}")
+ public:
+  virtual bool CanSerializeChild(TVnSerializer *ASerializer, TObject *AChild, TClass AClass,
+                                 UnicodeString &AName) = 0;
+  virtual void BeforeSerialize(TVnSerializer *ASerializer, bool &ASkip) = 0;
+  virtual void AfterSerialize(TVnSerializer *ASerializer) = 0;
+};
+
+enum TVnCanDeserialize : Byte { desYes, desNo, desIgnore };
+enum TVnSerializerMemberType : Byte { smtProperty, smtField };
+
+class IVnDeserializerHelper : public IInterface {
+  VN_INTERFACE(IVnDeserializerHelper, IInterface, "{53720F69-818C-4D30-B2AB-3FB01712D3C0}")
+ public:
+  virtual void BeforeDeserialize(TVnDeserializer *ADeserializer) = 0;
+  virtual void AfterDeserialize(TVnDeserializer *ADeserializer) = 0;
+  virtual TVnCanDeserialize CanDeserialize(TVnDeserializer *ADeserializer, UnicodeString &AUri,
+                                           UnicodeString &AName, UnicodeString &ADataType) = 0;
+  virtual void DeserializeValue(TVnDeserializer *ADeserializer, const UnicodeString &AUri,
+                                const UnicodeString &AName, const UnicodeString &AValue,
+                                const UnicodeString &ADataType, bool &AHandled) = 0;
+};
+
+// An object that writes itself: its text goes into the document as it stands.
+class IVnSerializable : public IInterface {
+  VN_INTERFACE(IVnSerializable, IInterface, "{FECAA297-A72F-4A54-A230-249C52259587}")
+ public:
+  virtual bool CanSerialize(TVnDataSerializationFormatType AFormat) = 0;
+  virtual RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *AParams) = 0;
+};
+
+class IVnDeserializable : public IInterface {
+  VN_INTERFACE(IVnDeserializable, IInterface, "{0C9F95A5-BD08-4A7D-A5F1-FA604A19E4A2}")
+ public:
+  virtual bool CanDeserialize(TVnDataSerializationFormatType AFormat) = 0;
+  virtual void Deserialize(TVnDataSerializationFormatType AFormat, const RawByteString &AData,
+                           TStringList *AParams) = 0;
+};
+
+inline const TGUID &IID_IVnCustomSerializer = IVnCustomSerializer::IID;
+inline const TGUID &IID_IVnSerializable = IVnSerializable::IID;
+inline const TGUID &IID_IVnDeserializable = IVnDeserializable::IID;
+
+// The failure class of the walk.
+class EVnSerializeException : public Exception {
+  VN_EXCEPTION_CLASS(EVnSerializeException, Exception)
+ public:
+  using Exception::Exception;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Class references of serializers and deserializers: the class and the two constructors that
+// the registry calls. VnSerializerClass<T>() gives the one reference of a class.
+
+struct TVnSerializerClassRef {
+  TClass Class;
+  TObject *(*NewFromValue)(const TValue &AValue);
+  TObject *(*NewFromPointer)(void *AInstance, PTypeInfo AType);
+};
+using TVnSerializerClass = const TVnSerializerClassRef *;
+using TVnDeserializerClass = const TVnSerializerClassRef *;
+
+template <class T>
+TVnSerializerClass VnSerializerClass() {
+  static const TVnSerializerClassRef ref{
+      T::StaticClass(), [](const TValue &AValue) -> TObject * { return New<T>(AValue); },
+      [](void *AInstance, PTypeInfo AType) -> TObject * { return New<T>(AInstance, AType); }};
+  return &ref;
+}
+template <class T>
+TVnDeserializerClass VnDeserializerClass() {
+  return VnSerializerClass<T>();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Helpers: objects that take over the writing of a member (or a whole instance) of a class.
+
+class TVnSerializerHelper : public TObject {
+  VN_CLASS(TVnSerializerHelper, TObject)
+ public:
+  TVnSerializerHelper() = default;
+  // Writes AValue under AName through ASerializer's writers. AHandled comes in true; a helper
+  // that wants the default walk of the member sets it to false. The base writes nothing, so an
+  // unfinished helper hides the member.
+  virtual void Serialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                         const TVnTypeInfo *ATypeInfo, const TValue &AValue, bool &AHandled);
+};
+
+class TVnDeserializerHelper : public TObject {
+  VN_CLASS(TVnDeserializerHelper, TObject)
+ public:
+  TVnDeserializerHelper() = default;
+  virtual TVnCanDeserialize CanDeserialize(TVnDeserializer *ADeserializer, UnicodeString &AUri,
+                                           UnicodeString &AName, UnicodeString &ADataType);
+  virtual void DeserializeStartType(TVnDeserializer *ADeserializer);
+  virtual void DeserializeValue(TVnDeserializer *ADeserializer, const UnicodeString &AUri,
+                                const UnicodeString &AName, const UnicodeString &AValue,
+                                const UnicodeString &ADataType, bool &AHandled);
+  virtual void DeserializeEndType(TVnDeserializer *ADeserializer);
+};
+
+using TVnSerializerHelperClass = TClass;
+using TVnDeserializerHelperClass = TClass;
+
+// One entry of the helper registry, a singly linked list read from its head.
+struct TVnSerializerHelperReg {
+  const TVnTypeInfo *ValueType = nullptr;
+  TClass ValueClass = nullptr;
+  UnicodeString ValueTypeName;
+  TVnSerializerHelperClass SerializerHelperClass = nullptr;
+  TVnDeserializerHelperClass DeserializerHelperClass = nullptr;
+  TVnSerializerHelperReg *Next = nullptr;
+};
+
+// A new instance of the helper registered for the class (or its nearest registered ancestor),
+// or nil. Generic names ("TObjectList<uShop.TItem>") are first looked up in their generic form
+// ("TObjectList<T>"); the reader's lookup does only the ancestor walk.
+TVnSerializerHelper *FindSerializerHelper(TClass AClass);
+TVnDeserializerHelper *FindDeserializerHelper(TClass AClass);
+// The generic form of a class name: each type argument replaced by "T".
+UnicodeString VnGenericTypeName(UnicodeStringView AName);
+
+// ---------------------------------------------------------------------------------------------
+// Instances that take part in their own serialization. From BeforeSerialize to AfterSerialize
+// the instance's critical section is held, so two threads that write the same instance write it
+// one after the other. The section is recursive: a thread that meets the instance again inside
+// its own walk goes on.
+//
+// Like every TVnObject, an instance lives by its reference count: the walk takes an interface
+// on it, so hold it through an interface or an Owned, or switch auto-destroy off.
+
+class TVnSerializableObject : public TVnObjectEx,
+                              public IVnSerializerHelper,
+                              public IVnDeserializerHelper {
+  VN_CLASS(TVnSerializableObject, TVnObjectEx)
+  VN_IMPLEMENTS(TVnObjectEx, IVnSerializerHelper, IVnDeserializerHelper)
+ public:
+  TVnSerializableObject() = default;
+
+  bool CanSerializeChild(TVnSerializer *ASerializer, TObject *AChild, TClass AClass,
+                         UnicodeString &AName) override;
+  void BeforeSerialize(TVnSerializer *ASerializer, bool &ASkip) override;
+  void AfterSerialize(TVnSerializer *ASerializer) override;
+  void BeforeDeserialize(TVnDeserializer *ADeserializer) override;
+  void AfterDeserialize(TVnDeserializer *ADeserializer) override;
+  TVnCanDeserialize CanDeserialize(TVnDeserializer *ADeserializer, UnicodeString &AUri,
+                                   UnicodeString &AName, UnicodeString &ADataType) override;
+  void DeserializeValue(TVnDeserializer *ADeserializer, const UnicodeString &AUri,
+                        const UnicodeString &AName, const UnicodeString &AValue,
+                        const UnicodeString &ADataType, bool &AHandled) override;
+
+  bool Serializing() const noexcept { return FSerializing; }
+  bool Deserializing() const noexcept { return FDeserializing; }
+
+ private:
+  bool FSerializing = false;
+  bool FDeserializing = false;
+  // The thread's holds of the section; AfterSerialize of a thread that holds nothing (its
+  // BeforeSerialize failed before entering) leaves it alone.
+  std::recursive_mutex FCritSection;
+  std::atomic<std::thread::id> FHolder{};
+  Integer FHolds = 0;
+
+  friend struct TVnSerializableLock;
+};
+
+class TVnSerializableComponent : public TVnComponent,
+                                 public IVnSerializerHelper,
+                                 public IVnDeserializerHelper {
+  VN_CLASS(TVnSerializableComponent, TVnComponent)
+  VN_IMPLEMENTS(TVnComponent, IVnSerializerHelper, IVnDeserializerHelper)
+ public:
+  explicit TVnSerializableComponent(TComponent *AOwner) : TVnComponent(AOwner) {}
+
+  bool CanSerializeChild(TVnSerializer *ASerializer, TObject *AChild, TClass AClass,
+                         UnicodeString &AName) override;
+  void BeforeSerialize(TVnSerializer *ASerializer, bool &ASkip) override;
+  void AfterSerialize(TVnSerializer *ASerializer) override;
+  void BeforeDeserialize(TVnDeserializer *ADeserializer) override;
+  void AfterDeserialize(TVnDeserializer *ADeserializer) override;
+  TVnCanDeserialize CanDeserialize(TVnDeserializer *ADeserializer, UnicodeString &AUri,
+                                   UnicodeString &AName, UnicodeString &ADataType) override;
+  void DeserializeValue(TVnDeserializer *ADeserializer, const UnicodeString &AUri,
+                        const UnicodeString &AName, const UnicodeString &AValue,
+                        const UnicodeString &ADataType, bool &AHandled) override;
+
+  bool Serializing() const noexcept { return FSerializing; }
+  bool Deserializing() const noexcept { return FDeserializing; }
+
+ private:
+  std::recursive_mutex FCritSection;
+  bool FSerializing = false;
+  bool FDeserializing = false;
+  std::atomic<std::thread::id> FHolder{};
+  Integer FHolds = 0;
+
+  friend struct TVnSerializableLock;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The workers
+
+// What a serializer and a deserializer share: the instance, its type, the output or input
+// stream, and the parameters ("name=value" lines; objects on lines that hold only the name),
+// which every child finds through its parent.
+class TVnCustomSerializer : public TVnObject, public virtual IVnCustomSerializer {
+  VN_CLASS(TVnCustomSerializer, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnCustomSerializer)
+ public:
+  explicit TVnCustomSerializer(const TValue &AValue);
+  TVnCustomSerializer(void *AInstance, PTypeInfo AType);
+  ~TVnCustomSerializer() override;
+
+  void *GetInstancePtr() override { return FInstancePtr; }
+  void *InstancePtr() const noexcept { return FInstancePtr; }
+  TObject *GetObjParam(const UnicodeString &AName) override;
+  UnicodeString GetParam(const UnicodeString &AName) override;
+  void SetParam(const UnicodeString &AName, const UnicodeString &AValue) override;
+  void SetObjParam(const UnicodeString &AName, TObject *AObject) override;
+  bool HasParam(const UnicodeString &AName);
+  void SetParams(TStrings *AList);
+  TStringList *Params() const noexcept { return FParams; }
+
+  virtual void SetParent(TVnCustomSerializer *AParent);
+  virtual TVnDataSerializationFormatType Format() = 0;
+
+  TVnCustomSerializer *Parent() const noexcept { return FParent; }
+  const TVnTypeInfo *InstanceTypeInfo() const noexcept { return FInstanceTypeInfo; }
+  const TValue &Value() const noexcept { return FValue; }
+  TStream *Stream() const noexcept { return FStream; }
+  const UnicodeString &Name() const noexcept { return FName; }
+  void SetName(const UnicodeString &AName) { FName = AName; }
+
+ protected:
+  TVnCustomSerializer *FParent = nullptr;
+  void *FInstancePtr = nullptr;
+  const TVnTypeInfo *FInstanceTypeInfo = nullptr;
+  TStream *FStream = nullptr;
+  TStringList *FParams = nullptr;
+  UnicodeString FName;
+  TValue FValue;
+  // The depth below the root: 0 at the root.
+  Integer FDepth = 0;
+
+ private:
+  void InitFromPointer(void *AInstance, PTypeInfo AType);
+};
+
+// The deepest nesting of child workers (objects, records and arrays inside one another) that a
+// walk accepts; one level deeper raises EVnSerializeException.
+inline constexpr Integer cVnSerializerMaxDepth = 10000;
+
+// The format-blind walk. One serializer stands for one value; each class, record or array below
+// it gets a child serializer that writes into the same output.
+class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
+  VN_CLASS(TVnSerializer, TVnCustomSerializer)
+  VN_IMPLEMENTS(TVnCustomSerializer, IVnSerializer)
+ public:
+  explicit TVnSerializer(const TValue &AValue);
+  TVnSerializer(void *AInstance, PTypeInfo AType);
+  ~TVnSerializer() override;
+
+  void SetParent(TVnCustomSerializer *AParent) override;
+
+  // One level of the walk; ASerializer is the parent, or this worker at the root.
+  virtual void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                           const UnicodeString &APath);
+  // The four writers of a notation. AIndex is the position in an enclosing array, -1 elsewhere.
+  virtual void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                  Integer AIndex);
+  virtual void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                Integer AIndex);
+  virtual void SerializeName(const UnicodeString &AName, TVnSerializerMemberType AMemberType,
+                             TVnTypeKind AParentKind, TVnTypeKind AMemberKind);
+  virtual void SerializeValue(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                              const TValue &AValue, Integer AIndex);
+
+  // The document in UTF-8.
+  RawByteString Serialize() override;
+  // The document in UTF-8 into the stream, from its current position.
+  void Serialize(TStream *AStream) override;
+  // The arguments of an event: one member per parameter of AInvokable.
+  virtual void Serialize(TStream *AStream, const TRttiInvokableType *AInvokable,
+                         const UnicodeString &AName, std::span<const TValue> AArgs, Integer AHigh);
+
+  // The pieces of the walk, for helpers and notations.
+  void SerializeFieldOrProp(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                            const TValue &AValue, std::span<TCustomAttribute *const> AAttributes);
+  void SerializeClass(const UnicodeString &AName, TClass AClass, TObject *AInstance,
+                      Integer AIndex);
+  void SerializeRecord(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo, void *APtr,
+                       const TVnTypeInfo *AInstanceTypeInfo, Integer AIndex);
+  void SerializeArray(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo, void *APtr,
+                      const TVnTypeInfo *AInstanceTypeInfo, Integer AIndex);
+  void SerializeChild(const UnicodeString &AName, const UnicodeString &ATypeName, void *APtr,
+                      const TVnTypeInfo *ATypeInfo, Integer AIndex);
+  void SerializeInterface(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                          IInterface *AIntf, Integer AIndex);
+  TVnSerializer *CreateChildSerializer(void *APtr, const TVnTypeInfo *ATypeInfo);
+
+  // Output: bytes as they stand, or UTF-16 text as UTF-8.
+  void Write(std::string_view ABytes);
+  void Write(UnicodeStringView AText);
+  void Write(char AByte);
+
+  const UnicodeString &MemberName() const noexcept { return FMemberName; }
+  const UnicodeString &Path() const noexcept { return FPath; }
+  IVnSerializerHelper *Helper() const noexcept { return FHelper.get(); }
+
+ protected:
+  // Sends what the run has written so far on to the stream.
+  void Flush();
+  // True when the parameter holds "true".
+  bool ParamIsTrue(const UnicodeString &AName);
+
+  UnicodeString FMemberName;
+  UnicodeString FPath;
+  DelphiInterface<IVnSerializerHelper> FHelper;
+
+ private:
+  void WalkMembers();
+  void WalkArray(TVnSerializer *ASerializer, const UnicodeString &AName);
+  bool IsAncestorInstance(const void *AObject) const;
+  void RunRoot(TStream *AStream, const std::function<void()> &ABody);
+
+  // The output of the run: the root's buffer, shared by its children.
+  std::string *FOut = nullptr;
+  std::string FOwnBuffer;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Registration. Called from the start-up of units, before use.
+
+// Makes a persistent class findable by name (RegisterClass).
+void VnRegisterType(TClass AClass);
+void VnRegisterType(PTypeInfo AType);
+// The serializer and deserializer of a type in one format. A nil type handle registers the
+// format's default. Either class may be nil. The first registration for a type and format
+// stands.
+void VnRegisterSerializer(TVnDataSerializationFormatType AFormat, TClass AClass,
+                          TVnSerializerClass ASerializer, TVnDeserializerClass ADeserializer);
+void VnRegisterSerializer(TVnDataSerializationFormatType AFormat, PTypeInfo AType,
+                          TVnSerializerClass ASerializer, TVnDeserializerClass ADeserializer);
+// Helpers of a class (descendants before ancestors), or of a generic type by its text name
+// ("TObjectList<T>"), which only the writer's lookup uses.
+void VnRegisterSerializerHelper(TClass AClass, TVnSerializerHelperClass ASerializer,
+                                TVnDeserializerHelperClass ADeserializer);
+void VnRegisterSerializerHelper(const UnicodeString &ATypeName,
+                                TVnSerializerHelperClass ASerializer,
+                                TVnDeserializerHelperClass ADeserializer);
+// The head of the helper registry.
+const TVnSerializerHelperReg *VnSerializerHelpers();
+
+// Lookup: the class of the pair found for the type, or nil.
+TVnSerializerClass VnFindSerializerClass(TVnDataSerializationFormatType AFormat, PTypeInfo AType);
+TVnSerializerClass VnFindSerializerClassEx(TVnDataSerializationFormatType AFormat,
+                                           const TVnTypeInfo *AType);
+TVnDeserializerClass VnFindDeserializerClass(TVnDataSerializationFormatType AFormat,
+                                             PTypeInfo AType);
+TVnDeserializerClass VnFindDeserializerClassEx(TVnDataSerializationFormatType AFormat,
+                                               const TVnTypeInfo *AType);
+
+// A new serializer for a value; the caller frees it. None registered raises Exception.
+TVnSerializer *VnCreateSerializer(TVnDataSerializationFormatType AFormat, const TValue &AValue);
+TVnSerializer *VnCreateSerializer(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                  PTypeInfo AType);
+TVnSerializer *VnCreateSerializerEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                    const TVnTypeInfo *AType);
+
+// The document of a value, in UTF-8.
+RawByteString VnSerialize(TVnDataSerializationFormatType AFormat, const TValue &AValue);
+RawByteString VnSerialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType);
+RawByteString VnSerializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                            const TVnTypeInfo *AType);
+void VnSerialize(TVnDataSerializationFormatType AFormat, const TValue &AValue, TStream *AStream);
+void VnSerialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
+                 TStream *AStream);
+void VnSerializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                   const TVnTypeInfo *AType, TStream *AStream);
+
+// The operations that every object has in serialization, as a small value over the object:
+//   VnSerializer(order).AsJSON()
+//   VnSerializer(order).AsXML(u"urn:shop")
+class TVnSerializerClassHelper {
+ public:
+  explicit TVnSerializerClassHelper(TObject *ASelf) noexcept : FSelf(ASelf) {}
+  RawByteString Serialize(TVnDataSerializationFormatType AFormat) const;
+  RawByteString AsJSON() const;
+  // "excludenamespaces" when AExcludeNamespaces, else "xmlns" when ANamespace is not empty.
+  RawByteString AsXML(const UnicodeString &ANamespace = {}, bool AExcludeNamespaces = false) const;
+  TObject *Self() const noexcept { return FSelf; }
+
+ private:
+  TObject *FSelf;
+};
+inline TVnSerializerClassHelper VnSerializer(TObject *AObject) noexcept {
+  return TVnSerializerClassHelper(AObject);
+}
+
+// A name in another case. Mode 6: the first letter of each word upper case ("string" gives
+// "String"); mode 7: the first letter of the first word lower case and of each further word
+// upper case ("Customer" gives "customer"). Words are separated by ASeparator, which is kept;
+// the other letters stay as they are. Mode 0 gives the text unchanged; any other mode raises
+// EArgumentOutOfRangeException.
+UnicodeString VnCharCase(UnicodeStringView AText, Integer AMode, char16_t ASeparator = u' ');
+
+// Messages
+extern const char16_t _SVnNoSerializer[];  // "There is no registered serializer for \"%s\"!"
+extern const char16_t
+    _SVnNoFormatSerializer[];                  // "There is no \"%s\" registered serializer for %s!"
+extern const char16_t _SVnSerializeFailure[];  // "Serialization failure at \"%s\"\r\n"
+
+}  // namespace vn

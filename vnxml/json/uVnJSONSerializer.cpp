@@ -1,0 +1,411 @@
+// The JSON notation of the serializer walk.
+#include "vnxml/json/uVnJSONSerializer.h"
+
+#include "vnxml/common/uVnDateTimeUtils.h"
+#include "vnxml/common/uVnNetEncoding.h"
+#include "vnxml/rtl/Owned.h"
+#include "vnxml/xml/uVnXMLSerializer.h"
+#include "vnxml/xml/uVnXMLUtils.h"
+#include "vnxml/xml/uVnXSTypes.h"
+
+namespace vn {
+
+namespace {
+
+const char16_t *const cBasicTypes =
+    u"Basic types are only allowed on the Root level (For serialing basic values)";
+const char16_t *const cUnsupportedKind = u"Unsupported TypeKind detected!";
+
+TVnTypeKind KindOf(const TVnTypeInfo *AType) {
+  return AType ? AType->Kind : vtkUnknown;
+}
+
+bool IsObjectKind(TVnTypeKind AKind) {
+  return AKind == vtkRecord || AKind == vtkClass || AKind == vtkInterface || AKind == vtkPointer;
+}
+
+Int64 OrdinalOf(const TValue &AValue) {
+  if (AValue.GetIsEmpty()) return 0;
+  if (AValue.IsOrdinal()) return AValue.AsOrdinal();
+  return VnVarToInt64(AValue.AsVariant());
+}
+
+}  // namespace
+
+void TVnJSONSerializer::SerializeName(const UnicodeString &AName, TVnSerializerMemberType,
+                                      TVnTypeKind, TVnTypeKind) {
+  Write(FPrefix);
+  Write('"');
+  if (!AName.empty() && AName.front() < 0x80 && AName.find(u' ') == UnicodeString::npos) {
+    char16_t first = AName.front();
+    Write(static_cast<char>(first >= u'A' && first <= u'Z' ? first - u'A' + u'a' : first));
+    Write(UnicodeStringView(AName).substr(1));
+  } else {
+    Write(VnCharCase(AName, 7, u' '));
+  }
+  Write(std::string_view("\":"));
+  FPrefix = u",";
+}
+
+void TVnJSONSerializer::SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                           Integer AIndex) {
+  TVnTypeKind kind = KindOf(ATypeInfo);
+  if (kind == vtkInterface && FParent && KindOf(FParent->InstanceTypeInfo()) == vtkRecord) return;
+  bool array = kind == vtkArray || kind == vtkDynArray;
+  if (array && AName.empty()) {
+    Write('[');
+    return;
+  }
+  if (!array && !IsObjectKind(kind)) {
+    VN_ASSERT_MSG_AT(!FParent, cBasicTypes, __FILE__, __LINE__);
+    return;
+  }
+  if (!AName.empty()) {
+    if (array) {
+      Write('[');
+      return;
+    }
+    if (AIndex < 1)
+      Write(FPrefix);
+    else
+      Write(',');
+  }
+  Write('{');
+  if (!ATypeInfo->GetIsSimpleType()) {
+    Write(std::string_view("\"className\":\""));
+    Write(ATypeInfo->SchemaName());
+    Write('"');
+    FPrefix = u",";
+  }
+}
+
+void TVnJSONSerializer::SerializeEndType(const UnicodeString &, const TVnTypeInfo *ATypeInfo,
+                                         Integer) {
+  TVnTypeKind kind = KindOf(ATypeInfo);
+  if (kind == vtkInterface && FParent && KindOf(FParent->InstanceTypeInfo()) == vtkRecord) return;
+  if (kind == vtkArray || kind == vtkDynArray)
+    Write(']');
+  else if (IsObjectKind(kind))
+    Write('}');
+  else
+    VN_ASSERT_MSG_AT(!FParent, cBasicTypes, __FILE__, __LINE__);
+  FPrefix = u",";
+}
+
+void TVnJSONSerializer::WriteText(const TVnTypeInfo *ATypeInfo, const TValue &AValue) {
+  Write('"');
+  if (ATypeInfo && ATypeInfo->Name == u"VnJSONString")
+    Write(AValue.ToString());
+  else
+    Write(VnStrToJSON(AValue.ToString()));
+  Write('"');
+}
+
+void TVnJSONSerializer::WriteEnumObject(const TVnTypeInfo *ATypeInfo, const TValue &AValue) {
+  bool empty = AValue.GetIsEmpty();
+  bool set = ATypeInfo->Kind == vtkSet;
+  Int64 ordinal = OrdinalOf(AValue);
+  UnicodeString text;
+  if (set) {
+    if (!empty)
+      text = AValue.GetTypeKind() == tkSet || !ATypeInfo->Handle
+                 ? AValue.ToString()
+                 : TValue::FromOrdinal(ATypeInfo->Handle, ordinal).ToString();
+  } else if (ATypeInfo->Handle) {
+    text = TValue::FromOrdinal(ATypeInfo->Handle, ordinal).ToString();
+  }
+  SerializerHint *hint = nullptr;
+  if (ATypeInfo->RttiType && GetSerializerHint(ATypeInfo->RttiType, shoEnumPrefix, hint))
+    text.erase(0, std::min(text.size(), hint->Value().size()));
+  Write(std::string_view("{\"className\":\""));
+  Write(ATypeInfo->SchemaName());
+  Write(std::string_view("\",\"asString\":\""));
+  if (set && (text.empty() || text.front() != u'[')) Write('[');
+  Write(text);
+  if (set && (text.empty() || text.back() != u']')) Write(']');
+  Write(std::string_view("\",\"asInt\":"));
+  Write(VnIntToXML(static_cast<Integer>(static_cast<LongWord>(static_cast<UInt64>(ordinal)))));
+  Write('}');
+}
+
+void TVnJSONSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                       const TValue &AValue, Integer AIndex) {
+  if (AIndex > 0) Write(',');
+  TVnTypeKind kind = KindOf(ATypeInfo);
+  bool empty = AValue.GetIsEmpty();
+  switch (kind) {
+    case vtkByte:
+    case vtkWord:
+    case vtkLongWord:
+    case vtkUInt64:
+    case vtkShortInt:
+    case vtkSmallInt:
+    case vtkLongInt:
+    case vtkInt64:
+      if (empty) {
+        Write(std::string_view("null"));
+        break;
+      }
+      switch (kind) {
+        case vtkByte:
+          Write(VnByteToXML(static_cast<Byte>(AValue.ToUInt64())));
+          break;
+        case vtkWord:
+          Write(VnWordToXML(static_cast<Word>(AValue.ToUInt64())));
+          break;
+        case vtkLongWord:
+          Write(VnLongWordToXML(static_cast<LongWord>(AValue.ToUInt64())));
+          break;
+        case vtkUInt64:
+          Write(VnUInt64ToXML(AValue.ToUInt64()));
+          break;
+        case vtkShortInt:
+          Write(VnShortIntToXML(static_cast<ShortInt>(AValue.ToInt64())));
+          break;
+        case vtkSmallInt:
+          Write(VnSmallIntToXML(static_cast<SmallInt>(AValue.ToInt64())));
+          break;
+        case vtkLongInt:
+          Write(VnLongIntToXML(static_cast<LongInt>(AValue.ToInt64())));
+          break;
+        default:
+          Write(VnInt64ToXML(AValue.ToInt64()));
+          break;
+      }
+      break;
+    case vtkSingle:
+    case vtkDouble:
+      if (empty)
+        Write(std::string_view("null"));
+      else
+        Write(VnDoubleToXML(AValue.ToDouble()));
+      break;
+    case vtkExtended:
+      if (empty)
+        Write(std::string_view("null"));
+      else
+        Write(VnExtToXML(AValue.ToExtended()));
+      break;
+    case vtkWideChar:
+    case vtkAnsiChar:
+    case vtkShortString:
+    case vtkString:
+    case vtkAnsiString:
+    case vtkWideString:
+      if (empty)
+        Write(std::string_view("null"));
+      else
+        WriteText(ATypeInfo, AValue);
+      break;
+    case vtkBoolean:
+      if (empty)
+        Write(std::string_view("null"));
+      else
+        Write(AValue.ToBoolean() ? std::string_view("true") : std::string_view("false"));
+      break;
+    case vtkEnum:
+    case vtkSet:
+      WriteEnumObject(ATypeInfo, AValue);
+      break;
+    case vtkDate:
+    case vtkTime:
+    case vtkDateTime: {
+      if (empty) {
+        Write(std::string_view("null"));
+        break;
+      }
+      Write('"');
+      if (AValue.MainTypeKind() == mtkString) {
+        Write(AValue.ToString());
+      } else {
+        TDateTime d(AValue.ToDouble());
+        Write(kind == vtkDate   ? VnDateToXML(d, tzfNone)
+              : kind == vtkTime ? VnTimeToXML(d, tzfNone)
+                                : VnDateTimeToXML(d, tzfNone));
+        const UnicodeString &n = ATypeInfo->Name;
+        if (n == u"TVnUTCDate" || n == u"TVnUTCTime" || n == u"TVnUTCDateTime") Write('Z');
+      }
+      Write('"');
+      break;
+    }
+    case vtkVariant: {
+      if (AValue.IsNull()) {
+        Write(std::string_view("null"));
+        break;
+      }
+      const TVnTypeInfo *inner = AValue.GetTypeKind() == tkVariant
+                                     ? TVnTypes::VarTypeInfo(AValue.AsVariant())
+                                     : TVnTypes::GetTypeInfo(AValue.GetTypeInfo());
+      // A variant whose content has no type of its own would come back here without end.
+      if (KindOf(inner) == vtkVariant) throw Exception(cUnsupportedKind);
+      SerializeValue(AName, inner, AValue, AIndex);
+      break;
+    }
+    case vtkArray:
+    case vtkDynArray:
+      if (!empty) throw Exception(u"JSON Arrays must be serialized by a ChildSerializer!");
+      Write(std::string_view("[]"));
+      break;
+    case vtkRecord:
+    case vtkClass:
+    case vtkInterface:
+    case vtkPointer:
+    case vtkClassRef: {
+      TVnMainTypeKind main = AValue.MainTypeKind();
+      if (main == mtkInteger || main == mtkString) {
+        if (AValue.IsNull()) {
+          Write(std::string_view("null"));
+        } else if (main == mtkInteger) {
+          Write(AValue.ToString());
+        } else {
+          const TVnTypeInfo *own = TVnTypes::GetTypeInfo(AValue.GetTypeInfo());
+          if (own && own->Name == u"VnJSONString")
+            Write(AValue.ToString());
+          else
+            WriteText(own, AValue);
+        }
+      } else if (AValue.IsNull()) {
+        Write(std::string_view("{}"));
+      } else {
+        throw Exception(u"JSON Ojbects must be serialized by a ChildSerializer!");
+      }
+      break;
+    }
+    default: {
+      const TVnTypeInfo *own =
+          AValue.GetTypeInfo() ? TVnTypes::GetTypeInfo(AValue.GetTypeInfo()) : nullptr;
+      if (own && own->Name == u"VnJSONString")
+        Write(AValue.ToString());
+      else
+        throw Exception(cUnsupportedKind);
+      break;
+    }
+  }
+  FPrefix = u",";
+}
+
+// ---------------------------------------------------------------------------------------------
+// Streams
+
+void TVnJSONStreamSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                                          const UnicodeString &APath) {
+  TVnJSONSerializer::DoSerialize(ASerializer, AName, APath);
+  auto *object = static_cast<TObject *>(FInstancePtr);
+  VN_ASSERT_AT(object && object->InheritsFrom(TStream::StaticClass()), __FILE__, __LINE__);
+  auto *stream = static_cast<TStream *>(object);
+  Int64 position = stream->GetPosition();
+  stream->SetPosition(0);
+  SerializeName(u"data", smtField, vtkClass, vtkString);
+  Int64 size = stream->GetSize();
+  RawByteString bytes(static_cast<std::size_t>(size), '\0');
+  if (size > 0) stream->ReadBuffer(bytes.data(), size);
+  UnicodeString text = TVnNetEncoding::Base64Ex().EncodeBytesToString(bytes.data(), bytes.size());
+  ASerializer->SerializeValue(u"value", TVnTypes::Of<RawByteString>(), TValue(text), -1);
+  SerializeEndType(u"data", TVnTypes::Of<UnicodeString>(), -1);
+  stream->SetPosition(position);
+}
+
+void TVnJSONStreamSerializer::SerializeEndType(const UnicodeString &AName,
+                                               const TVnTypeInfo *ATypeInfo, Integer AIndex) {
+  if (ATypeInfo && ATypeInfo->Kind == vtkString) {
+    FPrefix = u",";
+    return;
+  }
+  TVnJSONSerializer::SerializeEndType(AName, ATypeInfo, AIndex);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The XML Schema records
+
+void TVnJSONXsSerializer::SerializeStartType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
+
+void TVnJSONXsSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeInfo *,
+                                         const TValue &, Integer AIndex) {
+  if (FInstanceTypeInfo && FInstanceTypeInfo->Handle == TypeInfo<TXsDuration>() && FInstancePtr) {
+    const TXsDuration &d = *static_cast<const TXsDuration *>(FInstancePtr);
+    const TVnTypeInfo *object = TVnTypes::Of<TObject>();
+    if (d.IsNull()) {
+      TVnJSONSerializer::SerializeValue(AName, object, TValue(), AIndex);
+      return;
+    }
+    TVnDuration v = d;
+    UnicodeString text = u"{\"className\":\"" + TVnTypes::Of<TVnDuration>()->SchemaName() +
+                         u"\",\"negative\":" + VnBoolToXML(v.Negative) + u",\"monthts\":" +
+                         VnIntToXML(v.Months) + u",\"seconds\":" + VnExtToXML(v.Seconds) + u"}";
+    TVnJSONSerializer::SerializeValue(AName, object, TValue::From<TVnJSONStringAlias>(text),
+                                      AIndex);
+    return;
+  }
+  const TVnTypeInfo *plain = nullptr;
+  TValue value;
+  if (!FInstanceTypeInfo || !FInstancePtr ||
+      !VnXsPlainValue(FInstanceTypeInfo->Handle, FInstancePtr, plain, value))
+    throw Exception(u"The type is not an XsType!");
+  TVnJSONSerializer::SerializeValue(AName, plain, value, AIndex);
+}
+
+// ---------------------------------------------------------------------------------------------
+// String lists and components
+
+void TVnJSONStringsSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                                           const UnicodeString &APath) {
+  TVnJSONSerializer::DoSerialize(ASerializer, AName, APath);
+  auto *strings = static_cast<TStrings *>(FInstancePtr);
+  const TVnTypeInfo *array = TVnTypes::GetTypeInfo(u"ArrayOfString", tntSchemaName, true, mtkArray);
+  SerializeName(u"items", smtField, vtkClass, vtkDynArray);
+  SerializeStartType(u"items", array, -1);
+  if (strings) {
+    const TVnTypeInfo *string = TVnTypes::Of<UnicodeString>();
+    for (Integer i = 0; i < strings->Count(); ++i)
+      ASerializer->SerializeValue(u"item", string, TValue(strings->Get(i)), i);
+  }
+  SerializeEndType(u"items", array, -1);
+}
+
+void TVnJSONComponentSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                                             const UnicodeString &APath) {
+  auto *component = static_cast<TComponent *>(FInstancePtr);
+  if (component && component->Owner()) {
+    SerializeName(u"Owner", smtField, vtkClass, vtkString);
+    ASerializer->SerializeValue(u"Owner", TVnTypes::GetTypeInfo(component->Owner()->ClassType()),
+                                TValue(component->Owner()->Name()), -1);
+  }
+  TVnJSONSerializer::DoSerialize(ASerializer, AName, APath);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Start-up
+
+bool VnJSONSerializerStartUp() {
+  static const bool done = [] {
+    RegisterType<TVnDuration>(u"uVnDateTimeUtils", [](TTypeBuilder<TVnDuration> &R) {
+      R.Name(u"TVnDuration");
+      R.Field(u"Negative", &TVnDuration::Negative);
+      R.Field(u"Months", &TVnDuration::Months);
+      R.Field(u"Seconds", &TVnDuration::Seconds);
+    });
+    TVnSerializerClass plain = VnSerializerClass<TVnJSONSerializer>();
+    TVnSerializerClass xs = VnSerializerClass<TVnJSONXsSerializer>();
+    TVnSerializerClass stream = VnSerializerClass<TVnJSONStreamSerializer>();
+    VnRegisterSerializer(dsfJSON, static_cast<PTypeInfo>(nullptr), plain, nullptr);
+    VnRegisterSerializer(dsfJSON, TStrings::StaticClass(),
+                         VnSerializerClass<TVnJSONStringsSerializer>(), nullptr);
+    VnRegisterSerializer(dsfJSON, TComponent::StaticClass(),
+                         VnSerializerClass<TVnJSONComponentSerializer>(), nullptr);
+    VnRegisterSerializer(dsfJSON, TStream::StaticClass(), stream, nullptr);
+    VnRegisterSerializer(dsfJSON, TMemoryStream::StaticClass(), stream, nullptr);
+    VnRegisterSerializer(dsfJSON, TypeInfo<TValue>(), plain, nullptr);
+    for (PTypeInfo t :
+         {TypeInfo<TXsBoolean>(), TypeInfo<TXsByte>(), TypeInfo<TXsShort>(), TypeInfo<TXsInt>(),
+          TypeInfo<TXsLong>(), TypeInfo<TXsUnsignedByte>(), TypeInfo<TXsUnsignedShort>(),
+          TypeInfo<TXsUnsignedInt>(), TypeInfo<TXsUnsignedLong>(), TypeInfo<TXsFloat>(),
+          TypeInfo<TXsDouble>(), TypeInfo<TXsDecimal>(), TypeInfo<TXsString>(),
+          TypeInfo<TXsBase64Binary>(), TypeInfo<TXsHexBinary>(), TypeInfo<TXsDateTime>(),
+          TypeInfo<TXsDate>(), TypeInfo<TXsTime>(), TypeInfo<TXsDuration>()})
+      VnRegisterSerializer(dsfJSON, t, xs, nullptr);
+    return true;
+  }();
+  return done;
+}
+
+}  // namespace vn

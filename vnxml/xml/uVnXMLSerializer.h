@@ -1,0 +1,100 @@
+// The XML notation of object serialization: TVnXMLSerializer writes the walk of TVnSerializer
+// as XML text in UTF-8, without declaration, line breaks or indentation. Simple values take
+// their lexical forms from uVnXMLUtils.
+//
+// Including this header registers the notation (the unit's start-up): the default serializer
+// of dsfXML, and those of TStrings, TComponent, TValue and the XML Schema records.
+#pragma once
+
+#include "vnxml/common/uVnSerializer.h"
+
+namespace vn {
+
+class TVnXMLSerializer : public TVnSerializer {
+  VN_CLASS(TVnXMLSerializer, TVnSerializer)
+ public:
+  explicit TVnXMLSerializer(const TValue &AValue) : TVnSerializer(AValue) {}
+  TVnXMLSerializer(void *AInstance, PTypeInfo AType) : TVnSerializer(AInstance, AType) {}
+
+  TVnDataSerializationFormatType Format() override { return dsfXML; }
+  // At the root run (nil) fills in the namespace parameters' defaults, or removes them with
+  // "excludenamespaces"; every worker then copies them into its fields.
+  void SetParent(TVnCustomSerializer *AParent) override;
+
+  void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                          Integer AIndex) override;
+  void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                        Integer AIndex) override;
+  void SerializeName(const UnicodeString &AName, TVnSerializerMemberType AMemberType,
+                     TVnTypeKind AParentKind, TVnTypeKind AMemberKind) override;
+  void SerializeValue(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                      const TValue &AValue, Integer AIndex) override;
+
+  // "record", "object", or "array" for any other kind.
+  virtual UnicodeString GetRootElementName(TVnTypeKind AKind);
+  // Whether the start tag of a type (the root with AName empty) carries the type attributes.
+  virtual bool WriteRootAttributes(const UnicodeString &AName);
+  // Whether the element of a value carries the type attributes.
+  virtual bool WriteValueAttributes(const UnicodeString &AName, Integer AIndex);
+
+ protected:
+  bool FExcludeNamespaces = false;
+  UnicodeString FDefaultNamespace;
+  UnicodeString FXSINamespace;
+  UnicodeString FXSIPrefix;
+  UnicodeString FXSDNamespace;
+  UnicodeString FXSDPrefix;
+};
+
+// The XML Schema records (TXsInt ...): the whole element from the record's plain value.
+class TVnXMLXsSerializer : public TVnXMLSerializer {
+  VN_CLASS(TVnXMLXsSerializer, TVnXMLSerializer)
+ public:
+  using TVnXMLSerializer::TVnXMLSerializer;
+  void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                          Integer AIndex) override;
+  void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                        Integer AIndex) override;
+  void SerializeValue(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                      const TValue &AValue, Integer AIndex) override;
+};
+
+// A TStrings: one "item" element per line, and nothing else of the object.
+class TVnXMLStringsSerializer : public TVnXMLSerializer {
+  VN_CLASS(TVnXMLStringsSerializer, TVnXMLSerializer)
+ public:
+  using TVnXMLSerializer::TVnXMLSerializer;
+  void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                   const UnicodeString &APath) override;
+};
+
+// A TComponent: its owner's name as "Owner", then the general walk.
+class TVnXMLComponentSerializer : public TVnXMLSerializer {
+  VN_CLASS(TVnXMLComponentSerializer, TVnXMLSerializer)
+ public:
+  using TVnXMLSerializer::TVnXMLSerializer;
+  void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                   const UnicodeString &APath) override;
+};
+
+// The start-up of the unit: registers the notation once. Every translation unit that includes
+// this header runs it, so that the notation is there whenever the header is in use.
+bool VnXMLSerializerStartUp();
+namespace detail {
+[[maybe_unused]] inline const bool cVnXMLSerializerUnit = VnXMLSerializerStartUp();
+}
+
+}  // namespace vn
+
+namespace vn {
+
+// The plain value of an XML Schema record at APtr of type AType (TXsInt -> Integer ...), as the
+// XS serializers of both notations write it: the plain type in APlain, the value in AValue
+// (empty for a null record). Dates and times give their text under the date type; a duration
+// its text under UnicodeString. False for a type that is no XS record.
+bool VnXsPlainValue(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlain, TValue &AValue);
+// The text of an enumeration value of type AType (held as itself, an ordinal or a variant),
+// with the type's shoEnumPrefix cut from its front.
+UnicodeString VnEnumText(const TValue &AValue, const TVnTypeInfo *AType);
+
+}  // namespace vn
