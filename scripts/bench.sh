@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh libexpat1-dev libxml2-dev libpugixml-dev rapidjson-dev nlohmann-json3-dev \
-  libsimdjson-dev
+  libsimdjson-dev libcereal-dev
 cmake --preset release
 cmake --build --preset release
 for b in build/release/bench/bench_*; do
