@@ -294,12 +294,20 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
     case vtkShortString:
     case vtkString:
     case vtkAnsiString:
-    case vtkWideString:
+    case vtkWideString: {
+      // A class reference comes here under the string type: its text is the class's name.
+      UnicodeString text;
+      if (AValue.GetTypeKind() == tkClassRef) {
+        if (TClass c = AValue.AsClass()) text = c->ClassName();
+      } else {
+        text = AValue.ToString();
+      }
       if (vt->Name == u"VnXMLString")
-        Write(AValue.ToString());
+        Write(text);
       else
-        Write(VnStrToXML(AValue.ToString(), true, true));
+        Write(VnStrToXML(text, true, true));
       break;
+    }
     case vtkBoolean:
       Write(AValue.ToBoolean() ? std::string_view("true") : std::string_view("false"));
       break;
