@@ -752,3 +752,85 @@ TEST(SerializerWalk, PropertiesDropClassReferencesAndPointersFieldsDoNot) {
                 TVnTypes::GetTypeInfo(TypeInfo<std::function<void()>>())->QualifiedName +
                 u"\" cannot be serialized!");
 }
+
+// ---------------------------------------------------------------------------------------------
+// Interfaces and events
+
+namespace walk {
+
+// Writes itself: its text goes into the document as it stands.
+class TSelfWriting : public TVnObject, public IVnSerializable {
+  VN_CLASS(TSelfWriting, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnSerializable)
+ public:
+  bool CanSerialize(TVnDataSerializationFormatType) override { return true; }
+  RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *) override {
+    return AFormat == dsfXML ? "<raw/>" : "raw";
+  }
+};
+
+// A library object reached through an interface: written as the object.
+class TReachable : public TVnObject {
+  VN_CLASS(TReachable, TVnObject)
+ public:
+  Integer X = 1;
+};
+VN_RTTI(TReachable, u"walk") {
+  R.Field(u"X", &TReachable::X);
+}
+
+// An interface that leads to no object of the library.
+class TForeign : public TInterfacedObject {
+  VN_CLASS(TForeign, TInterfacedObject)
+};
+
+class TInterfaces : public TPersistent {
+  VN_CLASS(TInterfaces, TPersistent)
+ public:
+  DelphiInterface<IVnSerializable> Own;
+  DelphiInterface<IInterface> Any;
+};
+VN_RTTI(TInterfaces, u"walk") {
+  R.Field(u"Own", &TInterfaces::Own);
+  R.Field(u"Any", &TInterfaces::Any);
+}
+
+}  // namespace walk
+
+TEST(SerializerWalk, InterfaceMembers) {
+  Owned<TInterfaces> i(New<TInterfaces>());
+  EXPECT_EQ(Plain(i.get()), "<object><Own/><Any/></object>");
+  i->Own = New<TSelfWriting>();
+  i->Any = New<TReachable>();
+  EXPECT_EQ(Plain(i.get()), "<object><Own><raw/></Own><Any><X>1</X></Any></object>");
+  // Without the root's frame the text of a self-writing object stands without its element.
+  EXPECT_EQ(Plain(i.get(), {{u"excluderoot", u"true"}}), "<raw/><Any><X>1</X></Any>");
+  // "excludechildren" leaves interface members out.
+  EXPECT_EQ(Plain(i.get(), {{u"excludechildren", u"true"}}), "<object></object>");
+
+  i->Any = DelphiInterface<IInterface>(New<TForeign>());
+  EXPECT_EQ(
+      MessageOf([&] { Plain(i.get()); }),
+      u"EVnSerializeException: Serialization failure at \"\"\r\nThe field \"Any\" of type \"" +
+          TVnTypes::GetTypeInfo(TypeInfo<IInterface>())->QualifiedName +
+          u"\" cannot be serialized!");
+}
+
+// The arguments of an event, one member per parameter; the count must match.
+TEST(SerializerWalk, EventArguments) {
+  using TEvent = std::function<void(Integer, UnicodeString)>;
+  auto *invokable = static_cast<const TRttiInvokableType *>(TypeInfo<TEvent>()->RttiType());
+  ASSERT_EQ(invokable->GetParameters().size(), 2u);
+  const TValue args[] = {TValue(3), TValue(u"x")};
+  Owned<TVnSerializer> s(VnCreateSerializer(dsfXML, TValue()));
+  s->SetParam(u"excludenamespaces", u"true");
+  Owned<TVnStringStream> stream(New<TVnStringStream>(static_cast<Word>(65001), 0));
+  s->Serialize(stream.get(), invokable, u"OnChange", args, 1);
+  const UnicodeString a1 = invokable->GetParameters()[0]->GetName();
+  const UnicodeString a2 = invokable->GetParameters()[1]->GetName();
+  EXPECT_EQ(stream->GetDataString(), "<" + UTF8Encode(a1) + ">3</" + UTF8Encode(a1) + "><" +
+                                         UTF8Encode(a2) + ">x</" + UTF8Encode(a2) + ">");
+  EXPECT_EQ(MessageOf([&] { s->Serialize(stream.get(), invokable, u"OnChange", args, 2); }),
+            u"Exception: Failed to trigger the event!\r\nThe paramatercount does not match the "
+            u"count of the prototype.");
+}

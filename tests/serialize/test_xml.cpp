@@ -328,3 +328,130 @@ TEST(XmlSerializer, ExcludeChildrenKeepsSimpleMembersAndArrays) {
             "<object><Fixed><int>0</int><int>0</int><int>0</int></Fixed><Nums><int>1</int></Nums>"
             "<Points><TPoint/></Points><People><TPerson></TPerson></People></object>");
 }
+
+// ---------------------------------------------------------------------------------------------
+// The writers called directly, by a helper, as a notation's subclass or a helper may call them
+
+namespace xmltest {
+
+// Runs the script of the test in place of writing its member.
+class TScriptHelper : public TVnSerializerHelper {
+  VN_CLASS(TScriptHelper, TVnSerializerHelper)
+ public:
+  static inline std::function<void(TVnSerializer *)> Script;
+  void Serialize(TVnSerializer *ASerializer, const UnicodeString &, const TVnTypeInfo *,
+                 const TValue &, bool &) override {
+    Script(ASerializer);
+  }
+};
+VN_RTTI(TScriptHelper, u"xmltest") {}
+
+class TScripted : public TPersistent {
+  VN_CLASS(TScripted, TPersistent)
+ public:
+  Integer Get() const { return 0; }
+};
+VN_RTTI(TScripted, u"xmltest") {
+  R.Property(u"M", &TScripted::Get, nullptr, mvPublished,
+             {new SerializerHint(shoSerializerHelper, u"xmltest.TScriptHelper")});
+}
+
+// The scripted object one level down, so that the script's worker has a parent.
+class TScriptedHolder : public TPersistent {
+  VN_CLASS(TScriptedHolder, TPersistent)
+ public:
+  ~TScriptedHolder() override { Free(Inner); }
+  TScripted *Inner = New<TScripted>();
+};
+VN_RTTI(TScriptedHolder, u"xmltest") {
+  R.Field(u"Inner", &TScriptedHolder::Inner);
+}
+
+// What the script writes at the root's level (inside the root's element), or the exception.
+std::string Scripted(std::function<void(TVnSerializer *)> AScript, bool ANested = false) {
+  TScriptHelper::Script = std::move(AScript);
+  try {
+    if (ANested) {
+      Owned<TScriptedHolder> h(New<TScriptedHolder>());
+      return Body(h.get());
+    }
+    Owned<TScripted> s(New<TScripted>());
+    return Body(s.get());
+  } catch (Exception &e) {
+    return UTF8Encode(e.ClassName() + u": " + e.Message);
+  }
+}
+
+}  // namespace xmltest
+
+using namespace xmltest;
+
+TEST(XmlSerializer, ValuesGivenInAnotherFormThanTheirType) {
+  const TVnTypeInfo *color = TVnTypes::Of<TColor>();
+  // Enumerations from an ordinal or a variant.
+  EXPECT_EQ(Scripted([&](TVnSerializer *S) { S->SerializeValue(u"M", color, TValue(1), -1); }),
+            "<M xsi:type=\"xsd:TColor\" value=\"1\">Green</M>");
+  EXPECT_EQ(
+      Scripted([&](TVnSerializer *S) { S->SerializeValue(u"M", color, TValue(Variant(2)), -1); }),
+      "<M xsi:type=\"xsd:TColor\" value=\"2\">Blue</M>");
+  // A date held as text is written as it is.
+  EXPECT_EQ(Scripted([](TVnSerializer *S) {
+              S->SerializeValue(u"M", TVnTypes::Of<TDate>(), TValue(u"someday"), -1);
+            }),
+            "<M xsi:type=\"xsd:date\">someday</M>");
+  // An object's place with text or a number: written as a value of the value's own type.
+  EXPECT_EQ(Scripted([](TVnSerializer *S) {
+              S->SerializeValue(u"M", TVnTypes::Of<TPerson>(), TValue(u"<b/>"), -1);
+            }),
+            "<M xsi:type=\"xsd:string\">&lt;b/&gt;</M>");
+  EXPECT_EQ(Scripted([](TVnSerializer *S) {
+              S->SerializeValue(u"M", TVnTypes::Of<TPoint>(), TValue(7), -1);
+            }),
+            "<M xsi:type=\"xsd:int\">7</M>");
+}
+
+TEST(XmlSerializer, WritersRefuseWhatNeedsAChildWorker) {
+  EXPECT_EQ(Scripted([](TVnSerializer *S) {
+              S->SerializeValue(u"M", TVnTypes::Of<std::vector<Integer>>(),
+                                TValue::From<std::vector<Integer>>({1}), -1);
+            }),
+            "Exception: XML Arrays must be serialized by a ChildSerializer!");
+  EXPECT_EQ(Scripted([](TVnSerializer *S) {
+              S->SerializeValue(u"M", TVnTypes::Of<TPoint>(), TValue::From<TPoint>({1, 2}), -1);
+            }),
+            "Exception: XML ComplexTypes must be serialized by a ChildSerializer!");
+
+  // Simple types have no start and end below the root; at the root they write nothing.
+  const std::string basic =
+      "EAssertionFailed: Basic types are only allowed on the Root level (For serialing basic "
+      "values) (";
+  const TVnTypeInfo *integer = TVnTypes::Of<Integer>();
+  EXPECT_EQ(Scripted([&](TVnSerializer *S) { S->SerializeStartType(u"M", integer, -1); }, true)
+                .substr(0, basic.size()),
+            basic);
+  EXPECT_EQ(Scripted([&](TVnSerializer *S) { S->SerializeEndType(u"M", integer, -1); }, true)
+                .substr(0, basic.size()),
+            basic);
+  EXPECT_EQ(Scripted([&](TVnSerializer *S) {
+              S->SerializeStartType(u"M", integer, -1);
+              S->SerializeEndType(u"M", integer, -1);
+            }),
+            "");
+  // A pointer has a start tag but no end tag; below the root its end fails like a simple type's.
+  const TVnTypeInfo *pointer = TVnTypes::Of<Pointer>();
+  EXPECT_EQ(Scripted([&](TVnSerializer *S) {
+              S->SerializeStartType(u"M", pointer, -1);
+              S->SerializeEndType(u"M", pointer, -1);
+            }),
+            "<M xsi:type=\"xsd:" + UTF8Encode(pointer->SchemaName(u"")) + "\">");
+  EXPECT_EQ(Scripted([&](TVnSerializer *S) { S->SerializeEndType(u"M", pointer, -1); }, true)
+                .substr(0, basic.size()),
+            basic);
+}
+
+TEST(XmlSerializer, APointerAtTheRootOpensAnElementThatNeverCloses) {
+  Pointer p = nullptr;
+  Owned<TVnSerializer> s(VnCreateSerializer(dsfXML, &p, TypeInfo<Pointer>()));
+  s->SetParam(u"excludenamespaces", u"true");
+  EXPECT_EQ(s->Serialize(), "<array>");
+}

@@ -190,8 +190,9 @@ void TVnXMLSerializer::SerializeEndType(const UnicodeString &AName, const TVnTyp
                                         Integer) {
   TVnTypeKind kind = KindOf(ATypeInfo);
   if (kind < vtkArray || kind > vtkInterface) {
-    // A pointer opened by SerializeStartType has no end tag.
-    if (kind != vtkPointer) VN_ASSERT_MSG_AT(!FParent, cBasicTypes, __FILE__, __LINE__);
+    // A pointer opened by SerializeStartType has no end tag; below the root it fails like a
+    // simple type.
+    VN_ASSERT_MSG_AT(!FParent, cBasicTypes, __FILE__, __LINE__);
     return;
   }
   Write(std::string_view("</"));
