@@ -834,3 +834,29 @@ TEST(SerializerWalk, EventArguments) {
             u"Exception: Failed to trigger the event!\r\nThe paramatercount does not match the "
             u"count of the prototype.");
 }
+
+// ---------------------------------------------------------------------------------------------
+// Depth
+
+// A chain of objects deeper than the limit raises before the thread's stack runs out (the
+// sanitizers' larger frames included); one at the limit is written.
+TEST(SerializerWalk, NestingBeyondTheLimitRaises) {
+  std::vector<Owned<TNode>> chain;
+  for (Integer i = 0; i <= cVnSerializerMaxDepth + 1; ++i) chain.emplace_back(New<TNode>());
+  for (std::size_t i = 0; i + 1 < chain.size(); ++i) chain[i]->Left = chain[i + 1].get();
+  UnicodeString failure = MessageOf([&] { Plain(chain.front().get()); });
+  const UnicodeString head = u"EVnSerializeException: Serialization failure at \"Left.Left.";
+  const UnicodeString tail =
+      Format(u"\"\r\nThe value is nested deeper than %d levels!", {cVnSerializerMaxDepth});
+  EXPECT_EQ(failure.substr(0, head.size()), head);
+  ASSERT_GE(failure.size(), tail.size());
+  EXPECT_EQ(failure.substr(failure.size() - tail.size()), tail);
+
+  chain[cVnSerializerMaxDepth]->Left = nullptr;
+  std::string doc = Plain(chain.front().get());
+  std::size_t levels = 0;
+  for (std::size_t at = doc.find("<Left>"); at != std::string::npos;
+       at = doc.find("<Left>", at + 1))
+    ++levels;
+  EXPECT_EQ(levels, static_cast<std::size_t>(cVnSerializerMaxDepth));
+}

@@ -340,8 +340,10 @@ class TVnCustomSerializer : public TVnObject, public virtual IVnCustomSerializer
 };
 
 // The deepest nesting of child workers (objects, records and arrays inside one another) that a
-// walk accepts; one level deeper raises EVnSerializeException.
-inline constexpr Integer cVnSerializerMaxDepth = 10000;
+// walk accepts; one level deeper raises EVnSerializeException. The walk calls itself per level
+// (a level costs about 3.5 KB of stack with the sanitizers, less without), so the limit keeps a
+// walk well inside a thread's stack of 8 MiB.
+inline constexpr Integer cVnSerializerMaxDepth = 1000;
 
 // The format-blind walk. One serializer stands for one value; each class, record or array below
 // it gets a child serializer that writes into the same output.
