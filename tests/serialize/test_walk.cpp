@@ -53,6 +53,16 @@ VN_RTTI(TSelect, u"walk") {
   R.Field(u"PUBLICPLAIN", &TSelect::Pub);
 }
 
+// A derived class whose field hides the ancestor's field of the same name.
+class TSelectMore : public TSelect {
+  VN_CLASS(TSelectMore, TSelect)
+ public:
+  UnicodeString FieldPublic = u"mine";
+};
+VN_RTTI(TSelectMore, u"walk") {
+  R.Field(u"FieldPublic", &TSelectMore::FieldPublic);
+}
+
 // --- Cycles and shared objects.
 class TNode : public TPersistent {
   VN_CLASS(TNode, TPersistent)
@@ -115,6 +125,12 @@ TEST(SerializerWalk, MembersAreChosenByVisibilityAndHints) {
             "<object><Published>1</Published><alias>1</alias><pub>1</pub>"
             "<FieldPublic>2</FieldPublic><FieldNamed>3</FieldNamed>"
             "<FieldPrivateNamed>4</FieldPrivateNamed></object>");
+  // The most derived declaration of a name wins.
+  Owned<TSelectMore> m(New<TSelectMore>());
+  EXPECT_EQ(Plain(m.get()),
+            "<object><Published>1</Published><alias>1</alias><pub>1</pub>"
+            "<FieldPublic>mine</FieldPublic><FieldNamed>0</FieldNamed>"
+            "<FieldPrivateNamed>0</FieldPrivateNamed></object>");
 }
 
 // An object met again on the way up is left out, name included; a shared object that is no
@@ -158,6 +174,17 @@ TEST(SerializerWalk, ComponentsAreWrittenAsObjectsOrByName) {
   form->Peer = nullptr;
   EXPECT_EQ(Plain(form.get()),
             "<object><Name>Form</Name><Tag>0</Tag><Width>0</Width><Peer></Peer></object>");
+  // A component with an owner at the root names its owner first.
+  EXPECT_EQ(Plain(other),
+            "<object><Owner>Module</Owner><Name>Other</Name><Tag>0</Tag><Width>0</Width>"
+            "<Peer></Peer></object>");
+  // ... with its type, that of a string, as the owner's name is what is written.
+  EXPECT_NE(
+      VnSerializer(other).AsXML(u"urn:t").find("<Owner xsi:type=\"xsd:string\">Module</Owner>"),
+      std::string::npos);
+  module->SetName(u"");
+  EXPECT_EQ(Plain(other),
+            "<object><Name>Other</Name><Tag>0</Tag><Width>0</Width><Peer></Peer></object>");
 }
 
 // ---------------------------------------------------------------------------------------------

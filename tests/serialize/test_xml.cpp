@@ -144,6 +144,27 @@ TEST(XmlSerializer, EnumerationsAndSetsCarryTheirOrdinalAndLoseTheirPrefix) {
       << body;
 }
 
+namespace xmltest {
+
+// A prefix hint that does not fit every value name: as many characters are cut regardless.
+enum TMixed { mxFirst, Other };
+using TMixedSet = Set<TMixed, mxFirst, Other>;
+VN_RTTI(TMixed, u"xmltest") {
+  R.Names({u"mxFirst", u"Other"});
+  R.Attribute(new SerializerHint(shoEnumPrefix, u"mx"));
+}
+VN_RTTI(TMixedSet, u"xmltest") {}
+
+}  // namespace xmltest
+
+TEST(XmlSerializer, APrefixIsCutByItsLengthFromEnumerationsButReplacedInSets) {
+  EXPECT_EQ(VnSerialize(dsfXML, TValue(xmltest::mxFirst)), "First");
+  EXPECT_EQ(VnSerialize(dsfXML, TValue(xmltest::Other)), "her");
+  EXPECT_EQ(
+      VnSerialize(dsfXML, TValue::From<xmltest::TMixedSet>({xmltest::mxFirst, xmltest::Other})),
+      "[First,Other]");
+}
+
 TEST_F(FixedZone, DatesAndTimesAreWrittenWithoutZoneAndUTCTypesWithZ) {
   Owned<TDates> d(New<TDates>());
   d->Day = TDate(45000);  // 2023-03-15
@@ -303,6 +324,25 @@ TEST(XmlSerializer, NamespaceParameters) {
                                 "<Name xsi:type=\"xsd:string\">Ann</Name></object>";
   EXPECT_EQ(Xml(p.get(), {{u"xmlns", u""}}), byProgram);
   EXPECT_EQ(VnSerializer(p.get()).AsXML(), byProgram);
+
+  // The root run fills the parameters in, where every worker below finds them.
+  Owned<TVnSerializer> s(VnCreateSerializer(dsfXML, TValue(p.get())));
+  s->Serialize();
+  EXPECT_EQ(s->GetParam(u"excludenamespaces"), u"false");
+  EXPECT_EQ(s->GetParam(u"xsi-prefix"), u"xsi");
+  EXPECT_EQ(s->GetParam(u"xsd-prefix"), u"xsd");
+  EXPECT_EQ(s->GetParam(u"xmlns"), u"urn:serialize_tests");
+  // ... or takes them out.
+  s->SetParam(u"excludenamespaces", u"true");
+  EXPECT_EQ(s->Serialize(), "<object><Name>Ann</Name></object>");
+  EXPECT_FALSE(s->HasParam(u"xmlns"));
+  EXPECT_FALSE(s->HasParam(u"xsi-prefix"));
+
+  // A record at the root.
+  EXPECT_EQ(Xml(TValue::From<TPoint>({1, 2})),
+            "<record " + cNs +
+                " xsi:type=\"xsd:TPoint\" xmlns=\"urn:t\"><X xsi:type=\"xsd:int\">1</X>"
+                "<Y xsi:type=\"xsd:int\">2</Y></record>");
 
   // A subclass may leave the root's attributes out; members keep theirs.
   Owned<TBareRootSerializer> bare(New<TBareRootSerializer>(TValue(n.get())));
