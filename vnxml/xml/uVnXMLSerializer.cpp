@@ -190,8 +190,9 @@ void TVnXMLSerializer::SerializeEndType(const UnicodeString &AName, const TVnTyp
                                         Integer) {
   TVnTypeKind kind = KindOf(ATypeInfo);
   if (kind < vtkArray || kind > vtkInterface) {
-    // A pointer opened by SerializeStartType has no end tag.
-    if (kind != vtkPointer) VN_ASSERT_MSG_AT(!FParent, cBasicTypes, __FILE__, __LINE__);
+    // A pointer opened by SerializeStartType has no end tag; below the root it fails like a
+    // simple type.
+    VN_ASSERT_MSG_AT(!FParent, cBasicTypes, __FILE__, __LINE__);
     return;
   }
   Write(std::string_view("</"));
@@ -294,12 +295,20 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
     case vtkShortString:
     case vtkString:
     case vtkAnsiString:
-    case vtkWideString:
+    case vtkWideString: {
+      // A class reference comes here under the string type: its text is the class's name.
+      UnicodeString text;
+      if (AValue.GetTypeKind() == tkClassRef) {
+        if (TClass c = AValue.AsClass()) text = c->ClassName();
+      } else {
+        text = AValue.ToString();
+      }
       if (vt->Name == u"VnXMLString")
-        Write(AValue.ToString());
+        Write(text);
       else
-        Write(VnStrToXML(AValue.ToString(), true, true));
+        Write(VnStrToXML(text, true, true));
       break;
+    }
     case vtkBoolean:
       Write(AValue.ToBoolean() ? std::string_view("true") : std::string_view("false"));
       break;
