@@ -2,6 +2,7 @@
 #include "vnxml/common/uVnSerializer.h"
 
 #include <unicode/uchar.h>
+#include <unicode/ustring.h>
 
 #include <cstring>
 
@@ -328,6 +329,18 @@ VN_SERIALIZABLE_OPERATIONS(TVnSerializableComponent)
 // ---------------------------------------------------------------------------------------------
 // TVnCustomSerializer
 
+namespace {
+std::atomic<UInt64> gParamGeneration{1};
+}  // namespace
+
+UInt64 detail::SerializerParamGeneration() noexcept {
+  return gParamGeneration.load(std::memory_order_relaxed);
+}
+
+void detail::SerializerParamsChanged() noexcept {
+  gParamGeneration.fetch_add(1, std::memory_order_relaxed);
+}
+
 TVnCustomSerializer::TVnCustomSerializer(const TValue &AValue) : FValue(AValue) {
   void *ptr = nullptr;
   switch (FValue.GetTypeKind()) {
@@ -428,6 +441,7 @@ void TVnCustomSerializer::SetParam(const UnicodeString &AName, const UnicodeStri
     FParams = new TStringList;
   }
   FParams->SetValue(AName, AValue);
+  detail::SerializerParamsChanged();
 }
 
 void TVnCustomSerializer::SetObjParam(const UnicodeString &AName, TObject *AObject) {
@@ -437,12 +451,14 @@ void TVnCustomSerializer::SetObjParam(const UnicodeString &AName, TObject *AObje
     FParams->PutObject(i, AObject);
   else
     FParams->AddObject(AName, AObject);
+  detail::SerializerParamsChanged();
 }
 
 void TVnCustomSerializer::SetParams(TStrings *AList) {
   if (!AList) return;
   if (!FParams) FParams = new TStringList;
   for (Integer i = 0; i < AList->Count(); ++i) FParams->AddObject(AList->Get(i), AList->Objects(i));
+  detail::SerializerParamsChanged();
 }
 
 void TVnCustomSerializer::SetParent(TVnCustomSerializer *AParent) {
@@ -469,14 +485,33 @@ TVnSerializer::~TVnSerializer() = default;
 void TVnSerializer::SetParent(TVnCustomSerializer *AParent) {
   if (AParent) {
     FStream = AParent->Stream();
-    if (AParent->InheritsFrom(TVnSerializer::StaticClass()))
-      FOut = static_cast<TVnSerializer *>(AParent)->FOut;
+    if (AParent->InheritsFrom(TVnSerializer::StaticClass())) {
+      auto *parent = static_cast<TVnSerializer *>(AParent);
+      FOut = parent->FOut;
+      FScratch = &parent->Scratch();
+      // The parent's flags stand for this worker too as long as it has no parameters itself.
+      if (!FParams && parent->FFlagsGeneration == detail::SerializerParamGeneration()) {
+        FFlagsGeneration = parent->FFlagsGeneration;
+        FExcludeChildren = parent->FExcludeChildren;
+        FExcludeRoot = parent->FExcludeRoot;
+      } else {
+        FFlagsGeneration = 0;
+      }
+    }
+  } else {
+    FFlagsGeneration = 0;
   }
   TVnCustomSerializer::SetParent(AParent);
 }
 
 bool TVnSerializer::ParamIsTrue(const UnicodeString &AName) {
   return GetParam(AName) == cTrue;
+}
+
+void TVnSerializer::ReadFlags() {
+  FFlagsGeneration = detail::SerializerParamGeneration();
+  FExcludeChildren = ParamIsTrue(cExcludeChildren);
+  FExcludeRoot = ParamIsTrue(cExcludeRoot);
 }
 
 void TVnSerializer::Write(std::string_view ABytes) {
@@ -497,6 +532,30 @@ void TVnSerializer::Write(UnicodeStringView AText) {
   if (FOut->size() >= 65536) Flush();
 }
 
+UnicodeStringView TVnSerializer::TextOf(const TValue &AValue, UnicodeString &AHolder) {
+  if (AValue.GetTypeInfo() == TypeInfo<UnicodeString>())
+    return *static_cast<const UnicodeString *>(AValue.GetReferenceToRawData());
+  AHolder = AValue.ToString();
+  return AHolder;
+}
+
+void TVnSerializer::WriteSchemaName(const TVnTypeInfo *AType) {
+  // Type records live as long as the process, so their address keys the cache; each thread
+  // keeps its own.
+  struct TEntry {
+    const TVnTypeInfo *Type = nullptr;
+    std::string Name;
+  };
+  thread_local TEntry cache[256];
+  TEntry &e = cache[(reinterpret_cast<std::uintptr_t>(AType) >> 4) & 255];
+  if (e.Type != AType) {
+    e.Name.clear();
+    AppendUTF8(e.Name, AType->SchemaName());
+    e.Type = AType;
+  }
+  Write(std::string_view(e.Name));
+}
+
 void TVnSerializer::Write(char AByte) {
   if (!FOut) {
     Write(std::string_view(&AByte, 1));
@@ -506,8 +565,9 @@ void TVnSerializer::Write(char AByte) {
 }
 
 void TVnSerializer::Flush() {
-  if (!FOut || FOut->empty()) return;
-  if (FStream) FStream->WriteBuffer(FOut->data(), static_cast<Int64>(FOut->size()));
+  // Without a stream the buffer is the result (Serialize()).
+  if (!FOut || FOut->empty() || !FStream) return;
+  FStream->WriteBuffer(FOut->data(), static_cast<Int64>(FOut->size()));
   FOut->clear();
 }
 
@@ -519,9 +579,11 @@ void TVnSerializer::SerializeValue(const UnicodeString &, const TVnTypeInfo *, c
                                    Integer) {}
 
 RawByteString TVnSerializer::Serialize() {
-  Owned<TVnStringStream> stream = MakeOwned<TVnStringStream>(static_cast<Word>(65001), 0);
-  Serialize(stream.get());
-  return stream->GetDataString();
+  // The run writes into its own buffer, which becomes the result: no stream in between.
+  RunRoot(nullptr, [this] { RunBody(); });
+  RawByteString result = std::move(FOwnBuffer);
+  FOwnBuffer = std::string();
+  return result;
 }
 
 void TVnSerializer::RunRoot(TStream *AStream, const std::function<void()> &ABody) {
@@ -546,10 +608,14 @@ void TVnSerializer::RunRoot(TStream *AStream, const std::function<void()> &ABody
 }
 
 void TVnSerializer::Serialize(TStream *AStream) {
-  RunRoot(AStream, [this] {
+  RunRoot(AStream, [this] { RunBody(); });
+}
+
+void TVnSerializer::RunBody() {
+  {
     bool skip = false;
     bool frame =
-        !ParamIsTrue(cExcludeRoot) && FInstanceTypeInfo && !FInstanceTypeInfo->GetIsSimpleType();
+        !ExcludeRoot() && FInstanceTypeInfo && !FInstanceTypeInfo->GetIsSimpleType();
     if (frame) SerializeStartType(UnicodeString(), FInstanceTypeInfo, -1);
     try {
       if (FHelper) FHelper->BeforeSerialize(this, skip);
@@ -567,7 +633,7 @@ void TVnSerializer::Serialize(TStream *AStream) {
     }
     if (FHelper) FHelper->AfterSerialize(this);
     if (frame) SerializeEndType(UnicodeString(), FInstanceTypeInfo, -1);
-  });
+  }
 }
 
 void TVnSerializer::Serialize(TStream *AStream, const TRttiInvokableType *AInvokable,
@@ -604,6 +670,34 @@ void Unwrap(TValue &AValue, const TVnTypeInfo *&AInfo) {
     AValue = std::move(inner);
     AInfo = AValue.GetTypeInfo() ? TVnTypes::GetTypeInfo(AValue.GetTypeInfo()) : nullptr;
   }
+}
+
+// Member names compared as a case-insensitive string list compares them: ASCII directly, other
+// text by full case folding.
+bool SameMemberName(const UnicodeString &A, const UnicodeString &B) {
+  bool ascii = true;
+  if (A.size() == B.size()) {
+    for (std::size_t i = 0; i < A.size(); ++i) {
+      char16_t a = A[i], b = B[i];
+      if ((a | b) >= 0x80) {
+        ascii = false;
+        break;
+      }
+      if (a == b) continue;
+      if (a >= u'A' && a <= u'Z') a = static_cast<char16_t>(a + 32);
+      if (b >= u'A' && b <= u'Z') b = static_cast<char16_t>(b + 32);
+      if (a != b) return false;
+    }
+    if (ascii) return true;
+  } else {
+    for (char16_t c : A) ascii = ascii && c < 0x80;
+    for (char16_t c : B) ascii = ascii && c < 0x80;
+    if (ascii) return false;
+  }
+  UErrorCode err = U_ZERO_ERROR;
+  return u_strCaseCompare(reinterpret_cast<const UChar *>(A.data()), static_cast<int32_t>(A.size()),
+                          reinterpret_cast<const UChar *>(B.data()), static_cast<int32_t>(B.size()),
+                          U_FOLD_CASE_DEFAULT, &err) == 0;
 }
 
 bool IsStructured(TVnTypeKind AKind) {
@@ -647,11 +741,12 @@ void TVnSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString 
 void TVnSerializer::WalkMembers() {
   TRttiType *type = FInstanceTypeInfo->RttiType;
   if (!type) return;
-  TStringList seen;  // names compared without regard to case
-  seen.SetCaseSensitive(false);
+  // The names met so far, compared without regard to case; a type has few members.
+  std::vector<const UnicodeString *> seen;
   auto isSeen = [&seen](const UnicodeString &AName) {
-    if (seen.IndexOf(AName) >= 0) return true;
-    seen.Add(AName);
+    for (const UnicodeString *n : seen)
+      if (SameMemberName(*n, AName)) return true;
+    seen.push_back(&AName);
     return false;
   };
   SerializerHint *hint = nullptr;
@@ -682,7 +777,7 @@ void TVnSerializer::WalkMembers() {
       TVnTypeKind k = KindOf(info);
       if (k == vtkUnknown || k == vtkPointer || k == vtkMethod || k == vtkClassRef) write = false;
     }
-    if (write && IsStructured(info->Kind)) write = !ParamIsTrue(cExcludeChildren);
+    if (write && IsStructured(info->Kind)) write = !ExcludeChildren();
     if (write && info->Kind == vtkClass && value.GetTypeKind() == tkClass && value.AsObject() &&
         IsAncestorInstance(value.AsObject()))
       write = false;
@@ -718,7 +813,7 @@ void TVnSerializer::WalkMembers() {
     if (KindOf(info) == vtkClass && value.GetTypeKind() == tkClass && value.AsObject() &&
         IsAncestorInstance(value.AsObject()))
       continue;
-    if (IsStructured(KindOf(info)) && ParamIsTrue(cExcludeChildren)) continue;
+    if (IsStructured(KindOf(info)) && ExcludeChildren()) continue;
     SerializeFieldOrProp(field->GetName(), info, value, field->GetAttributes());
   }
 }
@@ -835,7 +930,7 @@ void TVnSerializer::SerializeClass(const UnicodeString &AName, TClass AClass, TO
   TClass cls = AInstance ? AInstance->ClassType() : AClass;
   bool component = cls && cls->InheritsFrom(TComponent::StaticClass());
   bool write;
-  if (ParamIsTrue(cExcludeChildren)) {
+  if (ExcludeChildren()) {
     write = false;
   } else if (component) {
     write = AInstance && (static_cast<TComponent *>(AInstance)->Owner() == FInstancePtr ||
@@ -859,7 +954,7 @@ void TVnSerializer::SerializeClass(const UnicodeString &AName, TClass AClass, TO
 
 void TVnSerializer::SerializeRecord(const UnicodeString &AName, const TVnTypeInfo *, void *APtr,
                                     const TVnTypeInfo *AInstanceTypeInfo, Integer AIndex) {
-  if (!ParamIsTrue(cExcludeChildren))
+  if (!ExcludeChildren())
     SerializeChild(AName, UnicodeString(), APtr, AInstanceTypeInfo, AIndex);
   else
     SerializeValue(AName, AInstanceTypeInfo, TValue(), AIndex);
@@ -892,14 +987,14 @@ void TVnSerializer::SerializeChild(const UnicodeString &AName, const UnicodeStri
 
 void TVnSerializer::SerializeInterface(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
                                        IInterface *AIntf, Integer AIndex) {
-  if (!AIntf || ParamIsTrue(cExcludeChildren)) {
+  if (!AIntf || ExcludeChildren()) {
     SerializeValue(AName, ATypeInfo, TValue(), AIndex);
     return;
   }
   DelphiInterface<IVnSerializable> serializable;
   if (Supports(AIntf, serializable)) {
     Owned<TVnSerializer> child(CreateChildSerializer(AIntf, ATypeInfo));
-    bool bare = KindOf(FInstanceTypeInfo) != vtkRecord && ParamIsTrue(cExcludeRoot);
+    bool bare = KindOf(FInstanceTypeInfo) != vtkRecord && ExcludeRoot();
     if (!bare) child->SerializeStartType(AName, ATypeInfo, AIndex);
     if (!FParams) FParams = new TStringList;
     RawByteString text = serializable->Serialize(Format(), FParams);
@@ -934,8 +1029,12 @@ void VnRegisterType(TClass AClass) {
 
 namespace {
 
+// Counts the registrations, so that the lookup caches of the threads know when to forget.
+std::atomic<UInt64> gRegistrations{1};
+
 void RegisterPair(TVnDataSerializationFormatType AFormat, PTypeInfo AType,
                   TVnSerializerClass ASerializer, TVnDeserializerClass ADeserializer) {
+  gRegistrations.fetch_add(1, std::memory_order_release);
   TVnSerializerPair pair;
   pair.Serializer = ASerializer ? ASerializer->Class : nullptr;
   pair.Deserializer = ADeserializer ? ADeserializer->Class : nullptr;
@@ -962,9 +1061,34 @@ void VnRegisterSerializer(TVnDataSerializationFormatType AFormat, PTypeInfo ATyp
   RegisterPair(AFormat, AType, ASerializer, ADeserializer);
 }
 
+namespace {
+
+// The pairs found per type and format, kept per thread: every child worker of a walk asks for
+// its class, and the registry's lookup takes a lock. Pairs are never freed.
+const TVnSerializerPair *FindPair(TVnDataSerializationFormatType AFormat,
+                                  const TVnTypeInfo *AType) {
+  struct TEntry {
+    const TVnTypeInfo *Type = nullptr;
+    const TVnSerializerPair *Pair = nullptr;
+    UInt64 Generation = 0;
+  };
+  thread_local TEntry cache[2][128];
+  if (AFormat > dsfXML) return TVnTypes::FindSerializers(AType, AFormat);
+  UInt64 generation = gRegistrations.load(std::memory_order_acquire);
+  TEntry &e = cache[AFormat][(reinterpret_cast<std::uintptr_t>(AType) >> 4) & 127];
+  if (e.Type != AType || e.Generation != generation || !AType) {
+    e.Pair = TVnTypes::FindSerializers(AType, AFormat);
+    e.Type = AType;
+    e.Generation = generation;
+  }
+  return e.Pair;
+}
+
+}  // namespace
+
 TVnSerializerClass VnFindSerializerClassEx(TVnDataSerializationFormatType AFormat,
                                            const TVnTypeInfo *AType) {
-  const TVnSerializerPair *pair = TVnTypes::FindSerializers(AType, AFormat);
+  const TVnSerializerPair *pair = FindPair(AFormat, AType);
   return pair ? pair->SerializerRef : nullptr;
 }
 
@@ -974,7 +1098,7 @@ TVnSerializerClass VnFindSerializerClass(TVnDataSerializationFormatType AFormat,
 
 TVnDeserializerClass VnFindDeserializerClassEx(TVnDataSerializationFormatType AFormat,
                                                const TVnTypeInfo *AType) {
-  const TVnSerializerPair *pair = TVnTypes::FindSerializers(AType, AFormat);
+  const TVnSerializerPair *pair = FindPair(AFormat, AType);
   return pair ? pair->DeserializerRef : nullptr;
 }
 

@@ -332,6 +332,14 @@ class TVnSerializableComponent : public TVnComponent,
 // ---------------------------------------------------------------------------------------------
 // The workers
 
+namespace detail {
+// Counts the changes of any worker's parameters in the process. A worker caches what it reads
+// from the chain of parameters (the exclude flags, the XML namespace settings) together with the
+// count, and reads again once the count has moved.
+UInt64 SerializerParamGeneration() noexcept;
+void SerializerParamsChanged() noexcept;
+}  // namespace detail
+
 // What a serializer and a deserializer share: the instance, its type, the output or input
 // stream, and the parameters ("name=value" lines; objects on lines that hold only the name),
 // which every child finds through its parent.
@@ -351,6 +359,8 @@ class TVnCustomSerializer : public TVnObject, public virtual IVnCustomSerializer
   void SetObjParam(const UnicodeString &AName, TObject *AObject) override;
   bool HasParam(const UnicodeString &AName);
   void SetParams(TStrings *AList);
+  // The worker's own list (nil before its first parameter). A caller that changes the list
+  // directly calls detail::SerializerParamsChanged() afterwards.
   TStringList *Params() const noexcept { return FParams; }
 
   virtual void SetParent(TVnCustomSerializer *AParent);
@@ -434,6 +444,10 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
 
   // Output: bytes as they stand, or UTF-16 text as UTF-8.
   void Write(std::string_view ABytes);
+  // The text of a value: a view on the string it holds, or its ToString kept in AHolder.
+  static UnicodeStringView TextOf(const TValue &AValue, UnicodeString &AHolder);
+  // The schema name of a type without prefix (TVnTypeInfo::SchemaName), as UTF-8 kept per type.
+  void WriteSchemaName(const TVnTypeInfo *AType);
   void Write(UnicodeStringView AText);
   void Write(char AByte);
 
@@ -446,6 +460,15 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
   void Flush();
   // True when the parameter holds "true".
   bool ParamIsTrue(const UnicodeString &AName);
+  // "excludechildren" and "excluderoot", read once per change of any parameter.
+  bool ExcludeChildren() {
+    if (FFlagsGeneration != detail::SerializerParamGeneration()) ReadFlags();
+    return FExcludeChildren;
+  }
+  bool ExcludeRoot() {
+    if (FFlagsGeneration != detail::SerializerParamGeneration()) ReadFlags();
+    return FExcludeRoot;
+  }
 
   UnicodeString FMemberName;
   UnicodeString FPath;
@@ -457,9 +480,23 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
   bool IsAncestorInstance(const void *AObject) const;
   void RunRoot(TStream *AStream, const std::function<void()> &ABody);
 
+  void ReadFlags();
+  void RunBody();
+
   // The output of the run: the root's buffer, shared by its children.
   std::string *FOut = nullptr;
   std::string FOwnBuffer;
+  UInt64 FFlagsGeneration = 0;
+  bool FExcludeChildren = false;
+  bool FExcludeRoot = false;
+
+ protected:
+  // A text buffer that the run's writers may reuse for escaping; the root's, shared.
+  UnicodeString &Scratch() noexcept { return FScratch ? *FScratch : FOwnScratch; }
+
+ private:
+  UnicodeString *FScratch = nullptr;
+  UnicodeString FOwnScratch;
 };
 
 // ---------------------------------------------------------------------------------------------

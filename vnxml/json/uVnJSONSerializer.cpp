@@ -82,7 +82,7 @@ void TVnJSONSerializer::SerializeStartType(const UnicodeString &AName, const TVn
   Write('{');
   if (!ATypeInfo->GetIsSimpleType()) {
     Write(std::string_view("\"className\":\""));
-    Write(ATypeInfo->SchemaName());
+    WriteSchemaName(ATypeInfo);
     Write('"');
     FPrefix = u",";
   }
@@ -105,8 +105,14 @@ void TVnJSONSerializer::WriteText(const TVnTypeInfo *ATypeInfo, const TValue &AV
   Write('"');
   if (ATypeInfo && ATypeInfo->Name == u"VnJSONString")
     Write(AValue.ToString());
-  else
-    Write(VnStrToJSON(AValue.ToString()));
+  else {
+    UnicodeString holder;
+    UnicodeStringView text = TextOf(AValue, holder);
+    UnicodeString &escaped = Scratch();
+    escaped.clear();
+    VnAppendStrToJSON(escaped, text);
+    Write(escaped);
+  }
   Write('"');
 }
 
@@ -127,7 +133,7 @@ void TVnJSONSerializer::WriteEnumObject(const TVnTypeInfo *ATypeInfo, const TVal
   if (ATypeInfo->RttiType && GetSerializerHint(ATypeInfo->RttiType, shoEnumPrefix, hint))
     text.erase(0, std::min(text.size(), hint->Value().size()));
   Write(std::string_view("{\"className\":\""));
-  Write(ATypeInfo->SchemaName());
+  WriteSchemaName(ATypeInfo);
   Write(std::string_view("\",\"asString\":\""));
   if (set && (text.empty() || text.front() != u'[')) Write('[');
   Write(text);

@@ -113,12 +113,33 @@ void TVnXMLSerializer::SetParent(TVnCustomSerializer *AParent) {
       SetParam(cXmlnsParam, UnicodeString());
     }
   }
-  FExcludeNamespaces = GetParam(cExcludeNamespaces) == u"true";
-  FXSINamespace = GetParam(cXSINamespaceParam);
-  FXSIPrefix = GetParam(cXSIPrefixParam);
-  FXSDNamespace = GetParam(cXSDNamespaceParam);
-  FXSDPrefix = GetParam(cXSDPrefixParam);
-  FDefaultNamespace = GetParam(cXmlnsParam);
+  UInt64 generation = detail::SerializerParamGeneration();
+  if (AParent && !Params() && AParent->InheritsFrom(TVnXMLSerializer::StaticClass())) {
+    auto *parent = static_cast<TVnXMLSerializer *>(AParent);
+    if (parent->FSettings && parent->FSettingsGeneration == generation) {
+      FSettings = parent->FSettings;
+      FSettingsGeneration = generation;
+      return;
+    }
+  }
+  auto settings = std::make_shared<TSettings>();
+  settings->ExcludeNamespaces = GetParam(cExcludeNamespaces) == u"true";
+  settings->XSINamespace = GetParam(cXSINamespaceParam);
+  settings->XSIPrefix = GetParam(cXSIPrefixParam);
+  settings->XSDNamespace = GetParam(cXSDNamespaceParam);
+  settings->XSDPrefix = GetParam(cXSDPrefixParam);
+  settings->DefaultNamespace = GetParam(cXmlnsParam);
+  FSettings = std::move(settings);
+  FSettingsGeneration = generation;
+}
+
+void TVnXMLSerializer::WriteTypeName(const TVnTypeInfo *AType) {
+  const UnicodeString &prefix = FSettings->XSDPrefix;
+  if (!prefix.empty()) {
+    Write(prefix);
+    Write(':');
+  }
+  if (AType) WriteSchemaName(AType);
 }
 
 UnicodeString TVnXMLSerializer::GetRootElementName(TVnTypeKind AKind) {
@@ -153,32 +174,32 @@ void TVnXMLSerializer::SerializeStartType(const UnicodeString &AName, const TVnT
   Write('<');
   if (!AName.empty()) {
     Write(AName);
-    if (WriteRootAttributes(AName) && !FExcludeNamespaces) {
+    if (WriteRootAttributes(AName) && !FSettings->ExcludeNamespaces) {
       Write(' ');
-      Write(FXSIPrefix);
+      Write(FSettings->XSIPrefix);
       Write(std::string_view(":type=\""));
-      Write(ATypeInfo->SchemaName(FXSDPrefix));
+      WriteTypeName(ATypeInfo);
       Write('"');
     }
   } else {
     Write(GetRootElementName(kind));
-    if (WriteRootAttributes(AName) && !FExcludeNamespaces) {
+    if (WriteRootAttributes(AName) && !FSettings->ExcludeNamespaces) {
       Write(std::string_view(" xmlns:"));
-      Write(FXSIPrefix);
+      Write(FSettings->XSIPrefix);
       Write(std::string_view("=\""));
-      Write(FXSINamespace);
+      Write(FSettings->XSINamespace);
       Write(std::string_view("\" xmlns:"));
-      Write(FXSDPrefix);
+      Write(FSettings->XSDPrefix);
       Write(std::string_view("=\""));
-      Write(FXSDNamespace);
+      Write(FSettings->XSDNamespace);
       Write(std::string_view("\" "));
-      Write(FXSIPrefix);
+      Write(FSettings->XSIPrefix);
       Write(std::string_view(":type=\""));
-      Write(ATypeInfo->SchemaName(FXSDPrefix));
+      WriteTypeName(ATypeInfo);
       Write('"');
-      if (!FDefaultNamespace.empty()) {
+      if (!FSettings->DefaultNamespace.empty()) {
         Write(std::string_view(" xmlns=\""));
-        Write(FDefaultNamespace);
+        Write(FSettings->DefaultNamespace);
         Write('"');
       }
     }
@@ -229,7 +250,7 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
   if (!AName.empty()) {
     Write('<');
     Write(AName);
-    if (!WriteValueAttributes(AName, AIndex) || FExcludeNamespaces) {
+    if (!WriteValueAttributes(AName, AIndex) || FSettings->ExcludeNamespaces) {
       if (null) {
         Write(std::string_view("/>"));
       } else {
@@ -237,13 +258,13 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
       }
     } else {
       Write(' ');
-      Write(FXSIPrefix);
+      Write(FSettings->XSIPrefix);
       Write(std::string_view(":type=\""));
-      Write(vt ? vt->SchemaName(FXSDPrefix) : UnicodeString());
+      WriteTypeName(vt);
       Write('"');
       if (null) {
         Write(' ');
-        Write(FXSIPrefix);
+        Write(FSettings->XSIPrefix);
         Write(std::string_view(":nil=\"true\"/>"));
       } else {
         TVnTypeKind k = KindOf(ATypeInfo);
@@ -297,16 +318,22 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
     case vtkAnsiString:
     case vtkWideString: {
       // A class reference comes here under the string type: its text is the class's name.
-      UnicodeString text;
+      UnicodeString holder;
+      UnicodeStringView text;
       if (AValue.GetTypeKind() == tkClassRef) {
-        if (TClass c = AValue.AsClass()) text = c->ClassName();
+        if (TClass c = AValue.AsClass()) holder = c->ClassName();
+        text = holder;
       } else {
-        text = AValue.ToString();
+        text = TextOf(AValue, holder);
       }
-      if (vt->Name == u"VnXMLString")
+      if (vt->Name == u"VnXMLString") {
         Write(text);
-      else
-        Write(VnStrToXML(text, true, true));
+      } else {
+        UnicodeString &escaped = Scratch();
+        escaped.clear();
+        VnAppendStrToXML(escaped, text, true, true);
+        Write(escaped);
+      }
       break;
     }
     case vtkBoolean:

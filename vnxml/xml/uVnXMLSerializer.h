@@ -6,6 +6,8 @@
 // of dsfXML, and those of TStrings, TComponent, TValue and the XML Schema records.
 #pragma once
 
+#include <memory>
+
 #include "vnxml/common/uVnSerializer.h"
 
 namespace vn {
@@ -37,13 +39,24 @@ class TVnXMLSerializer : public TVnSerializer {
   // Whether the element of a value carries the type attributes.
   virtual bool WriteValueAttributes(const UnicodeString &AName, Integer AIndex);
 
+  // The namespace settings a worker writes with, read from the parameters when it is attached.
+  struct TSettings {
+    bool ExcludeNamespaces = false;
+    UnicodeString DefaultNamespace;
+    UnicodeString XSINamespace;
+    UnicodeString XSIPrefix;
+    UnicodeString XSDNamespace;
+    UnicodeString XSDPrefix;
+  };
+  const TSettings &Settings() const noexcept { return *FSettings; }
+
  protected:
-  bool FExcludeNamespaces = false;
-  UnicodeString FDefaultNamespace;
-  UnicodeString FXSINamespace;
-  UnicodeString FXSIPrefix;
-  UnicodeString FXSDNamespace;
-  UnicodeString FXSDPrefix;
+  // Shared with the parent while no parameter has changed since the parent read them.
+  std::shared_ptr<const TSettings> FSettings;
+  UInt64 FSettingsGeneration = 0;
+
+ private:
+  void WriteTypeName(const TVnTypeInfo *AType);
 };
 
 // The XML Schema records (TXsInt ...): the whole element from the record's plain value.

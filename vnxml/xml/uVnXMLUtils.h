@@ -51,6 +51,9 @@ VnXMLString VnDurationToXML(const TVnDuration &AValue);
 // to 31 as "&#n;"; everything else passes.
 VnXMLString VnStrToXML(UnicodeStringView AText, bool AEscapeApos = true, bool AEscapeQuot = true);
 AnsiString VnStrToXML(const AnsiString &AText, bool AEscapeApos, bool AEscapeQuot);
+// The same, appended to ADest: for writers that build their output in one string.
+void VnAppendStrToXML(UnicodeString &ADest, UnicodeStringView AText, bool AEscapeApos = true,
+                      bool AEscapeQuot = true);
 // Appends the escaped text to the stream.
 void VnStrToXML(const char16_t *AData, Integer ALength, TVnStringStream *AStream, bool AEscapeApos,
                 bool AEscapeQuot);

@@ -221,6 +221,12 @@ std::size_t ScanReference(const Ch *AP, std::size_t AAmp, std::size_t AN) {
 
 // ---------------------------------------------------------------------------------------------
 
+void VnAppendStrToXML(UnicodeString &ADest, UnicodeStringView AText, bool AEscapeApos,
+                      bool AEscapeQuot) {
+  TStringSink sink{ADest};
+  Escape(AText.data(), AText.size(), AEscapeApos, AEscapeQuot, sink);
+}
+
 VnXMLString VnStrToXML(UnicodeStringView AText, bool AEscapeApos, bool AEscapeQuot) {
   UnicodeString r;
   if (AText.empty()) return r;
