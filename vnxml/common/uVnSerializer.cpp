@@ -36,39 +36,42 @@ TClass ClassOf(const TVnTypeInfo *AType) {
   return AType->RttiType->AsInstance()->GetMetaclassType();
 }
 
-// Appends UTF-16 text as UTF-8; a lone surrogate becomes U+FFFD.
+// Appends UTF-16 text as UTF-8; a lone surrogate becomes U+FFFD. The bytes are made in a small
+// block on the stack and appended a block at a time.
 void AppendUTF8(std::string &AOut, UnicodeStringView AText) {
+  char block[512];
+  std::size_t n = 0;
   const char16_t *p = AText.data(), *e = p + AText.size();
   while (p < e) {
-    const char16_t *run = p;
-    while (p < e && *p < 0x80) ++p;
-    if (p > run) {
-      std::size_t at = AOut.size();
-      AOut.resize(at + static_cast<std::size_t>(p - run));
-      char *d = AOut.data() + at;
-      for (const char16_t *q = run; q < p; ++q) *d++ = static_cast<char>(*q);
-      continue;
+    if (n > sizeof block - 4) {
+      AOut.append(block, n);
+      n = 0;
     }
     char32_t c = *p++;
+    if (c < 0x80) {
+      block[n++] = static_cast<char>(c);
+      continue;
+    }
     if (c >= 0xD800 && c <= 0xDBFF && p < e && *p >= 0xDC00 && *p <= 0xDFFF) {
       c = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
     } else if (c >= 0xD800 && c <= 0xDFFF) {
       c = 0xFFFD;
     }
     if (c < 0x800) {
-      AOut += static_cast<char>(0xC0 | (c >> 6));
-      AOut += static_cast<char>(0x80 | (c & 0x3F));
+      block[n++] = static_cast<char>(0xC0 | (c >> 6));
+      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
     } else if (c < 0x10000) {
-      AOut += static_cast<char>(0xE0 | (c >> 12));
-      AOut += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      AOut += static_cast<char>(0x80 | (c & 0x3F));
+      block[n++] = static_cast<char>(0xE0 | (c >> 12));
+      block[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
     } else {
-      AOut += static_cast<char>(0xF0 | (c >> 18));
-      AOut += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      AOut += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      AOut += static_cast<char>(0x80 | (c & 0x3F));
+      block[n++] = static_cast<char>(0xF0 | (c >> 18));
+      block[n++] = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      block[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
     }
   }
+  AOut.append(block, n);
 }
 
 }  // namespace
@@ -520,7 +523,7 @@ void TVnSerializer::Write(std::string_view ABytes) {
     return;
   }
   FOut->append(ABytes);
-  if (FOut->size() >= 65536) Flush();
+  if (FOut->size() >= 65536 && FStream) Flush();
 }
 
 void TVnSerializer::Write(UnicodeStringView AText) {
@@ -529,7 +532,7 @@ void TVnSerializer::Write(UnicodeStringView AText) {
     return;
   }
   AppendUTF8(*FOut, AText);
-  if (FOut->size() >= 65536) Flush();
+  if (FOut->size() >= 65536 && FStream) Flush();
 }
 
 UnicodeStringView TVnSerializer::TextOf(const TValue &AValue, UnicodeString &AHolder) {
@@ -614,8 +617,7 @@ void TVnSerializer::Serialize(TStream *AStream) {
 void TVnSerializer::RunBody() {
   {
     bool skip = false;
-    bool frame =
-        !ExcludeRoot() && FInstanceTypeInfo && !FInstanceTypeInfo->GetIsSimpleType();
+    bool frame = !ExcludeRoot() && FInstanceTypeInfo && !FInstanceTypeInfo->GetIsSimpleType();
     if (frame) SerializeStartType(UnicodeString(), FInstanceTypeInfo, -1);
     try {
       if (FHelper) FHelper->BeforeSerialize(this, skip);
@@ -741,12 +743,20 @@ void TVnSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString 
 void TVnSerializer::WalkMembers() {
   TRttiType *type = FInstanceTypeInfo->RttiType;
   if (!type) return;
-  // The names met so far, compared without regard to case; a type has few members.
-  std::vector<const UnicodeString *> seen;
-  auto isSeen = [&seen](const UnicodeString &AName) {
-    for (const UnicodeString *n : seen)
+  // The names met so far, compared without regard to case; a type has few members, so they
+  // stay on the stack unless there are many.
+  const UnicodeString *first[24];
+  std::size_t count = 0;
+  std::vector<const UnicodeString *> more;
+  auto isSeen = [&](const UnicodeString &AName) {
+    for (std::size_t i = 0; i < count; ++i)
+      if (SameMemberName(*first[i], AName)) return true;
+    for (const UnicodeString *n : more)
       if (SameMemberName(*n, AName)) return true;
-    seen.push_back(&AName);
+    if (count < std::size(first))
+      first[count++] = &AName;
+    else
+      more.push_back(&AName);
     return false;
   };
   SerializerHint *hint = nullptr;
