@@ -157,49 +157,13 @@ void TVnJSONSerializer::SerializeValue(const UnicodeString &AName, const TVnType
     case vtkSmallInt:
     case vtkLongInt:
     case vtkInt64:
-      if (empty) {
-        Write(std::string_view("null"));
-        break;
-      }
-      switch (kind) {
-        case vtkByte:
-          Write(VnByteToXML(static_cast<Byte>(AValue.ToUInt64())));
-          break;
-        case vtkWord:
-          Write(VnWordToXML(static_cast<Word>(AValue.ToUInt64())));
-          break;
-        case vtkLongWord:
-          Write(VnLongWordToXML(static_cast<LongWord>(AValue.ToUInt64())));
-          break;
-        case vtkUInt64:
-          Write(VnUInt64ToXML(AValue.ToUInt64()));
-          break;
-        case vtkShortInt:
-          Write(VnShortIntToXML(static_cast<ShortInt>(AValue.ToInt64())));
-          break;
-        case vtkSmallInt:
-          Write(VnSmallIntToXML(static_cast<SmallInt>(AValue.ToInt64())));
-          break;
-        case vtkLongInt:
-          Write(VnLongIntToXML(static_cast<LongInt>(AValue.ToInt64())));
-          break;
-        default:
-          Write(VnInt64ToXML(AValue.ToInt64()));
-          break;
-      }
-      break;
     case vtkSingle:
     case vtkDouble:
-      if (empty)
-        Write(std::string_view("null"));
-      else
-        Write(VnDoubleToXML(AValue.ToDouble()));
-      break;
     case vtkExtended:
       if (empty)
         Write(std::string_view("null"));
       else
-        Write(VnExtToXML(AValue.ToExtended()));
+        Write(VnNumberToXML(kind, AValue));
       break;
     case vtkWideChar:
     case vtkAnsiChar:

@@ -281,35 +281,17 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
 
   switch (KindOf(vt)) {
     case vtkByte:
-      Write(VnByteToXML(static_cast<Byte>(AValue.ToUInt64())));
-      break;
     case vtkWord:
-      Write(VnWordToXML(static_cast<Word>(AValue.ToUInt64())));
-      break;
     case vtkLongWord:
-      Write(VnLongWordToXML(static_cast<LongWord>(AValue.ToUInt64())));
-      break;
     case vtkUInt64:
-      Write(VnUInt64ToXML(AValue.ToUInt64()));
-      break;
     case vtkShortInt:
-      Write(VnShortIntToXML(static_cast<ShortInt>(AValue.ToInt64())));
-      break;
     case vtkSmallInt:
-      Write(VnSmallIntToXML(static_cast<SmallInt>(AValue.ToInt64())));
-      break;
     case vtkLongInt:
-      Write(VnLongIntToXML(static_cast<LongInt>(AValue.ToInt64())));
-      break;
     case vtkInt64:
-      Write(VnInt64ToXML(AValue.ToInt64()));
-      break;
     case vtkSingle:
     case vtkDouble:
-      Write(VnDoubleToXML(AValue.ToDouble()));
-      break;
     case vtkExtended:
-      Write(VnExtToXML(AValue.ToExtended()));
+      Write(VnNumberToXML(vt->Kind, AValue));
       break;
     case vtkWideChar:
     case vtkAnsiChar:
@@ -405,26 +387,42 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
   }
 }
 
+UnicodeString VnNumberToXML(TVnTypeKind AKind, const TValue &AValue) {
+  switch (AKind) {
+    case vtkByte:
+      return VnByteToXML(static_cast<Byte>(AValue.ToUInt64()));
+    case vtkWord:
+      return VnWordToXML(static_cast<Word>(AValue.ToUInt64()));
+    case vtkLongWord:
+      return VnLongWordToXML(static_cast<LongWord>(AValue.ToUInt64()));
+    case vtkUInt64:
+      return VnUInt64ToXML(AValue.ToUInt64());
+    case vtkShortInt:
+      return VnShortIntToXML(static_cast<ShortInt>(AValue.ToInt64()));
+    case vtkSmallInt:
+      return VnSmallIntToXML(static_cast<SmallInt>(AValue.ToInt64()));
+    case vtkLongInt:
+      return VnLongIntToXML(static_cast<LongInt>(AValue.ToInt64()));
+    case vtkInt64:
+      return VnInt64ToXML(AValue.ToInt64());
+    case vtkSingle:
+    case vtkDouble:
+      return VnDoubleToXML(AValue.ToDouble());
+    case vtkExtended:
+      return VnExtToXML(AValue.ToExtended());
+    default:
+      throw EArgumentOutOfRangeException(u"Argument out of range");
+  }
+}
+
 // ---------------------------------------------------------------------------------------------
 // The XML Schema records
 
 namespace {
 
-template <class R>
-bool PlainInteger(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlain, TValue &AValue) {
-  if (AType != TypeInfo<R>()) return false;
-  using T = decltype(static_cast<R>(R()).FValue);
-  const R &r = *static_cast<const R *>(APtr);
-  APlain = TVnTypes::Of<T>();
-  if (r.IsNull())
-    AValue = TValue();
-  else
-    AValue = TValue::From<T>(r.FValue);
-  return true;
-}
-
-template <class R, class TPlain>
-bool PlainFloat(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlain, TValue &AValue) {
+// A numeric record: its value under the plain type (by default the type of its value).
+template <class R, class TPlain = decltype(R().FValue)>
+bool PlainNumber(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlain, TValue &AValue) {
   if (AType != TypeInfo<R>()) return false;
   const R &r = *static_cast<const R *>(APtr);
   APlain = TVnTypes::Of<TPlain>();
@@ -462,17 +460,17 @@ bool VnXsPlainValue(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlai
     AValue = r.IsNull() ? TValue() : TValue(static_cast<bool>(r));
     return true;
   }
-  if (PlainInteger<TXsByte>(AType, APtr, APlain, AValue) ||
-      PlainInteger<TXsShort>(AType, APtr, APlain, AValue) ||
-      PlainInteger<TXsInt>(AType, APtr, APlain, AValue) ||
-      PlainInteger<TXsLong>(AType, APtr, APlain, AValue) ||
-      PlainInteger<TXsUnsignedByte>(AType, APtr, APlain, AValue) ||
-      PlainInteger<TXsUnsignedShort>(AType, APtr, APlain, AValue) ||
-      PlainInteger<TXsUnsignedInt>(AType, APtr, APlain, AValue) ||
-      PlainInteger<TXsUnsignedLong>(AType, APtr, APlain, AValue) ||
-      PlainFloat<TXsFloat, Single>(AType, APtr, APlain, AValue) ||
-      PlainFloat<TXsDouble, Double>(AType, APtr, APlain, AValue) ||
-      PlainFloat<TXsDecimal, TExtendedAlias>(AType, APtr, APlain, AValue) ||
+  if (PlainNumber<TXsByte>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsShort>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsInt>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsLong>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsUnsignedByte>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsUnsignedShort>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsUnsignedInt>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsUnsignedLong>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsFloat, Single>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsDouble, Double>(AType, APtr, APlain, AValue) ||
+      PlainNumber<TXsDecimal, TExtendedAlias>(AType, APtr, APlain, AValue) ||
       PlainDate<TXsDateTime, TDateTime>(AType, APtr, APlain, AValue) ||
       PlainDate<TXsDate, TDate>(AType, APtr, APlain, AValue) ||
       PlainDate<TXsTime, TTime>(AType, APtr, APlain, AValue))

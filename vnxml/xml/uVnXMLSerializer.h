@@ -106,6 +106,9 @@ namespace vn {
 // (empty for a null record). Dates and times give their text under the date type; a duration
 // its text under UnicodeString. False for a type that is no XS record.
 bool VnXsPlainValue(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlain, TValue &AValue);
+// The lexical form of a value of a number kind (vtkByte to vtkExtended) by the Vn...ToXML
+// routine of that kind; other kinds raise EArgumentOutOfRangeException.
+UnicodeString VnNumberToXML(TVnTypeKind AKind, const TValue &AValue);
 // The text of an enumeration value of type AType (held as itself, an ordinal or a variant),
 // with the type's shoEnumPrefix cut from its front.
 UnicodeString VnEnumText(const TValue &AValue, const TVnTypeInfo *AType);
