@@ -408,6 +408,17 @@ TVnCustomSerializer::~TVnCustomSerializer() {
   delete FParams;
 }
 
+void TVnCustomSerializer::ResetTo(void *AInstance, PTypeInfo AType) {
+  FParent = nullptr;
+  FStream = nullptr;
+  delete FParams;
+  FParams = nullptr;
+  FName.clear();
+  FValue = TValue();
+  FDepth = 0;
+  InitFromPointer(AInstance, AType);
+}
+
 TObject *TVnCustomSerializer::GetObjParam(const UnicodeString &AName) {
   for (TVnCustomSerializer *s = this; s; s = s->FParent) {
     if (s->FParams) {
@@ -473,17 +484,76 @@ void TVnCustomSerializer::SetParent(TVnCustomSerializer *AParent) {
 // TVnSerializer
 
 TVnSerializer::TVnSerializer(const TValue &AValue) : TVnCustomSerializer(AValue) {
-  if (FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass && FInstancePtr)
-    Supports(static_cast<TObject *>(FInstancePtr), FHelper);
+  QueryHelper();
 }
 
 TVnSerializer::TVnSerializer(void *AInstance, PTypeInfo AType)
     : TVnCustomSerializer(AInstance, AType) {
+  QueryHelper();
+}
+
+TVnSerializer::~TVnSerializer() {
+  for (TVnSerializer *kept : FOwnKept) kept->Free();
+}
+
+void TVnSerializer::QueryHelper() {
   if (FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass && FInstancePtr)
     Supports(static_cast<TObject *>(FInstancePtr), FHelper);
 }
 
-TVnSerializer::~TVnSerializer() = default;
+void TVnSerializer::Reuse(void *AInstance, PTypeInfo AType) {
+  FHelper = nullptr;
+  ResetTo(AInstance, AType);
+  FMemberName.clear();
+  FPath.clear();
+  FOut = nullptr;
+  FScratch = nullptr;
+  FKept = nullptr;
+  FFlagsGeneration = 0;
+  QueryHelper();
+}
+
+TVnSerializer *TVnSerializer::AcquireChild(void *APtr, const TVnTypeInfo *ATypeInfo) {
+  TVnSerializerClass cls = VnFindSerializerClassEx(Format(), ATypeInfo);
+  if (cls && cls->Reusable && FKept) {
+    for (std::size_t i = FKept->size(); i-- > 0;) {
+      TVnSerializer *kept = (*FKept)[i];
+      if (kept->ClassType() != cls->Class) continue;
+      FKept->erase(FKept->begin() + static_cast<std::ptrdiff_t>(i));
+      try {
+        kept->Reuse(APtr, ATypeInfo ? ATypeInfo->Handle : nullptr);
+      } catch (...) {
+        kept->Free();
+        throw;
+      }
+      kept->FReusable = true;
+      kept->SetParent(this);
+      return kept;
+    }
+  }
+  TVnSerializer *child = CreateChildSerializer(APtr, ATypeInfo);
+  child->FReusable = cls && cls->Reusable && child->ClassType() == cls->Class;
+  return child;
+}
+
+void TVnSerializer::ReleaseChild(TVnSerializer *AChild) noexcept {
+  if (AChild->RefCount() != 0) {
+    // Interfaces hold the worker: the last of them frees it.
+    AChild->SetAutoDestroy(true);
+    return;
+  }
+  if (AChild->FReusable && FKept) {
+    // What the worker holds on the instance goes now, as it would with the worker.
+    AChild->FHelper = nullptr;
+    AChild->FValue = TValue();
+    try {
+      FKept->push_back(AChild);
+      return;
+    } catch (...) {
+    }
+  }
+  AChild->Free();
+}
 
 void TVnSerializer::SetParent(TVnCustomSerializer *AParent) {
   if (AParent) {
@@ -492,6 +562,7 @@ void TVnSerializer::SetParent(TVnCustomSerializer *AParent) {
       auto *parent = static_cast<TVnSerializer *>(AParent);
       FOut = parent->FOut;
       FScratch = &parent->Scratch();
+      FKept = parent->FKept;
       // The parent's flags stand for this worker too as long as it has no parameters itself.
       if (!FParams && parent->FFlagsGeneration == detail::SerializerParamGeneration()) {
         FFlagsGeneration = parent->FFlagsGeneration;
@@ -595,6 +666,7 @@ void TVnSerializer::RunRoot(TStream *AStream, const std::function<void()> &ABody
   SetParent(nullptr);
   FOwnBuffer.clear();
   FOut = &FOwnBuffer;
+  FKept = &FOwnKept;
   try {
     ABody();
   } catch (...) {
@@ -980,19 +1052,24 @@ void TVnSerializer::SerializeChild(const UnicodeString &AName, const UnicodeStri
                                    const TVnTypeInfo *ATypeInfo, Integer AIndex) {
   if (FDepth >= cVnSerializerMaxDepth)
     RaiseFailure(FPath, u"The value is nested deeper than %d levels!", {cVnSerializerMaxDepth});
-  Owned<TVnSerializer> child(CreateChildSerializer(APtr, ATypeInfo));
-  child->SerializeStartType(AName, ATypeInfo, AIndex);
+  struct TChild {
+    TVnSerializer *Parent;
+    TVnSerializer *Worker;
+    ~TChild() { Parent->ReleaseChild(Worker); }
+  } child{this, AcquireChild(APtr, ATypeInfo)};
+  TVnSerializer *worker = child.Worker;
+  worker->SerializeStartType(AName, ATypeInfo, AIndex);
   bool skip = false;
-  IVnSerializerHelper *helper = child->FHelper.get();
+  IVnSerializerHelper *helper = worker->FHelper.get();
   try {
-    if (helper) helper->BeforeSerialize(child.get(), skip);
-    if (!skip) child->DoSerialize(this, AName, FPath);
+    if (helper) helper->BeforeSerialize(worker, skip);
+    if (!skip) worker->DoSerialize(this, AName, FPath);
   } catch (...) {
-    if (helper) helper->AfterSerialize(child.get());
+    if (helper) helper->AfterSerialize(worker);
     throw;
   }
-  if (helper) helper->AfterSerialize(child.get());
-  child->SerializeEndType(AName, ATypeInfo, AIndex);
+  if (helper) helper->AfterSerialize(worker);
+  worker->SerializeEndType(AName, ATypeInfo, AIndex);
 }
 
 void TVnSerializer::SerializeInterface(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,

@@ -149,6 +149,8 @@ struct TVnSerializerClassRef {
   TClass Class;
   TObject *(*NewFromValue)(const TValue &AValue);
   TObject *(*NewFromPointer)(void *AInstance, PTypeInfo AType);
+  // The class's workers may be used again for another child of the same run (Reuse).
+  bool Reusable = false;
 };
 using TVnSerializerClass = const TVnSerializerClassRef *;
 using TVnDeserializerClass = const TVnSerializerClassRef *;
@@ -158,6 +160,16 @@ TVnSerializerClass VnSerializerClass() {
   static const TVnSerializerClassRef ref{
       T::StaticClass(), [](const TValue &AValue) -> TObject * { return New<T>(AValue); },
       [](void *AInstance, PTypeInfo AType) -> TObject * { return New<T>(AInstance, AType); }};
+  return &ref;
+}
+// The reference of a serializer class whose workers a run keeps and uses again for further
+// children: the class implements Reuse for every field it has.
+template <class T>
+TVnSerializerClass VnReusableSerializerClass() {
+  static const TVnSerializerClassRef ref{
+      T::StaticClass(), [](const TValue &AValue) -> TObject * { return New<T>(AValue); },
+      [](void *AInstance, PTypeInfo AType) -> TObject * { return New<T>(AInstance, AType); },
+      true};
   return &ref;
 }
 template <class T>
@@ -384,6 +396,10 @@ class TVnCustomSerializer : public TVnObject, public virtual IVnCustomSerializer
   // The depth below the root: 0 at the root.
   Integer FDepth = 0;
 
+ protected:
+  // Makes the worker as new for another instance: what the pointer constructor leaves.
+  void ResetTo(void *AInstance, PTypeInfo AType);
+
  private:
   void InitFromPointer(void *AInstance, PTypeInfo AType);
 };
@@ -442,6 +458,11 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
                           IInterface *AIntf, Integer AIndex);
   TVnSerializer *CreateChildSerializer(void *APtr, const TVnTypeInfo *ATypeInfo);
 
+  // Makes a kept worker as new for the instance, as the pointer constructor would; only the
+  // classes registered by VnReusableSerializerClass are asked. A class that adds fields resets
+  // them too.
+  virtual void Reuse(void *AInstance, PTypeInfo AType);
+
   // Output: bytes as they stand, or UTF-16 text as UTF-8.
   void Write(std::string_view ABytes);
   // The text of a value: a view on the string it holds, or its ToString kept in AHolder.
@@ -482,6 +503,11 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
 
   void ReadFlags();
   void RunBody();
+  // A child worker for the instance: a kept one of the class when there is one.
+  TVnSerializer *AcquireChild(void *APtr, const TVnTypeInfo *ATypeInfo);
+  // Done with a child: kept for the run when its class allows it and nothing else holds it.
+  void ReleaseChild(TVnSerializer *AChild) noexcept;
+  void QueryHelper();
 
   // The output of the run: the root's buffer, shared by its children.
   std::string *FOut = nullptr;
@@ -489,6 +515,10 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
   UInt64 FFlagsGeneration = 0;
   bool FExcludeChildren = false;
   bool FExcludeRoot = false;
+  // The workers kept for reuse: the root's list, shared by its children.
+  std::vector<TVnSerializer *> *FKept = nullptr;
+  std::vector<TVnSerializer *> FOwnKept;
+  bool FReusable = false;
 
  protected:
   // A text buffer that the run's writers may reuse for escaping; the root's, shared.

@@ -41,6 +41,11 @@ Int64 OrdinalOf(const TValue &AValue) {
 
 }  // namespace
 
+void TVnJSONSerializer::Reuse(void *AInstance, PTypeInfo AType) {
+  TVnSerializer::Reuse(AInstance, AType);
+  FPrefix.clear();
+}
+
 void TVnJSONSerializer::SerializeName(const UnicodeString &AName, TVnSerializerMemberType,
                                       TVnTypeKind, TVnTypeKind) {
   Write(FPrefix);
@@ -366,7 +371,7 @@ bool VnJSONSerializerStartUp() {
       R.Field(u"Months", &TVnDuration::Months);
       R.Field(u"Seconds", &TVnDuration::Seconds);
     });
-    TVnSerializerClass plain = VnSerializerClass<TVnJSONSerializer>();
+    TVnSerializerClass plain = VnReusableSerializerClass<TVnJSONSerializer>();
     TVnSerializerClass xs = VnSerializerClass<TVnJSONXsSerializer>();
     TVnSerializerClass stream = VnSerializerClass<TVnJSONStreamSerializer>();
     VnRegisterSerializer(dsfJSON, static_cast<PTypeInfo>(nullptr), plain, nullptr);

@@ -18,6 +18,7 @@ class TVnJSONSerializer : public TVnSerializer {
   TVnJSONSerializer(void *AInstance, PTypeInfo AType) : TVnSerializer(AInstance, AType) {}
 
   TVnDataSerializationFormatType Format() override { return dsfJSON; }
+  void Reuse(void *AInstance, PTypeInfo AType) override;
 
   void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
                           Integer AIndex) override;

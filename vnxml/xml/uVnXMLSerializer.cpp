@@ -142,6 +142,12 @@ void TVnXMLSerializer::WriteTypeName(const TVnTypeInfo *AType) {
   if (AType) WriteSchemaName(AType);
 }
 
+void TVnXMLSerializer::Reuse(void *AInstance, PTypeInfo AType) {
+  TVnSerializer::Reuse(AInstance, AType);
+  FSettings.reset();
+  FSettingsGeneration = 0;
+}
+
 UnicodeString TVnXMLSerializer::GetRootElementName(TVnTypeKind AKind) {
   switch (AKind) {
     case vtkRecord:
@@ -542,7 +548,7 @@ void TVnXMLComponentSerializer::DoSerialize(TVnSerializer *ASerializer, const Un
 
 bool VnXMLSerializerStartUp() {
   static const bool done = [] {
-    TVnSerializerClass plain = VnSerializerClass<TVnXMLSerializer>();
+    TVnSerializerClass plain = VnReusableSerializerClass<TVnXMLSerializer>();
     TVnSerializerClass xs = VnSerializerClass<TVnXMLXsSerializer>();
     VnRegisterSerializer(dsfXML, static_cast<PTypeInfo>(nullptr), plain, nullptr);
     VnRegisterSerializer(dsfXML, TStrings::StaticClass(),

@@ -19,6 +19,7 @@ class TVnXMLSerializer : public TVnSerializer {
   TVnXMLSerializer(void *AInstance, PTypeInfo AType) : TVnSerializer(AInstance, AType) {}
 
   TVnDataSerializationFormatType Format() override { return dsfXML; }
+  void Reuse(void *AInstance, PTypeInfo AType) override;
   // At the root run (nil) fills in the namespace parameters' defaults, or removes them with
   // "excludenamespaces"; every worker then copies them into its fields.
   void SetParent(TVnCustomSerializer *AParent) override;
