@@ -418,7 +418,7 @@ VN_RTTI(TDog, u"walk") {}
 VN_RTTI(TPlant, u"walk") {}
 VN_RTTI(TTree, u"walk") {}
 
-// Generic lists, named as the compiler of the original names them.
+// Generic lists: their names carry their type arguments.
 class TBagBase : public TPersistent {
   VN_CLASS(TBagBase, TPersistent)
 };

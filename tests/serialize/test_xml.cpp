@@ -1,5 +1,5 @@
 // The XML notation: the exact bytes written for each kind of member, the namespace parameters,
-// and the forms of the notation's reference tables.
+// and whole documents of objects, arrays, records and simple values.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
