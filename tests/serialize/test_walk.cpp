@@ -418,7 +418,7 @@ VN_RTTI(TDog, u"walk") {}
 VN_RTTI(TPlant, u"walk") {}
 VN_RTTI(TTree, u"walk") {}
 
-// Generic lists, named as the compiler of the original names them.
+// Generic lists: their names carry their type arguments.
 class TBagBase : public TPersistent {
   VN_CLASS(TBagBase, TPersistent)
 };
@@ -541,6 +541,7 @@ TEST(SerializerHelperRegistry, LookupByGenericName) {
   EXPECT_EQ(VnGenericTypeName(u"TObjectList<uShop.TItem>"), u"TObjectList<T>");
   EXPECT_EQ(VnGenericTypeName(u"TObjectDictionary<System.string,uShop.TItem>"),
             u"TObjectDictionary<T,T>");
+  EXPECT_EQ(VnGenericTypeName(u"TDict<System.string,TList<System.Integer>>"), u"TDict<T,T>");
   EXPECT_EQ(VnGenericTypeName(u"TPlain"), u"TPlain");
 
   EXPECT_EQ(ClassOfHelper(FindSerializerHelper(TBag::StaticClass())), THelperA::StaticClass());
@@ -614,6 +615,9 @@ TEST(SerializerEntry, FailuresNameTheFormatAndTheType) {
             Format(u"Exception: Values of type \"%s\" cannot be serialized!",
                    {GetEnumName(TypeInfo<TVnTypeKind>(), tkClassRef)}));
   EXPECT_EQ(GetEnumName(TypeInfo<TVnTypeKind>(), tkClassRef), u"vtkEnum");
+  // A nil object at the root has no members to read.
+  EXPECT_EQ(MessageOf([] { VnSerialize(dsfXML, TValue(static_cast<TPerson *>(nullptr))); }),
+            u"EArgumentNilException: Argument must not be nil");
 }
 
 // AsXML: the namespace, or none at all; a simple value at the root is its bare text, written
@@ -724,6 +728,12 @@ TEST(SerializableObject, AFailingWalkReleasesTheSection) {
 
     g->FailGetter = true;
     EXPECT_EQ(MessageOf([&] { Plain(value); }), u"Exception: getter failed");
+    // What was written before the failure stays in the stream.
+    Owned<TVnStringStream> stream(New<TVnStringStream>(static_cast<Word>(65001), 0));
+    Owned<TVnSerializer> s(VnCreateSerializer(dsfXML, value));
+    s->SetParam(u"excludenamespaces", u"true");
+    EXPECT_THROW(s->Serialize(stream.get()), Exception);
+    EXPECT_EQ(stream->GetDataString(), nested ? "<object><Inner>" : "<object>");
     EXPECT_FALSE(g->Serializing());
     g->FailGetter = false;
     EXPECT_EQ(OnOtherThread(value), ok);

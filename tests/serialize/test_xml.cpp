@@ -1,5 +1,5 @@
 // The XML notation: the exact bytes written for each kind of member, the namespace parameters,
-// and the forms of the notation's reference tables.
+// and whole documents of objects, arrays, records and simple values.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -251,8 +251,23 @@ TEST(XmlSerializer, ArraysNameTheirElementsBySchemaName) {
                 "<Y xsi:type=\"xsd:int\">2</Y></TPoint></array>");
 }
 
+namespace xmltest {
+
+class TWithStream : public TPersistent {
+  VN_CLASS(TWithStream, TPersistent)
+ public:
+  ~TWithStream() override { Free(Data); }
+  TMemoryStream *Data = New<TMemoryStream>();
+};
+VN_RTTI(TWithStream, u"xmltest") {
+  R.Field(u"Data", &TWithStream::Data);
+}
+
+}  // namespace xmltest
+
 // Objects show their actual class, nil objects are nil elements, records nest, and a string list
-// is the list of its lines.
+// is the list of its lines. A stream has no form of its own: the general walk finds nothing to
+// write in it.
 TEST(XmlSerializer, ObjectsRecordsAndStringLists) {
   Owned<TNest> n(New<TNest>());
   n->Person = New<TVipPerson>(u"Ann");
@@ -268,6 +283,9 @@ TEST(XmlSerializer, ObjectsRecordsAndStringLists) {
             "<Y xsi:type=\"xsd:int\">4</Y></Where>"
             "<Lines xsi:type=\"xsd:TStringList\"><item xsi:type=\"xsd:string\">l1</item>"
             "<item xsi:type=\"xsd:string\">a&amp;b</item></Lines>");
+  Owned<xmltest::TWithStream> w(New<xmltest::TWithStream>());
+  w->Data->WriteBuffer("abc", 3);
+  EXPECT_EQ(Body(w.get()), "<Data xsi:type=\"xsd:TMemoryStream\"></Data>");
   // A string list at the root.
   EXPECT_EQ(Xml(n->Lines, {{u"excludenamespaces", u"true"}}),
             "<object><item>l1</item><item>a&amp;b</item></object>");
