@@ -213,27 +213,31 @@ TVnTypeKind TVnTypesState::KindOf(const TRttiType *AType) {
   }
 }
 
+// Under CreateLock. A record that other threads may be reading is brought up to date in place:
+// only what a registration changed is written, and the generation is published last.
 void TVnTypesState::Fill(TVnTypeInfo &AInfo, TRttiType *AType) {
-  AInfo.FGeneration = detail::RegistrationGeneration();
-  AInfo.RttiType = AType;
-  AInfo.Handle = AType->GetHandle();
-  AInfo.Name = AType->GetName();
-  AInfo.QualifiedName = AType->GetQualifiedName();
-  AInfo.Kind = KindOf(AType);
+  const UInt64 gen = detail::RegistrationGeneration();
+  if (AInfo.RttiType != AType) AInfo.RttiType = AType;
+  if (AInfo.Handle != AType->GetHandle()) AInfo.Handle = AType->GetHandle();
+  if (AInfo.Name != AType->GetName()) AInfo.Name = AType->GetName();
+  if (AInfo.QualifiedName != AType->GetQualifiedName())
+    AInfo.QualifiedName = AType->GetQualifiedName();
+  if (AInfo.Kind != KindOf(AType)) AInfo.Kind = KindOf(AType);
+  AInfo.FGeneration.store(gen, std::memory_order_release);
 }
 
 const TVnTypeInfo *TVnTypesState::InfoOf(PTypeInfo AType) {
   const UInt64 gen = detail::RegistrationGeneration();
   if (const void *p = AType->FRegistrySlot.load(std::memory_order_acquire)) {
     const auto *info = static_cast<const TVnTypeInfo *>(p);
-    if (info->FGeneration == gen) return info;
+    if (info->FGeneration.load(std::memory_order_acquire) == gen) return info;
   }
   TRttiType *t = AType->RttiType();
   std::lock_guard g(CreateLock);
   if (const void *p = AType->FRegistrySlot.load(std::memory_order_acquire)) {
     // A registration came after the record was made: bring it up to date.
     auto *info = const_cast<TVnTypeInfo *>(static_cast<const TVnTypeInfo *>(p));
-    if (info->FGeneration != gen) Fill(*info, t);
+    if (info->FGeneration.load(std::memory_order_relaxed) != gen) Fill(*info, t);
     return info;
   }
   auto info = std::make_unique<TVnTypeInfo>();
@@ -410,7 +414,8 @@ const TVnTypeInfo *TVnTypes::GetTypeInfo(PTypeInfo AType) {
   // after the state exists).
   if (const void *p = AType->FRegistrySlot.load(std::memory_order_acquire)) {
     const auto *info = static_cast<const TVnTypeInfo *>(p);
-    if (info->FGeneration == detail::RegistrationGeneration()) return info;
+    if (info->FGeneration.load(std::memory_order_acquire) == detail::RegistrationGeneration())
+      return info;
   }
   return TVnTypesState::Get().InfoOf(AType);
 }

@@ -203,7 +203,7 @@ class TVnTypeInfo {
   friend struct TVnTypesState;
   friend class TVnTypes;
   const TVnTypeInfo *FElement = nullptr;
-  UInt64 FGeneration = 0;
+  std::atomic<UInt64> FGeneration{0};
   mutable std::atomic<const TVnTypeInfo *> FVirtualArray{nullptr};
 };
 
