@@ -168,8 +168,7 @@ template <class T>
 TVnSerializerClass VnReusableSerializerClass() {
   static const TVnSerializerClassRef ref{
       T::StaticClass(), [](const TValue &AValue) -> TObject * { return New<T>(AValue); },
-      [](void *AInstance, PTypeInfo AType) -> TObject * { return New<T>(AInstance, AType); },
-      true};
+      [](void *AInstance, PTypeInfo AType) -> TObject * { return New<T>(AInstance, AType); }, true};
   return &ref;
 }
 template <class T>
