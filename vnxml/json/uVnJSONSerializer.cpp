@@ -382,14 +382,7 @@ bool VnJSONSerializerStartUp() {
     VnRegisterSerializer(dsfJSON, TStream::StaticClass(), stream, nullptr);
     VnRegisterSerializer(dsfJSON, TMemoryStream::StaticClass(), stream, nullptr);
     VnRegisterSerializer(dsfJSON, TypeInfo<TValue>(), plain, nullptr);
-    for (PTypeInfo t :
-         {TypeInfo<TXsBoolean>(), TypeInfo<TXsByte>(), TypeInfo<TXsShort>(), TypeInfo<TXsInt>(),
-          TypeInfo<TXsLong>(), TypeInfo<TXsUnsignedByte>(), TypeInfo<TXsUnsignedShort>(),
-          TypeInfo<TXsUnsignedInt>(), TypeInfo<TXsUnsignedLong>(), TypeInfo<TXsFloat>(),
-          TypeInfo<TXsDouble>(), TypeInfo<TXsDecimal>(), TypeInfo<TXsString>(),
-          TypeInfo<TXsBase64Binary>(), TypeInfo<TXsHexBinary>(), TypeInfo<TXsDateTime>(),
-          TypeInfo<TXsDate>(), TypeInfo<TXsTime>(), TypeInfo<TXsDuration>()})
-      VnRegisterSerializer(dsfJSON, t, xs, nullptr);
+    for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfJSON, t, xs, nullptr);
     return true;
   }();
   return done;

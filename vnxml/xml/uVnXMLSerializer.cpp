@@ -546,6 +546,18 @@ void TVnXMLComponentSerializer::DoSerialize(TVnSerializer *ASerializer, const Un
 // ---------------------------------------------------------------------------------------------
 // Start-up
 
+std::span<const PTypeInfo> VnXsRecordTypes() {
+  static const PTypeInfo types[] = {
+      TypeInfo<TXsBoolean>(),       TypeInfo<TXsByte>(),         TypeInfo<TXsShort>(),
+      TypeInfo<TXsInt>(),           TypeInfo<TXsLong>(),         TypeInfo<TXsUnsignedByte>(),
+      TypeInfo<TXsUnsignedShort>(), TypeInfo<TXsUnsignedInt>(),  TypeInfo<TXsUnsignedLong>(),
+      TypeInfo<TXsFloat>(),         TypeInfo<TXsDouble>(),       TypeInfo<TXsDecimal>(),
+      TypeInfo<TXsString>(),        TypeInfo<TXsBase64Binary>(), TypeInfo<TXsHexBinary>(),
+      TypeInfo<TXsDateTime>(),      TypeInfo<TXsDate>(),         TypeInfo<TXsTime>(),
+      TypeInfo<TXsDuration>()};
+  return types;
+}
+
 bool VnXMLSerializerStartUp() {
   static const bool done = [] {
     TVnSerializerClass plain = VnReusableSerializerClass<TVnXMLSerializer>();
@@ -556,14 +568,7 @@ bool VnXMLSerializerStartUp() {
     VnRegisterSerializer(dsfXML, TComponent::StaticClass(),
                          VnSerializerClass<TVnXMLComponentSerializer>(), nullptr);
     VnRegisterSerializer(dsfXML, TypeInfo<TValue>(), plain, nullptr);
-    for (PTypeInfo t :
-         {TypeInfo<TXsBoolean>(), TypeInfo<TXsByte>(), TypeInfo<TXsShort>(), TypeInfo<TXsInt>(),
-          TypeInfo<TXsLong>(), TypeInfo<TXsUnsignedByte>(), TypeInfo<TXsUnsignedShort>(),
-          TypeInfo<TXsUnsignedInt>(), TypeInfo<TXsUnsignedLong>(), TypeInfo<TXsFloat>(),
-          TypeInfo<TXsDouble>(), TypeInfo<TXsDecimal>(), TypeInfo<TXsString>(),
-          TypeInfo<TXsBase64Binary>(), TypeInfo<TXsHexBinary>(), TypeInfo<TXsDateTime>(),
-          TypeInfo<TXsDate>(), TypeInfo<TXsTime>(), TypeInfo<TXsDuration>()})
-      VnRegisterSerializer(dsfXML, t, xs, nullptr);
+    for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfXML, t, xs, nullptr);
     return true;
   }();
   return done;

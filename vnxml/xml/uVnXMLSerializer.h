@@ -7,6 +7,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 
 #include "vnxml/common/uVnSerializer.h"
 
@@ -107,6 +108,8 @@ namespace vn {
 // (empty for a null record). Dates and times give their text under the date type; a duration
 // its text under UnicodeString. False for a type that is no XS record.
 bool VnXsPlainValue(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlain, TValue &AValue);
+// The XML Schema records in the order in which both notations register their serializers.
+std::span<const PTypeInfo> VnXsRecordTypes();
 // The lexical form of a value of a number kind (vtkByte to vtkExtended) by the Vn...ToXML
 // routine of that kind; other kinds raise EArgumentOutOfRangeException.
 UnicodeString VnNumberToXML(TVnTypeKind AKind, const TValue &AValue);
