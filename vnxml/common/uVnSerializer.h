@@ -88,6 +88,14 @@ class IVnSerializer : public virtual IVnCustomSerializer {
   virtual void Serialize(TStream *AStream) = 0;
 };
 
+class IVnDeserializer : public virtual IVnCustomSerializer {
+  VN_INTERFACE(IVnDeserializer, IVnCustomSerializer, "{ADF0EEA2-F6A1-459A-B917-B4A3481C9791}")
+ public:
+  virtual TObjectList *GetCreatedObjects() = 0;
+  virtual void Deserialize(const RawByteString &AData) = 0;
+  virtual void Deserialize(TStream *AStream) = 0;
+};
+
 // Answered by instances that want a say in their own serialization; the walk asks each class
 // instance for it.
 class IVnSerializerHelper : public IInterface {
@@ -529,6 +537,163 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
 };
 
 // ---------------------------------------------------------------------------------------------
+// The reader's machine
+
+class TVnDeserializer;
+
+// The created-objects list that a deserializer makes for itself: it frees the list when the
+// deserializer goes, and with AOwnsObjects the objects in it.
+class TVnDeserializerObjectList : public TObjectList {
+  VN_CLASS(TVnDeserializerObjectList, TObjectList)
+ public:
+  TVnDeserializerObjectList(TVnDeserializer *AOwner, bool AOwnsObjects)
+      : TObjectList(AOwnsObjects), FOwner(AOwner) {}
+  TVnDeserializer *Owner() const noexcept { return FOwner; }
+
+ private:
+  TVnDeserializer *FOwner;
+};
+
+// Fills an instance from the events of a parser. A notation (uVnXMLSerializer,
+// uVnJSONSerializer) turns its reader's events into CanDeserialize, DeserializeValue and
+// CreateChildDeserializerIfNeeded; the machine finds the member, converts the value, stores it,
+// creates missing objects, and keeps the tree of child workers: one per object, record or array
+// being read, the deepest of which takes the events.
+//
+// The run's workers live on a chain from the root to the deepest: a child takes the events when
+// it is attached (SetParent) and gives them back to its parent when its type ends (HandBack);
+// the root frees a worker that has handed back once the event that ended it returns, and frees
+// the whole chain when the run fails. The events never nest on the call stack, so the depth of a
+// document costs heap, not stack; it is limited to cVnSerializerMaxDepth levels all the same, as
+// on writing.
+class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
+  VN_CLASS(TVnDeserializer, TVnCustomSerializer)
+  VN_IMPLEMENTS(TVnCustomSerializer, IVnDeserializer)
+ public:
+  explicit TVnDeserializer(const TValue &AValue);
+  TVnDeserializer(void *AInstance, PTypeInfo AType);
+  ~TVnDeserializer() override;
+
+  // IVnDeserializer
+  TObjectList *GetCreatedObjects() override { return FCreatedObjs; }
+  // Reads the UTF-8 document into the instance.
+  void Deserialize(const RawByteString &AData) override;
+  void Deserialize(TStream *AStream) override;
+
+  // Takes over the parent's stream and created-objects list.
+  void SetParent(TVnCustomSerializer *AParent) override;
+  // Uses AList for the objects created from here on; nil makes a new list that owns nothing.
+  void SetCreatedObjects(TObjectList *AList);
+
+  // The class name at the start of the document, for a run that knows no type.
+  virtual UnicodeString ReadClassName(TVnTextParser *AParser) = 0;
+  // The class name that the document gives for the member in hand; false when the notation
+  // gives none (the member's declared type is taken then).
+  virtual bool ReadClassName(UnicodeString &AName);
+  // A new instance of the type: the parameterless constructor (a component's owner constructor
+  // with the "Owner" parameter). Not recorded in the created-objects list.
+  virtual TObject *CreateInstance(const TVnTypeInfo *&ATypeInfo);
+  // Parses the stream, sending the events to the workers.
+  virtual void DoDeserialize() = 0;
+  // Makes sure of an instance and a type; returns the worker that takes the events.
+  virtual TVnDeserializer *CheckInstance();
+  // The child for the member in hand when it is an object, record or array; nil otherwise.
+  virtual TVnDeserializer *CreateChildDeserializerIfNeeded(const UnicodeString &AName);
+
+  // The lexical conversions of the notation.
+  virtual Integer ValueToInt(const UnicodeString &AValue) = 0;
+  virtual Int64 ValueToInt64(const UnicodeString &AValue) = 0;
+  virtual Extended ValueToFloat(const UnicodeString &AValue) = 0;
+  virtual UnicodeString ValueToStr(const UnicodeString &AValue) = 0;
+  virtual TDateTime ValueToDate(const UnicodeString &AValue) = 0;
+  virtual TDateTime ValueToTime(const UnicodeString &AValue) = 0;
+  virtual TDateTime ValueToDateTime(const UnicodeString &AValue) = 0;
+  virtual bool ValueToBool(const UnicodeString &AValue) = 0;
+  virtual Variant ValueToVar(const UnicodeString &AValue, const UnicodeString &ADataType) = 0;
+  virtual TValue ValueToVal(const UnicodeString &AValue, const UnicodeString &ADataType) = 0;
+
+  // Finds the member AName of the instance and makes it the member in hand. desYes when it was
+  // found (a child is made for an object, record or array), desNo when not: unknown members
+  // raise EVnSerializeException with ARaiseIfUnknown, apart from "className", "parent",
+  // "owner" and "type". A helper's verdict comes first.
+  virtual TVnCanDeserialize CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
+                                           UnicodeString &ADataType, bool ARaiseIfUnknown);
+  // The start of the worker's own type: helpers are told, an array worker finds its element.
+  virtual void DeserializeStartType();
+  // Converts AValue to the member in hand and stores it.
+  virtual void DeserializeValue(const UnicodeString &AUri, const UnicodeString &AName,
+                                const UnicodeString &AValue, const UnicodeString &ADataType);
+  // The end of the worker's own type: helpers are told, records and arrays are written back
+  // into the parent's member.
+  virtual void DeserializeEndType();
+
+  // A child worker for a value (its raw data, and the value itself as the child's member
+  // value), for an instance with an explicit worker class, or for an instance with the class
+  // registered for its type. The child takes the events.
+  TVnDeserializer *CreateChildDeserializer(const UnicodeString &AName, const TValue &AValue,
+                                           SerializerHint *AHint);
+  TVnDeserializer *CreateChildDeserializer(const UnicodeString &AName, void *APtr,
+                                           const TVnTypeInfo *ATypeInfo, TVnDeserializerClass AClass,
+                                           SerializerHint *AHint);
+  TVnDeserializer *CreateChildDeserializer(const UnicodeString &AName, void *APtr,
+                                           const TVnTypeInfo *ATypeInfo, SerializerHint *AHint);
+
+  // True for a worker whose own type is an array below a parent; AKind is the element's kind.
+  bool IsArraySerializer(TVnTypeKind *AKind = nullptr);
+  // An array worker's next element: grows a dynamic array by one and makes the element the
+  // member in hand; returns its value (nil for any other worker).
+  TValue *InitializeArrayElement(const UnicodeString &AUri, const UnicodeString &AName);
+
+  // The member in hand: nil type when there is none.
+  TRttiField *MemberField() const noexcept { return FMemberField; }
+  TRttiProperty *MemberProp() const noexcept { return FMemberProp; }
+  const TVnTypeInfo *MemberTypeInfo() const noexcept { return FMemberTypeInfo; }
+  TValue &MemberValue() noexcept { return FMemberValue; }
+  Integer ArrIdx() const noexcept { return FArrIdx; }
+  TVnDeserializerHelper *ClassHelper() const noexcept { return FCHelper; }
+  IVnDeserializerHelper *InstanceHelper() const noexcept { return FIHelper.get(); }
+  TVnDeserializer *ParentDeserializer() const noexcept { return FParentDes; }
+
+  // The worker that takes the events of the run now (the root's record).
+  TVnDeserializer *Current() const noexcept { return FRoot->FCurrent; }
+  // Gives the events back to the parent: the worker is freed by the root once the event in
+  // progress returns. A root without parent keeps them.
+  void HandBack();
+  // Frees the workers that have handed back; the notations call it after each event.
+  void FreeRetired() noexcept;
+
+ protected:
+  // Stores the member value in hand: into the parent's array for an array worker, else by the
+  // field or property.
+  void StoreMemberValue();
+  // Clears the member in hand.
+  void ClearMember();
+  TVnDeserializer *RootWorker() const noexcept { return FRoot; }
+  // The chain of workers below the root, freed from the deepest up (after a failure).
+  void FreeChain() noexcept;
+
+  TObjectList *FCreatedObjs = nullptr;
+  Integer FArrIdx = -1;
+  DelphiInterface<IVnDeserializerHelper> FIHelper;
+  TVnDeserializerHelper *FCHelper = nullptr;
+  TRttiField *FMemberField = nullptr;
+  TRttiProperty *FMemberProp = nullptr;
+  const TVnTypeInfo *FMemberTypeInfo = nullptr;
+  TValue FMemberValue;
+  TVnDeserializer *FParentDes = nullptr;
+
+ private:
+  void Init();
+  void StoreInto(TVnDeserializer *AWorker, const TValue &AValue);
+  TVnDeserializer *FRoot = this;
+  TVnDeserializer *FCurrent = this;
+  std::vector<TVnDeserializer *> FRetired;
+  // The instance the run created for itself (no instance given): freed when the run fails.
+  TObject *FCreatedRoot = nullptr;
+  bool FHandedBack = false;
+};
+
+// ---------------------------------------------------------------------------------------------
 // Registration. Called from the start-up of units, before use.
 
 // Makes a persistent class findable by name (RegisterClass).
@@ -578,6 +743,52 @@ void VnSerialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeI
 void VnSerializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
                    const TVnTypeInfo *AType, TStream *AStream);
 
+// Reading. Each function creates the worker, runs it and frees it. AList receives the objects
+// that the reader creates below the root (members that were nil): without it they belong to the
+// worker and are destroyed with it at the end of the call, so they do not outlive it; with a
+// list they go into it, to be freed by its own OwnsObjects; with nullptr nobody records them
+// and they stay alive, attached to the instance. A class that frees its members itself reads
+// with nullptr. The result is the address of the instance (a new one when none was given).
+TVnDeserializer *VnCreateDeserializer(TVnDataSerializationFormatType AFormat,
+                                      const TValue &AValue);
+TVnDeserializer *VnCreateDeserializer(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                      PTypeInfo AType);
+TVnDeserializer *VnCreateDeserializerEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                        const TVnTypeInfo *AType);
+
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
+                    const RawByteString &AData);
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
+                    const RawByteString &AData, TObjectList *AList);
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
+                    const RawByteString &AData);
+void *VnDeserializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                      const TVnTypeInfo *AType, const RawByteString &AData);
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
+                    TStream *AStream);
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
+                    TStream *AStream, TObjectList *AList);
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
+                    TStream *AStream);
+void *VnDeserializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                      const TVnTypeInfo *AType, TStream *AStream);
+// The typed form: fills AObject, or creates an instance of T when AObject is nil; objects
+// created below it stay attached to it.
+template <class T>
+T *VnDeserializeObject(TVnDataSerializationFormatType AFormat, const RawByteString &AData,
+                       T *AObject = nullptr) {
+  return static_cast<T *>(
+      static_cast<TObject *>(VnDeserialize(AFormat, TValue(AObject), AData, nullptr)));
+}
+
+// The object that the document describes, of the class its "className" (JSON) or xsi:type
+// (XML) names. With an owner and a parent, as the parameters "Owner" and "Parent" of the run.
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, const RawByteString &AData);
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner,
+                      const RawByteString &AData);
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner,
+                      TObject *AParent, const RawByteString &AData);
+
 // The operations that every object has in serialization, as a small value over the object:
 //   VnSerializer(order).AsJSON()
 //   VnSerializer(order).AsXML(u"urn:shop")
@@ -585,6 +796,8 @@ class TVnSerializerClassHelper {
  public:
   explicit TVnSerializerClassHelper(TObject *ASelf) noexcept : FSelf(ASelf) {}
   RawByteString Serialize(TVnDataSerializationFormatType AFormat) const;
+  // Fills the object from the document; members that the reader creates stay attached to it.
+  void Deserialize(TVnDataSerializationFormatType AFormat, const RawByteString &AData) const;
   RawByteString AsJSON() const;
   // "excludenamespaces" when AExcludeNamespaces, else "xmlns" when ANamespace is not empty.
   RawByteString AsXML(const UnicodeString &ANamespace = {}, bool AExcludeNamespaces = false) const;
@@ -609,5 +822,9 @@ extern const char16_t _SVnNoSerializer[];  // "There is no registered serializer
 extern const char16_t
     _SVnNoFormatSerializer[];                  // "There is no \"%s\" registered serializer for %s!"
 extern const char16_t _SVnSerializeFailure[];  // "Serialization failure at \"%s\"\r\n"
+// "There is no registered deserializer for \"%s\"!"
+extern const char16_t _SVnNoDeserializer[];
+// "There is no registered %s deserializer for %s!"
+extern const char16_t _SVnNoFormatDeserializer[];
 
 }  // namespace vn

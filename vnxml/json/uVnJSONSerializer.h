@@ -82,6 +82,124 @@ class TVnJSONComponentSerializer : public TVnJSONSerializer {
                    const UnicodeString &APath) override;
 };
 
+// ---------------------------------------------------------------------------------------------
+// Reading
+
+// Reads the JSON wire form. The run's workers share one TVnJSONReader (a form reader with the
+// parameter "UrlEncoded"); the deepest worker takes its events. Names and values arrive as they
+// stand between the quotes and are unescaped by ValueToStr.
+class TVnJSONDeserializer : public TVnDeserializer {
+  VN_CLASS(TVnJSONDeserializer, TVnDeserializer)
+ public:
+  explicit TVnJSONDeserializer(const TValue &AValue) : TVnDeserializer(AValue) {}
+  TVnJSONDeserializer(void *AInstance, PTypeInfo AType) : TVnDeserializer(AInstance, AType) {}
+  TVnDataSerializationFormatType Format() override { return dsfJSON; }
+
+  void SetParent(TVnCustomSerializer *AParent) override;
+  void DoDeserialize() override;
+  // "className" when it is the first member of the text; empty otherwise.
+  UnicodeString ReadClassName(TVnTextParser *AParser) override;
+  // The same on the text ahead of the reader (up to 255 characters); always true.
+  bool ReadClassName(UnicodeString &AName) override;
+  // The reader of a run: the form reader with the parameter "UrlEncoded", else the JSON one.
+  virtual TVnJSONReader *CreateJSONReader();
+
+  Integer ValueToInt(const UnicodeString &AValue) override;
+  Int64 ValueToInt64(const UnicodeString &AValue) override;
+  Extended ValueToFloat(const UnicodeString &AValue) override;
+  UnicodeString ValueToStr(const UnicodeString &AValue) override;
+  TDateTime ValueToDate(const UnicodeString &AValue) override;
+  TDateTime ValueToTime(const UnicodeString &AValue) override;
+  TDateTime ValueToDateTime(const UnicodeString &AValue) override;
+  bool ValueToBool(const UnicodeString &AValue) override;
+  Variant ValueToVar(const UnicodeString &AValue, const UnicodeString &ADataType) override;
+  TValue ValueToVal(const UnicodeString &AValue, const UnicodeString &ADataType) override;
+
+  // The reader's events that a worker takes.
+  virtual void StartObject();
+  virtual void StartArray();
+  virtual void StartMember(const VnJSONString &AName);
+  virtual void Value(TVnJSONDataType ADataType, const VnJSONString &AValue);
+  virtual void EndArray();
+  virtual void EndObject();
+
+  TVnJSONReader *JSONReader() const noexcept { return FJSONReader; }
+  const UnicodeString &MemberName() const noexcept { return FMemberName; }
+
+ protected:
+  TVnJSONReader *FJSONReader = nullptr;
+  TVnCanDeserialize FCanDeserialize = desNo;
+  UnicodeString FMemberName;
+  UnicodeString FDataType;
+  UnicodeString FNamespace;
+  // Above 0: the worker is inside something that it does not take, and ignores values.
+  Integer FDisabledCnt = 0;
+};
+
+// The object of an enumeration or set: "asString", then "asInt", which wins.
+class TVnJSONEnumDeserializer : public TVnJSONDeserializer {
+  VN_CLASS(TVnJSONEnumDeserializer, TVnJSONDeserializer)
+ public:
+  using TVnJSONDeserializer::TVnJSONDeserializer;
+  void DeserializeStartType() override;
+  void StartMember(const VnJSONString &AName) override;
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+  void EndObject() override;
+};
+
+// A memory stream: its bytes from the Base64 string "data".
+class TVnJSONStreamDeserializer : public TVnJSONDeserializer {
+  VN_CLASS(TVnJSONStreamDeserializer, TVnJSONDeserializer)
+ public:
+  using TVnJSONDeserializer::TVnJSONDeserializer;
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+};
+
+// An XML Schema record: one value fills it; null clears it.
+class TVnJSONXsDeserializer : public TVnJSONDeserializer {
+  VN_CLASS(TVnJSONXsDeserializer, TVnJSONDeserializer)
+ public:
+  using TVnJSONDeserializer::TVnJSONDeserializer;
+  TVnCanDeserialize CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
+                                   UnicodeString &ADataType, bool ARaiseIfUnknown) override;
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+};
+
+// A TStrings: replaces the lines by the strings of "items".
+class TVnJSONStringsDeserializer : public TVnJSONDeserializer {
+  VN_CLASS(TVnJSONStringsDeserializer, TVnJSONDeserializer)
+ public:
+  using TVnJSONDeserializer::TVnJSONDeserializer;
+  void SetParent(TVnCustomSerializer *AParent) override;
+  TVnCanDeserialize CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
+                                   UnicodeString &ADataType, bool ARaiseIfUnknown) override;
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+};
+
+class TVnJSONComponentDeserializer : public TVnJSONDeserializer {
+  VN_CLASS(TVnJSONComponentDeserializer, TVnJSONDeserializer)
+ public:
+  using TVnJSONDeserializer::TVnJSONDeserializer;
+};
+
+// A TValue whose type the document gives: a plain value, or an object with "className" read
+// from its own text.
+class TVnJSONValueDeserializer : public TVnJSONDeserializer {
+  VN_CLASS(TVnJSONValueDeserializer, TVnJSONDeserializer)
+ public:
+  explicit TVnJSONValueDeserializer(const TValue &AValue);
+  TVnJSONValueDeserializer(void *AInstance, PTypeInfo AType);
+  ~TVnJSONValueDeserializer() override;
+  void SetParent(TVnCustomSerializer *AParent) override;
+  void StartObject() override;
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+  void EndArray() override;
+  void EndObject() override;
+
+ private:
+  TVnTextParser *FMarked = nullptr;
+};
+
 // The start-up of the unit: registers the notation once. Every translation unit that includes
 // this header runs it, so that the notation is there whenever the header is in use.
 bool VnJSONSerializerStartUp();

@@ -10,6 +10,7 @@
 #include <span>
 
 #include "vnxml/common/uVnSerializer.h"
+#include "vnxml/xml/uVnSAX.h"
 
 namespace vn {
 
@@ -90,6 +91,108 @@ class TVnXMLComponentSerializer : public TVnXMLSerializer {
   using TVnXMLSerializer::TVnXMLSerializer;
   void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
                    const UnicodeString &APath) override;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Reading
+
+// Reads the XML wire form. The run's workers share one TVnSAXXMLReader; the deepest worker takes
+// its events. A worker counts its element depth: level 0 is its own element, level 1 its
+// members (or an array's elements), deeper levels are markup inside a simple member, collected
+// as text. Attributes of an object's element count as child elements of the same name, apart
+// from those in a W3C namespace (xsi:type and the like).
+class TVnXMLDeserializer : public TVnDeserializer {
+  VN_CLASS(TVnXMLDeserializer, TVnDeserializer)
+ public:
+  explicit TVnXMLDeserializer(const TValue &AValue) : TVnDeserializer(AValue) {}
+  TVnXMLDeserializer(void *AInstance, PTypeInfo AType) : TVnDeserializer(AInstance, AType) {}
+  ~TVnXMLDeserializer() override;
+  TVnDataSerializationFormatType Format() override { return dsfXML; }
+
+  void SetParent(TVnCustomSerializer *AParent) override;
+  void DoDeserialize() override;
+  // The value of the first "xsi:type" in the text, prefix included (whatever the document's
+  // prefix for the namespace is, the text "xsi:type" is looked for); empty without one.
+  UnicodeString ReadClassName(TVnTextParser *AParser) override;
+  // From the attributes of the element in hand: its type attribute, or an empty name for
+  // xsi:nil="true".
+  bool ReadClassName(UnicodeString &AName) override;
+  TVnDeserializer *CreateChildDeserializerIfNeeded(const UnicodeString &AName) override;
+
+  Integer ValueToInt(const UnicodeString &AValue) override;
+  Int64 ValueToInt64(const UnicodeString &AValue) override;
+  Extended ValueToFloat(const UnicodeString &AValue) override;
+  UnicodeString ValueToStr(const UnicodeString &AValue) override;
+  TDateTime ValueToDate(const UnicodeString &AValue) override;
+  TDateTime ValueToTime(const UnicodeString &AValue) override;
+  TDateTime ValueToDateTime(const UnicodeString &AValue) override;
+  bool ValueToBool(const UnicodeString &AValue) override;
+  Variant ValueToVar(const UnicodeString &AValue, const UnicodeString &ADataType) override;
+  TValue ValueToVal(const UnicodeString &AValue, const UnicodeString &ADataType) override;
+
+  // The reader's events that a worker takes.
+  virtual void StartElement(const VnXMLString &AUri, const VnXMLString &ALocalName,
+                            const VnXMLString &AQName, IVnSAXAttributes *AAttributes);
+  virtual void Characters(const VnXMLString &AText);
+  virtual void EndElement(const VnXMLString &AUri, const VnXMLString &ALocalName,
+                          const VnXMLString &AQName);
+  // Raises EParserError "Line %d, column %d: %s".
+  virtual void FatalError(IVnSAXLocator *ALocator, const VnXMLString &AMessage);
+
+  Integer Level() const noexcept { return FLevel; }
+  const UnicodeString &LocalName() const noexcept { return FLocalName; }
+  const UnicodeString &DataType() const noexcept { return FDataType; }
+  TVnSAXXMLReader *SAXReader() const noexcept { return FSAXReader; }
+
+ protected:
+  // Replays the attributes of an element as child elements on ATarget.
+  void DeserializeAttributes(TVnXMLDeserializer *ATarget, IVnSAXAttributes *AAttributes);
+
+  TVnSAXXMLReader *FSAXReader = nullptr;
+  UnicodeString FLocalName;
+  UnicodeString FURI;
+  UnicodeString FDataType;
+  TVnCanDeserialize FCanDeserialize = desNo;
+  Integer FLevel = 0;
+  IVnSAXAttributes *FAttribs = nullptr;
+  TVnStringStream *FXMLString = nullptr;
+  bool FProcessRootChars = false;
+  bool FDeserializingAttribs = false;
+};
+
+// An XML Schema record: the element's text by the record's own conversion.
+class TVnXMLXsDeserializer : public TVnXMLDeserializer {
+  VN_CLASS(TVnXMLXsDeserializer, TVnXMLDeserializer)
+ public:
+  using TVnXMLDeserializer::TVnXMLDeserializer;
+  TVnCanDeserialize CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
+                                   UnicodeString &ADataType, bool ARaiseIfUnknown) override;
+  void Characters(const VnXMLString &AText) override;
+};
+
+// A TStrings: replaces the lines by the texts of the "item" elements.
+class TVnXMLStringsDeserializer : public TVnXMLDeserializer {
+  VN_CLASS(TVnXMLStringsDeserializer, TVnXMLDeserializer)
+ public:
+  using TVnXMLDeserializer::TVnXMLDeserializer;
+  void SetParent(TVnCustomSerializer *AParent) override;
+  TVnCanDeserialize CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
+                                   UnicodeString &ADataType, bool ARaiseIfUnknown) override;
+  void Characters(const VnXMLString &AText) override;
+};
+
+class TVnXMLComponentDeserializer : public TVnXMLDeserializer {
+  VN_CLASS(TVnXMLComponentDeserializer, TVnXMLDeserializer)
+ public:
+  using TVnXMLDeserializer::TVnXMLDeserializer;
+};
+
+// A TValue: the element's text as a string value.
+class TVnXMLValueDeserializer : public TVnXMLDeserializer {
+  VN_CLASS(TVnXMLValueDeserializer, TVnXMLDeserializer)
+ public:
+  using TVnXMLDeserializer::TVnXMLDeserializer;
+  void Characters(const VnXMLString &AText) override;
 };
 
 // The start-up of the unit: registers the notation once. Every translation unit that includes
