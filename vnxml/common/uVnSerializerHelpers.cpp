@@ -102,7 +102,6 @@ void TVnSimpleTypeSerializerHelper::Serialize(TVnSerializer *ASerializer,
   AHandled = true;
 }
 
-#if VN_TMP_READERS
 void TVnSimpleTypeDeserializerHelper::DeserializeValue(TVnDeserializer *ADeserializer,
                                                        const UnicodeString &, const UnicodeString &,
                                                        const UnicodeString &AValue,
@@ -116,11 +115,6 @@ void TVnSimpleTypeDeserializerHelper::DeserializeValue(TVnDeserializer *ADeseria
   static_cast<TVnCustomSimpleType *>(object)->SetAsValue(value);
   AHandled = true;
 }
-#else
-void TVnSimpleTypeDeserializerHelper::DeserializeValue(TVnDeserializer *, const UnicodeString &,
-                                                       const UnicodeString &, const UnicodeString &,
-                                                       const UnicodeString &, bool &) {}
-#endif
 
 // ---------------------------------------------------------------------------------------------
 // Lists of values
@@ -149,7 +143,6 @@ void TVnListSerializerHelper::Serialize(TVnSerializer *ASerializer, const Unicod
   AHandled = true;
 }
 
-#if VN_TMP_READERS
 void TVnListDeserializerHelper::DeserializeValue(TVnDeserializer *ADeserializer,
                                                  const UnicodeString &, const UnicodeString &,
                                                  const UnicodeString &AValue,
@@ -169,11 +162,6 @@ void TVnListDeserializerHelper::DeserializeValue(TVnDeserializer *ADeserializer,
   CallMethod(list, u"Add", {v});
   AHandled = true;
 }
-#else
-void TVnListDeserializerHelper::DeserializeValue(TVnDeserializer *, const UnicodeString &,
-                                                 const UnicodeString &, const UnicodeString &,
-                                                 const UnicodeString &, bool &) {}
-#endif
 
 // ---------------------------------------------------------------------------------------------
 // Lists of objects
@@ -210,7 +198,6 @@ void TVnObjectListSerializerHelper::Serialize(TVnSerializer *ASerializer,
   AHandled = true;
 }
 
-#if VN_TMP_READERS
 TVnCanDeserialize TVnObjectListDeserializerHelper::CanDeserialize(TVnDeserializer *ADeserializer,
                                                                   UnicodeString &,
                                                                   UnicodeString &AName,
@@ -231,13 +218,6 @@ TVnCanDeserialize TVnObjectListDeserializerHelper::CanDeserialize(TVnDeserialize
   ADeserializer->CreateChildDeserializer(AName, object, TypeInfoOf(object), nullptr);
   return desYes;
 }
-#else
-TVnCanDeserialize TVnObjectListDeserializerHelper::CanDeserialize(TVnDeserializer *,
-                                                                  UnicodeString &, UnicodeString &,
-                                                                  UnicodeString &) {
-  return desNo;
-}
-#endif
 
 // ---------------------------------------------------------------------------------------------
 // Dictionaries
