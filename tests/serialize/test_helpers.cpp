@@ -484,3 +484,121 @@ TEST(HelperSimpleTypeWrite, ClassWithoutValuePropertyFails) {
             u"EVnSerializeException: The simple type TNoValueType has no property \"Value\" that "
             u"gives the type of its value!");
 }
+
+// ---------------------------------------------------------------------------------------------
+// Reading. Containers and simple-type objects are read into instances that exist already: the
+// reader cannot make one from the document (a list's data type names its array, a simple type's
+// its value).
+
+namespace {
+
+template <class T>
+void Read(T *AObject, TVnDataSerializationFormatType AFormat, const RawByteString &ADoc) {
+  VnSerializer(AObject).Deserialize(AFormat, ADoc);
+}
+
+TNumbers *EmptyNumbers() {
+  TNumbers *n = New<TNumbers>();
+  n->Nums = New<TVnList<Integer>>();
+  n->Tags = New<TVnList<UnicodeString>>();
+  return n;
+}
+
+}  // namespace
+
+TEST(HelperValueListRead, XmlAppendsEachValue) {
+  Owned<TNumbers> n(EmptyNumbers());
+  n->Nums->Add(1);
+  n->Nums->Add(2);
+  n->Tags->Add(u"x<y");
+  RawByteString doc = Xml(TValue(n.get()));
+  Owned<TNumbers> copy(EmptyNumbers());
+  copy->Nums->Add(9);  // a list is not cleared before reading
+  Read(copy.get(), dsfXML, doc);
+  EXPECT_EQ(copy->Nums->ToArray(), (std::vector<Integer>{9, 1, 2}));
+  EXPECT_EQ(copy->Tags->ToArray(), (std::vector<UnicodeString>{u"x<y"}));
+}
+
+TEST(HelperValueListRead, ElementTypeServesWhereTheDocumentGivesNone) {
+  // XML without namespaces has no xsi:type; JSON names the list's own type.
+  Owned<TNumbers> xml(EmptyNumbers());
+  Read(xml.get(), dsfXML,
+       "<object><Nums><int>4</int><int>5</int></Nums><Tags><string>a&amp;b</string></Tags>"
+       "</object>");
+  EXPECT_EQ(xml->Nums->ToArray(), (std::vector<Integer>{4, 5}));
+  EXPECT_EQ(xml->Tags->ToArray(), (std::vector<UnicodeString>{u"a&b"}));
+
+  Owned<TNumbers> json(EmptyNumbers());
+  Read(json.get(), dsfJSON, R"({"className":"TNumbers","nums":[7],"tags":["a\"b"]})");
+  EXPECT_EQ(json->Nums->ToArray(), (std::vector<Integer>{7}));
+  EXPECT_EQ(json->Tags->ToArray(), (std::vector<UnicodeString>{u"a\"b"}));
+}
+
+TEST(HelperObjectListRead, XmlCreatesEachElementByItsType) {
+  Owned<TShelf> s(New<TShelf>());
+  s->Items = New<TVnObjectList<TItem>>();
+  s->Items->Add(New<TItem>(u"tea"));
+  TGift *gift = New<TGift>(u"cup");
+  gift->SetWrap(3);
+  s->Items->Add(gift);
+  RawByteString doc = Xml(TValue(s.get()));
+  Owned<TShelf> copy(New<TShelf>());
+  copy->Items = New<TVnObjectList<TItem>>();
+  Read(copy.get(), dsfXML, doc);
+  ASSERT_EQ(copy->Items->Count(), 2);
+  EXPECT_EQ(copy->Items->Get(0)->ClassType(), TItem::StaticClass());
+  EXPECT_EQ(copy->Items->Get(0)->GetName(), u"tea");
+  ASSERT_EQ(copy->Items->Get(1)->ClassType(), TGift::StaticClass());
+  EXPECT_EQ(copy->Items->Get(1)->GetName(), u"cup");
+  EXPECT_EQ(static_cast<TGift *>(copy->Items->Get(1))->GetWrap(), 3);
+  EXPECT_EQ(Xml(TValue(copy.get())), doc);
+}
+
+TEST(HelperObjectListRead, ListThatOwnsNothingReadsNothing) {
+  Owned<TShelf> s(New<TShelf>());
+  s->Items = New<TVnObjectList<TItem>>();
+  s->Items->Add(New<TGift>(u"cup"));
+  RawByteString doc = Xml(TValue(s.get()));
+  Owned<TShelf> copy(New<TShelf>());
+  copy->Items = New<TVnObjectList<TItem>>(false);
+  Read(copy.get(), dsfXML, doc);
+  EXPECT_EQ(copy->Items->Count(), 0);
+}
+
+TEST(HelperObjectListRead, JsonGivesNoTypeAndFillsNothing) {
+  Owned<TShelf> copy(New<TShelf>());
+  copy->Items = New<TVnObjectList<TItem>>();
+  Read(copy.get(), dsfJSON,
+       R"({"className":"TShelf","items":[{"className":"TItem","name":"tea"},)"
+       R"({"className":"TGift","wrap":3,"name":"cup"}]})");
+  EXPECT_EQ(copy->Items->Count(), 0);
+}
+
+TEST(HelperObjectListRead, ElementOfAClassTheListDoesNotHoldFails) {
+  Owned<TShelf> copy(New<TShelf>());
+  copy->Items = New<TVnObjectList<TItem>>();
+  UnicodeString message = MessageOf([&] {
+    Read(copy.get(), dsfXML,
+         R"(<object xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"><Items>)"
+         R"(<TItem xsi:type="xsd:TNote"/></Items></object>)");
+  });
+  EXPECT_NE(message.find(u"Invalid class typecast"), UnicodeString::npos) << UTF8Encode(message);
+  EXPECT_EQ(copy->Items->Count(), 0);  // the object made for it is freed (the sanitizer checks)
+}
+
+TEST(HelperSimpleTypeRead, ValueBackInBothNotations) {
+  for (auto format : {dsfXML, dsfJSON}) {
+    Owned<TCustomer> c(New<TCustomer>());
+    c->Id = New<TCustomerId>(7);
+    c->Code = New<TCode>();
+    c->Code->SetValue(u"a&b<\"c\"");
+    RawByteString doc = VnSerialize(format, TValue(c.get()));
+    Owned<TCustomer> copy(New<TCustomer>());
+    copy->Id = New<TCustomerId>();
+    copy->Code = New<TCode>();
+    Read(copy.get(), format, doc);
+    EXPECT_EQ(copy->Id->GetValue(), 7) << int(format);
+    EXPECT_TRUE(copy->Id->HasValue());
+    EXPECT_EQ(copy->Code->GetValue(), u"a&b<\"c\"") << int(format);
+  }
+}

@@ -109,8 +109,13 @@ void TVnSimpleTypeDeserializerHelper::DeserializeValue(TVnDeserializer *ADeseria
   auto *object = static_cast<TObject *>(ADeserializer->InstancePtr());
   if (!object || !object->InheritsFrom(TVnCustomSimpleType::StaticClass())) return;
   const TVnTypeInfo *target = TVnCustomSimpleType::ValueTypeInfo(object->ClassType());
+  // The readers hand text over in its lexical form, escapes included: text values are decoded by
+  // the notation first. Other kinds convert from the lexical form, by the notation's rules where
+  // the plain conversion fails (dates, XML booleans).
+  UnicodeString text =
+      target->GetMainTypeKind() == mtkString ? ADeserializer->ValueToStr(AValue) : AValue;
   TValue value;
-  if (!TValue(AValue).ToType(target->Handle, value))
+  if (!TValue(text).ToType(target->Handle, value))
     value = ADeserializer->ValueToVal(AValue, target->QualifiedName);
   static_cast<TVnCustomSimpleType *>(object)->SetAsValue(value);
   AHandled = true;
