@@ -288,21 +288,6 @@ TEST(HelperRegistration, EachContainerFindsItsHelpers) {
   EXPECT_EQ(reader(TItemsByName::StaticClass()), u"none");
 }
 
-TEST(HelperRegistration, EntriesStandInTheOrderOfTheTable) {
-  // Other tests of the program register helpers of their own: only ours are looked at.
-  std::vector<UnicodeString> ours;
-  for (const TVnSerializerHelperReg *e = VnSerializerHelpers(); e; e = e->Next) {
-    const UnicodeString &n = e->ValueTypeName;
-    if (n == u"TObjectDictionary<T,T>" || n == u"TObjectList<T>" ||
-        e->ValueClass == TList::StaticClass() || e->ValueClass == TObjectList::StaticClass() ||
-        e->ValueClass == TVnCustomSimpleType::StaticClass())
-      ours.push_back(n);
-  }
-  EXPECT_EQ(ours, (std::vector<UnicodeString>{
-                      u"TObjectDictionary<T,T>", u"TObjectList<T>", u"System.Contnrs.TObjectList",
-                      u"System.Classes.TList", u"uVnSerializerHelpers.TVnCustomSimpleType"}));
-}
-
 TEST(HelperRegistration, HintsNameTheHelpersByQualifiedName) {
   SerializerHint writer(shoSerializerHelper, u"uVnSerializerHelpers.TVnDictionarySerializerHelper");
   EXPECT_EQ(writer.GetSerializerHelperClass(), TVnDictionarySerializerHelper::StaticClass());
