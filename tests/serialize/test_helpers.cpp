@@ -236,6 +236,8 @@ TEST(HelperContainers, DictionaryInKeyOrderWithOwnedValues) {
   EXPECT_EQ(dict->Values()->ToArray()[0]->GetName(), u"one");
   dict->AddOrSetValue(u"a", New<TItem>(u"uno"));  // the replaced value is freed
   EXPECT_EQ(dict->GetItem(u"a")->GetName(), u"uno");
+  dict->AddOrSetValue(u"a", dict->GetItem(u"a"));  // the same object again: kept
+  EXPECT_EQ(dict->GetItem(u"a")->GetName(), u"uno");
   EXPECT_TRUE(dict->Remove(u"b"));
   EXPECT_FALSE(dict->Remove(u"b"));
   EXPECT_FALSE(dict->ContainsKey(u"b"));

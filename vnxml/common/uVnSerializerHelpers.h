@@ -221,10 +221,13 @@ class TVnObjectDictionary : public TObject {
     auto it = FMap.find(AKey);
     if (it == FMap.end()) {
       FMap.emplace(AKey, AValue);
-    } else if (!(it->second == AValue)) {
-      V old = it->second;
-      it->second = AValue;
-      Release(old);
+      return;
+    }
+    V old = it->second;
+    it->second = AValue;
+    // Setting the value a key holds already keeps it.
+    if constexpr (detail::VnIsObjectPointer<V>) {
+      if (old != AValue) Release(old);
     }
   }
   // Removes the key and, when owned, frees its value; false when it is not there.
