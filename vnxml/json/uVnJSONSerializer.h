@@ -135,6 +135,8 @@ class TVnJSONDeserializer : public TVnDeserializer {
   UnicodeString FNamespace;
   // Above 0: the worker is inside something that it does not take, and ignores values.
   Integer FDisabledCnt = 0;
+  // The worker of an object or record stands for an array as a whole; its end ends the worker.
+  bool FOwnArray = false;
 };
 
 // The object of an enumeration or set: "asString", then "asInt", which wins.

@@ -289,6 +289,9 @@ void TVnJSONDeserializer::StartArray() {
     ++FDisabledCnt;
     return;
   }
+  // The array that an object or record worker stands for as a whole (a list that a helper
+  // fills): its values go to the helpers one by one, and its end ends the worker.
+  if (FMemberName.empty() && !IsArraySerializer()) FOwnArray = true;
   FCanDeserialize = desYes;
 }
 
@@ -365,7 +368,7 @@ void TVnJSONDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &A
             u"Records are not nillable! Use \"{}\" if you want to use empty records instead of "
             u"\"Null\".");
       }
-      EndObject();
+      if (!FOwnArray) EndObject();
       return;
     }
   }
