@@ -381,6 +381,10 @@ bool VnJSONSerializerStartUp() {
                          VnSerializerClass<TVnJSONComponentSerializer>(), nullptr);
     VnRegisterSerializer(dsfJSON, TStream::StaticClass(), stream, nullptr);
     VnRegisterSerializer(dsfJSON, TMemoryStream::StaticClass(), stream, nullptr);
+    RegisterType<TVnJSONDocument>(
+        u"uVnJSON", [](TTypeBuilder<TVnJSONDocument> &R) { R.Name(u"TVnJSONDocument"); });
+    VnRegisterSerializer(dsfJSON, TVnJSONDocument::StaticClass(),
+                         VnSerializerClass<TVnJSONDocSerializer>(), nullptr);
     VnRegisterSerializer(dsfJSON, TypeInfo<TValue>(), plain, nullptr);
     for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfJSON, t, xs, nullptr);
     return true;
