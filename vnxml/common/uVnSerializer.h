@@ -633,8 +633,8 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   TVnDeserializer *CreateChildDeserializer(const UnicodeString &AName, const TValue &AValue,
                                            SerializerHint *AHint);
   TVnDeserializer *CreateChildDeserializer(const UnicodeString &AName, void *APtr,
-                                           const TVnTypeInfo *ATypeInfo, TVnDeserializerClass AClass,
-                                           SerializerHint *AHint);
+                                           const TVnTypeInfo *ATypeInfo,
+                                           TVnDeserializerClass AClass, SerializerHint *AHint);
   TVnDeserializer *CreateChildDeserializer(const UnicodeString &AName, void *APtr,
                                            const TVnTypeInfo *ATypeInfo, SerializerHint *AHint);
 
@@ -655,22 +655,30 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   TVnDeserializer *ParentDeserializer() const noexcept { return FParentDes; }
 
   // The worker that takes the events of the run now (the root's record).
-  TVnDeserializer *Current() const noexcept { return FRoot->FCurrent; }
+  TVnDeserializer *Current() const noexcept { return FRoot ? FRoot->FCurrent : nullptr; }
   // Gives the events back to the parent: the worker is freed by the root once the event in
   // progress returns. A root without parent keeps them.
   void HandBack();
   // Frees the workers that have handed back; the notations call it after each event.
   void FreeRetired() noexcept;
+  // Frees the instance that the run made for itself (no instance was given), after a failure.
+  void FreeCreatedRoot() noexcept;
 
  protected:
+  // The notation's parse begins and ends: this worker takes the events; after a failure the
+  // workers still taking part are told the end of their type and freed.
+  void BeginRun();
+  void EndRun(bool AFailed) noexcept;
+  // Takes the events of the run that the parent is in (a notation's SetParent, with a reader).
+  void TakeEvents();
+  TVnDeserializer *AttachChild(TVnDeserializer *AChild, const UnicodeString &AName,
+                               const TVnTypeInfo *ATypeInfo, SerializerHint *AHint);
   // Stores the member value in hand: into the parent's array for an array worker, else by the
   // field or property.
   void StoreMemberValue();
   // Clears the member in hand.
   void ClearMember();
   TVnDeserializer *RootWorker() const noexcept { return FRoot; }
-  // The chain of workers below the root, freed from the deepest up (after a failure).
-  void FreeChain() noexcept;
 
   TObjectList *FCreatedObjs = nullptr;
   Integer FArrIdx = -1;
@@ -685,12 +693,17 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
  private:
   void Init();
   void StoreInto(TVnDeserializer *AWorker, const TValue &AValue);
-  TVnDeserializer *FRoot = this;
-  TVnDeserializer *FCurrent = this;
+  // The worker whose parse the events come from (nil outside a run), and on that worker the
+  // one that takes them now.
+  TVnDeserializer *FRoot = nullptr;
+  TVnDeserializer *FCurrent = nullptr;
   std::vector<TVnDeserializer *> FRetired;
   // The instance the run created for itself (no instance given): freed when the run fails.
   TObject *FCreatedRoot = nullptr;
   bool FHandedBack = false;
+  // Between DeserializeStartType and DeserializeEndType.
+  bool FStarted = false;
+  bool FEnded = false;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -749,8 +762,7 @@ void VnSerializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
 // list they go into it, to be freed by its own OwnsObjects; with nullptr nobody records them
 // and they stay alive, attached to the instance. A class that frees its members itself reads
 // with nullptr. The result is the address of the instance (a new one when none was given).
-TVnDeserializer *VnCreateDeserializer(TVnDataSerializationFormatType AFormat,
-                                      const TValue &AValue);
+TVnDeserializer *VnCreateDeserializer(TVnDataSerializationFormatType AFormat, const TValue &AValue);
 TVnDeserializer *VnCreateDeserializer(TVnDataSerializationFormatType AFormat, void *AInstance,
                                       PTypeInfo AType);
 TVnDeserializer *VnCreateDeserializerEx(TVnDataSerializationFormatType AFormat, void *AInstance,
@@ -764,10 +776,9 @@ void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTy
                     const RawByteString &AData);
 void *VnDeserializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
                       const TVnTypeInfo *AType, const RawByteString &AData);
-void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
-                    TStream *AStream);
-void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
-                    TStream *AStream, TObjectList *AList);
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue, TStream *AStream);
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue, TStream *AStream,
+                    TObjectList *AList);
 void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
                     TStream *AStream);
 void *VnDeserializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
@@ -786,8 +797,8 @@ T *VnDeserializeObject(TVnDataSerializationFormatType AFormat, const RawByteStri
 TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, const RawByteString &AData);
 TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner,
                       const RawByteString &AData);
-TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner,
-                      TObject *AParent, const RawByteString &AData);
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner, TObject *AParent,
+                      const RawByteString &AData);
 
 // The operations that every object has in serialization, as a small value over the object:
 //   VnSerializer(order).AsJSON()

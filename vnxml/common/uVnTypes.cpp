@@ -430,6 +430,11 @@ const TVnTypeInfo *TVnTypes::GetTypeInfo(TClass AClass) {
 
 const TVnTypeInfo *TVnTypes::GetTypeInfo(UnicodeStringView AName, TVnTypeNameType ANameType,
                                          bool ARaise, TVnMainTypeKind AMainKind) {
+  // Documents name types with their prefix ("xsd:int"); schema names never hold a colon.
+  if (ANameType == tntSchemaName) {
+    std::size_t colon = AName.rfind(u':');
+    if (colon != UnicodeStringView::npos) AName.remove_prefix(colon + 1);
+  }
   TVnTypesState &s = TVnTypesState::Get();
   if (ANameType <= tntSchemaName) {
     s.EnsureTables();

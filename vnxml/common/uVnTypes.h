@@ -225,6 +225,8 @@ class TVnTypes {
   // A registered type by name in one name space, without regard to case, restricted to a main
   // kind unless that is mtkUnknown; the first registered wins. With tntSchemaName and mtkArray
   // a name "ArrayOf<element>" that no array type has makes the virtual array of the element.
+  // A schema name may carry the prefix of a document ("xsd:int"): what follows the colon is
+  // looked up.
   // Not found: nil, or with ARaise EVnException "The type \"<name>\" is unknown!".
   static const TVnTypeInfo *GetTypeInfo(UnicodeStringView AName, TVnTypeNameType ANameType,
                                         bool ARaise = false,

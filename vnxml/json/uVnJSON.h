@@ -275,6 +275,10 @@ class TVnJSONReader : public TVnObject, public IVnJSONLocator, public IVnJSONRea
   void Parse(const UnicodeString &AJSON, const VnJSONString &APublicID = {}) override;
   void Parse(const AnsiString &AJSON, Word ACodePage, const VnJSONString &APublicID = {}) override;
 
+  // The text source of the parse in progress (nil outside one): a handler may look ahead or
+  // set mark 3, which the reader leaves alone.
+  TVnJSONTextParser *Parser() const noexcept { return FParser; }
+
  protected:
   // Reads the text of FParser and fires the events. The form reader replaces it.
   virtual void InternalParse();

@@ -374,19 +374,25 @@ bool VnJSONSerializerStartUp() {
     TVnSerializerClass plain = VnReusableSerializerClass<TVnJSONSerializer>();
     TVnSerializerClass xs = VnSerializerClass<TVnJSONXsSerializer>();
     TVnSerializerClass stream = VnSerializerClass<TVnJSONStreamSerializer>();
-    VnRegisterSerializer(dsfJSON, static_cast<PTypeInfo>(nullptr), plain, nullptr);
+    TVnDeserializerClass xsReader = VnDeserializerClass<TVnJSONXsDeserializer>();
+    VnRegisterSerializer(dsfJSON, static_cast<PTypeInfo>(nullptr), plain,
+                         VnDeserializerClass<TVnJSONDeserializer>());
     VnRegisterSerializer(dsfJSON, TStrings::StaticClass(),
-                         VnSerializerClass<TVnJSONStringsSerializer>(), nullptr);
+                         VnSerializerClass<TVnJSONStringsSerializer>(),
+                         VnDeserializerClass<TVnJSONStringsDeserializer>());
     VnRegisterSerializer(dsfJSON, TComponent::StaticClass(),
-                         VnSerializerClass<TVnJSONComponentSerializer>(), nullptr);
+                         VnSerializerClass<TVnJSONComponentSerializer>(),
+                         VnDeserializerClass<TVnJSONComponentDeserializer>());
     VnRegisterSerializer(dsfJSON, TStream::StaticClass(), stream, nullptr);
-    VnRegisterSerializer(dsfJSON, TMemoryStream::StaticClass(), stream, nullptr);
+    VnRegisterSerializer(dsfJSON, TMemoryStream::StaticClass(), stream,
+                         VnDeserializerClass<TVnJSONStreamDeserializer>());
     RegisterType<TVnJSONDocument>(
         u"uVnJSON", [](TTypeBuilder<TVnJSONDocument> &R) { R.Name(u"TVnJSONDocument"); });
     VnRegisterSerializer(dsfJSON, TVnJSONDocument::StaticClass(),
                          VnSerializerClass<TVnJSONDocSerializer>(), nullptr);
-    VnRegisterSerializer(dsfJSON, TypeInfo<TValue>(), plain, nullptr);
-    for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfJSON, t, xs, nullptr);
+    VnRegisterSerializer(dsfJSON, TypeInfo<TValue>(), plain,
+                         VnDeserializerClass<TVnJSONValueDeserializer>());
+    for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfJSON, t, xs, xsReader);
     return true;
   }();
   return done;

@@ -6,6 +6,7 @@
 // of dsfJSON, and those of TStrings, TComponent, the streams, TValue and the XML Schema records.
 #pragma once
 
+#include "vnxml/common/uVnDateTimeUtils.h"
 #include "vnxml/common/uVnSerializer.h"
 #include "vnxml/json/uVnJSON.h"
 
@@ -162,7 +163,16 @@ class TVnJSONXsDeserializer : public TVnJSONDeserializer {
   using TVnJSONDeserializer::TVnJSONDeserializer;
   TVnCanDeserialize CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
                                    UnicodeString &ADataType, bool ARaiseIfUnknown) override;
+  // A duration comes as the object of its parts ("negative", "monthts", "seconds").
+  void StartObject() override;
+  void StartMember(const VnJSONString &AName) override;
   void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
+  void EndObject() override;
+
+ private:
+  bool FInDuration = false;
+  bool FDurationRead = false;
+  TVnDuration FDuration;
 };
 
 // A TStrings: replaces the lines by the strings of "items".

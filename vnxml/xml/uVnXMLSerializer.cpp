@@ -562,13 +562,18 @@ bool VnXMLSerializerStartUp() {
   static const bool done = [] {
     TVnSerializerClass plain = VnReusableSerializerClass<TVnXMLSerializer>();
     TVnSerializerClass xs = VnSerializerClass<TVnXMLXsSerializer>();
-    VnRegisterSerializer(dsfXML, static_cast<PTypeInfo>(nullptr), plain, nullptr);
+    TVnDeserializerClass xsReader = VnDeserializerClass<TVnXMLXsDeserializer>();
+    VnRegisterSerializer(dsfXML, static_cast<PTypeInfo>(nullptr), plain,
+                         VnDeserializerClass<TVnXMLDeserializer>());
     VnRegisterSerializer(dsfXML, TStrings::StaticClass(),
-                         VnSerializerClass<TVnXMLStringsSerializer>(), nullptr);
+                         VnSerializerClass<TVnXMLStringsSerializer>(),
+                         VnDeserializerClass<TVnXMLStringsDeserializer>());
     VnRegisterSerializer(dsfXML, TComponent::StaticClass(),
-                         VnSerializerClass<TVnXMLComponentSerializer>(), nullptr);
-    VnRegisterSerializer(dsfXML, TypeInfo<TValue>(), plain, nullptr);
-    for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfXML, t, xs, nullptr);
+                         VnSerializerClass<TVnXMLComponentSerializer>(),
+                         VnDeserializerClass<TVnXMLComponentDeserializer>());
+    VnRegisterSerializer(dsfXML, TypeInfo<TValue>(), plain,
+                         VnDeserializerClass<TVnXMLValueDeserializer>());
+    for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfXML, t, xs, xsReader);
     return true;
   }();
   return done;

@@ -211,6 +211,11 @@ namespace vn {
 // (empty for a null record). Dates and times give their text under the date type; a duration
 // its text under UnicodeString. False for a type that is no XS record.
 bool VnXsPlainValue(PTypeInfo AType, const void *APtr, const TVnTypeInfo *&APlain, TValue &AValue);
+// An XML Schema record at APtr made null (a TValue empty); false for a type that is no XS record.
+bool VnXsClear(PTypeInfo AType, void *APtr);
+// An XML Schema record at APtr set from its text by the record's own conversion (a TValue holds
+// the text); false for a type that is no XS record.
+bool VnXsFromText(PTypeInfo AType, void *APtr, const UnicodeString &AText);
 // The XML Schema records in the order in which both notations register their serializers.
 std::span<const PTypeInfo> VnXsRecordTypes();
 // The lexical form of a value of a number kind (vtkByte to vtkExtended) by the Vn...ToXML

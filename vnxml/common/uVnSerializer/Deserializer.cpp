@@ -1,0 +1,885 @@
+// TVnDeserializer: the reader's machine that every notation shares, and the entry functions of
+// reading.
+#include <cstring>
+
+#include "vnxml/common/uVnSerializer.h"
+#include "vnxml/rtl/Owned.h"
+#include "vnxml/rtl/SysUtils.h"
+
+namespace vn {
+
+const char16_t _SVnNoDeserializer[] = u"There is no registered deserializer for \"%s\"!";
+const char16_t _SVnNoFormatDeserializer[] = u"There is no registered %s deserializer for %s!";
+
+namespace {
+
+const char16_t cNotSupportedValue[] = u"The value \"%s\" of type \"%s\" is not supported!";
+
+TClass ClassOfType(const TVnTypeInfo *AType) {
+  if (!AType || !AType->RttiType || AType->RttiType->GetTypeKind() != tkClass) return nullptr;
+  return AType->RttiType->AsInstance()->GetMetaclassType();
+}
+
+UnicodeString HostKindName(const TVnTypeInfo *AType) {
+  return GetEnumName(TypeInfo<TTypeKind>(), AType ? AType->GetKind() : tkUnknown);
+}
+
+// The member names that a document may carry without the class having them.
+bool IsReservedName(const UnicodeString &AName) {
+  return SameText(AName, u"className") || SameText(AName, u"parent") || SameText(AName, u"owner") ||
+         SameText(AName, u"type");
+}
+
+bool StartsWithDigit(const UnicodeString &AText) {
+  return !AText.empty() && AText[0] >= u'0' && AText[0] <= u'9';
+}
+
+// A value of the type AType: a value of another type is converted (objects by class).
+TValue AsTypeOf(TValue AValue, const TVnTypeInfo *AType) {
+  if (!AType || !AType->Handle || AValue.GetTypeInfo() == AType->Handle) return AValue;
+  return AValue.Cast(AType->Handle);
+}
+
+// The shoEnumPrefix hint of an enumeration type, or of a set's element type.
+UnicodeString EnumPrefixOf(const TVnTypeInfo *AType) {
+  if (!AType || !AType->RttiType) return UnicodeString();
+  SerializerHint *hint = nullptr;
+  if (GetSerializerHint(AType->RttiType, shoEnumPrefix, hint)) return hint->Value();
+  return UnicodeString();
+}
+
+TVnDeserializer *AsDeserializer(TObject *AObject) {
+  if (AObject && !AObject->InheritsFrom(TVnDeserializer::StaticClass())) {
+    AObject->Free();
+    throw EInvalidCast(u"Invalid class typecast");
+  }
+  return static_cast<TVnDeserializer *>(AObject);
+}
+
+// The number of nested runs on this thread: a value that holds a whole document starts a run
+// inside a run.
+thread_local Integer gNestedRuns = 0;
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Construction
+
+TVnDeserializer::TVnDeserializer(const TValue &AValue) : TVnCustomSerializer(AValue) {
+  Init();
+  FMemberValue = AValue;
+}
+
+TVnDeserializer::TVnDeserializer(void *AInstance, PTypeInfo AType)
+    : TVnCustomSerializer(AInstance, AType) {
+  Init();
+}
+
+void TVnDeserializer::Init() {
+  FCreatedObjs = New<TVnDeserializerObjectList>(this, true);
+  if (FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass && FInstancePtr)
+    Supports(static_cast<TObject *>(FInstancePtr), FIHelper);
+}
+
+TVnDeserializer::~TVnDeserializer() {
+  FreeRetired();
+  if (FCHelper) FCHelper->Free();
+  FIHelper = nullptr;
+  if (FCreatedObjs && FCreatedObjs->InheritsFrom(TVnDeserializerObjectList::StaticClass()) &&
+      static_cast<TVnDeserializerObjectList *>(FCreatedObjs)->Owner() == this) {
+    FCreatedObjs->Clear();
+    FCreatedObjs->Free();
+  }
+}
+
+void TVnDeserializer::SetCreatedObjects(TObjectList *AList) {
+  if (AList == FCreatedObjs && AList) return;
+  if (FCreatedObjs && FCreatedObjs->InheritsFrom(TVnDeserializerObjectList::StaticClass()) &&
+      static_cast<TVnDeserializerObjectList *>(FCreatedObjs)->Owner() == this) {
+    FCreatedObjs->Clear();
+    FCreatedObjs->Free();
+  }
+  FCreatedObjs = AList ? AList : New<TVnDeserializerObjectList>(this, false);
+}
+
+void TVnDeserializer::SetParent(TVnCustomSerializer *AParent) {
+  TVnCustomSerializer::SetParent(AParent);
+  FParentDes = nullptr;
+  FRoot = nullptr;
+  if (!AParent) return;
+  FStream = AParent->Stream();
+  if (AParent->InheritsFrom(TVnDeserializer::StaticClass())) {
+    FParentDes = static_cast<TVnDeserializer *>(AParent);
+    FRoot = FParentDes->FRoot;
+    SetCreatedObjects(FParentDes->FCreatedObjs);
+  }
+  if (FDepth > cVnSerializerMaxDepth)
+    throw EVnSerializeException(
+        vn::Format(u"The document is nested deeper than %d levels at \"%s\"!",
+                   {cVnSerializerMaxDepth, FName}));
+}
+
+// ---------------------------------------------------------------------------------------------
+// The run's chain of workers
+
+void TVnDeserializer::BeginRun() {
+  FRoot = this;
+  FCurrent = this;
+}
+
+void TVnDeserializer::TakeEvents() {
+  if (FRoot) FRoot->FCurrent = this;
+}
+
+void TVnDeserializer::HandBack() {
+  if (!FParentDes || !FRoot || FHandedBack) return;
+  FHandedBack = true;
+  FRoot->FCurrent = FParentDes;
+  // The run's own root is freed by whoever made it; the others when the event returns.
+  if (FRoot != this) FRoot->FRetired.push_back(this);
+}
+
+void TVnDeserializer::FreeRetired() noexcept {
+  while (!FRetired.empty()) {
+    TVnDeserializer *w = FRetired.back();
+    FRetired.pop_back();
+    w->Free();
+  }
+}
+
+void TVnDeserializer::EndRun(bool AFailed) noexcept {
+  FreeRetired();
+  if (AFailed) {
+    // The workers that still take part in the run, from the deepest up: each is told the end
+    // (so that an instance's lock is left), then freed.
+    TVnDeserializer *w = FCurrent;
+    while (w && w != this && w->FRoot == this) {
+      TVnDeserializer *parent = w->FParentDes;
+      if (w->FStarted && w->FIHelper) {
+        try {
+          w->FIHelper->AfterDeserialize(w);
+        } catch (...) {
+        }
+      }
+      if (!w->FHandedBack) w->Free();
+      w = parent;
+    }
+    FreeRetired();
+  }
+  FCurrent = this;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Running
+
+void TVnDeserializer::Deserialize(const RawByteString &AData) {
+  Owned<TVnStringStream> stream(New<TVnStringStream>(static_cast<const void *>(AData.data()),
+                                                     static_cast<Integer>(AData.size()),
+                                                     static_cast<Word>(65001)));
+  Deserialize(stream.get());
+}
+
+void TVnDeserializer::Deserialize(TStream *AStream) {
+  VN_ASSERT_MSG_AT(!FParent, u"The \"Deserialize\" method may only be called on the root!",
+                   __FILE__, __LINE__);
+  if (!FCreatedObjs) FCreatedObjs = New<TVnDeserializerObjectList>(this, true);
+  if (gNestedRuns >= cVnSerializerMaxDepth)
+    throw EVnSerializeException(
+        vn::Format(u"The document is nested deeper than %d levels at \"%s\"!",
+                   {cVnSerializerMaxDepth, FName}));
+  struct TNest {
+    TNest() { ++gNestedRuns; }
+    ~TNest() { --gNestedRuns; }
+  } nest;
+  FStream = AStream;
+  TVnDeserializer *worker = CheckInstance();
+  struct TWorker {
+    TVnDeserializer *Self, *W;
+    ~TWorker() {
+      if (W != Self) W->Free();
+    }
+  } own{this, worker};
+  DelphiInterface<IVnDeserializable> self;
+  if (FInstancePtr && FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass) {
+    auto *object = static_cast<TObject *>(FInstancePtr);
+    Supports(object, self);
+    Supports(object, FIHelper);
+  }
+  if (self && self->CanDeserialize(Format())) {
+    RawByteString data;
+    Int64 size = AStream->GetSize() - AStream->GetPosition();
+    if (size > 0) {
+      data.resize(static_cast<std::size_t>(size));
+      AStream->ReadBuffer(data.data(), size);
+    }
+    self->Deserialize(Format(), data, FParams);
+    return;
+  }
+  if (FInstancePtr) worker->DeserializeStartType();
+  try {
+    worker->DoDeserialize();
+  } catch (...) {
+    if (FInstancePtr && worker->FStarted && worker->FIHelper) {
+      try {
+        worker->FIHelper->AfterDeserialize(worker);
+      } catch (...) {
+      }
+    }
+    throw;
+  }
+  if (FInstancePtr && !worker->FEnded) worker->DeserializeEndType();
+}
+
+TVnDeserializer *TVnDeserializer::CheckInstance() {
+  if (FInstancePtr) {
+    if (!FInstanceTypeInfo) throw Exception(u"No TypeInfo available!");
+    if (!FParent &&
+        (FInstanceTypeInfo->Kind == vtkArray || FInstanceTypeInfo->Kind == vtkDynArray)) {
+      // An array worker keeps its array in its parent's member: this object is that parent.
+      TVnDeserializer *child = VnCreateDeserializerEx(Format(), FInstancePtr, FInstanceTypeInfo);
+      child->SetName(u"subroot");
+      try {
+        child->SetParent(this);
+      } catch (...) {
+        child->Free();
+        throw;
+      }
+      FMemberTypeInfo = FInstanceTypeInfo;
+      PTypeInfo valueType = FMemberValue.GetTypeInfo();
+      const char16_t *failure = nullptr;
+      if (!valueType)
+        failure = u"The MemberValueType is NIL!";
+      else if (!FInstanceTypeInfo->Handle)
+        failure = u"The InstanceTypeInfo is NIL!";
+      if (failure) {
+        child->Free();
+        throw Exception(failure);
+      }
+      const TVnTypeInfo *vt = TVnTypes::GetTypeInfo(valueType);
+      if (vt->QualifiedName != FInstanceTypeInfo->QualifiedName) {
+        child->Free();
+        throw Exception(u"The MemberValueType (%s) is different than the InstanceTypeInfo (%s)!",
+                        {vt->QualifiedName, FInstanceTypeInfo->QualifiedName});
+      }
+      return child;
+    }
+    return this;
+  }
+  if (FInstanceTypeInfo) {
+    TObject *object = CreateInstance(FInstanceTypeInfo);
+    if (!object) throw Exception(u"Failed to create an instance of the requested object!");
+    FInstancePtr = object;
+    FCreatedRoot = object;
+    return this;
+  }
+  // Neither instance nor type: the document names its class at its start.
+  if (!FStream) throw Exception(u"Failed to read the ClassName from the stream!");
+  Int64 position = FStream->GetPosition();
+  UnicodeString name;
+  {
+    Owned<TVnTextParser> parser(New<TVnTextParser>(FStream, false, static_cast<Word>(65001)));
+    name = ReadClassName(parser.get());
+  }
+  if (name.empty()) throw Exception(u"Failed to read the ClassName from the stream!");
+  FStream->SetPosition(position);
+  FInstanceTypeInfo = TVnTypes::GetTypeInfo(name, tntSchemaName, true, mtkUnknown);
+  TObject *object = CreateInstance(FInstanceTypeInfo);
+  if (!object) throw Exception(u"Failed to create an instance of the requested object!");
+  FInstancePtr = object;
+  FCreatedRoot = object;
+  Supports(object, FIHelper);
+  TVnDeserializer *worker = VnCreateDeserializerEx(Format(), FInstancePtr, FInstanceTypeInfo);
+  worker->SetName(u"subroot");
+  try {
+    worker->SetParent(this);
+  } catch (...) {
+    worker->Free();
+    throw;
+  }
+  return worker;
+}
+
+TObject *TVnDeserializer::CreateInstance(const TVnTypeInfo *&ATypeInfo) {
+  TClass cls = ClassOfType(ATypeInfo);
+  if (!cls && ATypeInfo) cls = GetClass(ATypeInfo->Name);
+  if (!cls)
+    throw Exception(u"Failed to retrieve the Class of type \"%s\"!",
+                    {ATypeInfo ? ATypeInfo->Name : UnicodeString()});
+  TObject *object = nullptr;
+  if (cls->InheritsFrom(TComponent::StaticClass()) && cls->FCreateOwned) {
+    TObject *owner = GetObjParam(u"Owner");
+    auto *component = owner && owner->InheritsFrom(TComponent::StaticClass())
+                          ? static_cast<TComponent *>(owner)
+                          : nullptr;
+    object = cls->CreateOwned(component);
+    if (object->InheritsFrom(TVnComponent::StaticClass()))
+      static_cast<TVnComponent *>(object)->SetAutoDestroy(false);
+  } else if (cls->FCreate) {
+    object = cls->Create();
+    // The reader and the caller hold the object by pointer: interfaces taken on it must not
+    // destroy it.
+    if (object->InheritsFrom(TVnObject::StaticClass()))
+      static_cast<TVnObject *>(object)->SetAutoDestroy(false);
+  } else {
+    // No constructor without arguments: nothing can be made.
+    return nullptr;
+  }
+  if (TClass control = GetClass(u"TControl"); control && cls->InheritsFrom(control)) {
+    if (TObject *parent = GetObjParam(u"Parent")) {
+      if (TRttiType *type = ATypeInfo ? ATypeInfo->RttiType : nullptr) {
+        if (TRttiProperty *p = type->GetProperty(u"Parent")) {
+          try {
+            p->SetValue(object, TValue(parent));
+          } catch (...) {
+            object->Free();
+            throw;
+          }
+        }
+      }
+    }
+  }
+  return object;
+}
+
+bool TVnDeserializer::ReadClassName(UnicodeString &) {
+  return false;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Members
+
+void TVnDeserializer::ClearMember() {
+  FMemberField = nullptr;
+  FMemberProp = nullptr;
+  FMemberTypeInfo = nullptr;
+  FMemberValue = TValue(static_cast<TObject *>(nullptr));
+}
+
+TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
+                                                  UnicodeString &ADataType, bool ARaiseIfUnknown) {
+  if (FCHelper) return FCHelper->CanDeserialize(this, AUri, AName, ADataType);
+  TVnCanDeserialize result =
+      FIHelper ? FIHelper->CanDeserialize(this, AUri, AName, ADataType) : desNo;
+  if (result == desNo) {
+    ClearMember();
+    const TVnTypeInfo *type = FInstanceTypeInfo;
+    const bool isClass = type && type->Kind == vtkClass;
+    if (type && (isClass || type->Kind == vtkRecord) && type->RttiType && FInstancePtr) {
+      if (TRttiField *f = type->RttiType->GetField(AName)) {
+        FMemberField = f;
+        FMemberValue = f->GetValue(FInstancePtr);
+        FMemberTypeInfo = TVnTypes::GetTypeInfo(f->GetDataTypeHandle());
+      } else if (isClass) {
+        TRttiProperty *p = type->RttiType->GetProperty(AName);
+        if (p && p->GetVisibility() >= mvPublic && p->IsReadable()) {
+          FMemberProp = p;
+          FMemberValue = p->GetValue(FInstancePtr);
+          FMemberTypeInfo = TVnTypes::GetTypeInfo(p->GetDataTypeHandle());
+        }
+      }
+      if (FMemberTypeInfo) {
+        if (ADataType.empty()) ADataType = FMemberTypeInfo->QualifiedName;
+        result = desYes;
+      } else if (isClass) {
+        // A property known in documents by the name of its shoName hint.
+        for (TRttiProperty *p : type->RttiType->GetProperties()) {
+          if (p->GetVisibility() < mvPublic || !p->IsReadable()) continue;
+          SerializerHint *hint = nullptr;
+          if (GetSerializerHint(p, shoName, hint) && SameText(hint->Value(), AName)) {
+            FMemberProp = p;
+            FMemberValue = p->GetValue(FInstancePtr);
+            FMemberTypeInfo = TVnTypes::GetTypeInfo(p->GetDataTypeHandle());
+            result = desYes;
+            break;
+          }
+        }
+      }
+    }
+    if (result == desNo && ARaiseIfUnknown && !IsReservedName(AName)) {
+      VN_ASSERT_AT(type, __FILE__, __LINE__);
+      throw EVnSerializeException(
+          vn::Format(u"Failed to find a property or field with the name %s.%s!",
+                     {type->QualifiedName, AName}));
+    }
+  }
+  if (result == desYes) CreateChildDeserializerIfNeeded(AName);
+  return result;
+}
+
+bool TVnDeserializer::IsArraySerializer(TVnTypeKind *AKind) {
+  if (!FParent || !FInstanceTypeInfo) return false;
+  if (FInstanceTypeInfo->Kind != vtkArray && FInstanceTypeInfo->Kind != vtkDynArray) return false;
+  VN_ASSERT_MSG_AT(
+      FMemberTypeInfo,
+      u"The FMemberTypeInfo should have been calculated in the \"DeserializeStartType\"!", __FILE__,
+      __LINE__);
+  if (AKind) *AKind = FMemberTypeInfo->Kind;
+  return true;
+}
+
+TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeString &) {
+  if (!FMemberTypeInfo) return nullptr;
+  UnicodeString childName;
+  SerializerHint *hint = nullptr;
+  if (IsArraySerializer()) {
+    childName = u"ArrayElm";
+  } else if (FMemberField) {
+    childName = FMemberField->GetName();
+  } else if (FMemberProp) {
+    childName = FMemberProp->GetName();
+    GetSerializerHint(FMemberProp, shoDeserializerHelper, hint);
+  } else {
+    throw Exception(u"Unknown Serializer Name");
+  }
+  switch (FMemberTypeInfo->GetKind()) {
+    case tkArray:
+    case tkRecord:
+    case tkDynArray:
+      return CreateChildDeserializer(childName, FMemberValue.GetReferenceToRawData(),
+                                     FMemberTypeInfo, hint);
+    case tkClass:
+      break;
+    default:
+      return nullptr;
+  }
+  TObject *object = FMemberValue.IsObject() ? FMemberValue.AsObject() : nullptr;
+  if (!object && FCreatedObjs) {
+    UnicodeString name;
+    const TVnTypeInfo *info;
+    if (!ReadClassName(name))
+      info = FMemberTypeInfo;
+    else
+      info = name.empty() ? nullptr : TVnTypes::GetTypeInfo(name, tntSchemaName, false);
+    TClass cls = info && info->Kind == vtkClass ? ClassOfType(info) : nullptr;
+    if (cls && cls->FCreate) {
+      // A class that the member cannot hold is refused before anything is made.
+      TClass declared = ClassOfType(FMemberTypeInfo);
+      if (declared && !cls->InheritsFrom(declared)) throw EInvalidCast(u"Invalid class typecast");
+      object = CreateInstance(info);
+      if (object) {
+        Integer at = -1;
+        try {
+          at = FCreatedObjs->Add(object);
+          FMemberValue = AsTypeOf(TValue(object), FMemberTypeInfo);
+          StoreMemberValue();
+        } catch (...) {
+          // Not attached: the object goes now, whoever the list belongs to.
+          if (at >= 0) FCreatedObjs->Extract(object);
+          object->Free();
+          throw;
+        }
+      }
+    }
+    if (!object && !name.empty())
+      throw ENotSupportedException(vn::Format(u"Failed to create an instance of %s!", {name}));
+  }
+  if (!object) return nullptr;
+  if (object->InheritsFrom(TComponent::StaticClass()) &&
+      static_cast<TComponent *>(object)->Owner() != FInstancePtr)
+    return nullptr;
+  return CreateChildDeserializer(childName, object, TVnTypes::GetTypeInfo(object->ClassType()),
+                                 hint);
+}
+
+TVnDeserializer *TVnDeserializer::CreateChildDeserializer(const UnicodeString &AName,
+                                                          const TValue &AValue,
+                                                          SerializerHint *AHint) {
+  void *ptr = AValue.IsObject() ? static_cast<void *>(AValue.AsObject())
+                                : const_cast<void *>(AValue.GetReferenceToRawData());
+  const TVnTypeInfo *type =
+      AValue.GetTypeInfo() ? TVnTypes::GetTypeInfo(AValue.GetTypeInfo()) : nullptr;
+  TVnDeserializer *child = CreateChildDeserializer(AName, ptr, type, AHint);
+  child->FMemberValue = AValue;
+  return child;
+}
+
+TVnDeserializer *TVnDeserializer::CreateChildDeserializer(const UnicodeString &AName, void *APtr,
+                                                          const TVnTypeInfo *ATypeInfo,
+                                                          TVnDeserializerClass AClass,
+                                                          SerializerHint *AHint) {
+  VN_ASSERT_AT(AClass, __FILE__, __LINE__);
+  TVnDeserializer *child =
+      AsDeserializer(AClass->NewFromPointer(APtr, ATypeInfo ? ATypeInfo->Handle : nullptr));
+  return AttachChild(child, AName, ATypeInfo, AHint);
+}
+
+TVnDeserializer *TVnDeserializer::CreateChildDeserializer(const UnicodeString &AName, void *APtr,
+                                                          const TVnTypeInfo *ATypeInfo,
+                                                          SerializerHint *AHint) {
+  return AttachChild(VnCreateDeserializerEx(Format(), APtr, ATypeInfo), AName, ATypeInfo, AHint);
+}
+
+TVnDeserializer *TVnDeserializer::AttachChild(TVnDeserializer *AChild, const UnicodeString &AName,
+                                              const TVnTypeInfo *ATypeInfo, SerializerHint *AHint) {
+  try {
+    AChild->FName = AName;
+    if (AHint) {
+      TClass helper = AHint->GetDeserializerHelperClass();
+      AChild->FCHelper = static_cast<TVnDeserializerHelper *>(helper->Create());
+    } else if (ATypeInfo && ATypeInfo->Kind == vtkClass) {
+      if (TClass cls = ClassOfType(ATypeInfo)) AChild->FCHelper = FindDeserializerHelper(cls);
+    }
+    AChild->SetParent(this);
+    AChild->DeserializeStartType();
+  } catch (...) {
+    if (FRoot && FRoot->FCurrent == AChild) FRoot->FCurrent = this;
+    AChild->Free();
+    throw;
+  }
+  return AChild;
+}
+
+TValue *TVnDeserializer::InitializeArrayElement(const UnicodeString &, const UnicodeString &AName) {
+  if (!IsArraySerializer()) return nullptr;
+  TVnDeserializer *parent = FParentDes;
+  FArrIdx = parent->FArrIdx + 1;
+  FMemberField = parent->FMemberField;
+  FMemberProp = parent->FMemberProp;
+  FMemberTypeInfo = parent->FMemberTypeInfo->GetElementType();
+  if (parent->FMemberTypeInfo->GetKind() == tkDynArray)
+    parent->FMemberValue.SetArrayLength(FArrIdx + 1);
+  parent->FArrIdx = FArrIdx;
+  FMemberValue = parent->FMemberValue.GetArrayElement(FArrIdx);
+  CreateChildDeserializerIfNeeded(AName);
+  return &FMemberValue;
+}
+
+void TVnDeserializer::StoreInto(TVnDeserializer *AWorker, const TValue &AValue) {
+  if (AWorker->FMemberField)
+    AWorker->FMemberField->SetValue(AWorker->FInstancePtr, AValue);
+  else if (AWorker->FMemberProp)
+    AWorker->FMemberProp->SetValue(AWorker->FInstancePtr, AValue);
+}
+
+void TVnDeserializer::StoreMemberValue() {
+  if (IsArraySerializer()) {
+    TValue &array = FParentDes->FMemberValue;
+    const TVnTypeInfo *element =
+        FParentDes->FMemberTypeInfo ? FParentDes->FMemberTypeInfo->GetElementType() : nullptr;
+    array.SetArrayElement(FArrIdx, AsTypeOf(FMemberValue, element));
+    return;
+  }
+  StoreInto(this, FMemberValue);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Types and values
+
+void TVnDeserializer::DeserializeStartType() {
+  if (FCHelper) FCHelper->DeserializeStartType(this);
+  if (FIHelper) FIHelper->BeforeDeserialize(this);
+  FStarted = true;
+  VN_ASSERT_AT(FInstanceTypeInfo, __FILE__, __LINE__);
+  if (FInstanceTypeInfo->Kind == vtkArray || FInstanceTypeInfo->Kind == vtkDynArray) {
+    VN_ASSERT_MSG_AT(FParentDes, u"The parent is the array field", __FILE__, __LINE__);
+    VN_ASSERT_MSG_AT(FParentDes->FMemberTypeInfo, u"The FMemberTypeInfo of the parent is not set!!",
+                     __FILE__, __LINE__);
+    FParentDes->FArrIdx = -1;
+    FMemberTypeInfo = FParentDes->FMemberTypeInfo->GetElementType();
+  }
+}
+
+void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeString &AName,
+                                       const UnicodeString &AValue,
+                                       const UnicodeString &ADataType) {
+  bool handled = false;
+  if (FCHelper) FCHelper->DeserializeValue(this, AUri, AName, AValue, ADataType, handled);
+  if (FIHelper) FIHelper->DeserializeValue(this, AUri, AName, AValue, ADataType, handled);
+  if (handled) return;
+  const TVnTypeInfo *type = FMemberTypeInfo;
+  if (!type) {
+    // A whole document for the instance: a value may carry a nested serialized object.
+    if (FInstancePtr && FInstanceTypeInfo && AUri.empty() && AName.empty() &&
+        (FInstanceTypeInfo->Kind == vtkArray || FInstanceTypeInfo->Kind == vtkDynArray ||
+         FInstanceTypeInfo->Kind == vtkRecord || FInstanceTypeInfo->Kind == vtkClass))
+      VnDeserializeEx(Format(), FInstancePtr, FInstanceTypeInfo, UTF8Encode(AValue));
+    return;
+  }
+  TValue value;
+  switch (type->GetKind()) {
+    case tkClass:
+      if (!AValue.empty()) throw Exception(cNotSupportedValue, {AValue, HostKindName(type)});
+      value = TValue::Make(nullptr, type->Handle);
+      break;
+    case tkString:
+    case tkUString:
+    case tkLString:
+    case tkWString:
+      value = AsTypeOf(TValue(ValueToStr(AValue)), type);
+      break;
+    case tkChar:
+    case tkWChar: {
+      UnicodeString text = AValue.empty() ? UnicodeString() : ValueToStr(AValue);
+      value = TValue::FromOrdinal(type->Handle, text.empty() ? 0 : text[0]);
+      break;
+    }
+    case tkSet: {
+      if (StartsWithDigit(AValue)) {
+        value = TValue::FromOrdinal(type->Handle, StrToInt64(AValue));
+        break;
+      }
+      UnicodeString prefix = EnumPrefixOf(type->GetElementType());
+      UnicodeString list;
+      UnicodeString text = ValueToStr(AValue);
+      std::size_t i = 0;
+      while (i < text.size()) {
+        while (i < text.size() &&
+               (text[i] == u',' || text[i] == u' ' || text[i] == u'[' || text[i] == u']'))
+          ++i;
+        std::size_t start = i;
+        while (i < text.size() && text[i] != u',' && text[i] != u' ' && text[i] != u'[' &&
+               text[i] != u']')
+          ++i;
+        if (i == start) continue;
+        if (!list.empty()) list += u',';
+        // A name that is already whole (written with its prefix) is taken as it stands.
+        UnicodeString token = text.substr(start, i - start);
+        PTypeInfo element = type->GetElementType() ? type->GetElementType()->Handle : nullptr;
+        if (!prefix.empty() && element && GetEnumValue(element, prefix + token) < 0 &&
+            GetEnumValue(element, token) >= 0)
+          list += token;
+        else
+          list += prefix + token;
+      }
+      value =
+          TValue::FromOrdinal(type->Handle, static_cast<Int64>(StringToSet(type->Handle, list)));
+      break;
+    }
+    case tkFloat:
+      switch (type->Kind) {
+        case vtkDate:
+          value = AsTypeOf(TValue(ValueToDate(AValue)), type);
+          break;
+        case vtkTime:
+          value = AsTypeOf(TValue(ValueToTime(AValue)), type);
+          break;
+        case vtkDateTime:
+          value = AsTypeOf(TValue(ValueToDateTime(AValue)), type);
+          break;
+        default:
+          value = AsTypeOf(TValue(static_cast<double>(ValueToFloat(AValue))), type);
+          break;
+      }
+      break;
+    case tkInteger:
+      // An unsigned 32-bit member goes beyond the integer conversion's range.
+      value = TValue::FromOrdinal(type->Handle, type->Kind == vtkLongWord
+                                                    ? ValueToInt64(AValue)
+                                                    : static_cast<Int64>(ValueToInt(AValue)));
+      break;
+    case tkInt64:
+      // An unsigned 64-bit member is written as the signed reading of its bits, and read so.
+      value = TValue::FromOrdinal(type->Handle, ValueToInt64(AValue));
+      break;
+    case tkEnumeration: {
+      if (type->Kind == vtkBoolean) {
+        value = AsTypeOf(TValue(ValueToBool(AValue)), type);
+        break;
+      }
+      Int64 ordinal;
+      UnicodeString text;
+      if (StartsWithDigit(AValue)) {
+        ordinal = StrToInt64(AValue);
+      } else {
+        text = ValueToStr(AValue);
+        ordinal = text.empty() ? 0 : GetEnumValue(type->Handle, EnumPrefixOf(type) + text);
+      }
+      VN_ASSERT_MSG_AT(ordinal >= 0, u"Failed to get the EnumValue for " + text, __FILE__,
+                       __LINE__);
+      value = TValue::FromOrdinal(type->Handle, ordinal);
+      break;
+    }
+    case tkVariant:
+      value = TValue(ValueToVar(AValue, ADataType));
+      break;
+    default:
+      throw Exception(cNotSupportedValue, {AValue, HostKindName(type)});
+  }
+  FMemberValue = std::move(value);
+  StoreMemberValue();
+}
+
+void TVnDeserializer::DeserializeEndType() {
+  FEnded = true;
+  FStarted = false;
+  if (FCHelper) FCHelper->DeserializeEndType(this);
+  if (FIHelper) FIHelper->AfterDeserialize(this);
+  TVnDeserializer *parent = FParentDes;
+  if (!parent) return;
+  TVnTypeKind elementKind = vtkUnknown;
+  if (parent->IsArraySerializer(&elementKind)) {
+    if (elementKind == vtkArray || elementKind == vtkDynArray || elementKind == vtkRecord) {
+      TVnDeserializer *grand = parent->FParentDes;
+      const TVnTypeInfo *element =
+          grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr;
+      grand->FMemberValue.SetArrayElement(grand->FArrIdx, AsTypeOf(parent->FMemberValue, element));
+    } else if (elementKind != vtkClass) {
+      parent->FMemberValue.SetArrayElement(FArrIdx, FMemberValue);
+    }
+    return;
+  }
+  if (parent->FMemberTypeInfo) {
+    switch (parent->FMemberTypeInfo->GetKind()) {
+      case tkArray:
+      case tkRecord:
+      case tkDynArray:
+        if (parent->IsArraySerializer()) break;
+        StoreInto(parent, parent->FMemberValue);
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Creation and the entry functions
+
+TVnDeserializer *VnCreateDeserializer(TVnDataSerializationFormatType AFormat,
+                                      const TValue &AValue) {
+  PTypeInfo type = AValue.GetTypeInfo();
+  TVnDeserializerClass cls =
+      VnFindDeserializerClassEx(AFormat, type ? TVnTypes::GetTypeInfo(type) : nullptr);
+  if (!cls) throw Exception(_SVnNoDeserializer, {VnDataSerializationFormatType[AFormat]});
+  return AsDeserializer(cls->NewFromValue(AValue));
+}
+
+TVnDeserializer *VnCreateDeserializer(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                      PTypeInfo AType) {
+  return VnCreateDeserializerEx(AFormat, AInstance, AType ? TVnTypes::GetTypeInfo(AType) : nullptr);
+}
+
+TVnDeserializer *VnCreateDeserializerEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                                        const TVnTypeInfo *AType) {
+  TVnDeserializerClass cls = VnFindDeserializerClassEx(AFormat, AType);
+  if (!cls) {
+    VN_ASSERT_AT(AType, __FILE__, __LINE__);
+    throw Exception(_SVnNoFormatDeserializer,
+                    {VnDataSerializationFormatType[AFormat], AType->QualifiedName});
+  }
+  return AsDeserializer(cls->NewFromPointer(AInstance, AType ? AType->Handle : nullptr));
+}
+
+namespace {
+
+// Runs a worker made for the call and frees it; an instance that the run made for itself is
+// freed too when the run fails.
+void *Run(TVnDeserializer *AWorker, TStream *AStream) {
+  Owned<TVnDeserializer> worker(AWorker);
+  worker->SetAutoDestroy(false);
+  try {
+    worker->Deserialize(AStream);
+  } catch (...) {
+    worker->FreeCreatedRoot();
+    throw;
+  }
+  return worker->InstancePtr();
+}
+
+void *RunData(TVnDeserializer *AWorker, const RawByteString &AData) {
+  Owned<TVnStringStream> stream(New<TVnStringStream>(static_cast<const void *>(AData.data()),
+                                                     static_cast<Integer>(AData.size()),
+                                                     static_cast<Word>(65001)));
+  return Run(AWorker, stream.get());
+}
+
+TVnDeserializer *WithList(TVnDeserializer *AWorker, TObjectList *AList) {
+  try {
+    AWorker->SetCreatedObjects(AList);
+  } catch (...) {
+    AWorker->Free();
+    throw;
+  }
+  return AWorker;
+}
+
+}  // namespace
+
+void TVnDeserializer::FreeCreatedRoot() noexcept {
+  if (!FCreatedRoot) return;
+  TObject *object = FCreatedRoot;
+  FCreatedRoot = nullptr;
+  FIHelper = nullptr;
+  if (FInstancePtr == object) FInstancePtr = nullptr;
+  object->Free();
+}
+
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
+                    const RawByteString &AData) {
+  return RunData(VnCreateDeserializer(AFormat, AValue), AData);
+}
+
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
+                    const RawByteString &AData, TObjectList *AList) {
+  return RunData(WithList(VnCreateDeserializer(AFormat, AValue), AList), AData);
+}
+
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
+                    const RawByteString &AData) {
+  return RunData(VnCreateDeserializer(AFormat, AInstance, AType), AData);
+}
+
+void *VnDeserializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                      const TVnTypeInfo *AType, const RawByteString &AData) {
+  return RunData(VnCreateDeserializerEx(AFormat, AInstance, AType), AData);
+}
+
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue,
+                    TStream *AStream) {
+  return Run(VnCreateDeserializer(AFormat, AValue), AStream);
+}
+
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue, TStream *AStream,
+                    TObjectList *AList) {
+  return Run(WithList(VnCreateDeserializer(AFormat, AValue), AList), AStream);
+}
+
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
+                    TStream *AStream) {
+  return Run(VnCreateDeserializer(AFormat, AInstance, AType), AStream);
+}
+
+void *VnDeserializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
+                      const TVnTypeInfo *AType, TStream *AStream) {
+  return Run(VnCreateDeserializerEx(AFormat, AInstance, AType), AStream);
+}
+
+namespace {
+
+TObject *CreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner, TObject *AParent,
+                    bool AWithParams, const RawByteString &AData) {
+  TVnDeserializer *worker = VnCreateDeserializer(AFormat, nullptr, nullptr);
+  if (AWithParams) {
+    try {
+      worker->SetObjParam(u"Owner", AOwner);
+      if (AParent) worker->SetObjParam(u"Parent", AParent);
+    } catch (...) {
+      worker->Free();
+      throw;
+    }
+  }
+  return static_cast<TObject *>(RunData(worker, AData));
+}
+
+}  // namespace
+
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, const RawByteString &AData) {
+  return CreateFrom(AFormat, nullptr, nullptr, false, AData);
+}
+
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner,
+                      const RawByteString &AData) {
+  return CreateFrom(AFormat, AOwner, nullptr, true, AData);
+}
+
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner, TObject *AParent,
+                      const RawByteString &AData) {
+  return CreateFrom(AFormat, AOwner, AParent, true, AData);
+}
+
+void TVnSerializerClassHelper::Deserialize(TVnDataSerializationFormatType AFormat,
+                                           const RawByteString &AData) const {
+  VnDeserialize(AFormat, TValue(FSelf), AData, nullptr);
+}
+
+}  // namespace vn

@@ -1,0 +1,619 @@
+// The JSON notation read back: TVnJSONDeserializer and its subclasses on one JSON reader per run.
+#include "vnxml/common/uVnNetEncoding.h"
+#include "vnxml/rtl/Owned.h"
+#include "vnxml/rtl/SysUtils.h"
+#include "vnxml/json/uVnJSONSerializer.h"
+#include "vnxml/xml/uVnXMLSerializer.h"
+#include "vnxml/xml/uVnXMLUtils.h"
+#include "vnxml/xml/uVnXSTypes.h"
+
+namespace vn {
+
+namespace {
+
+// The reader's handler for a run: it gives each event to the worker that takes events now, and
+// frees the workers that the event has finished. Warnings and errors do nothing: what a bad
+// text does is what the reader does after the call.
+class TVnJSONDeserializerEvents : public TVnObject,
+                                  public IVnJSONContentHandler,
+                                  public IVnJSONErrorHandler {
+  VN_CLASS(TVnJSONDeserializerEvents, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IVnJSONContentHandler, IVnJSONErrorHandler)
+ public:
+  explicit TVnJSONDeserializerEvents(TVnJSONDeserializer *ARoot) : FRoot(ARoot) {}
+
+  void SetDocumentLocator(IVnJSONLocator *) override {}
+  void StartDocument() override {}
+  void StartObject() override {
+    if (TVnJSONDeserializer *w = Worker()) w->StartObject();
+    FRoot->FreeRetired();
+  }
+  void StartMember(const VnJSONString &AName) override {
+    if (TVnJSONDeserializer *w = Worker()) w->StartMember(AName);
+    FRoot->FreeRetired();
+  }
+  void StartArray() override {
+    if (TVnJSONDeserializer *w = Worker()) w->StartArray();
+    FRoot->FreeRetired();
+  }
+  void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override {
+    if (TVnJSONDeserializer *w = Worker()) w->Value(ADataType, AValue);
+    FRoot->FreeRetired();
+  }
+  void EndArray() override {
+    if (TVnJSONDeserializer *w = Worker()) w->EndArray();
+    FRoot->FreeRetired();
+  }
+  void EndMember() override {}
+  void EndObject() override {
+    if (TVnJSONDeserializer *w = Worker()) w->EndObject();
+    FRoot->FreeRetired();
+  }
+  void EndDocument() override {}
+
+  void Warning(IVnJSONLocator *, const VnJSONString &) override {}
+  void Error(IVnJSONLocator *, const VnJSONString &) override {}
+  void FatalError(IVnJSONLocator *, const VnJSONString &) override {}
+
+ private:
+  TVnJSONDeserializer *Worker() const {
+    return static_cast<TVnJSONDeserializer *>(FRoot->Current());
+  }
+  TVnJSONDeserializer *FRoot;
+};
+
+bool IsBracketOrBlank(char16_t C) {
+  return C == u'[' || C == u']' || C <= u' ';
+}
+
+// The name of the type of a JSON value for a variant member.
+UnicodeString ValueTypeName(TVnJSONDataType ADataType, const VnJSONString &AValue,
+                            const UnicodeString &ANullType) {
+  switch (ADataType) {
+    case jdtString:
+      return u"System.string";
+    case jdtNumber:
+      return AValue.find(u'.') != UnicodeString::npos ? u"System.Extended" : u"System.Int64";
+    case jdtBoolean:
+      return u"System.Boolean";
+    default:
+      return ANullType;
+  }
+}
+
+// A plain value from a JSON value: a string unescaped, a number as Int64 or Extended by its
+// ".", a boolean, null as a null variant or as AEmpty.
+TValue PlainValue(TVnJSONDataType ADataType, const VnJSONString &AValue, bool ANullVariant) {
+  switch (ADataType) {
+    case jdtNull:
+      return ANullVariant ? TValue(Variant::Null()) : TValue();
+    case jdtString:
+      return TValue(VnJSONtoStr(AValue, jdtString));
+    case jdtNumber:
+      if (AValue.find(u'.') != UnicodeString::npos)
+        return TValue::From<TExtendedAlias>(VnXMLToExtended(AValue));
+      return TValue(VnXMLToInt64(AValue));
+    case jdtBoolean:
+      return TValue(VnXMLToBool(AValue));
+    default:
+      return TValue(AValue);
+  }
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// TVnJSONDeserializer
+
+void TVnJSONDeserializer::SetParent(TVnCustomSerializer *AParent) {
+  TVnDeserializer::SetParent(AParent);
+  if (!AParent || !AParent->InheritsFrom(TVnJSONDeserializer::StaticClass())) return;
+  FJSONReader = static_cast<TVnJSONDeserializer *>(AParent)->FJSONReader;
+  if (FJSONReader) TakeEvents();
+}
+
+TVnJSONReader *TVnJSONDeserializer::CreateJSONReader() {
+  UnicodeString encoded = GetParam(u"UrlEncoded");
+  if (SameText(encoded, u"True") || encoded == u"1") return New<TVnFormURLEncodedJSONReader>();
+  return New<TVnJSONReader>();
+}
+
+void TVnJSONDeserializer::DoDeserialize() {
+  FJSONReader = CreateJSONReader();
+  Owned<TVnJSONReader> reader(FJSONReader);
+  auto *events = New<TVnJSONDeserializerEvents>(this);
+  events->SetAutoDestroy(false);
+  Owned<TVnJSONDeserializerEvents> eventsOwner(events);
+  FJSONReader->SetContentHandler(events);
+  FJSONReader->SetErrorHandler(events);
+  BeginRun();
+  try {
+    FJSONReader->ParseStream(FStream, 65001, VnJSONString());
+  } catch (...) {
+    EndRun(true);
+    FJSONReader->SetContentHandler(nullptr);
+    FJSONReader->SetErrorHandler(nullptr);
+    FJSONReader = nullptr;
+    throw;
+  }
+  EndRun(false);
+  FJSONReader->SetContentHandler(nullptr);
+  FJSONReader->SetErrorHandler(nullptr);
+  FJSONReader = nullptr;
+}
+
+UnicodeString TVnJSONDeserializer::ReadClassName(TVnTextParser *AParser) {
+  auto skip = [&](char16_t AUntil) {
+    while (!AParser->Eof() && AParser->CurrCharW() != AUntil) AParser->NextChar();
+  };
+  auto readUntil = [&](char16_t AEnd) {
+    UnicodeString text;
+    while (!AParser->Eof() && AParser->CurrCharW() != AEnd) text += AParser->ReadCharW();
+    return text;
+  };
+  UnicodeString encoded = GetParam(u"UrlEncoded");
+  if (SameText(encoded, u"True") || encoded == u"1") {
+    while (!AParser->Eof() && (AParser->CurrCharW() <= u' ' || AParser->CurrCharW() == u'&'))
+      AParser->NextChar();
+    UnicodeString name;
+    if (!AParser->Eof() && AParser->CurrCharW() == u'%' && AParser->PeekString(3) == u"%5B") {
+      AParser->SkipChars(3);
+      name = readUntil(u'%');
+    } else if (!AParser->Eof() && AParser->CurrCharW() == u'[') {
+      AParser->NextChar();
+      name = readUntil(u']');
+    }
+    if (name != u"className") return UnicodeString();
+    skip(u'=');
+    if (AParser->Eof()) return UnicodeString();
+    AParser->NextChar();
+    return readUntil(u'&');
+  }
+  if (AParser->Eof()) return UnicodeString();
+  AParser->NextChar();
+  skip(u'"');
+  if (AParser->Eof()) return UnicodeString();
+  AParser->NextChar();
+  if (readUntil(u'"') != u"className" || AParser->Eof()) return UnicodeString();
+  skip(u':');
+  skip(u'"');
+  if (AParser->Eof()) return UnicodeString();
+  AParser->NextChar();
+  UnicodeString value = readUntil(u'"');
+  return AParser->Eof() ? UnicodeString() : value;
+}
+
+bool TVnJSONDeserializer::ReadClassName(UnicodeString &AName) {
+  AName.clear();
+  TVnJSONTextParser *parser = FJSONReader ? FJSONReader->Parser() : nullptr;
+  if (!parser) return true;
+  UnicodeString ahead = parser->PeekString(255);
+  if (ahead.empty()) return true;
+  Owned<TVnTextParser> peek(New<TVnTextParser>(static_cast<const void *>(ahead.data()),
+                                               static_cast<UInt64>(ahead.size() * 2),
+                                               static_cast<Word>(CP_UTF16)));
+  AName = ReadClassName(peek.get());
+  return true;
+}
+
+Integer TVnJSONDeserializer::ValueToInt(const UnicodeString &AValue) {
+  return VnXMLToInt(AValue);
+}
+Int64 TVnJSONDeserializer::ValueToInt64(const UnicodeString &AValue) {
+  return VnXMLToInt64(AValue);
+}
+Extended TVnJSONDeserializer::ValueToFloat(const UnicodeString &AValue) {
+  return VnXMLToDouble(AValue);
+}
+UnicodeString TVnJSONDeserializer::ValueToStr(const UnicodeString &AValue) {
+  return VnJSONtoStr(AValue, jdtNull);
+}
+TDateTime TVnJSONDeserializer::ValueToDate(const UnicodeString &AValue) {
+  return VnXMLToDate(AValue);
+}
+TDateTime TVnJSONDeserializer::ValueToTime(const UnicodeString &AValue) {
+  return VnXMLToTime(AValue, tzfNone);
+}
+TDateTime TVnJSONDeserializer::ValueToDateTime(const UnicodeString &AValue) {
+  return VnXMLToDateTime(AValue, tzfNone);
+}
+bool TVnJSONDeserializer::ValueToBool(const UnicodeString &AValue) {
+  return VnXMLToBool(AValue);
+}
+Variant TVnJSONDeserializer::ValueToVar(const UnicodeString &AValue,
+                                        const UnicodeString &ADataType) {
+  return VnXMLToVariant(AValue, TVnTypes::GetVarType(ADataType, tntQualifiedName, 13));
+}
+
+TValue TVnJSONDeserializer::ValueToVal(const UnicodeString &AValue,
+                                       const UnicodeString &ADataType) {
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(ADataType, tntQualifiedName, true);
+  PTypeInfo handle = type->Handle;
+  switch (type->GetKind()) {
+    case tkInteger:
+    case tkEnumeration:
+    case tkSet:
+      return TValue::FromOrdinal(handle, ValueToInt(AValue));
+    case tkChar:
+    case tkWChar: {
+      UnicodeString text = ValueToStr(AValue);
+      return TValue::FromOrdinal(handle, text.empty() ? 0 : text[0]);
+    }
+    case tkFloat: {
+      TValue v(static_cast<double>(ValueToFloat(AValue)));
+      return handle ? v.Cast(handle) : v;
+    }
+    case tkString:
+    case tkLString:
+    case tkWString:
+    case tkUString: {
+      TValue v(ValueToStr(AValue));
+      return handle && handle != v.GetTypeInfo() ? v.Cast(handle) : v;
+    }
+    case tkVariant:
+      return TValue(Variant(ValueToStr(AValue)));
+    case tkInt64:
+      return TValue::FromOrdinal(handle, ValueToInt64(AValue));
+    default:
+      throw Exception(u"Failed to convert \"%s\" into a TValue!\r\nThe type %s is not supported.",
+                      {AValue, ADataType});
+  }
+}
+
+void TVnJSONDeserializer::StartObject() {
+  if (FDisabledCnt >= 1) {
+    ++FDisabledCnt;
+    return;
+  }
+  if (IsArraySerializer()) {
+    TValue *slot = InitializeArrayElement(UnicodeString(), FMemberName);
+    if (FMemberTypeInfo && FMemberTypeInfo->Kind == vtkClass && slot &&
+        (!slot->IsObject() || !slot->AsObject())) {
+      ++FDisabledCnt;
+      return;
+    }
+  } else if (!FMemberName.empty() && !(FMemberTypeInfo && (FMemberTypeInfo->Kind == vtkEnum ||
+                                                           FMemberTypeInfo->Kind == vtkSet))) {
+    // An object in a member that made no worker of its own (a nil object that could not be
+    // created, a member of the wrong kind): its content is passed over.
+    ++FDisabledCnt;
+    return;
+  }
+  if (FMemberTypeInfo && (FMemberTypeInfo->Kind == vtkEnum || FMemberTypeInfo->Kind == vtkSet))
+    CreateChildDeserializer(u"enum", FInstancePtr, FInstanceTypeInfo,
+                            VnDeserializerClass<TVnJSONEnumDeserializer>(), nullptr);
+}
+
+void TVnJSONDeserializer::StartArray() {
+  if (FDisabledCnt >= 1) {
+    ++FDisabledCnt;
+    return;
+  }
+  FCanDeserialize = desYes;
+}
+
+void TVnJSONDeserializer::StartMember(const VnJSONString &AName) {
+  if (FDisabledCnt >= 1) return;
+  FCanDeserialize = desNo;
+  FMemberName = AName;
+  if (!IsArraySerializer())
+    FCanDeserialize = CanDeserialize(FNamespace, FMemberName, FDataType, true);
+}
+
+void TVnJSONDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  if (FDisabledCnt > 0) return;
+  TVnTypeKind elementKind = vtkUnknown;
+  if (IsArraySerializer(&elementKind) && elementKind != vtkArray && elementKind != vtkDynArray &&
+      elementKind != vtkRecord && elementKind != vtkClass) {
+    if (!AValue.empty()) {
+      bool any = false;
+      for (char16_t c : AValue)
+        if (!IsBracketOrBlank(c)) {
+          any = true;
+          break;
+        }
+      if (any) {
+        InitializeArrayElement(UnicodeString(), FMemberName);
+        FCanDeserialize = desYes;
+      }
+    } else {
+      InitializeArrayElement(UnicodeString(), FMemberName);
+      FCanDeserialize = desIgnore;
+    }
+  }
+  if (FCanDeserialize == desIgnore) return;
+  if (FInstancePtr && FInstanceTypeInfo && FMemberName.empty()) {
+    // The value stands for the instance as a whole.
+    const TVnTypeInfo *type = FInstanceTypeInfo;
+    if ((type->Kind == vtkArray || type->Kind == vtkDynArray) && FParentDes &&
+        FParentDes->InheritsFrom(TVnJSONDeserializer::StaticClass()) &&
+        FParentDes->InstanceTypeInfo() != type && FParentDes->MemberTypeInfo() == type &&
+        !AValue.empty() && AValue[0] == u'[') {
+      // An array given as text.
+      VnDeserializeEx(dsfJSON, FParentDes->MemberValue().GetReferenceToRawData(), type,
+                      UTF8Encode(VnJSONtoStr(AValue, jdtString)));
+      EndArray();
+      return;
+    }
+    if (type->Kind == vtkRecord && type->QualifiedName == u"System.Rtti.TValue") {
+      *static_cast<TValue *>(FInstancePtr) = PlainValue(ADataType, AValue, false);
+      DeserializeEndType();
+      HandBack();
+      return;
+    }
+    if (type->Kind == vtkRecord || type->Kind == vtkClass) {
+      if (ADataType != jdtNull) {
+        bool handled = false;
+        if (FCHelper)
+          FCHelper->DeserializeValue(this, UnicodeString(), UnicodeString(), AValue,
+                                     type->QualifiedName, handled);
+        if (!handled && FIHelper)
+          FIHelper->DeserializeValue(this, UnicodeString(), UnicodeString(), AValue,
+                                     type->QualifiedName, handled);
+        if (!handled && !AValue.empty()) {
+          UnicodeString text = ADataType == jdtString ? VnJSONtoStr(AValue, jdtString) : AValue;
+          if (text.empty() || text[0] != u'{')
+            throw Exception(u"Record/Object data must start with \"{\".");
+          VnDeserializeEx(dsfJSON, FInstancePtr, type, UTF8Encode(text));
+        }
+      } else if (type->Kind == vtkRecord) {
+        throw Exception(
+            u"Records are not nillable! Use \"{}\" if you want to use empty records instead of "
+            u"\"Null\".");
+      }
+      EndObject();
+      return;
+    }
+  }
+  DeserializeValue(UnicodeString(), FMemberName, AValue,
+                   ValueTypeName(ADataType, AValue, FDataType));
+}
+
+void TVnJSONDeserializer::EndArray() {
+  if (FDisabledCnt > 0) {
+    --FDisabledCnt;
+    return;
+  }
+  if (FParentDes) {
+    DeserializeEndType();
+    HandBack();
+  }
+}
+
+void TVnJSONDeserializer::EndObject() {
+  if (FDisabledCnt > 0) {
+    --FDisabledCnt;
+    return;
+  }
+  if (FParentDes) {
+    DeserializeEndType();
+    HandBack();
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The enumeration object
+
+void TVnJSONEnumDeserializer::DeserializeStartType() {
+  auto *parent = ParentDeserializer();
+  FMemberTypeInfo = parent ? parent->MemberTypeInfo() : nullptr;
+}
+
+void TVnJSONEnumDeserializer::StartMember(const VnJSONString &AName) {
+  FMemberName = AName;
+  if (!SameText(AName, u"className") && !SameText(AName, u"asString") && !SameText(AName, u"asInt"))
+    throw Exception(
+        u"\"The JSON Enum Deserializer expected \"asString\" or \"asInt\", but the member "
+        u"\"%s\" was deserialized instead!",
+        {AName});
+}
+
+void TVnJSONEnumDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  TVnDeserializer *parent = ParentDeserializer();
+  if (!parent) return;
+  if (SameText(FMemberName, u"asString") && ADataType == jdtString) {
+    parent->DeserializeValue(UnicodeString(), FMemberName, AValue, u"System.string");
+  } else if (SameText(FMemberName, u"asInt") &&
+             (ADataType == jdtString || ADataType == jdtNumber)) {
+    parent->DeserializeValue(UnicodeString(), FMemberName, AValue, u"System.Integer");
+  } else if (ADataType == jdtString) {
+    VN_ASSERT_AT(SameText(FMemberName, u"className"), __FILE__, __LINE__);
+  }
+}
+
+void TVnJSONEnumDeserializer::EndObject() {
+  if (TVnDeserializer *parent = ParentDeserializer()) parent->DeserializeEndType();
+  HandBack();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Streams, strings, XML Schema records
+
+void TVnJSONStreamDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  if (ADataType != jdtString || !FInstancePtr) {
+    TVnJSONDeserializer::Value(ADataType, AValue);
+    return;
+  }
+  RawByteString bytes = TVnNetEncoding::Base64Ex().Decode(UTF8Encode(AValue));
+  auto *stream = static_cast<TStream *>(static_cast<TObject *>(FInstancePtr));
+  stream->SetSize(0);
+  if (!bytes.empty()) stream->WriteBuffer(bytes.data(), static_cast<Int64>(bytes.size()));
+  stream->SetPosition(0);
+  if (FParentDes) {
+    DeserializeEndType();
+    HandBack();
+  }
+}
+
+void TVnJSONStringsDeserializer::SetParent(TVnCustomSerializer *AParent) {
+  TVnJSONDeserializer::SetParent(AParent);
+  if (FInstancePtr) static_cast<TStrings *>(static_cast<TObject *>(FInstancePtr))->Clear();
+}
+
+TVnCanDeserialize TVnJSONStringsDeserializer::CanDeserialize(UnicodeString &, UnicodeString &AName,
+                                                             UnicodeString &, bool) {
+  return SameText(AName, u"items") ? desYes : desNo;
+}
+
+void TVnJSONStringsDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  if (FDisabledCnt > 0) return;
+  if (SameText(FMemberName, u"items") && FInstancePtr)
+    static_cast<TStrings *>(static_cast<TObject *>(FInstancePtr))
+        ->Add(ADataType == jdtString ? ValueToStr(AValue) : AValue);
+}
+
+TVnCanDeserialize TVnJSONXsDeserializer::CanDeserialize(UnicodeString &, UnicodeString &,
+                                                        UnicodeString &, bool) {
+  if (!FInstanceTypeInfo || !VnXsClear(FInstanceTypeInfo->Handle, FInstancePtr)) return desNo;
+  return desYes;
+}
+
+void TVnJSONXsDeserializer::StartObject() {
+  // A duration is written as an object of its parts.
+  if (FInstanceTypeInfo && FInstanceTypeInfo->Handle == TypeInfo<TXsDuration>() &&
+      FDisabledCnt == 0 && !FInDuration) {
+    FInDuration = true;
+    FDurationRead = false;
+    FDuration = TVnDuration();
+    return;
+  }
+  TVnJSONDeserializer::StartObject();
+}
+
+void TVnJSONXsDeserializer::StartMember(const VnJSONString &AName) {
+  if (FInDuration) {
+    FMemberName = AName;
+    return;
+  }
+  TVnJSONDeserializer::StartMember(AName);
+}
+
+void TVnJSONXsDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  if (FInDuration) {
+    FDurationRead = true;
+    if (SameText(FMemberName, u"negative"))
+      FDuration.Negative = VnXMLToBool(AValue);
+    else if (SameText(FMemberName, u"monthts"))
+      FDuration.Months = VnXMLToInt(AValue);
+    else if (SameText(FMemberName, u"seconds"))
+      FDuration.Seconds = VnXMLToExtended(AValue);
+    return;
+  }
+  if (!FInstanceTypeInfo) throw Exception(u"The type is not an XsType!");
+  if (ADataType == jdtNull) {
+    if (!VnXsClear(FInstanceTypeInfo->Handle, FInstancePtr))
+      throw Exception(u"The type is not an XsType!");
+  } else if (!VnXsFromText(FInstanceTypeInfo->Handle, FInstancePtr,
+                           ADataType == jdtString ? ValueToStr(AValue) : AValue)) {
+    throw Exception(u"The type is not an XsType!");
+  }
+  FInDuration = false;
+  TVnJSONDeserializer::EndObject();
+}
+
+void TVnJSONXsDeserializer::EndObject() {
+  if (FInDuration) {
+    FInDuration = false;
+    // "{}" is the null duration.
+    auto *target = static_cast<TXsDuration *>(FInstancePtr);
+    if (FDurationRead)
+      *target = TXsDuration(FDuration);
+    else
+      target->Clear();
+  }
+  TVnJSONDeserializer::EndObject();
+}
+
+// ---------------------------------------------------------------------------------------------
+// TValue members
+
+TVnJSONValueDeserializer::TVnJSONValueDeserializer(const TValue &AValue)
+    : TVnJSONDeserializer(AValue) {
+  FDisabledCnt = 1;
+}
+
+TVnJSONValueDeserializer::TVnJSONValueDeserializer(void *AInstance, PTypeInfo AType)
+    : TVnJSONDeserializer(AInstance, AType) {
+  FDisabledCnt = 1;
+}
+
+TVnJSONValueDeserializer::~TVnJSONValueDeserializer() {
+  if (FMarked) FMarked->ClearMark(tpMark3);
+}
+
+void TVnJSONValueDeserializer::SetParent(TVnCustomSerializer *AParent) {
+  TVnJSONDeserializer::SetParent(AParent);
+  if (FJSONReader && FJSONReader->Parser()) {
+    FMarked = FJSONReader->Parser();
+    FMarked->SetMark(tpMark3);
+  }
+}
+
+void TVnJSONValueDeserializer::StartObject() {
+  ++FDisabledCnt;
+}
+
+void TVnJSONValueDeserializer::EndArray() {
+  --FDisabledCnt;
+}
+
+void TVnJSONValueDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  if (FDisabledCnt != 1) return;
+  if (FInstancePtr) *static_cast<TValue *>(FInstancePtr) = PlainValue(ADataType, AValue, true);
+  DeserializeEndType();
+  HandBack();
+}
+
+void TVnJSONValueDeserializer::EndObject() {
+  --FDisabledCnt;
+  if (FDisabledCnt != 1) return;
+  UnicodeString text;
+  if (FMarked) {
+    text = FMarked->Selected(tpMark3, tpCurrent, false);
+    std::size_t brace = text.find(u'{');
+    text = brace == UnicodeString::npos ? UnicodeString() : text.substr(brace);
+    text += u'}';
+  }
+  UnicodeString name;
+  {
+    Owned<TVnTextParser> peek(New<TVnTextParser>(static_cast<const void *>(text.data()),
+                                                 static_cast<UInt64>(text.size() * 2),
+                                                 static_cast<Word>(CP_UTF16)));
+    name = TVnJSONDeserializer::ReadClassName(peek.get());
+  }
+  const TVnTypeInfo *type =
+      name.empty() ? nullptr : TVnTypes::GetTypeInfo(name, tntSchemaName, false);
+  auto *target = static_cast<TValue *>(FInstancePtr);
+  if (type && target) {
+    switch (type->Kind) {
+      case vtkEnum:
+      case vtkSet: {
+        Owned<TVnJSONDocument> doc(New<TVnJSONDocument>());
+        doc->SetAsJSON(text);
+        TVnJSONMember *m = doc->FindMember(u"asInt");
+        Int64 ordinal = m ? m->GetAsLargeInt() : 0;
+        *target = TValue::FromOrdinal(type->Handle, ordinal);
+        break;
+      }
+      case vtkRecord: {
+        TValue value = TValue::Make(nullptr, type->Handle);
+        VnDeserializeEx(dsfJSON, value.GetReferenceToRawData(), type, UTF8Encode(text));
+        *target = std::move(value);
+        break;
+      }
+      case vtkClass:
+        if (FCreatedObjs) {
+          TObject *object = VnCreateFrom(dsfJSON, UTF8Encode(text));
+          FCreatedObjs->Add(object);
+          *target = TValue(object);
+        }
+        break;
+      default:
+        break;
+    }
+  }
+  FDisabledCnt = 0;
+  TVnJSONDeserializer::EndObject();
+}
+
+}  // namespace vn
