@@ -52,6 +52,7 @@ VN_RTTI(TJSONFiling, u"docmodel") {
 }  // namespace docmodel
 
 using namespace docmodel;
+using vntest::MessageOf;
 
 namespace {
 
@@ -232,4 +233,80 @@ TEST(JSONDocSerializer, DocumentMembersAreTheValuesOfTheirMembers) {
   EXPECT_EQ(Text(dsfJSON, TValue(filing.get())), "{\"className\":\"TJSONFiling\"," + members + "}");
   // "excluderoot" on the object that holds them leaves the documents whole.
   EXPECT_EQ(Text(dsfJSON, TValue(filing.get()), {{u"excluderoot", u"true"}}), members);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading documents and elements
+
+TEST(DocumentDeserializer, ADocumentIsReadBackFromItsText) {
+  auto doc =
+      Xml(u"<?xml version=\"1.0\"?><order no=\"7\"><item>a &amp; b</item><!--c--><item/>"
+          u"</order>");
+  const std::string text = Text(dsfXML, TValue(doc.get()));
+  Owned<TVnDOMDocument> back(New<TVnDOMDocument>());
+  EXPECT_EQ(VnDeserialize(dsfXML, TValue(back.get()), text), back.get());
+  EXPECT_EQ(Text(dsfXML, TValue(back.get())), text);
+  ASSERT_NE(back->GetRootNode(), nullptr);
+  EXPECT_EQ(back->GetRootNode()->ElementCount(), 2);
+}
+
+TEST(DocumentDeserializer, TextReadIntoADocumentWithARootStandsBesideIt) {
+  auto doc = Xml(u"<a/>");
+  VnDeserialize(dsfXML, TValue(doc.get()), RawByteString("<b/>"));
+  EXPECT_EQ(Text(dsfXML, TValue(doc.get())), "<a /><b />");
+  EXPECT_EQ(doc->GetRootNode()->GetLocalName(), u"a");
+}
+
+TEST(DocumentDeserializer, WithoutADocumentTheReaderMakesOneAndDropsItOnFailure) {
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(TVnDOMDocument::StaticClass());
+  Owned<TVnDOMDocument> made(static_cast<TVnDOMDocument *>(
+      VnDeserializeEx(dsfXML, nullptr, type, RawByteString("<a><b/></a>"))));
+  ASSERT_NE(made.get(), nullptr);
+  EXPECT_EQ(Text(dsfXML, TValue(made.get())), "<a><b /></a>");
+  // The document made for a text that does not parse is freed (the leak check would see it).
+  const UnicodeString failure =
+      MessageOf([&] { VnDeserializeEx(dsfXML, nullptr, type, RawByteString("<a><b x=></a>")); });
+  EXPECT_EQ(failure.substr(0, 29), u"EVnDomSyntax: Line 1, column ");
+}
+
+TEST(ElementDeserializer, AnElementIsFilledButNeverCreated) {
+  auto doc = Xml(u"<a><b/></a>");
+  TVnDOMElement *b = Child(doc->GetRootNode(), 0);
+  EXPECT_EQ(VnDeserialize(dsfXML, TValue(b), RawByteString("<c>\xC3\xA9</c>")), b);
+  EXPECT_EQ(Text(dsfXML, TValue(doc.get())), "<a><b><c>\xC3\xA9</c></b></a>");
+  // Read in the page the element is written in.
+  doc->SetCodePage(1200);
+  VnDeserialize(dsfXML, TValue(b), Utf16("<d/>"));
+  EXPECT_EQ(Text(dsfXML, TValue(b)),
+            std::string("<\0b\0>\0<\0c\0>\0\xE9\0<\0/\0c\0>\0", 22) + Utf16("<d /></b>"));
+
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(TVnDOMElement::StaticClass());
+  EXPECT_EQ(MessageOf([&] { VnDeserializeEx(dsfXML, nullptr, type, RawByteString("<c/>")); }),
+            u"Exception: Not supported");
+}
+
+TEST(JSONDocDeserializer, ADocumentIsReadBackFromItsText) {
+  auto doc = Json(u"{\"a\":1.50,\"b\":[true,null],\"c\":\"\u00e9\\\"\"}");
+  const std::string text = Text(dsfJSON, TValue(doc.get()));
+  Owned<TVnJSONDocument> back(New<TVnJSONDocument>());
+  EXPECT_EQ(VnDeserialize(dsfJSON, TValue(back.get()), text), back.get());
+  EXPECT_EQ(Text(dsfJSON, TValue(back.get())), text);
+  EXPECT_EQ(back->FindMember(u"c")->GetAsString(), u"\u00e9\"");
+}
+
+TEST(JSONDocDeserializer, WithoutADocumentTheReaderMakesOneAndDropsItOnFailure) {
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(TVnJSONDocument::StaticClass());
+  Owned<TVnJSONDocument> made(static_cast<TVnJSONDocument *>(
+      VnDeserializeEx(dsfJSON, nullptr, type, RawByteString("[1,{\"k\":2}]"))));
+  ASSERT_NE(made.get(), nullptr);
+  EXPECT_EQ(Text(dsfJSON, TValue(made.get())), "[1, {\"k\": 2}]");
+  const UnicodeString failure =
+      MessageOf([&] { VnDeserializeEx(dsfJSON, nullptr, type, RawByteString("[1,")); });
+  EXPECT_EQ(failure.substr(0, 50), u"EVnJSONParseError: The document is not wellformed!");
+}
+
+TEST(JSONDocDeserializer, TheTextReplacesTheValueOfADocument) {
+  auto doc = Json(u"{\"a\":1}");
+  VnDeserialize(dsfJSON, TValue(doc.get()), RawByteString("{\"b\":2}"));
+  EXPECT_EQ(Text(dsfJSON, TValue(doc.get())), "{\"b\": 2}");
 }

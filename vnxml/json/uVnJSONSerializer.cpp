@@ -389,7 +389,8 @@ bool VnJSONSerializerStartUp() {
     RegisterType<TVnJSONDocument>(
         u"uVnJSON", [](TTypeBuilder<TVnJSONDocument> &R) { R.Name(u"TVnJSONDocument"); });
     VnRegisterSerializer(dsfJSON, TVnJSONDocument::StaticClass(),
-                         VnSerializerClass<TVnJSONDocSerializer>(), nullptr);
+                         VnSerializerClass<TVnJSONDocSerializer>(),
+                         VnDeserializerClass<TVnJSONDocDeserializer>());
     VnRegisterSerializer(dsfJSON, TypeInfo<TValue>(), plain,
                          VnDeserializerClass<TVnJSONValueDeserializer>());
     for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfJSON, t, xs, xsReader);

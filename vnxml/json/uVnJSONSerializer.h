@@ -234,7 +234,7 @@ class TVnJSONDocSerializer : public TVnJSONSerializer {
 };
 
 // A TVnJSONDocument loaded from the text in UTF-8, or a new document when the run has none. The
-// loaded value is added to what the document holds.
+// loaded value replaces the document's value.
 class TVnJSONDocDeserializer : public TVnJSONDeserializer {
   VN_CLASS(TVnJSONDocDeserializer, TVnJSONDeserializer)
  public:

@@ -70,4 +70,31 @@ void TVnJSONDocSerializer::SerializeStartType(const UnicodeString &, const TVnTy
 
 void TVnJSONDocSerializer::SerializeEndType(const UnicodeString &, const TVnTypeInfo *, Integer) {}
 
+// ---------------------------------------------------------------------------------------------
+// TVnJSONDocDeserializer
+
+TObject *TVnJSONDocDeserializer::CreateInstance(const TVnTypeInfo *&ATypeInfo) {
+  TVnJSONDocument *doc = New<TVnJSONDocument>();
+  // The caller holds the document by pointer: interfaces taken on it must not destroy it.
+  doc->SetAutoDestroy(false);
+  ATypeInfo = TVnTypes::GetTypeInfo(TVnJSONDocument::StaticClass());
+  return doc;
+}
+
+void TVnJSONDocDeserializer::Deserialize(TStream *AStream) {
+  CheckClassInstance(FInstanceTypeInfo);
+  TObject *created = nullptr;
+  if (!FInstancePtr) FInstancePtr = created = CreateInstance(FInstanceTypeInfo);
+  try {
+    static_cast<TVnJSONDocument *>(FInstancePtr)->LoadFromStream(AStream, CP_UTF8, false);
+  } catch (...) {
+    // A document made for this run does not outlive its failure.
+    if (created) {
+      FInstancePtr = nullptr;
+      created->Free();
+    }
+    throw;
+  }
+}
+
 }  // namespace vn

@@ -1,6 +1,6 @@
-// The serializers of documents and elements: a document or an element is written as its own
-// text and read by loading that text, with no walk over members; and the unit's start-up, which
-// registers them.
+// The serializers and deserializers of documents and elements: a document or an element is
+// written as its own text and read by loading that text, with no walk over members; and the
+// unit's start-up, which registers them.
 #include <string_view>
 
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
@@ -125,6 +125,45 @@ void TVnXMLDocJSONSerializer::SerializeEndType(const UnicodeString &, const TVnT
                                                Integer) {}
 
 // ---------------------------------------------------------------------------------------------
+// TVnXMLDocDeserializer
+
+TObject *TVnXMLDocDeserializer::CreateInstance(const TVnTypeInfo *&ATypeInfo) {
+  TVnDOMDocument *doc = New<TVnDOMDocument>();
+  ATypeInfo = TVnTypes::GetTypeInfo(TVnDOMDocument::StaticClass());
+  return doc;
+}
+
+void TVnXMLDocDeserializer::Deserialize(TStream *AStream) {
+  CheckClassInstance(FInstanceTypeInfo);
+  TObject *created = nullptr;
+  if (!FInstancePtr) FInstancePtr = created = CreateInstance(FInstanceTypeInfo);
+  try {
+    static_cast<TVnDOMDocument *>(FInstancePtr)->LoadFromStream(AStream);
+  } catch (...) {
+    // A document made for this run does not outlive its failure.
+    if (created) {
+      FInstancePtr = nullptr;
+      created->Free();
+    }
+    throw;
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVnDOMElementDeserializer
+
+TObject *TVnDOMElementDeserializer::CreateInstance(const TVnTypeInfo *&) {
+  throw Exception(u"Not supported");
+}
+
+void TVnDOMElementDeserializer::Deserialize(TStream *AStream) {
+  CheckClassInstance(FInstanceTypeInfo);
+  if (!FInstancePtr) FInstancePtr = CreateInstance(FInstanceTypeInfo);
+  auto *element = static_cast<TVnDOMElement *>(FInstancePtr);
+  element->LoadFromStream(AStream, ElementCodePage(element));
+}
+
+// ---------------------------------------------------------------------------------------------
 // Start-up
 
 bool VnXMLDOMStartUp() {
@@ -134,13 +173,15 @@ bool VnXMLDOMStartUp() {
     RegisterType<TVnDOMElement>(u"uVnXMLDOM",
                                 [](TTypeBuilder<TVnDOMElement> &R) { R.Name(u"TVnDOMElement"); });
     VnRegisterSerializer(dsfXML, TVnDOMDocument::StaticClass(),
-                         VnSerializerClass<TVnXMLDocSerializer>(), nullptr);
+                         VnSerializerClass<TVnXMLDocSerializer>(),
+                         VnDeserializerClass<TVnXMLDocDeserializer>());
     // Registered second for the same type and format, so the XML pair above stands: a document
     // goes to and from XML alike.
     VnRegisterSerializer(dsfXML, TVnDOMDocument::StaticClass(),
                          VnSerializerClass<TVnXMLDocJSONSerializer>(), nullptr);
     VnRegisterSerializer(dsfXML, TVnDOMElement::StaticClass(),
-                         VnSerializerClass<TVnDOMElementSerializer>(), nullptr);
+                         VnSerializerClass<TVnDOMElementSerializer>(),
+                         VnDeserializerClass<TVnDOMElementDeserializer>());
     return true;
   }();
   return done;
