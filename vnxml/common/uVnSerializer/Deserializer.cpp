@@ -147,11 +147,12 @@ void TVnDeserializer::FreeRetired() noexcept {
   }
 }
 
-void TVnDeserializer::EndRun(bool AFailed) noexcept {
+void TVnDeserializer::EndRun(bool) noexcept {
   FreeRetired();
-  if (AFailed) {
-    // The workers that still take part in the run, from the deepest up: each is told the end
-    // (so that an instance's lock is left), then freed.
+  {
+    // The workers that still take part in the run (after a failure, or at the end of a text
+    // that stops before its types are closed), from the deepest up: each is told the end (so
+    // that an instance's lock is left), then freed.
     TVnDeserializer *w = FCurrent;
     while (w && w != this && w->FRoot == this) {
       TVnDeserializer *parent = w->FParentDes;

@@ -329,9 +329,13 @@ void TVnJSONDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &A
         FParentDes->InheritsFrom(TVnJSONDeserializer::StaticClass()) &&
         FParentDes->InstanceTypeInfo() != type && FParentDes->MemberTypeInfo() == type &&
         !AValue.empty() && AValue[0] == u'[') {
-      // An array given as text.
-      VnDeserializeEx(dsfJSON, FParentDes->MemberValue().GetReferenceToRawData(), type,
-                      UTF8Encode(VnJSONtoStr(AValue, jdtString)));
+      // An array given as text: read by a run of its own on the parent's member value, which
+      // keeps an array read at its root in its own member value.
+      TValue &target = FParentDes->MemberValue();
+      Owned<TVnDeserializer> reader(VnCreateDeserializer(dsfJSON, target));
+      reader->SetCreatedObjects(FCreatedObjs);
+      reader->Deserialize(RawByteString(UTF8Encode(VnJSONtoStr(AValue, jdtString))));
+      target = reader->MemberValue();
       EndArray();
       return;
     }

@@ -1,0 +1,292 @@
+// Reading documents that no serializer wrote: other member orders, other cases, unknown
+// members, class names, nil members, and the failures of bad input, in both notations.
+#include <gtest/gtest.h>
+
+#include "model.h"
+#include "vnxml/json/uVnJSONSerializer.h"
+#include "vnxml/rtl/Owned.h"
+#include "vnxml/xml/uVnXMLSerializer.h"
+
+using namespace vn;
+using namespace sermodel;
+
+namespace readmodel {
+
+// A chain of nodes, for documents deeper than the reader accepts.
+class TChain : public TPersistent {
+  VN_CLASS(TChain, TPersistent)
+ public:
+  ~TChain() override {
+    // Iteratively: a long chain must not recurse in its destructor.
+    TChain *next = Next;
+    Next = nullptr;
+    while (next) {
+      TChain *after = next->Next;
+      next->Next = nullptr;
+      Free(next);
+      next = after;
+    }
+  }
+  Integer Id = 0;
+  TChain *Next = nullptr;
+};
+VN_RTTI(TChain, u"readmodel") {
+  R.Field(u"Id", &TChain::Id);
+  R.Field(u"Next", &TChain::Next);
+}
+
+// An element's text goes into Text; Id may come as an attribute.
+class TTagged : public TPersistent {
+  VN_CLASS(TTagged, TPersistent)
+ public:
+  Integer Id = 0;
+  UnicodeString Text;
+};
+VN_RTTI(TTagged, u"readmodel") {
+  R.Field(u"Id", &TTagged::Id);
+  R.Field(u"Text", &TTagged::Text, mvPublic, {new SerializerHint(shoNodeType, u"NodeValue")});
+}
+
+// A published property known in documents by another name.
+class TRenamed : public TPersistent {
+  VN_CLASS(TRenamed, TPersistent)
+ public:
+  const UnicodeString &GetTitle() const { return FTitle; }
+  void SetTitle(const UnicodeString &A) { FTitle = A; }
+
+ private:
+  UnicodeString FTitle;
+};
+VN_RTTI(TRenamed, u"readmodel") {
+  R.Property(u"Title", &TRenamed::GetTitle, &TRenamed::SetTitle, mvPublished,
+             {new SerializerHint(shoName, u"caption")});
+}
+
+}  // namespace readmodel
+
+using namespace readmodel;
+
+namespace {
+
+const char cXsi[] = R"(xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" )"
+                    R"(xmlns:xsd="http://www.w3.org/2001/XMLSchema")";
+
+RawByteString Xml(const std::string &ABody, const char *AType) {
+  return std::string("<object ") + cXsi + R"( xsi:type="xsd:)" + AType + R"(">)" + ABody +
+         "</object>";
+}
+
+template <class T>
+Owned<T> Read(TVnDataSerializationFormatType AFormat, const RawByteString &AText) {
+  Owned<T> object(New<T>());
+  VnSerializer(object.get()).Deserialize(AFormat, AText);
+  return object;
+}
+
+template <class E>
+std::string FailureOf(const std::function<void()> &ACall) {
+  try {
+    ACall();
+  } catch (const Exception &e) {
+    if constexpr (!std::is_same_v<E, Exception>)
+      if (!dynamic_cast<const E *>(&e)) return "other exception: " + UTF8Encode(e.Message);
+    return UTF8Encode(e.Message);
+  }
+  return "no exception";
+}
+
+}  // namespace
+
+TEST(ReadMembers, AnyOrderAnyCaseAndUnknownNamesThatAreReserved) {
+  auto n =
+      Read<TNumbers>(dsfJSON, R"({"d":2.5,"I":-7,"className":"TNumbers","parent":1,"OWNER":"x",)"
+                              R"("type":3,"b":9})");
+  EXPECT_EQ(n->I, -7);
+  EXPECT_EQ(n->B, 9);
+  EXPECT_EQ(n->D, 2.5);
+
+  auto x = Read<TNumbers>(dsfXML, Xml("<d>2.5</d><I>-7</I><b>9</b><Type>1</Type>", "TNumbers"));
+  EXPECT_EQ(x->I, -7);
+  EXPECT_EQ(x->B, 9);
+}
+
+TEST(ReadMembers, UnknownMembersRaiseWithTheTypeAndName) {
+  EXPECT_EQ(
+      FailureOf<EVnSerializeException>([] { Read<TPerson>(dsfJSON, R"({"name":"Ann","age":3})"); }),
+      "Failed to find a property or field with the name sermodel.TPerson.age!");
+  // The XML reader reports every failure of a parse with its place in the text.
+  EXPECT_EQ(FailureOf<EParserError>(
+                [] { Read<TPerson>(dsfXML, Xml("<Name>Ann</Name><Age>3</Age>", "TPerson")); }),
+            "Line 1, column 151: Failed to find a property or field with the name "
+            "sermodel.TPerson.Age!");
+}
+
+TEST(ReadMembers, XmlAttributesCountAsElementsAndUnknownOnesAreIgnored) {
+  auto t = Read<TTagged>(
+      dsfXML, std::string("<object ") + cXsi + R"( Id="12" Color="red">body &amp; more</object>)");
+  EXPECT_EQ(t->Id, 12);
+  EXPECT_EQ(t->Text, u"body & more");
+}
+
+TEST(ReadMembers, APropertyIsFoundByItsDocumentName) {
+  EXPECT_EQ(Read<TRenamed>(dsfJSON, R"({"caption":"Hello"})")->GetTitle(), u"Hello");
+  EXPECT_EQ(Read<TRenamed>(dsfXML, Xml("<caption>Hi</caption>", "TRenamed"))->GetTitle(), u"Hi");
+}
+
+TEST(ReadMembers, XmlEmptyElementsAndNilKeepTheValueAndMarkupBecomesText) {
+  Owned<TTexts> t(New<TTexts>());
+  t->Plain = u"kept";
+  VnSerializer(t.get()).Deserialize(
+      dsfXML, Xml(R"(<Plain/><Markup><b x="1">bold</b></Markup><Flag xsi:nil="true"/>)", "TTexts"));
+  EXPECT_EQ(t->Plain, u"kept");
+  EXPECT_EQ(t->Markup, u"<b x=\"1\">bold</b>");
+  // Each piece of text replaces the one before: the text behind the markup wins.
+  VnSerializer(t.get()).Deserialize(dsfXML, Xml("<Markup>a<i>b</i>c</Markup>", "TTexts"));
+  EXPECT_EQ(t->Markup, u"c");
+}
+
+TEST(ReadObjects, TheDocumentsClassNameMakesTheInstanceOfANilMember) {
+  auto json = Read<TNest>(
+      dsfJSON, R"({"person":{"className":"TVipPerson","name":"Vi","level":2},"nobody":{}})");
+  ASSERT_TRUE(json->Person);
+  EXPECT_EQ(json->Person->ClassType(), TVipPerson::StaticClass());
+  EXPECT_EQ(static_cast<TVipPerson *>(json->Person)->GetLevel(), 2);
+  EXPECT_EQ(json->Nobody, nullptr);
+
+  auto xml = Read<TNest>(dsfXML, Xml(R"(<Person xsi:type="xsd:TVipPerson"><Level>4</Level>)"
+                                     R"(</Person><Nobody xsi:type="xsd:TPerson" xsi:nil="true"/>)",
+                                     "TNest"));
+  ASSERT_TRUE(xml->Person);
+  EXPECT_EQ(static_cast<TVipPerson *>(xml->Person)->GetLevel(), 4);
+  EXPECT_EQ(xml->Nobody, nullptr);
+}
+
+TEST(ReadObjects, AClassNameThatIsNotFirstMakesNoInstanceAndTheContentIsPassedOver) {
+  auto n = Read<TNest>(dsfJSON, R"({"person":{"name":"Vi","className":"TVipPerson"},)"
+                                R"("where":{"className":"TPoint","x":5,"y":6}})");
+  EXPECT_EQ(n->Person, nullptr);
+  EXPECT_EQ(n->Where.X, 5);
+}
+
+TEST(ReadObjects, AClassTheMemberCannotHoldIsRefusedBeforeItIsMade) {
+  EXPECT_EQ(FailureOf<EInvalidCast>(
+                [] { Read<TNest>(dsfJSON, R"({"person":{"className":"TNumbers","b":1}})"); }),
+            "Invalid class typecast");
+}
+
+TEST(ReadObjects, CreateFromMakesTheNamedClass) {
+  Owned<TObject> json(VnCreateFrom(dsfJSON, R"({"className":"TVipPerson","name":"Jo"})"));
+  ASSERT_EQ(json->ClassType(), TVipPerson::StaticClass());
+  EXPECT_EQ(static_cast<TVipPerson *>(json.get())->GetName(), u"Jo");
+
+  Owned<TObject> xml(VnCreateFrom(dsfXML, Xml("<Name>Xi</Name>", "TPerson")));
+  ASSERT_EQ(xml->ClassType(), TPerson::StaticClass());
+  EXPECT_EQ(static_cast<TPerson *>(xml.get())->GetName(), u"Xi");
+}
+
+TEST(ReadObjects, CreateFromFailsWithoutAKnownClassName) {
+  EXPECT_EQ(FailureOf<EVnException>(
+                [] { VnCreateFrom(dsfJSON, R"({"className":"TNoSuchClass","a":1})"); }),
+            "The type \"TNoSuchClass\" is unknown!");
+  EXPECT_EQ(FailureOf<Exception>([] { VnCreateFrom(dsfJSON, R"({"a":1,"className":"TPerson"})"); }),
+            "Failed to read the ClassName from the stream!");
+  // Another prefix for the instance namespace: the peek looks for the text "xsi:type" only.
+  RawByteString other =
+      R"(<object xmlns:i="http://www.w3.org/2001/XMLSchema-instance" i:type="TPerson">)"
+      R"(<Name>Q</Name></object>)";
+  EXPECT_EQ(FailureOf<Exception>([&] { VnCreateFrom(dsfXML, other); }),
+            "Failed to read the ClassName from the stream!");
+  EXPECT_EQ(Read<TPerson>(dsfXML, other)->GetName(), u"Q");
+}
+
+TEST(ReadArrays, ADynamicArrayIsOverwrittenFromTheStartAndTakesTheReadLength) {
+  Owned<TLists> l(New<TLists>());
+  l->Nums = {9, 9, 9, 9};
+  VnSerializer(l.get()).Deserialize(dsfJSON, R"({"nums":[1,2],"points":[{"x":1,"y":2}]})");
+  EXPECT_EQ(l->Nums, (std::vector<Integer>{1, 2}));
+  ASSERT_EQ(l->Points.size(), 1u);
+  EXPECT_EQ(l->Points[0].Y, 2);
+  // An array may come as the text of an array; null is no number.
+  VnSerializer(l.get()).Deserialize(dsfJSON, R"({"nums":"[7,8]"})");
+  EXPECT_EQ(l->Nums, (std::vector<Integer>{7, 8}));
+  EXPECT_EQ(FailureOf<EConvertError>(
+                [&] { VnSerializer(l.get()).Deserialize(dsfJSON, R"({"nums":[3,null]})"); }),
+            "'null' is not a valid integer value");
+}
+
+TEST(ReadValues, JsonSpecialForms) {
+  // Dates take the "Z" of the UTC forms; enumerations their object; "asInt" wins.
+  auto d = Read<TDates>(dsfJSON, R"({"moment":"2024-03-05T13:04:05.006Z","day":"2024-03-05"})");
+  EXPECT_EQ(FormatDateTime(u"yyyy-mm-dd hh:nn:ss", d->Moment), u"2024-03-05 13:04:05");
+  auto t = Read<TTexts>(dsfJSON,
+                        R"({"color":{"className":"TColor","asString":"Green","asInt":2},)"
+                        R"("colors":{"className":"TColors","asString":"[Red,Blue]","asInt":5}})");
+  EXPECT_EQ(t->Color, clBlue);
+  EXPECT_EQ(t->Colors, (TColors{clRed, clBlue}));
+  EXPECT_EQ(FailureOf<Exception>([] { Read<TNest>(dsfJSON, R"({"where":null})"); }),
+            "Records are not nillable! Use \"{}\" if you want to use empty records instead of "
+            "\"Null\".");
+  EXPECT_EQ(FailureOf<Exception>(
+                [] { Read<TTexts>(dsfJSON, R"({"color":{"className":"TColor","name":"x"}})"); }),
+            "\"The JSON Enum Deserializer expected \"asString\" or \"asInt\", but the member "
+            "\"name\" was deserialized instead!");
+}
+
+TEST(ReadValues, FormEncodedInput) {
+  Owned<TPerson> p(New<TPerson>());
+  Owned<TVnDeserializer> reader(VnCreateDeserializer(dsfJSON, TValue(p.get())));
+  reader->SetParam(u"UrlEncoded", u"True");
+  reader->Deserialize(RawByteString("name=Ann%20Lee&parent=x"));
+  EXPECT_EQ(p->GetName(), u"Ann Lee");
+}
+
+TEST(ReadFailures, BadValuesAndTruncatedTextRaiseAndFreeWhatWasMade) {
+  EXPECT_EQ(FailureOf<EConvertError>([] { Read<TNumbers>(dsfJSON, R"({"i":"1x"})"); }),
+            "'1x' is not a valid integer value");
+  // A failure after an object was made for a nil member: it is attached to the target, which
+  // owns it; nothing leaks (the sanitizer run checks).
+  Owned<TNest> n(New<TNest>());
+  EXPECT_ANY_THROW(VnSerializer(n.get()).Deserialize(
+      dsfJSON, R"({"person":{"className":"TPerson","name":"A","age":1}})"));
+  ASSERT_TRUE(n->Person);
+  EXPECT_EQ(n->Person->GetName(), u"A");
+  // A text that stops before its end gives what it holds.
+  RawByteString cut = Xml(R"(<Person xsi:type="xsd:TPerson"><Name>A</Name>)", "TNest");
+  cut.resize(cut.size() - 9);
+  EXPECT_EQ(Read<TNest>(dsfXML, cut)->Person->GetName(), u"A");
+  EXPECT_EQ(
+      Read<TNest>(dsfJSON, R"({"person":{"className":"TPerson","name":"B")")->Person->GetName(),
+      u"B");
+  // A run that made its own instance frees it when it fails.
+  EXPECT_THROW(VnCreateFrom(dsfJSON, R"({"className":"TNest","where":{"z":1}})"),
+               EVnSerializeException);
+  // A stream that is no memory stream has a writer in JSON but no reader.
+  EXPECT_EQ(FailureOf<Exception>([] {
+              Owned<TMemoryStream> inner(New<TMemoryStream>());
+              Owned<TVnUTF8StreamAdapter> s(New<TVnUTF8StreamAdapter>(inner.get(), false, false));
+              VnDeserialize(dsfJSON, TValue(s.get()), RawByteString("{}"));
+            }),
+            "There is no registered deserializer for \"JSON\"!");
+}
+
+TEST(ReadFailures, NestingDeeperThanTheLimitRaises) {
+  std::string deep;
+  for (int i = 0; i < 1500; ++i) deep += R"({"className":"TChain","next":)";
+  deep += "{}";
+  for (int i = 0; i < 1500; ++i) deep += "}";
+  Owned<TChain> c(New<TChain>());
+  EXPECT_EQ(FailureOf<EVnSerializeException>([&] {
+              VnSerializer(c.get()).Deserialize(dsfJSON, deep);
+            }).substr(0, 46),
+            "The document is nested deeper than 1000 levels");
+  // Within the limit the whole chain is read.
+  std::string ok;
+  for (int i = 0; i < 900; ++i) ok += R"({"className":"TChain","id":1,"next":)";
+  ok += "{}";
+  for (int i = 0; i < 900; ++i) ok += "}";
+  Owned<TChain> d(New<TChain>());
+  VnSerializer(d.get()).Deserialize(dsfJSON, ok);
+  Integer length = 0;
+  for (TChain *p = d.get(); p; p = p->Next) ++length;
+  EXPECT_EQ(length, 900);
+}
