@@ -386,6 +386,11 @@ bool VnJSONSerializerStartUp() {
     VnRegisterSerializer(dsfJSON, TStream::StaticClass(), stream, nullptr);
     VnRegisterSerializer(dsfJSON, TMemoryStream::StaticClass(), stream,
                          VnDeserializerClass<TVnJSONStreamDeserializer>());
+    RegisterType<TVnJSONDocument>(
+        u"uVnJSON", [](TTypeBuilder<TVnJSONDocument> &R) { R.Name(u"TVnJSONDocument"); });
+    VnRegisterSerializer(dsfJSON, TVnJSONDocument::StaticClass(),
+                         VnSerializerClass<TVnJSONDocSerializer>(),
+                         VnDeserializerClass<TVnJSONDocDeserializer>());
     VnRegisterSerializer(dsfJSON, TypeInfo<TValue>(), plain,
                          VnDeserializerClass<TVnJSONValueDeserializer>());
     for (PTypeInfo t : VnXsRecordTypes()) VnRegisterSerializer(dsfJSON, t, xs, xsReader);

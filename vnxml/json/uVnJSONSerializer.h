@@ -212,6 +212,41 @@ class TVnJSONValueDeserializer : public TVnJSONDeserializer {
   TVnTextParser *FMarked = nullptr;
 };
 
+// ---------------------------------------------------------------------------------------------
+// JSON documents: written as their own text, read by loading it
+
+// A TVnJSONDocument as its text in UTF-8, unformatted. With "excluderoot" at the root of a run
+// the outer braces (or brackets) of the document's value are left out, so that its members can
+// stand inside another object; an empty object then writes nothing. As a member of an object the
+// document's text is the member's value, and "null" for a document without a value.
+class TVnJSONDocSerializer : public TVnJSONSerializer {
+  VN_CLASS(TVnJSONDocSerializer, TVnJSONSerializer)
+ public:
+  using TVnJSONSerializer::Serialize;
+  using TVnJSONSerializer::TVnJSONSerializer;
+  RawByteString Serialize() override;
+  void Serialize(TStream *AStream) override;
+  void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                   const UnicodeString &APath) override;
+  // Only the separator in front of an element of an array.
+  void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                          Integer AIndex) override;
+  void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                        Integer AIndex) override;
+};
+
+// A TVnJSONDocument loaded from the text in UTF-8, or a new document when the run has none. The
+// loaded value replaces the document's value.
+class TVnJSONDocDeserializer : public TVnJSONDeserializer {
+  VN_CLASS(TVnJSONDocDeserializer, TVnJSONDeserializer)
+ public:
+  using TVnJSONDeserializer::Deserialize;
+  using TVnJSONDeserializer::TVnJSONDeserializer;
+  // A new, empty TVnJSONDocument; ATypeInfo becomes its type.
+  TObject *CreateInstance(const TVnTypeInfo *&ATypeInfo) override;
+  void Deserialize(TStream *AStream) override;
+};
+
 // The start-up of the unit: registers the notation once. Every translation unit that includes
 // this header runs it, so that the notation is there whenever the header is in use.
 bool VnJSONSerializerStartUp();

@@ -58,7 +58,9 @@
 #include "vnxml/rtl/Rtti.h"
 #include "vnxml/rtl/Streams.h"
 #include "vnxml/rtl/Variant.h"
+#include "vnxml/json/uVnJSONSerializer.h"
 #include "vnxml/xml/uVnSAX.h"
+#include "vnxml/xml/uVnXMLSerializer.h"
 
 namespace vn {
 
@@ -2676,5 +2678,105 @@ class TVnDOMParser : public TVnObject,
   DelphiInterface<IVnSAXLocator> FLocator;
   bool FInCDATA = false;
 };
+
+// ---------------------------------------------------------------------------------------------
+// Serialization. A document and an element have a text of their own, and serializing one of
+// them as a value writes that text instead of walking its members: the XML of the document's or
+// the element's save, or the JSON rendering of a document. At the root of a run the text is the
+// whole output, and the run's parameters ("excluderoot" and the namespace settings) have no
+// effect on it. As a member of an object the text stands at the member's place, with no element
+// of the member around it.
+//
+// Reading loads the text into the instance, or into a new document when the run has none. An
+// element is only ever filled: a reader cannot create one.
+//
+// The unit registers these classes under dsfXML. The pair that is registered first for a type
+// and format stands, so a document is written and read as XML; TVnXMLDocJSONSerializer is for
+// callers that create it themselves and want the JSON rendering of a document.
+
+// A TVnDOMDocument as its XML, saved unformatted, without a byte-order mark, in the page of its
+// encoding.
+class TVnXMLDocSerializer : public TVnXMLSerializer {
+  VN_CLASS(TVnXMLDocSerializer, TVnXMLSerializer)
+ public:
+  using TVnXMLSerializer::Serialize;
+  using TVnXMLSerializer::TVnXMLSerializer;
+  RawByteString Serialize() override;
+  void Serialize(TStream *AStream) override;
+  // Inside a walk: the text at the member's place; the member gets no element of its own.
+  void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                   const UnicodeString &APath) override;
+  void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                          Integer AIndex) override;
+  void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                        Integer AIndex) override;
+};
+
+// A TVnDOMDocument loaded from XML, or from JSON when the text does not begin with "<" (the
+// document's own sniffing load). The text is added to what the document holds: a document that
+// has a root gets a second top-level element.
+class TVnXMLDocDeserializer : public TVnXMLDeserializer {
+  VN_CLASS(TVnXMLDocDeserializer, TVnXMLDeserializer)
+ public:
+  using TVnXMLDeserializer::Deserialize;
+  using TVnXMLDeserializer::TVnXMLDeserializer;
+  // A new, empty TVnDOMDocument; ATypeInfo becomes its type.
+  TObject *CreateInstance(const TVnTypeInfo *&ATypeInfo) override;
+  void Deserialize(TStream *AStream) override;
+};
+
+// A TVnDOMElement as its XML, unformatted, in the code page of its document (UTF-8 when it has
+// none, or when the document has no page set).
+class TVnDOMElementSerializer : public TVnXMLSerializer {
+  VN_CLASS(TVnDOMElementSerializer, TVnXMLSerializer)
+ public:
+  using TVnXMLSerializer::Serialize;
+  using TVnXMLSerializer::TVnXMLSerializer;
+  RawByteString Serialize() override;
+  void Serialize(TStream *AStream) override;
+  void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                   const UnicodeString &APath) override;
+  void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                          Integer AIndex) override;
+  void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                        Integer AIndex) override;
+};
+
+// Fills a TVnDOMElement: the text's nodes are appended to its children, read in the page the
+// element is written in.
+class TVnDOMElementDeserializer : public TVnXMLDeserializer {
+  VN_CLASS(TVnDOMElementDeserializer, TVnXMLDeserializer)
+ public:
+  using TVnXMLDeserializer::Deserialize;
+  using TVnXMLDeserializer::TVnXMLDeserializer;
+  // Raises Exception "Not supported": an element can only be filled.
+  TObject *CreateInstance(const TVnTypeInfo *&ATypeInfo) override;
+  void Deserialize(TStream *AStream) override;
+};
+
+// A TVnDOMDocument as its JSON rendering in UTF-8 (TVnDOMDocument::SaveToJSONStream): the member
+// form of the root, without braces around it.
+class TVnXMLDocJSONSerializer : public TVnJSONSerializer {
+  VN_CLASS(TVnXMLDocJSONSerializer, TVnJSONSerializer)
+ public:
+  using TVnJSONSerializer::Serialize;
+  using TVnJSONSerializer::TVnJSONSerializer;
+  RawByteString Serialize() override;
+  void Serialize(TStream *AStream) override;
+  void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
+                   const UnicodeString &APath) override;
+  // Only the separator in front of an element of an array.
+  void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                          Integer AIndex) override;
+  void SerializeEndType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                        Integer AIndex) override;
+};
+
+// The start-up of the unit: registers the serializers of documents and elements once. Every
+// translation unit that includes this header runs it.
+bool VnXMLDOMStartUp();
+namespace detail {
+[[maybe_unused]] inline const bool cVnXMLDOMUnit = VnXMLDOMStartUp();
+}
 
 }  // namespace vn
