@@ -1,5 +1,5 @@
 // The object serializer against cereal and nlohmann/json: one order book of 100,000 orders written
-// to JSON and to XML, all in the same run on the same content.
+// to JSON and to XML and read back, all in the same run on the same content.
 //
 // The data is made once, outside the timed loops, by one generator with a fixed seed: first as
 // plain structs (std::string in UTF-8, std::unique_ptr for the polymorphic payment), which the
@@ -9,26 +9,35 @@
 // non-ASCII text) and a payment declared as the base class, holding a card or an invoice.
 //
 // Families, each "<family>/<who>":
-//   SerializeJSON  VnSerialize(dsfJSON, TValue(book)) to a UTF-8 string; cereal's
-//                  JSONOutputArchive without indentation (it still breaks the line after each
-//                  value) into a std::ostringstream; nlohmann/json with a hand-written to_json
-//                  that builds the tree, then dump().
-//   SerializeXML   VnSerialize(dsfXML, TValue(book)); cereal's XMLOutputArchive without
-//                  indentation into a std::ostringstream.
+//   SerializeJSON    VnSerialize(dsfJSON, TValue(book)) to a UTF-8 string; cereal's
+//                    JSONOutputArchive without indentation (it still breaks the line after each
+//                    value) into a std::ostringstream; nlohmann/json with a hand-written to_json
+//                    that builds the tree, then dump().
+//   SerializeXML     VnSerialize(dsfXML, TValue(book)); cereal's XMLOutputArchive without
+//                    indentation into a std::ostringstream.
+//   DeserializeJSON  VnDeserialize(dsfJSON, TValue(book), text, nullptr) into a new, empty book;
+//                    cereal's JSONInputArchive over a std::istream on the text; nlohmann/json's
+//                    parse() to the tree, then a hand-written from_json into the plain structs.
+//   DeserializeXML   VnDeserialize(dsfXML, ...); cereal's XMLInputArchive.
 //
 // The peers write the same content in their own way. nlohmann's to_json mirrors this library's
 // JSON member for member: a "className" for every object and record, the enumeration as
 // {"className", "asString", "asInt"}, dates in the lexical form of XML Schema. cereal writes its
 // own tags (polymorphic_id/polymorphic_name/ptr_wrapper for the payment, value0... for array
 // elements in XML), the enumeration as {asString, asInt} and the same date texts; it writes no
-// class names for records. Each library's throughput counts the bytes it wrote itself (out_MB);
-// "objects" counts orders written per second, which compares the libraries regardless of how
-// verbose their notation is.
+// class names for records. Each library's throughput counts the bytes it wrote itself (out_MB),
+// or, reading, the bytes of the text it wrote itself for the book (in_MB), which is made once
+// before the timed runs; "objects" counts orders written or read per second, which compares the
+// libraries regardless of how verbose their notation is.
+//
+// Each reader's first read is untimed: the book it gives is written again by the same library
+// and must give the text read byte for byte, or the benchmark fails. Reading builds the whole
+// book, with its order objects, strings and payments; freeing it is not timed.
 //
 // Each benchmark writes the book once untimed before it measures, and freed memory stays in the
 // heap (KeepFreedMemory below), so the timed runs do not depend on the order of the benchmarks.
-// VNBENCH_SERIALIZE_DUMP=<directory> saves that output as <directory>/<who>.<ext>, for a look at
-// what was measured.
+// VNBENCH_SERIALIZE_DUMP=<directory> saves the output of the writing benchmarks as
+// <directory>/<who>.<ext>, for a look at what was measured.
 #include <cereal/archives/json.hpp>
 #include <cereal/archives/xml.hpp>
 #include <cereal/cereal.hpp>
@@ -40,14 +49,17 @@
 
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <fstream>
+#include <istream>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <streambuf>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench_util.h"
@@ -120,12 +132,25 @@ inline std::string Text(const PDateTime &t) {
   p = Put2(p, frac % 100);
   return std::string(b, p);
 }
-// Only the payments need reading back (cereal makes input bindings for every registered
-// polymorphic type); the benchmark never calls it.
-inline PDate ParseDate(const std::string &s) {
-  int y = 0, m = 0, d = 0;
-  if (std::sscanf(s.c_str(), "%d-%d-%d", &y, &m, &d) != 3) return {};
-  return {sys_days{year{y} / month{static_cast<unsigned>(m)} / day{static_cast<unsigned>(d)}}};
+// The readers of the two texts above, which both peers use: digits at fixed places, no checks
+// beyond the length (the input is what Text wrote); a text of another length gives the epoch.
+inline unsigned Get2(const char *p) {
+  return static_cast<unsigned>(p[0] - '0') * 10 + static_cast<unsigned>(p[1] - '0');
+}
+inline sys_days GetDay(const char *p) {
+  const int y = static_cast<int>(Get2(p) * 100 + Get2(p + 2));
+  return sys_days{year{y} / month{Get2(p + 5)} / day{Get2(p + 8)}};
+}
+inline PDate ParseDate(std::string_view s) {
+  if (s.size() != 10) return {};
+  return {GetDay(s.data())};
+}
+inline PDateTime ParseDateTime(std::string_view s) {
+  if (s.size() != 23) return {};
+  const char *p = s.data();
+  const unsigned ms = ((Get2(p + 11) * 60 + Get2(p + 14)) * 60 + Get2(p + 17)) * 1000 +
+                      static_cast<unsigned>(p[20] - '0') * 100 + Get2(p + 21);
+  return {time_point_cast<milliseconds>(GetDay(p)) + milliseconds{ms}};
 }
 
 enum class POrderStatus { New, Paid, Shipped, Cancelled };
@@ -182,6 +207,10 @@ template <class A>
 std::string save_minimal(const A &, const PDateTime &t) {
   return Text(t);
 }
+template <class A>
+void load_minimal(const A &, PDateTime &t, const std::string &s) {
+  t = ParseDateTime(s);
+}
 
 struct PStatusOut {
   POrderStatus Value;
@@ -192,6 +221,18 @@ struct PStatusOut {
   }
 };
 
+// Reads what PStatusOut wrote; the ordinal decides.
+struct PStatusIn {
+  POrderStatus &Value;
+  template <class A>
+  void load(A &ar) {
+    std::string name;
+    int ordinal = 0;
+    ar(cereal::make_nvp("asString", name), cereal::make_nvp("asInt", ordinal));
+    Value = static_cast<POrderStatus>(ordinal);
+  }
+};
+
 template <class A>
 void save(A &ar, const PCustomer &c) {
   ar(cereal::make_nvp("id", c.Id), cereal::make_nvp("name", c.Name),
@@ -199,6 +240,16 @@ void save(A &ar, const PCustomer &c) {
 }
 template <class A>
 void save(A &ar, const POrderLine &l) {
+  ar(cereal::make_nvp("article", l.Article), cereal::make_nvp("quantity", l.Quantity),
+     cereal::make_nvp("price", l.Price));
+}
+template <class A>
+void load(A &ar, PCustomer &c) {
+  ar(cereal::make_nvp("id", c.Id), cereal::make_nvp("name", c.Name),
+     cereal::make_nvp("email", c.Email));
+}
+template <class A>
+void load(A &ar, POrderLine &l) {
   ar(cereal::make_nvp("article", l.Article), cereal::make_nvp("quantity", l.Quantity),
      cereal::make_nvp("price", l.Price));
 }
@@ -221,6 +272,18 @@ void save(A &ar, const POrder &o) {
 }
 template <class A>
 void save(A &ar, const POrderBook &b) {
+  ar(cereal::make_nvp("orders", b.Orders));
+}
+template <class A>
+void load(A &ar, POrder &o) {
+  PStatusIn status{o.Status};
+  ar(cereal::make_nvp("id", o.Id), cereal::make_nvp("created", o.Created),
+     cereal::make_nvp("status", status), cereal::make_nvp("customer", o.Customer),
+     cereal::make_nvp("lines", o.Lines), cereal::make_nvp("note", o.Note),
+     cereal::make_nvp("payment", o.Payment));
+}
+template <class A>
+void load(A &ar, POrderBook &b) {
   ar(cereal::make_nvp("orders", b.Orders));
 }
 
@@ -260,6 +323,51 @@ void to_json(json &j, const POrder &o) {
 }
 void to_json(json &j, const POrderBook &b) {
   j = json{{"className", "TOrderBook"}, {"orders", b.Orders}};
+}
+
+// And back: the members by name, the payment by its "className", the status by its ordinal.
+const std::string &Str(const json &j, const char *AName) {
+  return j.at(AName).get_ref<const std::string &>();
+}
+void from_json(const json &j, PCustomer &c) {
+  j.at("id").get_to(c.Id);
+  j.at("name").get_to(c.Name);
+  j.at("email").get_to(c.Email);
+}
+void from_json(const json &j, POrderLine &l) {
+  j.at("article").get_to(l.Article);
+  j.at("quantity").get_to(l.Quantity);
+  j.at("price").get_to(l.Price);
+}
+std::unique_ptr<PPayment> PaymentFromJson(const json &j) {
+  const auto name = j.find("className");
+  if (name == j.end()) return nullptr;
+  const std::string &cls = name->get_ref<const std::string &>();
+  if (cls == "TCardPayment") {
+    auto card = std::make_unique<PCardPayment>();
+    j.at("cardNumber").get_to(card->CardNumber);
+    card->Expires = ParseDate(Str(j, "expires"));
+    return card;
+  }
+  if (cls == "TInvoicePayment") {
+    auto invoice = std::make_unique<PInvoicePayment>();
+    j.at("dueDays").get_to(invoice->DueDays);
+    j.at("iban").get_to(invoice->Iban);
+    return invoice;
+  }
+  return nullptr;
+}
+void from_json(const json &j, POrder &o) {
+  j.at("id").get_to(o.Id);
+  o.Created = ParseDateTime(Str(j, "created"));
+  o.Status = static_cast<POrderStatus>(j.at("status").at("asInt").get<int>());
+  j.at("customer").get_to(o.Customer);
+  j.at("lines").get_to(o.Lines);
+  j.at("note").get_to(o.Note);
+  o.Payment = PaymentFromJson(j.at("payment"));
+}
+void from_json(const json &j, POrderBook &b) {
+  j.at("orders").get_to(b.Orders);
 }
 
 }  // namespace plain
@@ -334,7 +442,8 @@ VN_RTTI(TInvoicePayment, u"shop") {
 }
 
 // The order owns its payment; the member is declared as the base class, so the walk has to
-// write the class the instance really has.
+// write the class the instance really has, and the reader create the class the text names. The
+// payment and the book's orders are read-write: the reader stores what it creates through them.
 class TOrder : public TPersistent {
   VN_CLASS(TOrder, TPersistent)
  public:
@@ -354,7 +463,7 @@ VN_RTTI(TOrder, u"shop") {
   R.Property(u"Customer", &TOrder::Customer, &TOrder::Customer);
   R.Property(u"Lines", &TOrder::Lines, &TOrder::Lines);
   R.Property(u"Note", &TOrder::Note, &TOrder::Note);
-  R.Property(u"Payment", &TOrder::Payment, nullptr);
+  R.Property(u"Payment", &TOrder::Payment, &TOrder::Payment);
 }
 
 class TOrderBook : public TPersistent {
@@ -366,7 +475,7 @@ class TOrderBook : public TPersistent {
   std::vector<TOrder *> Orders;
 };
 VN_RTTI(TOrderBook, u"shop") {
-  R.Property(u"Orders", &TOrderBook::Orders, nullptr);
+  R.Property(u"Orders", &TOrderBook::Orders, &TOrderBook::Orders);
 }
 
 }  // namespace shop
@@ -599,32 +708,149 @@ std::string WriteCereal(const plain::POrderBook &ABook, typename Archive::Option
   }  // the XML archive writes its document here
   return std::move(out).str();
 }
+std::string WriteCerealJSON(const plain::POrderBook &ABook) {
+  return WriteCereal<cereal::JSONOutputArchive>(ABook,
+                                                cereal::JSONOutputArchive::Options::NoIndent());
+}
+std::string WriteCerealXML(const plain::POrderBook &ABook) {
+  return WriteCereal<cereal::XMLOutputArchive>(ABook,
+                                               cereal::XMLOutputArchive::Options().indent(false));
+}
+std::string WriteNlohmann(const plain::POrderBook &ABook) {
+  const nlohmann::json tree = ABook;
+  return tree.dump();
+}
+
 void SerializeJSON_cereal(benchmark::State &state) {
   const plain::POrderBook &book = PlainBook();
-  Run(state, "cereal.json", [&book] {
-    return WriteCereal<cereal::JSONOutputArchive>(book,
-                                                  cereal::JSONOutputArchive::Options::NoIndent());
-  });
+  Run(state, "cereal.json", [&book] { return WriteCerealJSON(book); });
 }
 void SerializeXML_cereal(benchmark::State &state) {
   const plain::POrderBook &book = PlainBook();
-  Run(state, "cereal.xml", [&book] {
-    return WriteCereal<cereal::XMLOutputArchive>(book,
-                                                 cereal::XMLOutputArchive::Options().indent(false));
-  });
+  Run(state, "cereal.xml", [&book] { return WriteCerealXML(book); });
 }
 
 void SerializeJSON_nlohmann(benchmark::State &state) {
   const plain::POrderBook &book = PlainBook();
-  Run(state, "nlohmann.json", [&book] {
-    const nlohmann::json tree = book;
-    return tree.dump();
-  });
+  Run(state, "nlohmann.json", [&book] { return WriteNlohmann(book); });
 }
 
 BENCHMARK(SerializeJSON_cereal)->Name("SerializeJSON/cereal")->Unit(benchmark::kMillisecond);
 BENCHMARK(SerializeJSON_nlohmann)->Name("SerializeJSON/nlohmann")->Unit(benchmark::kMillisecond);
 BENCHMARK(SerializeXML_cereal)->Name("SerializeXML/cereal")->Unit(benchmark::kMillisecond);
+
+// --- Reading ---------------------------------------------------------------------------------
+
+// The text a peer wrote for the book, made once on first use.
+template <auto Write>
+const std::string &TextOf() {
+  static const std::string text = Write(PlainBook());
+  return text;
+}
+
+// One untimed read first, written again by the same library and compared with the input byte
+// for byte: a reader that drops or changes anything fails its benchmark instead of being
+// measured. Each timed run reads the whole text into a new book, which is freed with the clock
+// stopped (freeing is no part of reading).
+template <class Read, class Write>
+void RunRead(benchmark::State &AState, const std::string &AText, Read ARead, Write AWrite) {
+  KeepFreedMemory();
+  try {
+    if (AWrite(ARead(AText)) != AText) {
+      AState.SkipWithError("the book read back does not write the text it was read from");
+      return;
+    }
+  } catch (const std::exception &e) {
+    AState.SkipWithError(e.what());
+    return;
+  }
+  for (auto _ : AState) {
+    {
+      auto book = ARead(AText);
+      benchmark::DoNotOptimize(book);
+      AState.PauseTiming();
+    }
+    AState.ResumeTiming();
+  }
+  AState.SetBytesProcessed(static_cast<std::int64_t>(AText.size()) *
+                           static_cast<std::int64_t>(AState.iterations()));
+  AState.counters["objects"] =
+      benchmark::Counter(static_cast<double>(cOrders) * static_cast<double>(AState.iterations()),
+                         benchmark::Counter::kIsRate);
+  AState.counters["in_MB"] = static_cast<double>(AText.size()) / 1e6;
+}
+
+#if VNBENCH_HAVE_SERIALIZER
+struct TFreeBook {
+  void operator()(shop::TOrderBook *ABook) const { vn::Free(ABook); }
+};
+using TShopBookPtr = std::unique_ptr<shop::TOrderBook, TFreeBook>;
+
+// Into a new, empty book; the orders and payments it creates belong to the book.
+template <vn::TVnDataSerializationFormatType Format>
+TShopBookPtr ReadVn(const std::string &AText) {
+  TShopBookPtr book(vn::New<shop::TOrderBook>());
+  vn::VnDeserialize(Format, vn::TValue(book.get()), AText, nullptr);
+  return book;
+}
+template <vn::TVnDataSerializationFormatType Format>
+std::string WriteVn(const TShopBookPtr &ABook) {
+  return vn::VnSerialize(Format, vn::TValue(ABook.get()));
+}
+template <vn::TVnDataSerializationFormatType Format>
+const std::string &VnText() {
+  static const std::string text = vn::VnSerialize(Format, vn::TValue(ShopBook()));
+  return text;
+}
+
+void DeserializeJSON_vnxml(benchmark::State &state) {
+  RunRead(state, VnText<vn::dsfJSON>(), ReadVn<vn::dsfJSON>, WriteVn<vn::dsfJSON>);
+}
+void DeserializeXML_vnxml(benchmark::State &state) {
+  RunRead(state, VnText<vn::dsfXML>(), ReadVn<vn::dsfXML>, WriteVn<vn::dsfXML>);
+}
+BENCHMARK(DeserializeJSON_vnxml)->Name("DeserializeJSON/vnxml")->Unit(benchmark::kMillisecond);
+BENCHMARK(DeserializeXML_vnxml)->Name("DeserializeXML/vnxml")->Unit(benchmark::kMillisecond);
+#endif
+
+// cereal reads from a std::istream; this one reads the text in place rather than a copy.
+class TTextBuf : public std::streambuf {
+ public:
+  explicit TTextBuf(const std::string &AText) {
+    char *p = const_cast<char *>(AText.data());
+    setg(p, p, p + AText.size());
+  }
+};
+template <class Archive>
+plain::POrderBook ReadCereal(const std::string &AText) {
+  TTextBuf buf(AText);
+  std::istream in(&buf);
+  plain::POrderBook book;
+  Archive ar(in);
+  ar(cereal::make_nvp("orderBook", book));
+  return book;
+}
+
+void DeserializeJSON_cereal(benchmark::State &state) {
+  RunRead(state, TextOf<WriteCerealJSON>(), ReadCereal<cereal::JSONInputArchive>, WriteCerealJSON);
+}
+void DeserializeXML_cereal(benchmark::State &state) {
+  RunRead(state, TextOf<WriteCerealXML>(), ReadCereal<cereal::XMLInputArchive>, WriteCerealXML);
+}
+
+// The tree first, then from_json into the plain structs.
+plain::POrderBook ReadNlohmann(const std::string &AText) {
+  return nlohmann::json::parse(AText).get<plain::POrderBook>();
+}
+void DeserializeJSON_nlohmann(benchmark::State &state) {
+  RunRead(state, TextOf<WriteNlohmann>(), ReadNlohmann, WriteNlohmann);
+}
+
+BENCHMARK(DeserializeJSON_cereal)->Name("DeserializeJSON/cereal")->Unit(benchmark::kMillisecond);
+BENCHMARK(DeserializeJSON_nlohmann)
+    ->Name("DeserializeJSON/nlohmann")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(DeserializeXML_cereal)->Name("DeserializeXML/cereal")->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
