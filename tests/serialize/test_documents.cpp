@@ -283,6 +283,12 @@ TEST(ElementDeserializer, AnElementIsFilledButNeverCreated) {
   const TVnTypeInfo *type = TVnTypes::GetTypeInfo(TVnDOMElement::StaticClass());
   EXPECT_EQ(MessageOf([&] { VnDeserializeEx(dsfXML, nullptr, type, RawByteString("<c/>")); }),
             u"Exception: Not supported");
+  // Nor when the text names the class.
+  const std::string named =
+      "<object xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+      "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" xsi:type=\"xsd:TVnDOMElement\"/>";
+  EXPECT_EQ(MessageOf([&] { Owned<TObject> made(VnCreateFrom(dsfXML, named)); }),
+            u"Exception: Not supported");
 }
 
 TEST(JSONDocDeserializer, ADocumentIsReadBackFromItsText) {

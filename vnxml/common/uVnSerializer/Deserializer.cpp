@@ -284,14 +284,18 @@ TVnDeserializer *TVnDeserializer::CheckInstance() {
   if (name.empty()) throw Exception(u"Failed to read the ClassName from the stream!");
   FStream->SetPosition(position);
   FInstanceTypeInfo = TVnTypes::GetTypeInfo(name, tntSchemaName, true, mtkUnknown);
-  TObject *object = CreateInstance(FInstanceTypeInfo);
-  if (!object) throw Exception(u"Failed to create an instance of the requested object!");
-  FInstancePtr = object;
-  FCreatedRoot = object;
-  Supports(object, FIHelper);
-  TVnDeserializer *worker = VnCreateDeserializerEx(Format(), FInstancePtr, FInstanceTypeInfo);
-  worker->SetName(u"subroot");
+  // The worker registered for the type makes the instance: a class whose reader cannot make one
+  // (a DOM element) says so.
+  TVnDeserializer *worker = VnCreateDeserializerEx(Format(), nullptr, FInstanceTypeInfo);
   try {
+    worker->SetName(u"subroot");
+    TObject *object = worker->CreateInstance(FInstanceTypeInfo);
+    if (!object) throw Exception(u"Failed to create an instance of the requested object!");
+    FInstancePtr = object;
+    FCreatedRoot = object;
+    worker->FInstancePtr = object;
+    Supports(object, FIHelper);
+    Supports(object, worker->FIHelper);
     worker->SetParent(this);
   } catch (...) {
     worker->Free();
