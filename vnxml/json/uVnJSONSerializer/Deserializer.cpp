@@ -545,7 +545,8 @@ TVnJSONValueDeserializer::TVnJSONValueDeserializer(void *AInstance, PTypeInfo AT
 }
 
 TVnJSONValueDeserializer::~TVnJSONValueDeserializer() {
-  if (FMarked) FMarked->ClearMark(tpMark3);
+  // A worker that outlives the parse (the text ended inside its value) finds no parser.
+  if (FMarked && FJSONReader && FJSONReader->Parser() == FMarked) FMarked->ClearMark(tpMark3);
 }
 
 void TVnJSONValueDeserializer::SetParent(TVnCustomSerializer *AParent) {
