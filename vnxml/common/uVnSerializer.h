@@ -575,7 +575,7 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   ~TVnDeserializer() override;
 
   // IVnDeserializer
-  TObjectList *GetCreatedObjects() override { return FCreatedObjs; }
+  TObjectList *GetCreatedObjects() override;
   // Reads the UTF-8 document into the instance.
   void Deserialize(const RawByteString &AData) override;
   void Deserialize(TStream *AStream) override;

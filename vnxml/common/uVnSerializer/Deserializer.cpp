@@ -60,6 +60,37 @@ TVnDeserializer *AsDeserializer(TObject *AObject) {
 // inside a run.
 thread_local Integer gNestedRuns = 0;
 
+// The field or property of a type by a name as documents spell it, kept per thread: every
+// member of every object of a document is looked up, and the type's own lookup compares the
+// name with each member in turn. Members, once registered, live as long as the process; a name
+// that finds nothing is not kept.
+struct TMemberLookup {
+  TRttiField *Field = nullptr;
+  TRttiProperty *Property = nullptr;
+};
+TMemberLookup FindMember(TRttiType *AType, const UnicodeString &AName, bool AProperties) {
+  struct TEntry {
+    const TRttiType *Type = nullptr;
+    UnicodeString Name;
+    TMemberLookup Found;
+  };
+  thread_local TEntry cache[512];
+  std::size_t n = AName.size();
+  std::size_t h = (reinterpret_cast<std::uintptr_t>(AType) >> 4) * 31 + n * 7 +
+                  (n ? AName[0] * 13 + AName[n - 1] * 17 + AName[n / 2] : 0);
+  TEntry &e = cache[h & 511];
+  if (e.Type == AType && e.Name == AName) return e.Found;
+  TMemberLookup found;
+  found.Field = AType->GetField(AName);
+  if (!found.Field && AProperties) found.Property = AType->GetProperty(AName);
+  if (found.Field || found.Property) {
+    e.Type = AType;
+    e.Name = AName;
+    e.Found = found;
+  }
+  return found;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -76,7 +107,7 @@ TVnDeserializer::TVnDeserializer(void *AInstance, PTypeInfo AType)
 }
 
 void TVnDeserializer::Init() {
-  FCreatedObjs = New<TVnDeserializerObjectList>(this, true);
+  // The created-objects list is made when it is first needed: a child takes its parent's.
   if (FInstanceTypeInfo && FInstanceTypeInfo->Kind == vtkClass && FInstancePtr)
     Supports(static_cast<TObject *>(FInstancePtr), FIHelper);
 }
@@ -174,10 +205,14 @@ void TVnDeserializer::EndRun(bool) noexcept {
 // Running
 
 void TVnDeserializer::Deserialize(const RawByteString &AData) {
-  Owned<TVnStringStream> stream(New<TVnStringStream>(static_cast<const void *>(AData.data()),
-                                                     static_cast<Integer>(AData.size()),
-                                                     static_cast<Word>(65001)));
-  Deserialize(stream.get());
+  // The readers read the caller's bytes where they are.
+  TPointerStream stream(AData.data(), static_cast<Int64>(AData.size()));
+  Deserialize(&stream);
+}
+
+TObjectList *TVnDeserializer::GetCreatedObjects() {
+  if (!FCreatedObjs) FCreatedObjs = New<TVnDeserializerObjectList>(this, true);
+  return FCreatedObjs;
 }
 
 void TVnDeserializer::Deserialize(TStream *AStream) {
@@ -370,12 +405,13 @@ TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeSt
     const TVnTypeInfo *type = FInstanceTypeInfo;
     const bool isClass = type && type->Kind == vtkClass;
     if (type && (isClass || type->Kind == vtkRecord) && type->RttiType && FInstancePtr) {
-      if (TRttiField *f = type->RttiType->GetField(AName)) {
+      TMemberLookup member = FindMember(type->RttiType, AName, isClass);
+      if (TRttiField *f = member.Field) {
         FMemberField = f;
         FMemberValue = f->GetValue(FInstancePtr);
         FMemberTypeInfo = TVnTypes::GetTypeInfo(f->GetDataTypeHandle());
       } else if (isClass) {
-        TRttiProperty *p = type->RttiType->GetProperty(AName);
+        TRttiProperty *p = member.Property;
         if (p && p->GetVisibility() >= mvPublic && p->IsReadable()) {
           FMemberProp = p;
           FMemberValue = p->GetValue(FInstancePtr);
@@ -782,10 +818,8 @@ void *Run(TVnDeserializer *AWorker, TStream *AStream) {
 }
 
 void *RunData(TVnDeserializer *AWorker, const RawByteString &AData) {
-  Owned<TVnStringStream> stream(New<TVnStringStream>(static_cast<const void *>(AData.data()),
-                                                     static_cast<Integer>(AData.size()),
-                                                     static_cast<Word>(65001)));
-  return Run(AWorker, stream.get());
+  TPointerStream stream(AData.data(), static_cast<Int64>(AData.size()));
+  return Run(AWorker, &stream);
 }
 
 TVnDeserializer *WithList(TVnDeserializer *AWorker, TObjectList *AList) {

@@ -183,16 +183,43 @@ UnicodeString TVnJSONDeserializer::ReadClassName(TVnTextParser *AParser) {
   return AParser->Eof() ? UnicodeString() : value;
 }
 
+namespace {
+
+// The JSON peek at a text: skip one character, take the first name in quotes; when it is
+// "className", its value. Incomplete when the text ends before the answer is certain.
+enum class TPeek { Found, None, Incomplete };
+TPeek PeekClassName(UnicodeStringView AText, UnicodeString &AName) {
+  std::size_t i = 1;
+  auto to = [&](char16_t C) {
+    while (i < AText.size() && AText[i] != C) ++i;
+    return i < AText.size();
+  };
+  if (AText.size() < 1) return TPeek::Incomplete;
+  if (!to(u'"')) return TPeek::Incomplete;
+  std::size_t start = ++i;
+  if (!to(u'"')) return TPeek::Incomplete;
+  if (AText.substr(start, i - start) != u"className") return TPeek::None;
+  if (!to(u':') || !to(u'"')) return TPeek::Incomplete;
+  start = ++i;
+  if (!to(u'"')) return TPeek::Incomplete;
+  AName.assign(AText.substr(start, i - start));
+  return TPeek::Found;
+}
+
+}  // namespace
+
 bool TVnJSONDeserializer::ReadClassName(UnicodeString &AName) {
   AName.clear();
   TVnJSONTextParser *parser = FJSONReader ? FJSONReader->Parser() : nullptr;
   if (!parser) return true;
-  UnicodeString ahead = parser->PeekString(255);
-  if (ahead.empty()) return true;
-  Owned<TVnTextParser> peek(New<TVnTextParser>(static_cast<const void *>(ahead.data()),
-                                               static_cast<UInt64>(ahead.size() * 2),
-                                               static_cast<Word>(CP_UTF16)));
-  AName = ReadClassName(peek.get());
+  // A short look first: the class name, when there is one, stands right behind the name.
+  UnicodeString ahead = parser->PeekString(48);
+  TPeek result = PeekClassName(ahead, AName);
+  if (result == TPeek::Incomplete && ahead.size() == 48) {
+    ahead = parser->PeekString(255);
+    result = PeekClassName(ahead, AName);
+  }
+  if (result != TPeek::Found) AName.clear();
   return true;
 }
 

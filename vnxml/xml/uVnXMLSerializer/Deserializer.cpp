@@ -75,9 +75,32 @@ const VnXMLString *FindAttribute(IVnSAXAttributes *AAttributes, UnicodeStringVie
                                  const char16_t *AURI) {
   if (!AAttributes) return nullptr;
   for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next) {
-    if (SameText(a->LocalName, ALocalName) && (!AURI || SameText(a->URI, AURI))) return &a->Value;
+    if (a->LocalName.size() == ALocalName.size() && SameText(a->LocalName, ALocalName) &&
+        (!AURI || SameText(a->URI, AURI)))
+      return &a->Value;
   }
   return nullptr;
+}
+
+// The type an xsi:type names, kept per thread: the writer types every element, and the
+// registry's lookup takes a lock. Types live as long as the process; a name that finds nothing is
+// not kept, since a later registration may bring it.
+const TVnTypeInfo *TypeBySchemaName(const VnXMLString &AName) {
+  struct TEntry {
+    UnicodeString Name;
+    const TVnTypeInfo *Type = nullptr;
+  };
+  thread_local TEntry cache[128];
+  std::size_t n = AName.size();
+  std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[n * 2 / 3] : 0);
+  TEntry &e = cache[h & 127];
+  if (e.Type && e.Name == AName) return e.Type;
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, tntSchemaName, false);
+  if (type) {
+    e.Name = AName;
+    e.Type = type;
+  }
+  return type;
 }
 
 bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
@@ -272,7 +295,7 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
       }
     } else {
       if (const VnXMLString *type = FindAttribute(AAttributes, u"type", cVnXSINamespaceURI)) {
-        const TVnTypeInfo *info = TVnTypes::GetTypeInfo(*type, tntSchemaName, false);
+        const TVnTypeInfo *info = TypeBySchemaName(*type);
         FDataType = info ? info->QualifiedName : UnicodeString();
       }
       FCanDeserialize = CanDeserialize(FURI, FLocalName, FDataType, !FDeserializingAttribs);
