@@ -223,6 +223,11 @@ TEST(ReadValues, JsonSpecialForms) {
                         R"("colors":{"className":"TColors","asString":"[Red,Blue]","asInt":5}})");
   EXPECT_EQ(t->Color, clBlue);
   EXPECT_EQ(t->Colors, (TColors{clRed, clBlue}));
+  // An ordinal outside the enumeration gives no value of it.
+  EXPECT_EQ(FailureOf<EAssertionFailed>([] {
+              Read<TTexts>(dsfJSON, R"({"color":{"className":"TColor","asInt":7}})");
+            }).substr(0, 33),
+            "Failed to get the EnumValue for 7");
   EXPECT_EQ(FailureOf<Exception>([] { Read<TNest>(dsfJSON, R"({"where":null})"); }),
             "Records are not nillable! Use \"{}\" if you want to use empty records instead of "
             "\"Null\".");

@@ -783,6 +783,10 @@ void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTy
                     TStream *AStream);
 void *VnDeserializeEx(TVnDataSerializationFormatType AFormat, void *AInstance,
                       const TVnTypeInfo *AType, TStream *AStream);
+// A value of an ordinal type from a document's number: an enumeration's ordinal outside its
+// range raises EConvertError "The ordinal %d is out of the range of %s!" (the type's name).
+TValue VnOrdinalValue(PTypeInfo AType, Int64 AOrdinal);
+
 // The typed form: fills AObject, or creates an instance of T when AObject is nil; objects
 // created below it stay attached to it.
 template <class T>

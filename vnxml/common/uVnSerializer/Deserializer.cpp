@@ -93,6 +93,16 @@ TMemberLookup FindMember(TRttiType *AType, const UnicodeString &AName, bool APro
 
 }  // namespace
 
+TValue VnOrdinalValue(PTypeInfo AType, Int64 AOrdinal) {
+  if (AType && AType->Kind == tkEnumeration) {
+    if (auto *e = static_cast<TRttiOrdinalType *>(AType->RttiType());
+        e && (AOrdinal < e->GetMinValue() || AOrdinal > e->GetMaxValue()))
+      throw EConvertError(
+          vn::Format(u"The ordinal %d is out of the range of %s!", {AOrdinal, e->GetName()}));
+  }
+  return TValue::FromOrdinal(AType, AOrdinal);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Construction
 
@@ -725,8 +735,15 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
         text = ValueToStr(AValue);
         ordinal = text.empty() ? 0 : GetEnumValue(type->Handle, EnumPrefixOf(type) + text);
       }
-      VN_ASSERT_MSG_AT(ordinal >= 0, u"Failed to get the EnumValue for " + text, __FILE__,
-                       __LINE__);
+      // An ordinal outside the enumeration has no value of the type.
+      bool inRange = ordinal >= 0;
+      if (inRange && type->RttiType && type->RttiType->GetTypeKind() == tkEnumeration) {
+        auto *e = static_cast<TRttiOrdinalType *>(type->RttiType);
+        inRange = ordinal >= e->GetMinValue() && ordinal <= e->GetMaxValue();
+      }
+      VN_ASSERT_MSG_AT(inRange,
+                       u"Failed to get the EnumValue for " + (text.empty() ? AValue : text),
+                       __FILE__, __LINE__);
       value = TValue::FromOrdinal(type->Handle, ordinal);
       break;
     }

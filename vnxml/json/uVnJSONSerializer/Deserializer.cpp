@@ -260,7 +260,7 @@ TValue TVnJSONDeserializer::ValueToVal(const UnicodeString &AValue,
     case tkInteger:
     case tkEnumeration:
     case tkSet:
-      return TValue::FromOrdinal(handle, ValueToInt(AValue));
+      return VnOrdinalValue(handle, ValueToInt(AValue));
     case tkChar:
     case tkWChar: {
       UnicodeString text = ValueToStr(AValue);
@@ -627,7 +627,7 @@ void TVnJSONValueDeserializer::EndObject() {
         doc->SetAsJSON(text);
         TVnJSONMember *m = doc->FindMember(u"asInt");
         Int64 ordinal = m ? m->GetAsLargeInt() : 0;
-        *target = TValue::FromOrdinal(type->Handle, ordinal);
+        *target = VnOrdinalValue(type->Handle, ordinal);
         break;
       }
       case vtkRecord: {
