@@ -66,16 +66,18 @@ bool IsBracketOrBlank(char16_t C) {
   return C == u'[' || C == u']' || C <= u' ';
 }
 
-// The name of the type of a JSON value for a variant member.
-UnicodeString ValueTypeName(TVnJSONDataType ADataType, const VnJSONString &AValue,
-                            const UnicodeString &ANullType) {
+// The name of the type of a JSON value for a variant member (made once: every value asks).
+const UnicodeString &ValueTypeName(TVnJSONDataType ADataType, const VnJSONString &AValue,
+                                   const UnicodeString &ANullType) {
+  static const UnicodeString cString = u"System.string", cExtended = u"System.Extended",
+                             cInt64 = u"System.Int64", cBoolean = u"System.Boolean";
   switch (ADataType) {
     case jdtString:
-      return u"System.string";
+      return cString;
     case jdtNumber:
-      return AValue.find(u'.') != UnicodeString::npos ? u"System.Extended" : u"System.Int64";
+      return AValue.find(u'.') != UnicodeString::npos ? cExtended : cInt64;
     case jdtBoolean:
-      return u"System.Boolean";
+      return cBoolean;
     default:
       return ANullType;
   }
