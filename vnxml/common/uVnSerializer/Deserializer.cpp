@@ -175,9 +175,14 @@ void TVnDeserializer::TakeEvents() {
 void TVnDeserializer::HandBack() {
   if (!FParentDes || !FRoot || FHandedBack) return;
   FHandedBack = true;
+  if (FRoot == this) {
+    // The run's own worker (made below the caller's root) has read its value: what the text
+    // holds behind it is not read. Whoever made the worker frees it.
+    FCurrent = nullptr;
+    return;
+  }
   FRoot->FCurrent = FParentDes;
-  // The run's own root is freed by whoever made it; the others when the event returns.
-  if (FRoot != this) FRoot->FRetired.push_back(this);
+  FRoot->FRetired.push_back(this);
 }
 
 void TVnDeserializer::FreeRetired() noexcept {
@@ -572,6 +577,9 @@ TVnDeserializer *TVnDeserializer::AttachChild(TVnDeserializer *AChild, const Uni
     }
     AChild->SetParent(this);
     AChild->DeserializeStartType();
+    // A worker outside a run (one that a caller drives by hand) keeps its children until it
+    // goes: no run frees them.
+    if (!FRoot) FRetired.push_back(AChild);
   } catch (...) {
     if (FRoot && FRoot->FCurrent == AChild) FRoot->FCurrent = this;
     AChild->Free();
