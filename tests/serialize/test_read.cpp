@@ -62,6 +62,27 @@ VN_RTTI(TRenamed, u"readmodel") {
              {new SerializerHint(shoName, u"caption")});
 }
 
+// A component with a number, made by the reader with an owner.
+class TRComponent : public TComponent {
+  VN_CLASS(TRComponent, TComponent)
+ public:
+  explicit TRComponent(TComponent *AOwner) : TComponent(AOwner) {}
+  Integer Tag = 0;
+};
+VN_RTTI(TRComponent, u"readmodel") {
+  R.Field(u"Tag", &TRComponent::Tag);
+}
+
+// Holds another holder without owning it.
+class TRHolder : public TPersistent {
+  VN_CLASS(TRHolder, TPersistent)
+ public:
+  TRHolder *Inner = nullptr;
+};
+VN_RTTI(TRHolder, u"readmodel") {
+  R.Field(u"Inner", &TRHolder::Inner);
+}
+
 }  // namespace readmodel
 
 using namespace readmodel;
@@ -128,6 +149,17 @@ TEST(ReadMembers, XmlAttributesCountAsElementsAndUnknownOnesAreIgnored) {
   EXPECT_EQ(t->Text, u"body & more");
 }
 
+TEST(ReadMembers, AnAttributeNeverEntersAnObjectMember) {
+  Owned<TNest> n(New<TNest>());
+  n->Person = New<TPerson>(u"kept");
+  VnSerializer(n.get()).Deserialize(dsfXML, std::string("<object ") + cXsi +
+                                                R"( Person="" Where="1"><Where><X>4</X></Where>)" +
+                                                "</object>");
+  ASSERT_TRUE(n->Person);
+  EXPECT_EQ(n->Person->GetName(), u"kept");
+  EXPECT_EQ(n->Where.X, 4);
+}
+
 TEST(ReadMembers, APropertyIsFoundByItsDocumentName) {
   EXPECT_EQ(Read<TRenamed>(dsfJSON, R"({"caption":"Hello"})")->GetTitle(), u"Hello");
   EXPECT_EQ(Read<TRenamed>(dsfXML, Xml("<caption>Hi</caption>", "TRenamed"))->GetTitle(), u"Hi");
@@ -184,6 +216,29 @@ TEST(ReadObjects, CreateFromMakesTheNamedClass) {
   EXPECT_EQ(static_cast<TPerson *>(xml.get())->GetName(), u"Xi");
 }
 
+TEST(ReadObjects, CreateFromGivesNewComponentsTheirOwner) {
+  Owned<TComponent> owner(New<TComponent>(nullptr));
+  TObject *made = VnCreateFrom(dsfJSON, owner.get(), R"({"className":"TRComponent","tag":3})");
+  ASSERT_EQ(made->ClassType(), TRComponent::StaticClass());
+  EXPECT_EQ(static_cast<TComponent *>(made)->Owner(), owner.get());
+  EXPECT_EQ(static_cast<TRComponent *>(made)->Tag, 3);
+}
+
+TEST(ReadObjects, ObjectsMadeInsideATextValueBelongToTheRun) {
+  // A TValue member holding an object whose member the nested run had to make: with the
+  // caller's list, everything made is in it, and nothing is freed under the instance.
+  Owned<TObjectList> made(New<TObjectList>(true));
+  Owned<TAnyValues> a(New<TAnyValues>());
+  VnDeserialize(dsfJSON, TValue(a.get()),
+                R"({"held":{"className":"TRHolder","inner":{"className":"TRHolder"}}})",
+                made.get());
+  ASSERT_TRUE(a->Held.IsObject());
+  auto *outer = static_cast<TRHolder *>(a->Held.AsObject());
+  ASSERT_TRUE(outer->Inner);
+  EXPECT_EQ(outer->Inner->ClassType(), TRHolder::StaticClass());
+  EXPECT_EQ(made->Count(), 2);
+}
+
 TEST(ReadObjects, CreateFromFailsWithoutAKnownClassName) {
   EXPECT_EQ(FailureOf<EVnException>(
                 [] { VnCreateFrom(dsfJSON, R"({"className":"TNoSuchClass","a":1})"); }),
@@ -206,12 +261,21 @@ TEST(ReadArrays, ADynamicArrayIsOverwrittenFromTheStartAndTakesTheReadLength) {
   EXPECT_EQ(l->Nums, (std::vector<Integer>{1, 2}));
   ASSERT_EQ(l->Points.size(), 1u);
   EXPECT_EQ(l->Points[0].Y, 2);
-  // An array may come as the text of an array; null is no number.
+  // An array may come as the text of an array.
   VnSerializer(l.get()).Deserialize(dsfJSON, R"({"nums":"[7,8]"})");
   EXPECT_EQ(l->Nums, (std::vector<Integer>{7, 8}));
-  EXPECT_EQ(FailureOf<EConvertError>(
-                [&] { VnSerializer(l.get()).Deserialize(dsfJSON, R"({"nums":[3,null]})"); }),
-            "'null' is not a valid integer value");
+  // A null element is an element with its default value, in arrays of any kind.
+  VnSerializer(l.get()).Deserialize(dsfJSON, R"({"nums":[3,null,4],"people":[null]})");
+  EXPECT_EQ(l->Nums, (std::vector<Integer>{3, 0, 4}));
+  ASSERT_EQ(l->People.size(), 1u);
+  EXPECT_EQ(l->People[0], nullptr);
+  // Attributes of a record element of an array reach the record itself.
+  Owned<TLists> x(New<TLists>());
+  VnSerializer(x.get()).Deserialize(
+      dsfXML, "<object><Points><TPoint X=\"5\"><Y>6</Y></TPoint></Points></object>");
+  ASSERT_EQ(x->Points.size(), 1u);
+  EXPECT_EQ(x->Points[0].X, 5);
+  EXPECT_EQ(x->Points[0].Y, 6);
 }
 
 TEST(ReadValues, JsonSpecialForms) {

@@ -663,6 +663,11 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   void FreeRetired() noexcept;
   // Frees the instance that the run made for itself (no instance was given), after a failure.
   void FreeCreatedRoot() noexcept;
+  // A document inside a value, read by a run of its own into AInstance (a new instance of the
+  // class the text names when both are nil): the objects it creates go to this run's list.
+  void *DeserializeNested(void *AInstance, const TVnTypeInfo *AType, const RawByteString &AData);
+  // The workers that took the events since ATo did are done: ATo takes them again.
+  void TakeEventsBack(TVnDeserializer *ATo) noexcept;
 
  protected:
   // The notation's parse begins and ends: this worker takes the events; after a failure the

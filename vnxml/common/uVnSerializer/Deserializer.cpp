@@ -339,6 +339,8 @@ TVnDeserializer *TVnDeserializer::CheckInstance() {
   TVnDeserializer *worker = VnCreateDeserializerEx(Format(), nullptr, FInstanceTypeInfo);
   try {
     worker->SetName(u"subroot");
+    // Attached first: the worker finds the run's parameters ("Owner", "Parent") through it.
+    worker->SetParent(this);
     TObject *object = worker->CreateInstance(FInstanceTypeInfo);
     if (!object) throw Exception(u"Failed to create an instance of the requested object!");
     FInstancePtr = object;
@@ -346,7 +348,6 @@ TVnDeserializer *TVnDeserializer::CheckInstance() {
     worker->FInstancePtr = object;
     Supports(object, FIHelper);
     Supports(object, worker->FIHelper);
-    worker->SetParent(this);
   } catch (...) {
     worker->Free();
     throw;
@@ -427,7 +428,7 @@ TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeSt
         FMemberTypeInfo = TVnTypes::GetTypeInfo(f->GetDataTypeHandle());
       } else if (isClass) {
         TRttiProperty *p = member.Property;
-        if (p && p->GetVisibility() >= mvPublic && p->IsReadable()) {
+        if (p && p->GetVisibility() >= mvPublic) {
           FMemberProp = p;
           FMemberValue = p->GetValue(FInstancePtr);
           FMemberTypeInfo = TVnTypes::GetTypeInfo(p->GetDataTypeHandle());
@@ -439,7 +440,7 @@ TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeSt
       } else if (isClass) {
         // A property known in documents by the name of its shoName hint.
         for (TRttiProperty *p : type->RttiType->GetProperties()) {
-          if (p->GetVisibility() < mvPublic || !p->IsReadable()) continue;
+          if (p->GetVisibility() < mvPublic) continue;
           SerializerHint *hint = nullptr;
           if (GetSerializerHint(p, shoName, hint) && SameText(hint->Value(), AName)) {
             FMemberProp = p;
@@ -603,6 +604,42 @@ TValue *TVnDeserializer::InitializeArrayElement(const UnicodeString &, const Uni
   return &FMemberValue;
 }
 
+void *TVnDeserializer::DeserializeNested(void *AInstance, const TVnTypeInfo *AType,
+                                         const RawByteString &AData) {
+  Owned<TVnDeserializer> worker(AType || AInstance
+                                    ? VnCreateDeserializerEx(Format(), AInstance, AType)
+                                    : VnCreateDeserializer(Format(), nullptr, nullptr));
+  worker->SetCreatedObjects(GetCreatedObjects());
+  try {
+    worker->Deserialize(AData);
+  } catch (...) {
+    worker->FreeCreatedRoot();
+    throw;
+  }
+  return worker->InstancePtr();
+}
+
+void TVnDeserializer::TakeEventsBack(TVnDeserializer *ATo) noexcept {
+  if (!FRoot) return;
+  // The workers that took the events since (from the deepest up) are done.
+  for (TVnDeserializer *w = FRoot->FCurrent; w && w != ATo && w->FRoot == FRoot;) {
+    TVnDeserializer *parent = w->FParentDes;
+    if (!w->FHandedBack) {
+      if (w->FStarted && w->FIHelper) {
+        w->FStarted = false;
+        try {
+          w->FIHelper->AfterDeserialize(w);
+        } catch (...) {
+        }
+      }
+      w->FHandedBack = true;
+      FRoot->FRetired.push_back(w);
+    }
+    w = parent;
+  }
+  FRoot->FCurrent = ATo;
+}
+
 void TVnDeserializer::StoreInto(TVnDeserializer *AWorker, const TValue &AValue) {
   if (AWorker->FMemberField)
     AWorker->FMemberField->SetValue(AWorker->FInstancePtr, AValue);
@@ -651,7 +688,7 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
     if (FInstancePtr && FInstanceTypeInfo && AUri.empty() && AName.empty() &&
         (FInstanceTypeInfo->Kind == vtkArray || FInstanceTypeInfo->Kind == vtkDynArray ||
          FInstanceTypeInfo->Kind == vtkRecord || FInstanceTypeInfo->Kind == vtkClass))
-      VnDeserializeEx(Format(), FInstancePtr, FInstanceTypeInfo, UTF8Encode(AValue));
+      DeserializeNested(FInstancePtr, FInstanceTypeInfo, UTF8Encode(AValue));
     return;
   }
   TValue value;

@@ -337,7 +337,7 @@ void TVnJSONDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &A
   TVnTypeKind elementKind = vtkUnknown;
   if (IsArraySerializer(&elementKind) && elementKind != vtkArray && elementKind != vtkDynArray &&
       elementKind != vtkRecord && elementKind != vtkClass) {
-    if (!AValue.empty()) {
+    if (!AValue.empty() && ADataType != jdtNull) {
       bool any = false;
       for (char16_t c : AValue)
         if (!IsBracketOrBlank(c)) {
@@ -352,6 +352,10 @@ void TVnJSONDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &A
       InitializeArrayElement(UnicodeString(), FMemberName);
       FCanDeserialize = desIgnore;
     }
+  } else if (ADataType == jdtNull && IsArraySerializer()) {
+    // A null element of an array of records, objects or arrays: an element with its default.
+    InitializeArrayElement(UnicodeString(), FMemberName);
+    FCanDeserialize = desIgnore;
   }
   if (FCanDeserialize == desIgnore) return;
   if (FInstancePtr && FInstanceTypeInfo && FMemberName.empty()) {
@@ -390,7 +394,7 @@ void TVnJSONDeserializer::Value(TVnJSONDataType ADataType, const VnJSONString &A
           UnicodeString text = ADataType == jdtString ? VnJSONtoStr(AValue, jdtString) : AValue;
           if (text.empty() || text[0] != u'{')
             throw Exception(u"Record/Object data must start with \"{\".");
-          VnDeserializeEx(dsfJSON, FInstancePtr, type, UTF8Encode(text));
+          DeserializeNested(FInstancePtr, type, UTF8Encode(text));
         }
       } else if (type->Kind == vtkRecord) {
         throw Exception(
@@ -458,7 +462,8 @@ void TVnJSONEnumDeserializer::Value(TVnJSONDataType ADataType, const VnJSONStrin
 }
 
 void TVnJSONEnumDeserializer::EndObject() {
-  if (TVnDeserializer *parent = ParentDeserializer()) parent->DeserializeEndType();
+  // The value went to the parent's member with each piece; the parent's own type goes on (its
+  // end would let a serializable object's section go in the middle of the object).
   HandBack();
 }
 
@@ -634,14 +639,20 @@ void TVnJSONValueDeserializer::EndObject() {
       }
       case vtkRecord: {
         TValue value = TValue::Make(nullptr, type->Handle);
-        VnDeserializeEx(dsfJSON, value.GetReferenceToRawData(), type, UTF8Encode(text));
+        DeserializeNested(value.GetReferenceToRawData(), type, UTF8Encode(text));
         *target = std::move(value);
         break;
       }
       case vtkClass:
         if (FCreatedObjs) {
-          TObject *object = VnCreateFrom(dsfJSON, UTF8Encode(text));
-          FCreatedObjs->Add(object);
+          auto *object =
+              static_cast<TObject *>(DeserializeNested(nullptr, nullptr, UTF8Encode(text)));
+          try {
+            FCreatedObjs->Add(object);
+          } catch (...) {
+            object->Free();
+            throw;
+          }
           *target = TValue(object);
         }
         break;

@@ -284,7 +284,12 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
       if (AAttributes && AAttributes->Count() > 0 &&
           (FMemberValue.IsObject() || FMemberValue.GetTypeKind() == tkRecord) &&
           !FMemberValue.IsNull()) {
-        Owned<TVnDeserializer> target(VnCreateDeserializer(dsfXML, FMemberValue));
+        // On the element itself: a record is filled in place, an object by its pointer.
+        Owned<TVnDeserializer> target(
+            FMemberValue.IsObject()
+                ? VnCreateDeserializer(dsfXML, FMemberValue)
+                : VnCreateDeserializerEx(dsfXML, FMemberValue.GetReferenceToRawData(),
+                                         FMemberTypeInfo));
         if (target->InheritsFrom(TVnXMLDeserializer::StaticClass())) {
           auto *x = static_cast<TVnXMLDeserializer *>(target.get());
           x->FProcessRootChars = true;
@@ -298,7 +303,16 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
         const TVnTypeInfo *info = TypeBySchemaName(*type);
         FDataType = info ? info->QualifiedName : UnicodeString();
       }
+      TVnDeserializer *before = Current();
       FCanDeserialize = CanDeserialize(FURI, FLocalName, FDataType, !FDeserializingAttribs);
+      if (FDeserializingAttribs && FMemberTypeInfo &&
+          (FMemberTypeInfo->Kind == vtkClass || FMemberTypeInfo->Kind == vtkRecord ||
+           FMemberTypeInfo->Kind == vtkArray || FMemberTypeInfo->Kind == vtkDynArray)) {
+        // An attribute holds text only: it does not enter an object, record or array member,
+        // and the rest of the element stays with this worker.
+        if (Current() != before) TakeEventsBack(before);
+        FCanDeserialize = desIgnore;
+      }
     }
     FAttribs = nullptr;
     return;
