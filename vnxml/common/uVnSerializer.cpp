@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "vnxml/common/uVnSerializer/Internal.h"
 #include "vnxml/rtl/Owned.h"
 #include "vnxml/rtl/SysUtils.h"
 
@@ -31,10 +32,7 @@ UnicodeString KindName(Integer AOrdinal) {
   return GetEnumName(TypeInfo<TVnTypeKind>(), AOrdinal);
 }
 
-TClass ClassOf(const TVnTypeInfo *AType) {
-  if (!AType || !AType->RttiType || AType->RttiType->GetTypeKind() != tkClass) return nullptr;
-  return AType->RttiType->AsInstance()->GetMetaclassType();
-}
+using serializer_detail::ClassOf;
 
 // Appends UTF-16 text as UTF-8; a lone surrogate becomes U+FFFD. The bytes are made in a small
 // block on the stack and appended a block at a time.

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "vnxml/common/uVnSerializer.h"
+#include "vnxml/common/uVnSerializer/Internal.h"
 #include "vnxml/rtl/Owned.h"
 #include "vnxml/rtl/SysUtils.h"
 
@@ -14,11 +15,6 @@ const char16_t _SVnNoFormatDeserializer[] = u"There is no registered %s deserial
 namespace {
 
 const char16_t cNotSupportedValue[] = u"The value \"%s\" of type \"%s\" is not supported!";
-
-TClass ClassOfType(const TVnTypeInfo *AType) {
-  if (!AType || !AType->RttiType || AType->RttiType->GetTypeKind() != tkClass) return nullptr;
-  return AType->RttiType->AsInstance()->GetMetaclassType();
-}
 
 UnicodeString HostKindName(const TVnTypeInfo *AType) {
   return GetEnumName(TypeInfo<TTypeKind>(), AType ? AType->GetKind() : tkUnknown);
@@ -356,7 +352,7 @@ TVnDeserializer *TVnDeserializer::CheckInstance() {
 }
 
 TObject *TVnDeserializer::CreateInstance(const TVnTypeInfo *&ATypeInfo) {
-  TClass cls = ClassOfType(ATypeInfo);
+  TClass cls = serializer_detail::ClassOf(ATypeInfo);
   if (!cls && ATypeInfo) cls = GetClass(ATypeInfo->Name);
   if (!cls)
     throw Exception(u"Failed to retrieve the Class of type \"%s\"!",
@@ -507,10 +503,10 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeS
       info = FMemberTypeInfo;
     else
       info = name.empty() ? nullptr : TVnTypes::GetTypeInfo(name, tntSchemaName, false);
-    TClass cls = info && info->Kind == vtkClass ? ClassOfType(info) : nullptr;
+    TClass cls = info && info->Kind == vtkClass ? serializer_detail::ClassOf(info) : nullptr;
     if (cls && cls->FCreate) {
       // A class that the member cannot hold is refused before anything is made.
-      TClass declared = ClassOfType(FMemberTypeInfo);
+      TClass declared = serializer_detail::ClassOf(FMemberTypeInfo);
       if (declared && !cls->InheritsFrom(declared)) throw EInvalidCast(u"Invalid class typecast");
       object = CreateInstance(info);
       if (object) {
@@ -574,7 +570,8 @@ TVnDeserializer *TVnDeserializer::AttachChild(TVnDeserializer *AChild, const Uni
       TClass helper = AHint->GetDeserializerHelperClass();
       AChild->FCHelper = static_cast<TVnDeserializerHelper *>(helper->Create());
     } else if (ATypeInfo && ATypeInfo->Kind == vtkClass) {
-      if (TClass cls = ClassOfType(ATypeInfo)) AChild->FCHelper = FindDeserializerHelper(cls);
+      if (TClass cls = serializer_detail::ClassOf(ATypeInfo))
+        AChild->FCHelper = FindDeserializerHelper(cls);
     }
     AChild->SetParent(this);
     AChild->DeserializeStartType();

@@ -69,19 +69,6 @@ class TVnXMLDeserializerEvents : public TVnObject,
   TVnXMLDeserializer *FRoot;
 };
 
-// The value of the first attribute with the local name (and, when given, the URI), compared
-// without regard to case; nil when there is none.
-const VnXMLString *FindAttribute(IVnSAXAttributes *AAttributes, UnicodeStringView ALocalName,
-                                 const char16_t *AURI) {
-  if (!AAttributes) return nullptr;
-  for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next) {
-    if (a->LocalName.size() == ALocalName.size() && SameText(a->LocalName, ALocalName) &&
-        (!AURI || SameText(a->URI, AURI)))
-      return &a->Value;
-  }
-  return nullptr;
-}
-
 // The type an xsi:type names, kept per thread: the writer types every element, and the
 // registry's lookup takes a lock. Types live as long as the process; a name that finds nothing is
 // not kept, since a later registration may bring it.
@@ -299,8 +286,9 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
         }
       }
     } else {
-      if (const VnXMLString *type = FindAttribute(AAttributes, u"type", cVnXSINamespaceURI)) {
-        const TVnTypeInfo *info = TypeBySchemaName(*type);
+      Integer typeAt = AAttributes ? AAttributes->GetIndex(cVnXSINamespaceURI, u"type") : -1;
+      if (typeAt >= 0) {
+        const TVnTypeInfo *info = TypeBySchemaName(AAttributes->GetValue(typeAt));
         FDataType = info ? info->QualifiedName : UnicodeString();
       }
       TVnDeserializer *before = Current();
