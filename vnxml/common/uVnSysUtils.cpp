@@ -40,6 +40,14 @@ TVnGetJSONDocValueFunc gGetJSONDocValue = nullptr;
       u"No JSON document hook is installed: the JSON unit of the library is not linked in");
 }
 
+TVnCreateXMLDocFunc gCreateXMLDoc = nullptr;
+TVnGetXMLDocValueFunc gGetXMLDocValue = nullptr;
+
+[[noreturn]] void RaiseNoXMLHook() {
+  throw ENotSupportedException(
+      u"No XML document hook is installed: the DOM unit of the library is not linked in");
+}
+
 }  // namespace
 
 void SetCreateJSONDoc(TVnCreateJSONDocFunc AFunc) noexcept {
@@ -58,6 +66,24 @@ DelphiInterface<IInterface> VnCreateJSONDoc(const UnicodeString &AJSON) {
 Variant VnGetJSONDocValue(IInterface *ADocument, const UnicodeString &APath) {
   if (!gGetJSONDocValue) RaiseNoJSONHook();
   return gGetJSONDocValue(ADocument, APath);
+}
+
+void SetCreateXMLDoc(TVnCreateXMLDocFunc AFunc) noexcept {
+  gCreateXMLDoc = AFunc;
+}
+
+void SetGetXMLDocValue(TVnGetXMLDocValueFunc AFunc) noexcept {
+  gGetXMLDocValue = AFunc;
+}
+
+DelphiInterface<IInterface> VnCreateXMLDoc(const UnicodeString &AXML) {
+  if (!gCreateXMLDoc) RaiseNoXMLHook();
+  return gCreateXMLDoc(AXML);
+}
+
+Variant VnGetXMLDocValue(IInterface *ADocument, const UnicodeString &APath) {
+  if (!gGetXMLDocValue) RaiseNoXMLHook();
+  return gGetXMLDocValue(ADocument, APath);
 }
 
 }  // namespace vn

@@ -105,4 +105,15 @@ void SetGetJSONDocValue(TVnGetJSONDocValueFunc AFunc) noexcept;
 DelphiInterface<IInterface> VnCreateJSONDoc(const UnicodeString &AJSON);
 Variant VnGetJSONDocValue(IInterface *ADocument, const UnicodeString &APath);
 
+// The same pair for XML documents, installed by the DOM unit: a document built from XML text
+// (IVnDOMDocument), and the value of the element that a path selects in it (case and prefixes
+// ignored), or Unassigned.
+using TVnCreateXMLDocFunc = DelphiInterface<IInterface> (*)(const UnicodeString &AXML);
+using TVnGetXMLDocValueFunc = Variant (*)(IInterface *ADocument, const UnicodeString &APath);
+
+void SetCreateXMLDoc(TVnCreateXMLDocFunc AFunc) noexcept;
+void SetGetXMLDocValue(TVnGetXMLDocValueFunc AFunc) noexcept;
+DelphiInterface<IInterface> VnCreateXMLDoc(const UnicodeString &AXML);
+Variant VnGetXMLDocValue(IInterface *ADocument, const UnicodeString &APath);
+
 }  // namespace vn

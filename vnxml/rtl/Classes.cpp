@@ -1148,4 +1148,64 @@ Integer TComponent::_Release() {
   return -1;
 }
 
+// ---------------------------------------------------------------------------------------------
+// TStreamAdapter
+
+TStreamAdapter::~TStreamAdapter() {
+  if (FOwnership == soOwned) Free(FStream);
+}
+
+HRESULT TStreamAdapter::Read(void *ABuffer, LongWord ACount, LongWord *ARead) {
+  if (ARead) *ARead = 0;
+  if (!ABuffer && ACount) return STG_E_INVALIDPOINTER;
+  try {
+    const Int64 n = FStream->Read(ABuffer, ACount);
+    if (ARead) *ARead = static_cast<LongWord>(n);
+    return n < ACount ? S_FALSE : S_OK;
+  } catch (...) {
+    return STG_E_READFAULT;
+  }
+}
+
+HRESULT TStreamAdapter::Write(const void *ABuffer, LongWord ACount, LongWord *AWritten) {
+  if (AWritten) *AWritten = 0;
+  if (!ABuffer && ACount) return STG_E_INVALIDPOINTER;
+  try {
+    const Int64 n = FStream->Write(ABuffer, ACount);
+    if (AWritten) *AWritten = static_cast<LongWord>(n);
+    return n < ACount ? STG_E_WRITEFAULT : S_OK;
+  } catch (...) {
+    return STG_E_WRITEFAULT;
+  }
+}
+
+HRESULT TStreamAdapter::Seek(Int64 AMove, LongWord AOrigin, UInt64 *ANewPosition) {
+  if (AOrigin > STREAM_SEEK_END) return STG_E_INVALIDFUNCTION;
+  try {
+    const Int64 pos = FStream->Seek(AMove, static_cast<TSeekOrigin>(AOrigin));
+    if (ANewPosition) *ANewPosition = static_cast<UInt64>(pos);
+    return S_OK;
+  } catch (...) {
+    return STG_E_INVALIDFUNCTION;
+  }
+}
+
+HRESULT TStreamAdapter::SetSize(UInt64 ANewSize) {
+  try {
+    FStream->SetSize(static_cast<Int64>(ANewSize));
+    return S_OK;
+  } catch (...) {
+    return E_FAIL;
+  }
+}
+
+HRESULT TStreamAdapter::Stat(TStatStg &AStatStg, LongWord) {
+  try {
+    AStatStg.cbSize = static_cast<UInt64>(FStream->GetSize());
+    return S_OK;
+  } catch (...) {
+    return E_FAIL;
+  }
+}
+
 }  // namespace vn

@@ -9,6 +9,7 @@
 #include "vnxml/rtl/Interface.h"
 #include "vnxml/rtl/Object.h"
 #include "vnxml/rtl/Sets.h"
+#include "vnxml/rtl/Streams.h"
 #include "vnxml/rtl/SysUtils.h"
 #include "vnxml/rtl/Types.h"
 
@@ -523,6 +524,61 @@ class TComponent : public TPersistent, public IInterface {
   std::vector<TComponent *> FComponents;
   std::vector<TComponent *> FFreeNotifies;
   TComponentState FComponentState;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Streams behind an interface: the operations of the COM byte-stream interface that code of
+// this library and its users need (reading, writing, moving and the size), and the adapter that
+// serves them from a TStream. Results: S_OK, S_FALSE for a short read, STG_E_... failures.
+
+constexpr HRESULT STG_E_INVALIDFUNCTION = static_cast<HRESULT>(0x80030001u);
+constexpr HRESULT STG_E_INVALIDPOINTER = static_cast<HRESULT>(0x80030009u);
+constexpr HRESULT STG_E_READFAULT = static_cast<HRESULT>(0x8003001Eu);
+constexpr HRESULT STG_E_WRITEFAULT = static_cast<HRESULT>(0x8003001Du);
+constexpr LongWord STREAM_SEEK_SET = 0;
+constexpr LongWord STREAM_SEEK_CUR = 1;
+constexpr LongWord STREAM_SEEK_END = 2;
+
+// What Stat reports: the size in bytes.
+struct TStatStg {
+  UInt64 cbSize = 0;
+};
+
+class IStream : public IInterface {
+  VN_INTERFACE(IStream, IInterface, "{0000000C-0000-0000-C000-000000000046}")
+ public:
+  // Up to ACount bytes; the count read goes to ARead when it is not null.
+  virtual HRESULT Read(void *ABuffer, LongWord ACount, LongWord *ARead) = 0;
+  virtual HRESULT Write(const void *ABuffer, LongWord ACount, LongWord *AWritten) = 0;
+  // AOrigin is one of STREAM_SEEK_SET, _CUR, _END; the new position goes to ANewPosition when
+  // it is not null.
+  virtual HRESULT Seek(Int64 AMove, LongWord AOrigin, UInt64 *ANewPosition) = 0;
+  virtual HRESULT SetSize(UInt64 ANewSize) = 0;
+  virtual HRESULT Stat(TStatStg &AStatStg, LongWord AStatFlag) = 0;
+};
+
+enum TStreamOwnership : Byte { soReference, soOwned };
+
+// Serves IStream from a TStream, which it frees with itself when it owns it. Exceptions of the
+// stream become failure results.
+class TStreamAdapter : public TInterfacedObject, public IStream {
+  VN_CLASS(TStreamAdapter, TInterfacedObject)
+  VN_IMPLEMENTS(TInterfacedObject, IStream)
+ public:
+  explicit TStreamAdapter(TStream *AStream, TStreamOwnership AOwnership = soReference) noexcept
+      : FStream(AStream), FOwnership(AOwnership) {}
+  ~TStreamAdapter() override;
+  TStream *Stream() const noexcept { return FStream; }
+
+  HRESULT Read(void *ABuffer, LongWord ACount, LongWord *ARead) override;
+  HRESULT Write(const void *ABuffer, LongWord ACount, LongWord *AWritten) override;
+  HRESULT Seek(Int64 AMove, LongWord AOrigin, UInt64 *ANewPosition) override;
+  HRESULT SetSize(UInt64 ANewSize) override;
+  HRESULT Stat(TStatStg &AStatStg, LongWord AStatFlag) override;
+
+ private:
+  TStream *FStream;
+  TStreamOwnership FOwnership;
 };
 
 }  // namespace vn

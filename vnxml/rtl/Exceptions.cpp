@@ -21,6 +21,13 @@ void AssertFailed(const UnicodeString &AMessage, const char *AFile, Integer ALin
   throw EAssertionFailed(Format(u"%s (%s, line %d)", {AMessage, AFile, ALine}));
 }
 
+void CheckSafecallResult(HRESULT AResult) {
+  if (AResult >= 0) return;
+  ESafecallException e(u"Exception in safecall method");
+  e.ErrorCode = AResult;
+  throw e;
+}
+
 void AbstractError() {
   throw EAbstractError(u"Abstract Error");
 }

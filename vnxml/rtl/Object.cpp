@@ -38,6 +38,10 @@ bool TObject::GetInterface(const TGUID &, void **AObj) {
   return false;
 }
 
+HRESULT TObject::SafeCallException(std::exception_ptr) noexcept {
+  return E_UNEXPECTED;
+}
+
 TObject *TMetaClass::Create() const {
   if (!FCreate) AbstractError();
   return FCreate();

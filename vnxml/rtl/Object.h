@@ -10,6 +10,7 @@
 // A plain `new T` is allowed and skips AfterConstruction; `delete` skips BeforeDestruction.
 #pragma once
 
+#include <exception>
 #include <type_traits>
 #include <utility>
 
@@ -123,6 +124,9 @@ class TObject {
   // a reference taken and returns true; otherwise stores null.
   virtual bool GetInterface(const TGUID &AIID, void **AObj);
   virtual UnicodeString ToString() const { return ClassName(); }
+  // The result that an operation of the failure-by-result kind (SafecallInvoke, SysUtils.h)
+  // answers for the exception that ended it: E_UNEXPECTED unless a class knows better.
+  virtual HRESULT SafeCallException(std::exception_ptr AException) noexcept;
 
  protected:
   TObject(const TObject &) noexcept = default;

@@ -200,6 +200,35 @@ VN_DECLARE_EXCEPTION(EComponentError, Exception)
 VN_DECLARE_EXCEPTION(EParserError, Exception)
 VN_DECLARE_EXCEPTION(ERegularExpressionError, Exception)
 
+// ---------------------------------------------------------------------------------------------
+// Operations of the failure-by-result kind. Interfaces that are meant to cross vendor or module
+// boundaries (the DOM interfaces of XmlDom.h) report failures as results instead of exceptions:
+// each operation answers S_OK, or the failure that TObject::SafeCallException gives for the
+// exception that ended it. A caller that wants exceptions back checks the result.
+
+// Raised by CheckSafecallResult with "Exception in safecall method"; ErrorCode is the result.
+class ESafecallException : public Exception {
+  VN_EXCEPTION_CLASS(ESafecallException, Exception)
+ public:
+  using Exception::Exception;
+  HRESULT ErrorCode = 0;
+};
+
+// Raises ESafecallException for a failing result (below 0); success results pass.
+void CheckSafecallResult(HRESULT AResult);
+
+// Runs AFunc and answers S_OK, or the result that ASelf's SafeCallException gives for whatever
+// AFunc raised. Nothing escapes.
+template <class F>
+HRESULT SafecallInvoke(TObject *ASelf, F &&AFunc) noexcept {
+  try {
+    AFunc();
+    return S_OK;
+  } catch (...) {
+    return ASelf->SafeCallException(std::current_exception());
+  }
+}
+
 using ExceptClass = TClass;
 
 // Raises EAssertionFailed with "<AMessage> (<AFile>, line <ALine>)".

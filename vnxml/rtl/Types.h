@@ -37,6 +37,9 @@ constexpr HRESULT S_OK = 0;
 constexpr HRESULT S_FALSE = 1;
 constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002u);
 constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005u);
+// The failure that an operation of the failure-by-result kind answers when nothing better is
+// known (TObject::SafeCallException).
+constexpr HRESULT E_UNEXPECTED = static_cast<HRESULT>(0x8000FFFFu);
 
 // UTF-16 text with value semantics.
 using UnicodeString = std::u16string;

@@ -60,6 +60,7 @@
 #include "vnxml/rtl/Variant.h"
 #include "vnxml/json/uVnJSONSerializer.h"
 #include "vnxml/xml/uVnSAX.h"
+#include "vnxml/xml/XmlDom.h"
 #include "vnxml/xml/uVnXMLSerializer.h"
 
 namespace vn {
@@ -1908,6 +1909,9 @@ class TVnDOMDocument : public TVnDOMNode {
   // A root that leaves stays the root for GetRootNode while it lives, and its place stays taken
   // (CreateRootNode refuses, AppendChild makes no new root) until Clear.
   void RemoveChild(TVnDOMNode *ANode) override;
+  // Removes the old root (a departed one is let go), then appends AElement, which becomes the
+  // root; null leaves the document without one.
+  void SetDocumentElement(TVnDOMElement *AElement);
   TVnDOMComment *AddComment(const UnicodeString &AText);
   void Clear() override;
   // Raises EVnDomNotSupported: a document cannot be cloned.
@@ -2273,14 +2277,23 @@ inline constexpr Integer cVnXPathMaxNesting = 128;
 // errors pass through.
 UnicodeString VnFormatXML(const UnicodeString &AXML);
 UnicodeString VnFormatXML(const AnsiString &AXML);
+// Formats the text (IDOMNodeEx) of a document given through the generic interfaces, not its
+// markup: on a document of this library the text is empty, and so is the result.
+UnicodeString VnFormatXML(IDOMDocument *ADocument);
 
 // ---------------------------------------------------------------------------------------------
 // Impls. Each forwards every operation of its interfaces to its object; node arguments go
 // through Node.
 
-class TVnDOMNodeImpl : public TVnDOMObjectImpl, public virtual IVnDOMNode {
+class TVnDOMNodeImpl : public TVnDOMObjectImpl,
+                       public virtual IVnDOMNode,
+                       public virtual IDOMNode,
+                       public virtual IDOMNodeEx,
+                       public IDOMNodeSelect,
+                       public IDOMPersist {
   VN_CLASS(TVnDOMNodeImpl, TVnDOMObjectImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMObjectImpl, IVnSerializable, IVnDOMNode)
+  VN_DOM_IMPLEMENTS(TVnDOMObjectImpl, IVnSerializable, IVnDOMNode, IDOMNode, IDOMNodeEx,
+                    IDOMNodeSelect, IDOMPersist)
  public:
   explicit TVnDOMNodeImpl(TVnDOMObject *ADOMObject) : TVnDOMObjectImpl(ADOMObject) {}
   TVnDOMNode *DOMNode() const;
@@ -2331,11 +2344,73 @@ class TVnDOMNodeImpl : public TVnDOMObjectImpl, public virtual IVnDOMNode {
   DelphiInterface<IVnDOMDocument> Document() override;
   DelphiInterface<IVnDOMNode> ParentNode() override;
   UnicodeString NodePath(bool ALocalName, const UnicodeString &AKeyAttribute) override;
+
+  // IDOMNode
+  HRESULT get_nodeName(DOMString &AResult) override;
+  HRESULT get_nodeValue(DOMString &AResult) override;
+  HRESULT set_nodeValue(const DOMString &AValue) override;
+  HRESULT get_nodeType(DOMNodeType &AResult) override;
+  HRESULT get_parentNode(DelphiInterface<IDOMNode> &AResult) override;
+  // The child list, attributes included.
+  HRESULT get_childNodes(DelphiInterface<IDOMNodeList> &AResult) override;
+  // Fail on a node without children instead of answering null.
+  HRESULT get_firstChild(DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT get_lastChild(DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT get_previousSibling(DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT get_nextSibling(DelphiInterface<IDOMNode> &AResult) override;
+  // An element's attribute list; other nodes fail.
+  HRESULT get_attributes(DelphiInterface<IDOMNamedNodeMap> &AResult) override;
+  HRESULT get_ownerDocument(DelphiInterface<IDOMDocument> &AResult) override;
+  HRESULT get_namespaceURI(DOMString &AResult) override;
+  HRESULT get_prefix(DOMString &AResult) override;
+  HRESULT get_localName(DOMString &AResult) override;
+  HRESULT insertBefore(IDOMNode *ANewChild, IDOMNode *ARefChild,
+                       DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT replaceChild(IDOMNode *ANewChild, IDOMNode *AOldChild,
+                       DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT removeChild(IDOMNode *AChild, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT appendChild(IDOMNode *ANewChild, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT hasChildNodes(bool &AResult) override;
+  HRESULT cloneNode(bool ADeep, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT normalize() override;
+  // Always false.
+  HRESULT supports(const DOMString &AFeature, const DOMString &AVersion, bool &AResult) override;
+
+  // IDOMNodeEx
+  HRESULT get_text(DOMString &AResult) override;
+  HRESULT set_text(const DOMString &AText) override;
+  HRESULT get_xml(DOMString &AResult) override;
+  HRESULT transformNode(IDOMNode *AStyleSheet, WideString &AOutput) override;
+  HRESULT transformNode(IDOMNode *AStyleSheet, IDOMDocument *AOutput) override;
+
+  // IDOMNodeSelect: SelectSingleNode with soRaise, CreateNodeList without options.
+  HRESULT selectNode(const DOMString &ANodePath, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT selectNodes(const DOMString &ANodePath, DelphiInterface<IDOMNodeList> &AResult) override;
+
+  // IDOMPersist
+  HRESULT asyncLoadState(Integer &AResult) override;
+  HRESULT load(const Variant &ASource, bool &AResult) override;
+  HRESULT loadFromStream(TStream *AStream, bool &AResult) override;
+  HRESULT loadFromStream(IStream *AStream, bool &AResult) override;
+  HRESULT loadxml(const DOMString &AValue, bool &AResult) override;
+  // Builds the markup and writes it nowhere: the destination is not touched.
+  HRESULT save(const Variant &ADestination) override;
+  HRESULT saveToStream(TStream *AStream) override;
+  // Stores the handler, which is never called: loads are never asynchronous.
+  HRESULT set_OnAsyncLoad(TObject *ASender, TAsyncEventHandler AEventHandler) override;
+
+ protected:
+  TAsyncEventHandler FEventHandler;
+  Integer FLoadState = 0;
 };
 
-class TVnDOMNodeListImpl : public TVnDOMObjectImpl, public virtual IVnDOMNamedNodeList {
+class TVnDOMNodeListImpl : public TVnDOMObjectImpl,
+                           public virtual IVnDOMNamedNodeList,
+                           public IDOMNodeList,
+                           public IDOMNamedNodeMap {
   VN_CLASS(TVnDOMNodeListImpl, TVnDOMObjectImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMObjectImpl, IVnDOMNodeList, IVnDOMNamedNodeList)
+  VN_DOM_IMPLEMENTS(TVnDOMObjectImpl, IVnDOMNodeList, IVnDOMNamedNodeList, IDOMNodeList,
+                    IDOMNamedNodeMap)
  public:
   explicit TVnDOMNodeListImpl(TVnDOMObject *ADOMObject) : TVnDOMObjectImpl(ADOMObject) {}
   TVnDOMNodeListBase *DOMList() const;
@@ -2361,6 +2436,20 @@ class TVnDOMNodeListImpl : public TVnDOMObjectImpl, public virtual IVnDOMNamedNo
   DelphiInterface<IVnDOMNode> Delete(const UnicodeString &AName,
                                      TVnDOMSelectOptions AOptions) override;
   DelphiInterface<IVnDOMNode> Delete(UnicodeStringView AURI, UnicodeStringView AName) override;
+
+  // IDOMNodeList, IDOMNamedNodeMap. The named operations change the list only: a node keeps its
+  // parent and its place among the children, and an added node gets no parent.
+  HRESULT get_item(Integer AIndex, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT get_length(Integer &AResult) override;
+  // A miss fails.
+  HRESULT getNamedItem(const DOMString &AName, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT setNamedItem(IDOMNode *ANode, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT removeNamedItem(const DOMString &AName, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT getNamedItemNS(const DOMString &ANamespaceURI, const DOMString &ALocalName,
+                         DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT setNamedItemNS(IDOMNode *ANode, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT removeNamedItemNS(const DOMString &ANamespaceURI, const DOMString &ALocalName,
+                            DelphiInterface<IDOMNode> &AResult) override;
 };
 
 class TVnDOMElementListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMElementList {
@@ -2382,9 +2471,11 @@ class TVnDOMAttrListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMAttrL
 
 // The Impls of the node kinds: each forwards the operations of its kind's interface to its
 // object, under the same name.
-class TVnDOMCharacterDataImpl : public TVnDOMNodeImpl, public virtual IVnDOMCharacterData {
+class TVnDOMCharacterDataImpl : public TVnDOMNodeImpl,
+                                public virtual IVnDOMCharacterData,
+                                public virtual IDOMCharacterData {
   VN_CLASS(TVnDOMCharacterDataImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMCharacterData)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMCharacterData, IDOMCharacterData)
  public:
   explicit TVnDOMCharacterDataImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
   TVnDOMCharacterData *DOMCharacterData() const;
@@ -2395,35 +2486,57 @@ class TVnDOMCharacterDataImpl : public TVnDOMNodeImpl, public virtual IVnDOMChar
   void InsertStr(Integer AOffset, const UnicodeString &AText) override;
   void ReplaceStr(Integer AOffset, Integer ACount, const UnicodeString &AText) override;
   UnicodeString Substring(Integer AOffset, Integer ACount) override;
+
+  // IDOMCharacterData: the value and the operations above (substringData answers the whole
+  // value, as Substring does).
+  HRESULT get_data(DOMString &AResult) override;
+  HRESULT set_data(const DOMString &AData) override;
+  HRESULT get_length(Integer &AResult) override;
+  HRESULT substringData(Integer AOffset, Integer ACount, DOMString &AResult) override;
+  HRESULT appendData(const DOMString &AData) override;
+  HRESULT insertData(Integer AOffset, const DOMString &AData) override;
+  HRESULT deleteData(Integer AOffset, Integer ACount) override;
+  HRESULT replaceData(Integer AOffset, Integer ACount, const DOMString &AData) override;
 };
 
-class TVnDOMTextImpl : public TVnDOMCharacterDataImpl, public virtual IVnDOMText {
+class TVnDOMTextImpl : public TVnDOMCharacterDataImpl,
+                       public virtual IVnDOMText,
+                       public virtual IDOMText {
   VN_CLASS(TVnDOMTextImpl, TVnDOMCharacterDataImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMCharacterDataImpl, IVnDOMText)
+  VN_DOM_IMPLEMENTS(TVnDOMCharacterDataImpl, IVnDOMText, IDOMText)
  public:
   explicit TVnDOMTextImpl(TVnDOMObject *ADOMObject) : TVnDOMCharacterDataImpl(ADOMObject) {}
 
   // IVnDOMText
   DelphiInterface<IVnDOMText> SplitTxt(Integer AOffset) override;
+
+  // IDOMText
+  HRESULT splitText(Integer AOffset, DelphiInterface<IDOMText> &AResult) override;
 };
 
-class TVnDOMCDATAImpl : public TVnDOMTextImpl, public virtual IVnDOMCDATA {
+class TVnDOMCDATAImpl : public TVnDOMTextImpl,
+                        public virtual IVnDOMCDATA,
+                        public virtual IDOMCDATASection {
   VN_CLASS(TVnDOMCDATAImpl, TVnDOMTextImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMTextImpl, IVnDOMCDATA)
+  VN_DOM_IMPLEMENTS(TVnDOMTextImpl, IVnDOMCDATA, IDOMCDATASection)
  public:
   explicit TVnDOMCDATAImpl(TVnDOMObject *ADOMObject) : TVnDOMTextImpl(ADOMObject) {}
 };
 
-class TVnDOMCommentImpl : public TVnDOMCharacterDataImpl, public virtual IVnDOMComment {
+class TVnDOMCommentImpl : public TVnDOMCharacterDataImpl,
+                          public virtual IVnDOMComment,
+                          public virtual IDOMComment {
   VN_CLASS(TVnDOMCommentImpl, TVnDOMCharacterDataImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMCharacterDataImpl, IVnDOMComment)
+  VN_DOM_IMPLEMENTS(TVnDOMCharacterDataImpl, IVnDOMComment, IDOMComment)
  public:
   explicit TVnDOMCommentImpl(TVnDOMObject *ADOMObject) : TVnDOMCharacterDataImpl(ADOMObject) {}
 };
 
-class TVnDOMAttributeImpl : public TVnDOMNodeImpl, public virtual IVnDOMAttribute {
+class TVnDOMAttributeImpl : public TVnDOMNodeImpl,
+                            public virtual IVnDOMAttribute,
+                            public virtual IDOMAttr {
   VN_CLASS(TVnDOMAttributeImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMAttribute)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMAttribute, IDOMAttr)
  public:
   explicit TVnDOMAttributeImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
   TVnDOMAttribute *DOMAttribute() const;
@@ -2433,11 +2546,20 @@ class TVnDOMAttributeImpl : public TVnDOMNodeImpl, public virtual IVnDOMAttribut
   UnicodeString NamespacePrefix() override;
   DelphiInterface<IVnDOMAttribute> NextAttribute() override;
   DelphiInterface<IVnDOMAttribute> PreviousAttribute() override;
+
+  // IDOMAttr: the qualified name, the value, the parent; always specified.
+  HRESULT get_name(DOMString &AResult) override;
+  HRESULT get_specified(bool &AResult) override;
+  HRESULT get_value(DOMString &AResult) override;
+  HRESULT set_value(const DOMString &AValue) override;
+  HRESULT get_ownerElement(DelphiInterface<IDOMElement> &AResult) override;
 };
 
-class TVnDOMElementImpl : public TVnDOMNodeImpl, public virtual IVnDOMElement {
+class TVnDOMElementImpl : public TVnDOMNodeImpl,
+                          public virtual IVnDOMElement,
+                          public virtual IDOMElement {
   VN_CLASS(TVnDOMElementImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMElement)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMElement, IDOMElement)
  public:
   explicit TVnDOMElementImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
   TVnDOMElement *DOMElement() const;
@@ -2548,12 +2670,38 @@ class TVnDOMElementImpl : public TVnDOMNodeImpl, public virtual IVnDOMElement {
                                                        TVnDOMSelectOptions AOptions) override;
   DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
                                                      TVnDOMSelectOptions AOptions) override;
+
+  // IDOMElement
+  HRESULT get_tagName(DOMString &AResult) override;
+  HRESULT getAttribute(const DOMString &AName, DOMString &AResult) override;
+  HRESULT setAttribute(const DOMString &AName, const DOMString &AValue) override;
+  HRESULT removeAttribute(const DOMString &AName) override;
+  HRESULT getAttributeNode(const DOMString &AName, DelphiInterface<IDOMAttr> &AResult) override;
+  // Adds the attribute after the others; one of the same name stays.
+  HRESULT setAttributeNode(IDOMAttr *ANewAttr, DelphiInterface<IDOMAttr> &AResult) override;
+  HRESULT removeAttributeNode(IDOMAttr *AOldAttr, DelphiInterface<IDOMAttr> &AResult) override;
+  HRESULT getElementsByTagName(const DOMString &AName,
+                               DelphiInterface<IDOMNodeList> &AResult) override;
+  HRESULT getAttributeNS(const DOMString &ANamespaceURI, const DOMString &ALocalName,
+                         DOMString &AResult) override;
+  HRESULT setAttributeNS(const DOMString &ANamespaceURI, const DOMString &AQualifiedName,
+                         const DOMString &AValue) override;
+  HRESULT removeAttributeNS(const DOMString &ANamespaceURI, const DOMString &ALocalName) override;
+  HRESULT getAttributeNodeNS(const DOMString &ANamespaceURI, const DOMString &ALocalName,
+                             DelphiInterface<IDOMAttr> &AResult) override;
+  HRESULT setAttributeNodeNS(IDOMAttr *ANewAttr, DelphiInterface<IDOMAttr> &AResult) override;
+  HRESULT getElementsByTagNameNS(const DOMString &ANamespaceURI, const DOMString &ALocalName,
+                                 DelphiInterface<IDOMNodeList> &AResult) override;
+  HRESULT hasAttribute(const DOMString &AName, bool &AResult) override;
+  HRESULT hasAttributeNS(const DOMString &ANamespaceURI, const DOMString &ALocalName,
+                         bool &AResult) override;
 };
 
 class TVnDOMProcessingInstructionImpl : public TVnDOMNodeImpl,
-                                        public virtual IVnDOMProcessingInstruction {
+                                        public virtual IVnDOMProcessingInstruction,
+                                        public virtual IDOMProcessingInstruction {
   VN_CLASS(TVnDOMProcessingInstructionImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMProcessingInstruction)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMProcessingInstruction, IDOMProcessingInstruction)
  public:
   explicit TVnDOMProcessingInstructionImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
   TVnDOMProcessingInstruction *DOMProcessingInstruction() const;
@@ -2561,11 +2709,19 @@ class TVnDOMProcessingInstructionImpl : public TVnDOMNodeImpl,
   // IVnDOMProcessingInstruction
   UnicodeString GetData() override;
   void SetData(const UnicodeString &AData) override;
+
+  // IDOMProcessingInstruction: the qualified name is the target.
+  HRESULT get_target(DOMString &AResult) override;
+  HRESULT get_data(DOMString &AResult) override;
+  HRESULT set_data(const DOMString &AData) override;
 };
 
-class TVnDOMDocumentImpl : public TVnDOMNodeImpl, public virtual IVnDOMDocument {
+class TVnDOMDocumentImpl : public TVnDOMNodeImpl,
+                           public virtual IVnDOMDocument,
+                           public virtual IDOMDocument,
+                           public virtual IDOMDocumentType {
   VN_CLASS(TVnDOMDocumentImpl, TVnDOMNodeImpl)
-  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMDocument)
+  VN_DOM_IMPLEMENTS(TVnDOMNodeImpl, IVnDOMDocument, IDOMDocument, IDOMDocumentType)
  public:
   explicit TVnDOMDocumentImpl(TVnDOMObject *ADOMObject) : TVnDOMNodeImpl(ADOMObject) {}
   TVnDOMDocument *DOMDocument() const;
@@ -2613,7 +2769,102 @@ class TVnDOMDocumentImpl : public TVnDOMNodeImpl, public virtual IVnDOMDocument 
                                                        TVnDOMSelectOptions AOptions) override;
   DelphiInterface<IVnDOMElement> SelectSingleElement(const UnicodeString &APath,
                                                      TVnDOMSelectOptions AOptions) override;
+
+  // IDOMDocument. The create operations give detached nodes: a node that is never added goes
+  // with its last interface.
+  HRESULT get_doctype(DelphiInterface<IDOMDocumentType> &AResult) override;
+  HRESULT get_domImplementation(DelphiInterface<IDOMImplementation> &AResult) override;
+  HRESULT get_documentElement(DelphiInterface<IDOMElement> &AResult) override;
+  // Removes the old root, then appends the new one.
+  HRESULT set_documentElement(IDOMElement *AElement) override;
+  HRESULT createElement(const DOMString &ATagName, DelphiInterface<IDOMElement> &AResult) override;
+  // Not supported: fails.
+  HRESULT createDocumentFragment(DelphiInterface<IDOMDocumentFragment> &AResult) override;
+  HRESULT createTextNode(const DOMString &AData, DelphiInterface<IDOMText> &AResult) override;
+  HRESULT createComment(const DOMString &AData, DelphiInterface<IDOMComment> &AResult) override;
+  HRESULT createCDATASection(const DOMString &AData,
+                             DelphiInterface<IDOMCDATASection> &AResult) override;
+  HRESULT createProcessingInstruction(const DOMString &ATarget, const DOMString &AData,
+                                      DelphiInterface<IDOMProcessingInstruction> &AResult) override;
+  HRESULT createAttribute(const DOMString &AName, DelphiInterface<IDOMAttr> &AResult) override;
+  // Not supported: fails.
+  HRESULT createEntityReference(const DOMString &AName,
+                                DelphiInterface<IDOMEntityReference> &AResult) override;
+  HRESULT getElementsByTagName(const DOMString &ATagName,
+                               DelphiInterface<IDOMNodeList> &AResult) override;
+  // A clone of the node, deep or not, left detached.
+  HRESULT importNode(IDOMNode *ANode, bool ADeep, DelphiInterface<IDOMNode> &AResult) override;
+  HRESULT createElementNS(const DOMString &ANamespaceURI, const DOMString &AQualifiedName,
+                          DelphiInterface<IDOMElement> &AResult) override;
+  HRESULT createAttributeNS(const DOMString &ANamespaceURI, const DOMString &AQualifiedName,
+                            DelphiInterface<IDOMAttr> &AResult) override;
+  HRESULT getElementsByTagNameNS(const DOMString &ANamespaceURI, const DOMString &ALocalName,
+                                 DelphiInterface<IDOMNodeList> &AResult) override;
+  // The element that the path //@id="AElementId" selects.
+  HRESULT getElementById(const DOMString &AElementId,
+                         DelphiInterface<IDOMElement> &AResult) override;
+
+  // IDOMDocumentType: the document stands for its own document type, which is empty.
+  HRESULT get_name(DOMString &AResult) override;
+  HRESULT get_entities(DelphiInterface<IDOMNamedNodeMap> &AResult) override;
+  HRESULT get_notations(DelphiInterface<IDOMNamedNodeMap> &AResult) override;
+  HRESULT get_publicId(DOMString &AResult) override;
+  HRESULT get_systemId(DOMString &AResult) override;
+  HRESULT get_internalSubset(DOMString &AResult) override;
 };
+
+// ---------------------------------------------------------------------------------------------
+// The DOM vendor "Vornell": the library's tree behind the generic DOM interfaces of XmlDom.h.
+// The unit registers one vendor at start-up, unless one of that description is registered
+// already, and unregisters it at shutdown.
+
+class TVnDOMVendor : public TDOMVendor {
+  VN_CLASS(TVnDOMVendor, TDOMVendor)
+ public:
+  // "Vornell".
+  DOMString Description() override;
+  // A new TVnDOMImplementation.
+  DelphiInterface<IDOMImplementation> DOMImplementation() override;
+};
+
+class TVnDOMImplementation : public TVnObject, public IDOMImplementation {
+  VN_CLASS(TVnDOMImplementation, TVnObject)
+  VN_IMPLEMENTS(TVnObject, IDOMImplementation)
+ public:
+  // True for "xml" (ignoring case) in version "1.0" or "2.0".
+  HRESULT hasFeature(const DOMString &AFeature, const DOMString &AVersion, bool &AResult) override;
+  // Fails: EVnDomNotSupported "Not implemented".
+  HRESULT createDocumentType(const DOMString &AQualifiedName, const DOMString &APublicId,
+                             const DOMString &ASystemId,
+                             DelphiInterface<IDOMDocumentType> &AResult) override;
+  // A new document; with a name its root element, and with a URI the root's declaration of it
+  // ("xmlns" or "xmlns:" and the name's prefix). A document type fails: EVnDomNotSupported.
+  HRESULT createDocument(const DOMString &ANamespaceURI, const DOMString &AQualifiedName,
+                         IDOMDocumentType *ADocType,
+                         DelphiInterface<IDOMDocument> &AResult) override;
+};
+
+// The vendor's description.
+inline constexpr const char16_t *cVnDOMVendorName = u"Vornell";
+
+// A document of this library from XML text (CreateFromXML).
+DelphiInterface<IVnDOMDocument> VnCreateDOM(const UnicodeString &AXML);
+// A document of the vendor AVendor (GetDOM) with a root element of that name and namespace.
+DelphiInterface<IDOMDocument> VnCreateDOM(const UnicodeString &AVendor,
+                                          const UnicodeString &ANamespaceURI,
+                                          const UnicodeString &AName);
+// Add a node of the kind to AParent, made by AParent's owner document and appended with
+// appendChild (attributes with setAttributeNode). They work on any vendor's DOM; failures raise
+// ESafecallException.
+DelphiInterface<IDOMElement> VnAddElement(IDOMElement *AParent, const UnicodeString &AName);
+DelphiInterface<IDOMElement> VnAddElement(IDOMElement *AParent, const UnicodeString &ANamespaceURI,
+                                          const UnicodeString &AName);
+DelphiInterface<IDOMAttr> VnAddAttribute(IDOMElement *AParent, const UnicodeString &AName);
+DelphiInterface<IDOMAttr> VnAddAttribute(IDOMElement *AParent, const UnicodeString &ANamespaceURI,
+                                         const UnicodeString &AName);
+DelphiInterface<IDOMText> VnAddText(IDOMElement *AParent, const UnicodeString &AText);
+DelphiInterface<IDOMCDATASection> VnAddCDATA(IDOMElement *AParent, const UnicodeString &AText);
+DelphiInterface<IDOMComment> VnAddComment(IDOMElement *AParent, const UnicodeString &AText);
 
 // ---------------------------------------------------------------------------------------------
 // The SAX consumer that builds nodes under a target node, a document or an element. Values are

@@ -184,6 +184,13 @@ void TVnDOMDocument::RemoveChild(TVnDOMNode *ANode) {
   TVnDOMNode::RemoveChild(ANode);
 }
 
+void TVnDOMDocument::SetDocumentElement(TVnDOMElement *AElement) {
+  TVnDOMChangeScope scope;
+  if (FRootNode && FRootNode->ParentNode() == this) RemoveChild(FRootNode);
+  ForgetRoot();
+  if (AElement) AppendChild(AElement);
+}
+
 TVnDOMComment *TVnDOMDocument::AddComment(const UnicodeString &AText) {
   auto *c = New<TVnDOMComment>();
   AppendChild(c);

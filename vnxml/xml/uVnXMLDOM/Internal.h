@@ -189,6 +189,12 @@ inline Byte *EncodeUTF8(UnicodeStringView AText, Byte *AOut) noexcept {
 
 }  // namespace vn::dom
 
+namespace vn {
+// Registers the vendor "Vornell" (unless one is registered) and installs the two XML document
+// hooks of the support layer, once; undone at exit. Part of the unit's start-up.
+void VnXMLDOMHostStartUp();
+}  // namespace vn
+
 // ---------------------------------------------------------------------------------------------
 // Path selection and predicates
 

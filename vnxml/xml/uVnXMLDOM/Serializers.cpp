@@ -182,6 +182,7 @@ bool VnXMLDOMStartUp() {
     VnRegisterSerializer(dsfXML, TVnDOMElement::StaticClass(),
                          VnSerializerClass<TVnDOMElementSerializer>(),
                          VnDeserializerClass<TVnDOMElementDeserializer>());
+    VnXMLDOMHostStartUp();
     return true;
   }();
   return done;
