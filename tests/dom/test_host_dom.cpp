@@ -366,6 +366,14 @@ TEST(HostDOMPersist, SaveWritesNothingAndSaveToStreamWritesTheMarkup) {
   TMemoryStream stream;
   CheckSafecallResult(root->saveToStream(&stream));
   EXPECT_EQ(domxml::Bytes(stream), "<r a=\"1\" />");
+
+  // A node writes in the page of its document's encoding.
+  DelphiInterface<IDOMDocument> latin =
+      Parsed(u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><r>\u00E9</r>");
+  TMemoryStream latinBytes;
+  CheckSafecallResult(
+      IntfAs<IDOMPersist>(latin->documentElement().get())->saveToStream(&latinBytes));
+  EXPECT_EQ(domxml::Bytes(latinBytes), "<r>\xE9</r>");
 }
 
 TEST(HostDOMPersist, LoadFromAnInterfaceStream) {

@@ -329,7 +329,7 @@ HRESULT TVnDOMNodeImpl::saveToStream(TStream *AStream) {
     TVnDOMNode *self = DOMNode();
     Word codePage = 65001;
     if (auto *doc = dynamic_cast<TVnDOMDocument *>(self->GetDOMDocument()))
-      codePage = doc->GetCodePage();
+      codePage = VnCodePage(doc->GetEncoding());
     self->SaveToStream(AStream, codePage, false);
   });
 }
