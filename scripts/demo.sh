@@ -2,12 +2,13 @@
 # Installs what is missing, builds the Release preset and runs the demonstration: the text
 # source in its three widths, the XML reader echoing and counting documents, and a document
 # loaded, queried, changed and written through the element API, and JSON read as events,
-# loaded into a tree, changed and written formatted.
+# loaded into a tree, changed and written formatted; objects written and read back; and a
+# purchase order built and read through data-binding classes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset release
-cmake --build --preset release --target vnxml_demo sax_echo sax_count dom_demo json_demo
+cmake --build --preset release --target vnxml_demo sax_echo sax_count dom_demo json_demo serialize_demo binding_demo
 echo "== The text source in three widths =="
 ./build/release/examples/vnxml_demo examples/data
 echo
@@ -32,3 +33,6 @@ fi
 echo
 echo "== Objects of the application written as JSON and XML =="
 ./build/release/examples/serialize_demo
+echo
+echo "== Data binding: a purchase order through schema-bound classes =="
+./build/release/examples/binding_demo
