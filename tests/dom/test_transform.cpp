@@ -91,6 +91,8 @@ TEST(Transform, OutputFollowsXslOutputInUTF16) {
                    Sheet(u"<xsl:output encoding=\"ISO-8859-1\" indent=\"yes\"/>"
                          u"<xsl:template match=\"t\"><r v=\"{@v}\"><c><xsl:value-of select=\".\"/>"
                          u"</c></r></xsl:template>"));
+  ASSERT_EQ(d->GetXML().find(u"encoding=\"ISO-8859-1\""), 20u);
+  ASSERT_EQ(sheet->GetXML().find(u"encoding=\"UTF-16\""), 20u);
   WideString out;
   d->Transform(sheet.get(), out);
   // Characters the named page cannot hold stay characters: the text is UTF-16, and the
@@ -197,6 +199,14 @@ TEST(Transform, BrokenStyleSheetsAndSources) {
   ExpectFailure<EVnDomSyntax>(loose.get(), cIdentity,
                               u"The XML of the node to transform is not well-formed:\r\n",
                               "Namespace prefix p on a is not defined");
+  // libxml2's nesting limit stays: a source nested deeper than 256 levels is refused.
+  UnicodeString deep;
+  for (int i = 0; i < 300; ++i) deep += u"<a>";
+  for (int i = 0; i < 300; ++i) deep += u"</a>";
+  Doc nested = Load(deep);
+  ExpectFailure<EVnDomSyntax>(nested.get(), cIdentity,
+                              u"The XML of the node to transform is not well-formed:\r\n",
+                              "Excessive depth in document: 256");
 }
 
 TEST_F(TransformFiles, NotWellFormedText) {

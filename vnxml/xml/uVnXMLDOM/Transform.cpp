@@ -11,6 +11,7 @@
 #include <libxml/parser.h>
 #include <libxml/xmlIO.h>
 #include <libxml/xmlerror.h>
+#include <libxml/xmlversion.h>
 #include <libxslt/documents.h>
 #include <libxslt/extensions.h>
 #include <libxslt/extra.h>
@@ -117,8 +118,15 @@ void GenericMessage(void *, const char *AFormat, ...) {
   }
 }
 
-// libxml2's structured errors: the parser's messages with their file and line.
-void StructuredMessage(void *, xmlErrorPtr AError) {
+// libxml2's structured errors: the parser's messages with their file and line. The handler
+// takes a pointer to const from libxml2 2.12 on.
+#if LIBXML_VERSION >= 21200
+using TErrorArg = const xmlError *;
+#else
+using TErrorArg = xmlErrorPtr;
+#endif
+
+void StructuredMessage(void *, TErrorArg AError) {
   TEngineLog *log = tLog;
   if (!log || !AError) return;
   if (AError->level >= XML_ERR_ERROR) log->Error = true;
