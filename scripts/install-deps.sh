@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libicu-dev libpcre2-dev libgtest-dev libgmock-dev
-          libxml2-dev tzdata
+          libxml2-dev libxslt1-dev tzdata
           libexpat1-dev libpugixml-dev shared-mime-info iso-codes
           libbenchmark-dev "$@")
 missing=()

@@ -1003,10 +1003,16 @@ class TVnDOMNode : public TVnDOMObject {
   bool CanSerialize(TVnDataSerializationFormatType AFormat) const noexcept;
   // The node written unformatted as UTF-8 XML, or as JSON.
   RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *AParams);
-  // Style-sheet transformation needs a platform engine that this platform does not have:
+  // Style-sheet transformation of the node's XML through libxslt: the style sheet from a file
+  // or from a node's XML. The result is the output text as xsl:output describes it; the forms
+  // without AResult load it into a new document that the caller owns. A text that does not
+  // parse raises EVnDomSyntax, a style sheet that does not compile or a run that fails
+  // EVnDomException, each with the engine's own messages; built without XSLT support, each form
   // raises EVnDomNotSupported.
   void Transform(const UnicodeString &AStyleSheetFile, WideString &AResult);
   void Transform(TVnDOMNode *AStyleSheet, WideString &AResult);
+  TVnDOMDocument *Transform(const UnicodeString &AStyleSheetFile);
+  TVnDOMDocument *Transform(TVnDOMNode *AStyleSheet);
   // Path selection. A path is one or more alternatives joined by "|", each a chain of steps
   // joined by "/" or "//", each step with any number of predicates in brackets. soCaseSensitive
   // and soCaseInsensitive choose the collation (otherwise the node's), soLocalName and

@@ -42,7 +42,7 @@ inline constexpr const char16_t *cOwnedList =
 inline constexpr const char16_t *cObjectGone =
     u"The object behind this interface has been destroyed!";
 inline constexpr const char16_t *cTransformNotSupported =
-    u"Style sheet transformation is not supported on this platform!";
+    u"Style sheet transformation is not supported: the library was built without XSLT support!";
 inline constexpr const char16_t *cSerializeNotSupported =
     u"Serialization in the format %d is not supported by %s!";
 

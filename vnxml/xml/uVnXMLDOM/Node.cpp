@@ -610,14 +610,6 @@ RawByteString TVnDOMNode::Serialize(TVnDataSerializationFormatType AFormat, TStr
                            {static_cast<Integer>(AFormat), ClassName()});
 }
 
-void TVnDOMNode::Transform(const UnicodeString &, WideString &) {
-  throw EVnDomNotSupported(dom::cTransformNotSupported);
-}
-
-void TVnDOMNode::Transform(TVnDOMNode *, WideString &) {
-  throw EVnDomNotSupported(dom::cTransformNotSupported);
-}
-
 // --- parse notifications
 
 const TVnDOMParseError &TVnDOMNode::GetOnParseWarning() const noexcept {

@@ -182,9 +182,15 @@ void TVnDOMNodeImpl::Transform(IVnDOMNode *AStyleSheet, WideString &AResult) {
 }
 
 DelphiInterface<IVnDOMDocument> TVnDOMNodeImpl::Transform(IVnDOMNode *AStyleSheet) {
-  DOMNode();
-  Node(AStyleSheet);
-  throw EVnDomNotSupported(dom::cTransformNotSupported);
+  TVnDOMNode *self = DOMNode();
+  // The new document is nobody else's: the interface becomes its owner.
+  TVnDOMDocument *doc = self->Transform(Node(AStyleSheet));
+  try {
+    return VnDOMIntf<IVnDOMDocument>(doc);
+  } catch (...) {
+    doc->Free();
+    throw;
+  }
 }
 
 DelphiInterface<IVnDOMDocument> TVnDOMNodeImpl::Document() {
