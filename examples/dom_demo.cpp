@@ -106,6 +106,20 @@ int main(int argc, char **argv) {
     const HRESULT hr = line->firstChild()->get_firstChild(none);
     std::printf("  firstChild of an attribute answers 0x%08X, no exception\n",
                 static_cast<unsigned>(hr));
+
+    // A style sheet applied through the generic interface (libxslt does the work).
+    DelphiInterface<IVnDOMDocument> sheet = VnCreateDOM(
+        u"<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
+        u"<xsl:output omit-xml-declaration=\"yes\"/>"
+        u"<xsl:template match=\"/*\"><receipt><xsl:for-each select=\"line\">"
+        u"<item sku=\"{@sku}\"><xsl:value-of select=\".\"/></item></xsl:for-each></receipt>"
+        u"</xsl:template></xsl:stylesheet>");
+    WideString receipt;
+    if (IntfAs<IDOMNodeEx>(order.get())->transformNode(IntfAs<IDOMNode>(sheet.get()), receipt) ==
+        S_OK)
+      std::printf("  transformed by a style sheet: %s", Out(receipt).c_str());
+    else
+      std::printf("  (style sheets are not available in this build)\n");
   } catch (Exception &E) {
     std::fprintf(stderr, "%s: %s\n", Out(E.ClassName()).c_str(), E.what());
     if (doc) doc->Free();

@@ -415,6 +415,34 @@ TEST(HostDOMPersist, DoctypeIsTheDocumentItselfAndEmpty) {
   EXPECT_NE(doc->domImplementation(), nullptr);
 }
 
+// --- style sheets through the generic interfaces
+
+#ifdef VNXML_WITH_XSLT
+TEST(HostDOMTransform, TransformNodeToTextAndIntoADocument) {
+  DelphiInterface<IDOMDocument> doc = Parsed(u"<list><item>a</item><item>b</item></list>");
+  DelphiInterface<IDOMDocument> sheet = Parsed(
+      u"<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
+      u"<xsl:output omit-xml-declaration=\"yes\"/>"
+      u"<xsl:template match=\"/list\"><names><xsl:for-each select=\"item\"><n>"
+      u"<xsl:value-of select=\".\"/></n></xsl:for-each></names></xsl:template>"
+      u"</xsl:stylesheet>");
+  DelphiInterface<IDOMNodeEx> source = IntfAs<IDOMNodeEx>(doc.get());
+  WideString text;
+  CheckSafecallResult(source->transformNode(sheet, text));
+  EXPECT_EQ(text, u"<names><n>a</n><n>b</n></names>\n");
+
+  DelphiInterface<IDOMDocument> output = NewDocument(u"", u"");
+  CheckSafecallResult(source->transformNode(sheet, output.get()));
+  EXPECT_EQ(output->documentElement()->tagName(), u"names");
+
+  // A broken style sheet is a failing result.
+  DelphiInterface<IDOMDocument> broken = Parsed(u"<nothing/>");
+  text = u"stale";
+  EXPECT_EQ(source->transformNode(broken, text), cFailed);
+  EXPECT_EQ(text, u"");
+}
+#endif
+
 // --- the free routines
 
 TEST(HostDOMRoutines, BuildADocumentOnAnyVendor) {
