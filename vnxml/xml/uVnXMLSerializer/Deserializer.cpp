@@ -95,17 +95,6 @@ bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
   return AAttribute->URI.find(u"www.w3.org") != UnicodeString::npos;
 }
 
-// The first attribute "type" of the XML Schema instance namespace (both compared ignoring case),
-// nil when there is none. The writer types every element, so the cheap tests go first.
-PVnSAXXMAttribute XsiTypeOf(IVnSAXAttributes *AAttributes) {
-  static constexpr UnicodeStringView cUri(cVnXSINamespaceURI);
-  for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next)
-    if (a->LocalName.size() == 4 && SameText(a->LocalName, u"type") &&
-        (a->URI == cUri || SameText(a->URI, cUri)))
-      return a;
-  return nullptr;
-}
-
 // True when an attribute of the list is one that the replay gives as a member (xsi:type and
 // the other W3C attributes are not).
 bool HasMemberAttributes(IVnSAXAttributes *AAttributes) {
@@ -328,8 +317,9 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
         }
       }
     } else {
-      if (PVnSAXXMAttribute typeAttr = AAttributes ? XsiTypeOf(AAttributes) : nullptr) {
-        const TVnTypeInfo *info = TypeBySchemaName(typeAttr->Value);
+      Integer typeAt = AAttributes ? AAttributes->GetIndex(cVnXSINamespaceURI, u"type") : -1;
+      if (typeAt >= 0) {
+        const TVnTypeInfo *info = TypeBySchemaName(AAttributes->GetValue(typeAt));
         FDataType = info ? info->QualifiedName : UnicodeString();
       }
       TVnDeserializer *before = Current();
