@@ -2,6 +2,8 @@
 // members, class names, nil members, and the failures of bad input, in both notations.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "model.h"
 #include "vnxml/json/uVnJSONSerializer.h"
 #include "vnxml/rtl/Owned.h"
@@ -81,6 +83,22 @@ class TRHolder : public TPersistent {
 };
 VN_RTTI(TRHolder, u"readmodel") {
   R.Field(u"Inner", &TRHolder::Inner);
+}
+
+// Two objects of one class side by side: the second is read after the first is done.
+class TRPair : public TPersistent {
+  VN_CLASS(TRPair, TPersistent)
+ public:
+  ~TRPair() override {
+    Free(First);
+    Free(Second);
+  }
+  TAnyValues *First = New<TAnyValues>();
+  TAnyValues *Second = New<TAnyValues>();
+};
+VN_RTTI(TRPair, u"readmodel") {
+  R.Field(u"First", &TRPair::First);
+  R.Field(u"Second", &TRPair::Second);
 }
 
 }  // namespace readmodel
@@ -299,6 +317,57 @@ TEST(ReadValues, JsonSpecialForms) {
                 [] { Read<TTexts>(dsfJSON, R"({"color":{"className":"TColor","name":"x"}})"); }),
             "\"The JSON Enum Deserializer expected \"asString\" or \"asInt\", but the member "
             "\"name\" was deserialized instead!");
+}
+
+TEST(ReadValues, DecimalNumbersReadTheSameInEveryForm) {
+  struct TCase {
+    const char *Text;
+    Double Expected;
+  };
+  // Plain decimals, and the forms with an exponent; 2^53 + 1 rounds to even.
+  const TCase both[] = {{"2.5", 2.5},
+                        {"-12.125", -12.125},
+                        {"0.1", 0.1},
+                        {"123456789.123456789", 123456789.123456789},
+                        {"1e3", 1000.0},
+                        {"-2.5E-1", -0.25},
+                        {"9007199254740993", 9007199254740993.0}};
+  for (const TCase &c : both) {
+    EXPECT_EQ(Read<TNumbers>(dsfJSON, std::string(R"({"d":)") + c.Text + "}")->D, c.Expected)
+        << c.Text;
+    EXPECT_EQ(Read<TNumbers>(dsfXML, Xml(std::string("<D>") + c.Text + "</D>", "TNumbers"))->D,
+              c.Expected)
+        << c.Text;
+  }
+  // Forms that only XML text has: leading zeros, a point at either end, blanks around.
+  const TCase xml[] = {{"007.25", 7.25}, {"5.", 5.0}, {".5", 0.5}, {" 2.5 ", 2.5}};
+  for (const TCase &c : xml)
+    EXPECT_EQ(Read<TNumbers>(dsfXML, Xml(std::string("<D>") + c.Text + "</D>", "TNumbers"))->D,
+              c.Expected)
+        << c.Text;
+  EXPECT_TRUE(std::signbit(Read<TNumbers>(dsfJSON, R"({"d":-0.0})")->D));
+  EXPECT_EQ(
+      FailureOf<EParserError>([] { Read<TNumbers>(dsfXML, Xml("<D>1.2.3</D>", "TNumbers")); }),
+      "Line 1, column 140: '1.2.3' is not a valid floating point value");
+}
+
+TEST(ReadObjects, AnObjectReadAfterAnotherOfItsClassReadsAsItWouldAlone) {
+  // The first object's member names its type; the second's does not, which keeps its text.
+  auto pair = Read<TRPair>(dsfXML, Xml(R"(<First xsi:type="xsd:TAnyValues"><V xsi:type="xsd:int">)"
+                                       R"(5</V></First><Second xsi:type="xsd:TAnyValues"><V>7</V>)"
+                                       R"(</Second>)",
+                                       "TRPair"));
+  auto alone =
+      Read<TRPair>(dsfXML, Xml(R"(<Second xsi:type="xsd:TAnyValues"><V>7</V></Second>)", "TRPair"));
+  EXPECT_NE(VarType(pair->First->V), VarType(alone->Second->V));
+  EXPECT_EQ(VarType(pair->Second->V), VarType(alone->Second->V));
+  EXPECT_EQ(VarToStr(pair->Second->V), u"7");
+
+  auto json = Read<TRPair>(dsfJSON, R"({"first":{"v":"a","held":1},"second":{"v":2}})");
+  EXPECT_EQ(VarToStr(json->First->V), u"a");
+  EXPECT_EQ(json->First->Held.AsInt64(), 1);
+  EXPECT_EQ(VarToStr(json->Second->V), u"2");
+  EXPECT_TRUE(json->Second->Held.GetIsEmpty());
 }
 
 TEST(ReadValues, FormEncodedInput) {

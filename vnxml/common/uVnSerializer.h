@@ -684,6 +684,12 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   // Clears the member in hand.
   void ClearMember();
   TVnDeserializer *RootWorker() const noexcept { return FRoot; }
+  // Makes a kept worker as new for another instance, as the pointer constructor would. A run
+  // keeps a worker for reuse only when its class is the one that ReusableClass names, so every
+  // class that names itself there resets each field it adds.
+  virtual void Reuse(void *AInstance, PTypeInfo AType);
+  // The class whose workers a run may keep and use again for further children (nil: none).
+  virtual TClass ReusableClass() const noexcept { return nullptr; }
 
   TObjectList *FCreatedObjs = nullptr;
   Integer FArrIdx = -1;
@@ -698,11 +704,19 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
  private:
   void Init();
   void StoreInto(TVnDeserializer *AWorker, const TValue &AValue);
+  // A worker that has handed back goes to the run's kept workers when its class allows it and
+  // nothing else holds it; false when it is to be freed.
+  bool Keep(TVnDeserializer *AWorker) noexcept;
+  // A kept worker of the class, made as new for the instance; nil when none is kept.
+  TVnDeserializer *TakeKept(TClass AClass, void *AInstance, PTypeInfo AType);
+  void FreeKept() noexcept;
   // The worker whose parse the events come from (nil outside a run), and on that worker the
   // one that takes them now.
   TVnDeserializer *FRoot = nullptr;
   TVnDeserializer *FCurrent = nullptr;
   std::vector<TVnDeserializer *> FRetired;
+  // On the run's root: the workers kept for reuse.
+  std::vector<TVnDeserializer *> FKept;
   // The instance the run created for itself (no instance given): freed when the run fails.
   TObject *FCreatedRoot = nullptr;
   bool FHandedBack = false;

@@ -128,6 +128,9 @@ class TVnJSONDeserializer : public TVnDeserializer {
   const UnicodeString &MemberName() const noexcept { return FMemberName; }
 
  protected:
+  void Reuse(void *AInstance, PTypeInfo AType) override;
+  TClass ReusableClass() const noexcept override { return TVnJSONDeserializer::StaticClass(); }
+
   TVnJSONReader *FJSONReader = nullptr;
   TVnCanDeserialize FCanDeserialize = desNo;
   UnicodeString FMemberName;

@@ -145,6 +145,8 @@ class TVnXMLDeserializer : public TVnDeserializer {
   TVnSAXXMLReader *SAXReader() const noexcept { return FSAXReader; }
 
  protected:
+  void Reuse(void *AInstance, PTypeInfo AType) override;
+  TClass ReusableClass() const noexcept override { return TVnXMLDeserializer::StaticClass(); }
   // Replays the attributes of an element as child elements on ATarget.
   void DeserializeAttributes(TVnXMLDeserializer *ATarget, IVnSAXAttributes *AAttributes);
 

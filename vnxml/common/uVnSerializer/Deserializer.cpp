@@ -36,6 +36,14 @@ TValue AsTypeOf(TValue AValue, const TVnTypeInfo *AType) {
   return AValue.Cast(AType->Handle);
 }
 
+// AValue as a value of the type AType without a copy when it has the type already; a converted
+// value is kept in AHolder.
+const TValue &OfTypeOf(const TValue &AValue, const TVnTypeInfo *AType, TValue &AHolder) {
+  if (!AType || !AType->Handle || AValue.GetTypeInfo() == AType->Handle) return AValue;
+  AHolder = AValue.Cast(AType->Handle);
+  return AHolder;
+}
+
 // The shoEnumPrefix hint of an enumeration type, or of a set's element type.
 UnicodeString EnumPrefixOf(const TVnTypeInfo *AType) {
   if (!AType || !AType->RttiType) return UnicodeString();
@@ -63,6 +71,8 @@ thread_local Integer gNestedRuns = 0;
 struct TMemberLookup {
   TRttiField *Field = nullptr;
   TRttiProperty *Property = nullptr;
+  // The registry's record of the member's declared type.
+  const TVnTypeInfo *Type = nullptr;
 };
 TMemberLookup FindMember(TRttiType *AType, const UnicodeString &AName, bool AProperties) {
   struct TEntry {
@@ -79,12 +89,35 @@ TMemberLookup FindMember(TRttiType *AType, const UnicodeString &AName, bool APro
   TMemberLookup found;
   found.Field = AType->GetField(AName);
   if (!found.Field && AProperties) found.Property = AType->GetProperty(AName);
+  if (found.Field) found.Type = TVnTypes::GetTypeInfo(found.Field->GetDataTypeHandle());
+  if (found.Property) found.Type = TVnTypes::GetTypeInfo(found.Property->GetDataTypeHandle());
   if (found.Field || found.Property) {
     e.Type = AType;
     e.Name = AName;
     e.Found = found;
   }
   return found;
+}
+
+// The type that a class name in a document names, kept per thread: every object of a document
+// names its class. Types live as long as the process; a name that finds nothing is not kept,
+// since a later registration may bring it.
+const TVnTypeInfo *TypeOfClassName(const UnicodeString &AName) {
+  struct TEntry {
+    UnicodeString Name;
+    const TVnTypeInfo *Type = nullptr;
+  };
+  thread_local TEntry cache[64];
+  std::size_t n = AName.size();
+  std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[0] : 0);
+  TEntry &e = cache[h & 63];
+  if (e.Type && e.Name == AName) return e.Type;
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, tntSchemaName, false);
+  if (type) {
+    e.Name = AName;
+    e.Type = type;
+  }
+  return type;
 }
 
 }  // namespace
@@ -120,6 +153,7 @@ void TVnDeserializer::Init() {
 
 TVnDeserializer::~TVnDeserializer() {
   FreeRetired();
+  FreeKept();
   if (FCHelper) FCHelper->Free();
   FIHelper = nullptr;
   if (FCreatedObjs && FCreatedObjs->InheritsFrom(TVnDeserializerObjectList::StaticClass()) &&
@@ -185,8 +219,83 @@ void TVnDeserializer::FreeRetired() noexcept {
   while (!FRetired.empty()) {
     TVnDeserializer *w = FRetired.back();
     FRetired.pop_back();
+    if (!Keep(w)) w->Free();
+  }
+}
+
+// Reading makes a worker for every object, record and array of the document; a run keeps those
+// that are done and makes them as new for the next child instead of freeing one and making
+// another. Only the run's root keeps them, and only workers of the class that resets all it has.
+bool TVnDeserializer::Keep(TVnDeserializer *AWorker) noexcept {
+  if (FRoot != this || AWorker->RefCount() != 0 || !AWorker->ReusableClass() ||
+      AWorker->ClassType() != AWorker->ReusableClass())
+    return false;
+  // What the worker holds on the instance and its helpers goes now, as it would with the worker.
+  AWorker->FIHelper = nullptr;
+  if (AWorker->FCHelper) {
+    AWorker->FCHelper->Free();
+    AWorker->FCHelper = nullptr;
+  }
+  AWorker->FMemberValue = TValue();
+  try {
+    FKept.push_back(AWorker);
+  } catch (...) {
+    return false;
+  }
+  return true;
+}
+
+TVnDeserializer *TVnDeserializer::TakeKept(TClass AClass, void *AInstance, PTypeInfo AType) {
+  for (std::size_t i = FKept.size(); i-- > 0;) {
+    TVnDeserializer *w = FKept[i];
+    if (w->ClassType() != AClass) continue;
+    FKept.erase(FKept.begin() + static_cast<std::ptrdiff_t>(i));
+    try {
+      w->Reuse(AInstance, AType);
+    } catch (...) {
+      w->Free();
+      throw;
+    }
+    return w;
+  }
+  return nullptr;
+}
+
+void TVnDeserializer::FreeKept() noexcept {
+  while (!FKept.empty()) {
+    TVnDeserializer *w = FKept.back();
+    FKept.pop_back();
     w->Free();
   }
+}
+
+void TVnDeserializer::Reuse(void *AInstance, PTypeInfo AType) {
+  FreeRetired();
+  FIHelper = nullptr;
+  if (FCHelper) {
+    FCHelper->Free();
+    FCHelper = nullptr;
+  }
+  if (FCreatedObjs && FCreatedObjs->InheritsFrom(TVnDeserializerObjectList::StaticClass()) &&
+      static_cast<TVnDeserializerObjectList *>(FCreatedObjs)->Owner() == this) {
+    FCreatedObjs->Clear();
+    FCreatedObjs->Free();
+  }
+  FCreatedObjs = nullptr;
+  FArrIdx = -1;
+  FMemberField = nullptr;
+  FMemberProp = nullptr;
+  FMemberTypeInfo = nullptr;
+  FMemberValue = TValue();
+  FParentDes = nullptr;
+  FRoot = nullptr;
+  FCurrent = nullptr;
+  FCreatedRoot = nullptr;
+  FHandedBack = false;
+  FStarted = false;
+  FEnded = false;
+  ResetTo(AInstance, AType);
+  Init();
 }
 
 void TVnDeserializer::EndRun(bool) noexcept {
@@ -209,6 +318,7 @@ void TVnDeserializer::EndRun(bool) noexcept {
     }
     FreeRetired();
   }
+  FreeKept();
   FCurrent = this;
 }
 
@@ -376,8 +486,9 @@ TObject *TVnDeserializer::CreateInstance(const TVnTypeInfo *&ATypeInfo) {
     // No constructor without arguments: nothing can be made.
     return nullptr;
   }
-  if (TClass control = GetClass(u"TControl"); control && cls->InheritsFrom(control)) {
-    if (TObject *parent = GetObjParam(u"Parent")) {
+  // The run's "Parent" first: without it the class registry is not asked.
+  if (TObject *parent = GetObjParam(u"Parent")) {
+    if (TClass control = GetClass(u"TControl"); control && cls->InheritsFrom(control)) {
       if (TRttiType *type = ATypeInfo ? ATypeInfo->RttiType : nullptr) {
         if (TRttiProperty *p = type->GetProperty(u"Parent")) {
           try {
@@ -404,7 +515,9 @@ void TVnDeserializer::ClearMember() {
   FMemberField = nullptr;
   FMemberProp = nullptr;
   FMemberTypeInfo = nullptr;
-  FMemberValue = TValue(static_cast<TObject *>(nullptr));
+  // A nil object, made once: its type is TObject's for the whole process.
+  static const TValue cNilObject(static_cast<TObject *>(nullptr));
+  FMemberValue = cNilObject;
 }
 
 TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeString &AName,
@@ -421,13 +534,13 @@ TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeSt
       if (TRttiField *f = member.Field) {
         FMemberField = f;
         FMemberValue = f->GetValue(FInstancePtr);
-        FMemberTypeInfo = TVnTypes::GetTypeInfo(f->GetDataTypeHandle());
+        FMemberTypeInfo = member.Type;
       } else if (isClass) {
         TRttiProperty *p = member.Property;
         if (p && p->GetVisibility() >= mvPublic) {
           FMemberProp = p;
           FMemberValue = p->GetValue(FInstancePtr);
-          FMemberTypeInfo = TVnTypes::GetTypeInfo(p->GetDataTypeHandle());
+          FMemberTypeInfo = member.Type;
         }
       }
       if (FMemberTypeInfo) {
@@ -502,7 +615,7 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeS
     if (!ReadClassName(name))
       info = FMemberTypeInfo;
     else
-      info = name.empty() ? nullptr : TVnTypes::GetTypeInfo(name, tntSchemaName, false);
+      info = name.empty() ? nullptr : TypeOfClassName(name);
     TClass cls = info && info->Kind == vtkClass ? serializer_detail::ClassOf(info) : nullptr;
     if (cls && cls->FCreate) {
       // A class that the member cannot hold is refused before anything is made.
@@ -559,7 +672,13 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializer(const UnicodeString &A
 TVnDeserializer *TVnDeserializer::CreateChildDeserializer(const UnicodeString &AName, void *APtr,
                                                           const TVnTypeInfo *ATypeInfo,
                                                           SerializerHint *AHint) {
-  return AttachChild(VnCreateDeserializerEx(Format(), APtr, ATypeInfo), AName, ATypeInfo, AHint);
+  TVnDeserializerClass cls = VnFindDeserializerClassEx(Format(), ATypeInfo);
+  if (!cls)
+    return AttachChild(VnCreateDeserializerEx(Format(), APtr, ATypeInfo), AName, ATypeInfo, AHint);
+  PTypeInfo handle = ATypeInfo ? ATypeInfo->Handle : nullptr;
+  TVnDeserializer *child = FRoot ? FRoot->TakeKept(cls->Class, APtr, handle) : nullptr;
+  if (!child) child = AsDeserializer(cls->NewFromPointer(APtr, handle));
+  return AttachChild(child, AName, ATypeInfo, AHint);
 }
 
 TVnDeserializer *TVnDeserializer::AttachChild(TVnDeserializer *AChild, const UnicodeString &AName,
@@ -649,7 +768,8 @@ void TVnDeserializer::StoreMemberValue() {
     TValue &array = FParentDes->FMemberValue;
     const TVnTypeInfo *element =
         FParentDes->FMemberTypeInfo ? FParentDes->FMemberTypeInfo->GetElementType() : nullptr;
-    array.SetArrayElement(FArrIdx, AsTypeOf(FMemberValue, element));
+    TValue converted;
+    array.SetArrayElement(FArrIdx, OfTypeOf(FMemberValue, element, converted));
     return;
   }
   StoreInto(this, FMemberValue);
@@ -812,7 +932,9 @@ void TVnDeserializer::DeserializeEndType() {
       TVnDeserializer *grand = parent->FParentDes;
       const TVnTypeInfo *element =
           grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr;
-      grand->FMemberValue.SetArrayElement(grand->FArrIdx, AsTypeOf(parent->FMemberValue, element));
+      TValue converted;
+      grand->FMemberValue.SetArrayElement(grand->FArrIdx,
+                                          OfTypeOf(parent->FMemberValue, element, converted));
     } else if (elementKind != vtkClass) {
       parent->FMemberValue.SetArrayElement(FArrIdx, FMemberValue);
     }

@@ -1,5 +1,6 @@
 // The JSON notation read back: TVnJSONDeserializer and its subclasses on one JSON reader per run.
 #include "vnxml/common/uVnNetEncoding.h"
+#include "vnxml/common/uVnSerializer/Internal.h"
 #include "vnxml/rtl/Owned.h"
 #include "vnxml/rtl/SysUtils.h"
 #include "vnxml/json/uVnJSONSerializer.h"
@@ -106,6 +107,17 @@ TValue PlainValue(TVnJSONDataType ADataType, const VnJSONString &AValue, bool AN
 
 // ---------------------------------------------------------------------------------------------
 // TVnJSONDeserializer
+
+void TVnJSONDeserializer::Reuse(void *AInstance, PTypeInfo AType) {
+  TVnDeserializer::Reuse(AInstance, AType);
+  FJSONReader = nullptr;
+  FCanDeserialize = desNo;
+  FMemberName.clear();
+  FDataType.clear();
+  FNamespace.clear();
+  FDisabledCnt = 0;
+  FOwnArray = false;
+}
 
 void TVnJSONDeserializer::SetParent(TVnCustomSerializer *AParent) {
   TVnDeserializer::SetParent(AParent);
@@ -232,6 +244,8 @@ Int64 TVnJSONDeserializer::ValueToInt64(const UnicodeString &AValue) {
   return VnXMLToInt64(AValue);
 }
 Extended TVnJSONDeserializer::ValueToFloat(const UnicodeString &AValue) {
+  double value;
+  if (serializer_detail::PlainDecimal(AValue, value)) return value;
   return VnXMLToDouble(AValue);
 }
 UnicodeString TVnJSONDeserializer::ValueToStr(const UnicodeString &AValue) {

@@ -5,6 +5,7 @@
 #if defined(__GNUC__) && !defined(__clang__) && __GNUC__ == 12
 #pragma GCC diagnostic ignored "-Wrestrict"
 #endif
+#include "vnxml/common/uVnSerializer/Internal.h"
 #include "vnxml/rtl/Owned.h"
 #include "vnxml/rtl/SysUtils.h"
 #include "vnxml/xml/uVnXMLSerializer.h"
@@ -94,6 +95,15 @@ bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
   return AAttribute->URI.find(u"www.w3.org") != UnicodeString::npos;
 }
 
+// True when an attribute of the list is one that the replay gives as a member (xsi:type and
+// the other W3C attributes are not).
+bool HasMemberAttributes(IVnSAXAttributes *AAttributes) {
+  if (!AAttributes) return false;
+  for (PVnSAXXMAttribute a = AAttributes->FirstAttribute(); a; a = a->Next)
+    if (!IsW3CAttribute(a)) return true;
+  return false;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -103,6 +113,23 @@ TVnXMLDeserializer::~TVnXMLDeserializer() {
   // A worker that is freed in the middle of a simple member's markup was ended by a failure;
   // the markup goes with it.
   if (FXMLString) FXMLString->Free();
+}
+
+void TVnXMLDeserializer::Reuse(void *AInstance, PTypeInfo AType) {
+  TVnDeserializer::Reuse(AInstance, AType);
+  if (FXMLString) {
+    FXMLString->Free();
+    FXMLString = nullptr;
+  }
+  FSAXReader = nullptr;
+  FLocalName.clear();
+  FURI.clear();
+  FDataType.clear();
+  FCanDeserialize = desNo;
+  FLevel = 0;
+  FAttribs = nullptr;
+  FProcessRootChars = false;
+  FDeserializingAttribs = false;
 }
 
 void TVnXMLDeserializer::SetParent(TVnCustomSerializer *AParent) {
@@ -199,6 +226,8 @@ Int64 TVnXMLDeserializer::ValueToInt64(const UnicodeString &AValue) {
   return VnXMLToInt64(AValue);
 }
 Extended TVnXMLDeserializer::ValueToFloat(const UnicodeString &AValue) {
+  double value;
+  if (serializer_detail::PlainDecimal(AValue, value)) return value;
   return VnXMLToDouble(AValue);
 }
 UnicodeString TVnXMLDeserializer::ValueToStr(const UnicodeString &AValue) {
@@ -270,8 +299,10 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
       FCanDeserialize = desYes;
       if (AAttributes && AAttributes->Count() > 0 &&
           (FMemberValue.IsObject() || FMemberValue.GetTypeKind() == tkRecord) &&
-          !FMemberValue.IsNull()) {
-        // On the element itself: a record is filled in place, an object by its pointer.
+          !FMemberValue.IsNull() && HasMemberAttributes(AAttributes)) {
+        // On the element itself: a record is filled in place, an object by its pointer. An
+        // element whose attributes are all W3C ones (its xsi:type) replays nothing, and gets
+        // no reader for it.
         Owned<TVnDeserializer> target(
             FMemberValue.IsObject()
                 ? VnCreateDeserializer(dsfXML, FMemberValue)
