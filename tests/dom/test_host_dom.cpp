@@ -237,6 +237,20 @@ TEST(HostDOMFailures, FailuresAreResultsAndOutArgumentsAreCleared) {
   EXPECT_EQ(attrs->getNamedItem(u"nope", missing), cFailed);
   EXPECT_EQ(missing, nullptr);
 
+  // An attribute list holds only the element's own attributes: a new one would be freed under
+  // it.
+  DelphiInterface<IDOMNode> added;
+  EXPECT_EQ(attrs->setNamedItem(doc->createAttribute(u"n"), added), cFailed);
+  EXPECT_EQ(a->childNodes()->length(), 1);
+  DelphiInterface<IDOMNode> inChildList;
+  EXPECT_EQ(IntfAs<IDOMNamedNodeMap>(a->childNodes().get())->getNamedItem(u"#text", inChildList),
+            S_OK);
+
+  // Nil where a stream or a document must be given.
+  EXPECT_EQ(IntfAs<IDOMPersist>(a.get())->saveToStream(nullptr), cFailed);
+  WideString none;
+  EXPECT_EQ(IntfAs<IDOMNodeEx>(a.get())->transformNode(nullptr, none), cFailed);
+
   DelphiInterface<IDOMDocumentFragment> fragment;
   EXPECT_EQ(doc->createDocumentFragment(fragment), cFailed);
   DelphiInterface<IDOMEntityReference> ref;

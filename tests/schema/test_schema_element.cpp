@@ -250,3 +250,32 @@ TEST(SchemaRemove, RemoveNodeTakesTheNodeAndNothingElse) {
 }
 
 }  // namespace
+
+namespace {
+
+// A binding of a recursive type: a part that holds a part.
+class TPart : public TVnXMLSchemaElement {
+  VN_CLASS(TPart, TVnXMLSchemaElement)
+ public:
+  explicit TPart(IVnDOMElement *AElement) : TVnXMLSchemaElement(AElement) {
+    AddSchemaInfo(0, ntElement, u"part", 0, 1, false, 0);
+  }
+  TPart *Inner() { return GetChildElement<TPart>(0); }
+};
+
+TEST(SchemaWrappers, DeeplyNestedWrappersAreFreedWithoutRecursion) {
+  Bound b(u"<part/>");
+  Owned<TPart> top(New<TPart>(b.Doc->GetRootNode()));
+  TPart *p = top.get();
+  for (int i = 0; i < 200000; ++i) p = p->Inner();
+  EXPECT_EQ(p->GetXML(), u"<part />");
+  // Freeing the top frees every level below it; a destructor that freed its children from
+  // inside itself would run out of stack here.
+  top.reset();
+}
+
+TEST(SchemaWrappers, ANilElementIsRefused) {
+  EXPECT_THROW(New<TVnXMLSchemaElement>(nullptr), EArgumentNilException);
+}
+
+}  // namespace

@@ -1276,6 +1276,12 @@ class TVnDOMNodeListBase : public TVnDOMObject {
                          TVnDOMPosition APosition) noexcept;
   TVnDOMNode *Owner() const noexcept;
 
+ public:
+  // False for a list of one kind of a node's children (attributes, elements...) and a node that
+  // is not a child of that node: such a list does not keep its items alive.
+  bool CanHoldNamedItem(const TVnDOMNode *ANode) const noexcept;
+
+ protected:
   // The items: the list's own array, or for the child list of a node the node's children.
   TVnDOMNodeArray &Items() noexcept { return *FItems; }
   const TVnDOMNodeArray &Items() const noexcept { return *FItems; }

@@ -77,10 +77,30 @@ void TVnXMLSchemaElementArray::Delete(Integer AIndex) {
 // ---------------------------------------------------------------------------------------------
 // TVnXMLSchemaElement
 
-TVnXMLSchemaElement::TVnXMLSchemaElement(IVnDOMElement *AElement) : FDOMElement(AElement) {}
+TVnXMLSchemaElement::TVnXMLSchemaElement(IVnDOMElement *AElement) : FDOMElement(AElement) {
+  if (!AElement) throw EArgumentNilException(u"The element of a schema element must not be nil!");
+}
 
 TVnXMLSchemaElement::~TVnXMLSchemaElement() {
   FreeArrayElements();
+  // The wrappers of children nest as deep as the binding went down the document: they are
+  // taken apart one level at a time from a work list, so that no destructor frees the next
+  // level from inside itself.
+  std::vector<TObject *> pending;
+  TakeSubElements(pending);
+  while (!pending.empty()) {
+    TObject *obj = pending.back();
+    pending.pop_back();
+    if (auto *sub = dynamic_cast<TVnXMLSchemaElement *>(obj)) sub->TakeSubElements(pending);
+    obj->Free();
+  }
+}
+
+void TVnXMLSchemaElement::TakeSubElements(std::vector<TObject *> &AInto) {
+  for (TObject *obj : FSubElements) AInto.push_back(obj);
+  FSubElements.SetOwnsObjects(false);
+  FSubElements.Clear();
+  FSubElements.SetOwnsObjects(true);
 }
 
 void TVnXMLSchemaElement::FreeArrayElements() {
@@ -255,9 +275,10 @@ TVnXMLSchemaElement *TVnXMLSchemaElement::GetSubElement(
     auto *sub = static_cast<TVnXMLSchemaElement *>(obj);
     if (AsNode(sub->AsElement()) == node) return sub;
   }
-  TVnXMLSchemaElement *sub = AFactory(AElement);
-  FSubElements.Add(sub);
-  return sub;
+  Owned<TVnXMLSchemaElement> sub(AFactory(AElement));
+  if (!sub) throw EListError(u"The factory of a child wrapper made no wrapper!");
+  FSubElements.Add(sub.get());
+  return sub.release();
 }
 
 TVnXMLSchemaElementArray *TVnXMLSchemaElement::GetArrayElement(

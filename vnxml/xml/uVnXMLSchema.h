@@ -267,6 +267,8 @@ class TVnXMLSchemaElement : public TVnObjectEx {
   // The schema index of the particle named AName (qualified, or behind its prefix), or false.
   bool IndexOfName(const UnicodeString &AName, Integer &AIndex);
   void FreeArrayElements();
+  // Moves the child wrappers into AInto without freeing them.
+  void TakeSubElements(std::vector<TObject *> &AInto);
 };
 
 }  // namespace vn

@@ -18,6 +18,9 @@ inline constexpr const char16_t *cNoEntityRefs =
     u"Entity references are not supported by Vornell XML DOM!";
 inline constexpr const char16_t *cNoDocType = u"The doctype functionality is not implemented!";
 inline constexpr const char16_t *cNotImplemented = u"Not implemented";
+inline constexpr const char16_t *cNilStream = u"The stream must not be nil!";
+inline constexpr const char16_t *cNotOwnersChild =
+    u"Only a child of the node that the list belongs to can be added to this list!";
 inline constexpr const char16_t *cNoOwnerDocument =
     u"The node belongs to no document, so no node can be made for it!";
 
@@ -224,6 +227,7 @@ HRESULT TVnDOMNodeImpl::transformNode(IDOMNode *AStyleSheet, WideString &AOutput
 HRESULT TVnDOMNodeImpl::transformNode(IDOMNode *AStyleSheet, IDOMDocument *AOutput) {
   return SafecallInvoke(this, [&] {
     TVnDOMNode *self = DOMNode();
+    if (!AOutput) throw EArgumentNilException(dom::cNilNode);
     WideString text;
     self->Transform(ArgNode(AStyleSheet), text);
     // The output document may be of any vendor: it loads the result through its own interface.
@@ -313,7 +317,8 @@ HRESULT TVnDOMNodeImpl::loadFromStream(IStream *AStream, bool &AResult) {
 }
 
 HRESULT TVnDOMNodeImpl::loadxml(const DOMString &AValue, bool &AResult) {
-  return load(Variant(AValue), AResult);
+  AResult = false;
+  return SafecallInvoke(this, [&] { CheckSafecallResult(load(Variant(AValue), AResult)); });
 }
 
 HRESULT TVnDOMNodeImpl::save(const Variant &ADestination) {
@@ -327,6 +332,7 @@ HRESULT TVnDOMNodeImpl::save(const Variant &ADestination) {
 HRESULT TVnDOMNodeImpl::saveToStream(TStream *AStream) {
   return SafecallInvoke(this, [&] {
     TVnDOMNode *self = DOMNode();
+    if (!AStream) throw EArgumentNilException(cNilStream);
     Word codePage = 65001;
     if (auto *doc = dynamic_cast<TVnDOMDocument *>(self->GetDOMDocument()))
       codePage = VnCodePage(doc->GetEncoding());
@@ -364,7 +370,11 @@ HRESULT TVnDOMNodeListImpl::setNamedItem(IDOMNode *ANode, DelphiInterface<IDOMNo
   AResult = nullptr;
   return SafecallInvoke(this, [&] {
     TVnDOMNodeListBase *list = DOMList();
-    list->Add(ArgNode(ANode), rdpLast);
+    TVnDOMNode *node = ArgNode(ANode);
+    // A list of one kind of a node's children (its attributes, say) holds plain pointers: a node
+    // that is not a child of that node could be freed while the list still names it.
+    if (node && !list->CanHoldNamedItem(node)) throw EVnDomException(cNotOwnersChild);
+    list->Add(node, rdpLast);
   });
 }
 
@@ -911,6 +921,7 @@ DelphiInterface<IDOMComment> VnAddComment(IDOMElement *AParent, const UnicodeStr
 }
 
 UnicodeString VnFormatXML(IDOMDocument *ADocument) {
+  if (!ADocument) throw EArgumentNilException(dom::cNilNode);
   DelphiInterface<IDOMNodeEx> node = IntfAs<IDOMNodeEx>(ADocument);
   return VnFormatXML(node->text());
 }
@@ -926,6 +937,7 @@ DelphiInterface<IInterface> CreateXMLDocHook(const UnicodeString &AXML) {
 }
 
 Variant GetXMLDocValueHook(IInterface *ADocument, const UnicodeString &APath) {
+  if (!ADocument) throw EArgumentNilException(dom::cNilNode);
   DelphiInterface<IVnDOMDocument> doc = IntfAs<IVnDOMDocument>(ADocument);
   DelphiInterface<IVnDOMElement> found =
       doc->SelectSingleElement(APath, {soCaseInsensitive, soLocalName});

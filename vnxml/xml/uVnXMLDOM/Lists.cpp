@@ -130,6 +130,11 @@ void TVnDOMNodeListBase::InsertAt(Integer AIndex, TVnDOMNode *ANode) {
   }
 }
 
+bool TVnDOMNodeListBase::CanHoldNamedItem(const TVnDOMNode *ANode) const noexcept {
+  TVnDOMNode *owner = Owner();
+  return FChildList || !owner || (ANode && ANode->ParentNode() == owner);
+}
+
 void TVnDOMNodeListBase::RemoveAt(Integer AIndex) {
   if (FChildList) {
     Owner()->ChildListChanging();

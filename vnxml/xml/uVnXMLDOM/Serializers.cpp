@@ -168,6 +168,8 @@ void TVnDOMElementDeserializer::Deserialize(TStream *AStream) {
 
 bool VnXMLDOMStartUp() {
   static const bool done = [] {
+    // The vendor and the document hooks first, then the serializers.
+    VnXMLDOMHostStartUp();
     RegisterType<TVnDOMDocument>(
         u"uVnXMLDOM", [](TTypeBuilder<TVnDOMDocument> &R) { R.Name(u"TVnDOMDocument"); });
     RegisterType<TVnDOMElement>(u"uVnXMLDOM",
@@ -182,7 +184,6 @@ bool VnXMLDOMStartUp() {
     VnRegisterSerializer(dsfXML, TVnDOMElement::StaticClass(),
                          VnSerializerClass<TVnDOMElementSerializer>(),
                          VnDeserializerClass<TVnDOMElementDeserializer>());
-    VnXMLDOMHostStartUp();
     return true;
   }();
   return done;
