@@ -334,6 +334,26 @@ TEST(HostDOMLifetime, DetachedNodesGoWithTheirLastInterface) {
   EXPECT_EQ(XmlOf(other), u"<x><y>1</y></x>");
 }
 
+TEST(HostDOMLifetime, ANodeMovedToAnotherParentOutlivesItsFormerOne) {
+  // An add does not take a node out of its earlier parent: the former parent still lists it.
+  // When that parent goes, the node stays with its new one (and nothing leaks).
+  DelphiInterface<IDOMDocument> doc = Parsed(u"<a><b><c /></b></a>");
+  DelphiInterface<IDOMElement> b = IntfAs<IDOMElement>(doc->documentElement()->firstChild().get());
+  CheckSafecallResult(doc->set_documentElement(b));
+  EXPECT_EQ(XmlOf(doc), u"<b><c /></b>");
+
+  DelphiInterface<IDOMDocument> other = Parsed(u"<x><y /></x>");
+  DelphiInterface<IDOMElement> x = other->documentElement();
+  DelphiInterface<IDOMNode> y = x->firstChild();
+  DelphiInterface<IDOMElement> holder = other->createElement(u"holder");
+  holder->appendChild(y);
+  EXPECT_EQ(y->parentNode(), DelphiInterface<IDOMNode>(holder));
+  EXPECT_EQ(XmlOf(x), u"<x><y /></x>");
+  x = nullptr;
+  other = nullptr;
+  EXPECT_EQ(XmlOf(holder), u"<holder><y /></holder>");
+}
+
 TEST(HostDOMLifetime, AttributeNodesAreAddedWithoutReplacing) {
   DelphiInterface<IDOMDocument> doc = Parsed(u"<a k=\"1\" />");
   DelphiInterface<IDOMElement> a = doc->documentElement();

@@ -395,6 +395,11 @@ void TVnDOMNode::Clear() {
       } else {
         child->Free();
       }
+    } else if (child->FParent != node) {
+      // Listed here, but added to another node since (an add does not take a node out of its
+      // earlier parent): it belongs there, and only this listing goes.
+      node->ChildErase(static_cast<std::size_t>(f.Index));
+      node->ChildTakenOut(child);
     } else {
       node->RemoveChild(child);
     }
