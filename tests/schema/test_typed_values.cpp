@@ -10,6 +10,7 @@
 #include "exception_text.h"
 #include "schema/schema_util.h"
 #include "vnxml/rtl/DateUtils.h"
+#include "time_zone.h"
 
 using namespace vn;
 using schematest::Bound;
@@ -28,24 +29,9 @@ Bound Fresh(const UnicodeString &AXML = u"<r/>") {
 
 // The zone rules of a fixed zone one hour east of UTC, without daylight saving, so that the UTC
 // form of a value is known.
-class SchemaTyped : public ::testing::Test {
+class SchemaTyped : public vntest::TimeZoneTest {
  protected:
-  void SetUp() override {
-    const char *tz = std::getenv("TZ");
-    FHadTZ = tz != nullptr;
-    FOldTZ = tz ? tz : "";
-    setenv("TZ", "XST-1", 1);
-    tzset();
-  }
-  void TearDown() override {
-    if (FHadTZ)
-      setenv("TZ", FOldTZ.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
-  std::string FOldTZ;
-  bool FHadTZ = false;
+  SchemaTyped() : TimeZoneTest("XST-1") {}
 };
 
 struct TypedCase {

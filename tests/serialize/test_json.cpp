@@ -10,6 +10,7 @@
 #include "vnxml/json/uVnJSONSerializer.h"
 #include "vnxml/rtl/DateUtils.h"
 #include "vnxml/rtl/Owned.h"
+#include "time_zone.h"
 
 using namespace vn;
 
@@ -279,24 +280,9 @@ TEST(JsonValues, SetsShowMembersBeyondTheFirst64) {
   EXPECT_EQ(Json(bits), R"({"className":"TWideBits","asString":"[1,99]","asInt":2})");
 }
 
-class JsonDates : public ::testing::Test {
+class JsonDates : public vntest::TimeZoneTest {
  protected:
-  void SetUp() override {
-    const char *tz = std::getenv("TZ");
-    FOldTZ = tz ? tz : "";
-    FHadTZ = tz != nullptr;
-    setenv("TZ", "UTC", 1);
-    tzset();
-  }
-  void TearDown() override {
-    if (FHadTZ)
-      setenv("TZ", FOldTZ.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
-  std::string FOldTZ;
-  bool FHadTZ = false;
+  JsonDates() : TimeZoneTest("UTC") {}
 };
 
 // Dates in their XML forms without a zone, quoted; the UTC types add "Z" to the same text, so

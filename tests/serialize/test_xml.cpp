@@ -9,6 +9,7 @@
 #include "serialize/model.h"
 #include "vnxml/rtl/Owned.h"
 #include "vnxml/xml/uVnXMLSerializer.h"
+#include "time_zone.h"
 
 using namespace vn;
 using namespace sermodel;
@@ -46,26 +47,9 @@ std::string Body(const TValue &AValue) {
 }
 
 // Dates are written without a zone; a fixed zone keeps the test independent of the machine.
-class FixedZone : public ::testing::Test {
+class FixedZone : public vntest::TimeZoneTest {
  protected:
-  void SetUp() override {
-    const char *tz = std::getenv("TZ");
-    FHadZone = tz != nullptr;
-    if (tz) FOldZone = tz;
-    setenv("TZ", "UTC", 1);
-    tzset();
-  }
-  void TearDown() override {
-    if (FHadZone)
-      setenv("TZ", FOldZone.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
-
- private:
-  bool FHadZone = false;
-  std::string FOldZone;
+  FixedZone() : TimeZoneTest("UTC") {}
 };
 
 }  // namespace
