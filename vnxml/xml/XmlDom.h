@@ -460,3 +460,5 @@ TDOMVendor *GetDOMVendor(const DOMString &AVendorDesc = u"");
 DelphiInterface<IDOMImplementation> GetDOM(const DOMString &AVendorDesc = u"");
 
 }  // namespace vn
+
+#undef VN_DOM_CHECKED_GET
