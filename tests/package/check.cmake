@@ -1,5 +1,6 @@
 # Installs the build tree into a scratch prefix, checks that it holds only the headers that the
-# public headers need, then configures, builds and runs the consumer.
+# public headers need, then configures, builds and runs the consumer: once through the CMake
+# package, once compiled by hand with what `pkg-config --cflags --libs vnxml` gives.
 cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/VnxmlHeaders.cmake)
 
@@ -49,4 +50,36 @@ endif()
 execute_process(COMMAND ${WORK}/build/consumer RESULT_VARIABLE rc)
 if(rc)
   message(FATAL_ERROR "consumer failed")
+endif()
+
+# The same program with the compiler and pkg-config alone, as a user without CMake builds it.
+find_program(PKG_CONFIG pkg-config REQUIRED)
+file(GLOB_RECURSE pc_files ${WORK}/prefix/*/vnxml.pc)
+list(LENGTH pc_files pc_count)
+if(NOT pc_count EQUAL 1)
+  message(FATAL_ERROR "vnxml.pc installed ${pc_count} times: ${pc_files}")
+endif()
+get_filename_component(pc_dir ${pc_files} DIRECTORY)
+set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+execute_process(COMMAND ${PKG_CONFIG} --cflags --libs vnxml OUTPUT_VARIABLE pc_flags
+                RESULT_VARIABLE rc OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(rc)
+  message(FATAL_ERROR "pkg-config --cflags --libs vnxml failed")
+endif()
+separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
+set(compile ${CXX} -std=c++20)
+if(LAUNCHER)
+  list(PREPEND compile ${LAUNCHER})
+endif()
+if(SANITIZE)
+  list(APPEND compile -fsanitize=address,undefined)
+endif()
+execute_process(COMMAND ${compile} ${SOURCE}/main.cpp ${pc_flags} -o ${WORK}/pc_consumer
+                RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "build with pkg-config failed: ${compile} main.cpp ${pc_flags}")
+endif()
+execute_process(COMMAND ${WORK}/pc_consumer RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "consumer built with pkg-config failed")
 endif()
