@@ -1,10 +1,12 @@
 // Fuzz target of the tree: the bytes are loaded into a document by the sniffing load and with
 // the code pages 1200 and 65001, and as text into a detached element and into an element of a
 // loaded tree; whatever was built is then written plain and formatted, cloned deeply, its text
-// nodes joined, and freed. Only the library's exceptions are expected; anything else, a crash,
-// a hang or a leak is a finding.
+// nodes joined, and freed. A document loaded from the bytes also serves as a style sheet over a
+// small fixed document. Only the library's exceptions are expected; anything else, a crash, a
+// hang or a leak is a finding.
 //
-// Built with clang -fsanitize=fuzzer by fuzz/run.sh (FUZZ_TARGET=fuzz_dom).
+// Built with clang -fsanitize=fuzzer by fuzz/run.sh (FUZZ_TARGET=fuzz_dom); dom_tests replays
+// the XML corpus (fuzz/corpus).
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -39,6 +41,23 @@ void Exercise(TVnDOMNode *ANode) {
   Guarded([&] { ANode->NormalizeTextNodes(); });
 }
 
+// The document as a style sheet over a small fixed source, into text and into a new document.
+void Transform(TVnDOMDocument *AStyleSheet) {
+  TVnDOMDocument *source =
+      TVnDOMDocument::CreateFromXML(u"<r a=\"1\"><i n=\"2\">x</i><i n=\"1\">y<j/></i></r>");
+  Guarded([&] {
+    WideString text;
+    source->Transform(AStyleSheet, text);
+  });
+  Guarded([&] {
+    if (TVnDOMDocument *result = source->Transform(AStyleSheet)) {
+      Exercise(result);
+      result->Free();
+    }
+  });
+  source->Free();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *AData, std::size_t ASize) {
@@ -49,6 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *AData, std::size_t ASi
       d->LoadFromStream(&s);
     });
     Exercise(d);
+    if (d->GetRootNode()) Transform(d);
     if (TVnDOMElement *root = d->GetRootNode()) {
       Guarded([&] {
         root->SetInnerXML(
