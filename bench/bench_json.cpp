@@ -445,7 +445,7 @@ class TJSONReporter : public vnbench::RatioReporter {
       if (!median && Medians.count(name)) continue;
       if (median) Medians.insert(name);
       if (auto it = r.counters.find("bytes_per_second"); it != r.counters.end())
-        Results[name] = it->second.value;
+        Results[name].Bytes = it->second.value;
       if (auto it = r.counters.find("bytes_per_value"); it != r.counters.end())
         PerValue[name] = it->second.value;
     }
@@ -456,14 +456,14 @@ class TJSONReporter : public vnbench::RatioReporter {
     // The library's variants against the peers of their family.
     std::printf("\n%-44s %12s %12s %8s\n", "variant (vnxml-* vs peer)", "vnxml MB/s", "peer MB/s",
                 "ratio");
-    for (const auto &[name, bps] : Results) {
+    for (const auto &[name, rates] : Results) {
       const std::size_t at = name.find("/vnxml-");
       if (at == std::string::npos) continue;
       const std::string family = name.substr(0, at + 1);
-      for (const auto &[peer, pbps] : Results) {
+      for (const auto &[peer, prates] : Results) {
         if (peer.rfind(family, 0) != 0 || peer.find("/vnxml") != std::string::npos) continue;
-        std::printf("%-44s %12.1f %12.1f %8.2f  (%s)\n", name.c_str(), bps / 1e6, pbps / 1e6,
-                    bps / pbps, peer.c_str());
+        std::printf("%-44s %12.1f %12.1f %8.2f  (%s)\n", name.c_str(), rates.Bytes / 1e6,
+                    prates.Bytes / 1e6, rates.Bytes / prates.Bytes, peer.c_str());
       }
     }
     // Tree memory.

@@ -122,8 +122,8 @@ void PrintRatio(const vnbench::RatioReporter &AReporter, const char *ALabel, con
   const auto a = AReporter.Results.find(A);
   const auto b = AReporter.Results.find(B);
   if (a == AReporter.Results.end() || b == AReporter.Results.end()) return;
-  std::printf("%-36s %10.1f %10.1f %8.2f\n", ALabel, a->second / 1e6, b->second / 1e6,
-              a->second / b->second);
+  std::printf("%-36s %10.1f %10.1f %8.2f\n", ALabel, a->second.Bytes / 1e6, b->second.Bytes / 1e6,
+              a->second.Bytes / b->second.Bytes);
 }
 
 }  // namespace
