@@ -1,0 +1,27 @@
+# Runs check.cmake on the headers of fixture/, which hold documented classes and classes without
+# a purpose line in each shape the check knows, and expects exactly the findings listed here and
+# a failure.
+cmake_minimum_required(VERSION 3.25)
+set(here ${CMAKE_CURRENT_LIST_DIR})
+execute_process(COMMAND ${CMAKE_COMMAND} -DROOT=${here}/fixture -P ${here}/check.cmake
+                RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT rc)
+  message(FATAL_ERROR "the check passed classes without a purpose line:\n${out}${err}")
+endif()
+string(REGEX MATCHALL "vnxml/[^\n]*" found "${err}")
+set(expected
+  "vnxml/xml/Unit.h:17: class BareWithBase has no purpose line"
+  "vnxml/xml/Unit.h:20: struct BareStruct has no purpose line"
+  "vnxml/xml/Unit.h:26: class BareAfterBlank has no purpose line"
+  "vnxml/xml/Unit.h:29: class BareUnderSeparator has no purpose line"
+  "vnxml/xml/Unit.h:44: class BareTemplate has no purpose line"
+  "vnxml/xml/Unit.h:52: struct BareAligned has no purpose line"
+  "vnxml/xml/Unit.h:58: class BareExported has no purpose line"
+  "vnxml/xml/Unit.h:63: class BareAttributed has no purpose line")
+if(NOT found STREQUAL expected)
+  string(REPLACE ";" "\n" found "${found}")
+  message(FATAL_ERROR "the check reported:\n${found}\n\n${err}")
+endif()
+if(NOT err MATCHES "8 of 13 classes")
+  message(FATAL_ERROR "the check counted otherwise:\n${err}")
+endif()
