@@ -111,6 +111,7 @@ using TVarRecs = std::span<const TVarRec>;
 // Exceptions. They are thrown and caught by reference (`throw EConvertError(...)`,
 // `catch (Exception &E)`); `throw;` raises the same exception again.
 
+// The base of the library's exceptions: a message, thrown and caught by reference.
 class Exception : public TObject, public std::exception {
   VN_CLASS(Exception, TObject)
  public:
