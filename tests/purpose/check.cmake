@@ -3,9 +3,10 @@
 # one without as "<file>:<line>: class <name> has no purpose line" and fails.
 #
 # The public headers are those of the units, vnxml/<folder>/*.h; the headers of an
-# implementation folder (vnxml/xml/uVnXMLDOM/...) are not read. A forward declaration, a
-# specialization and a nested class need no line of their own; a comment of dashes only is a
-# separator, not a purpose.
+# implementation folder (vnxml/xml/uVnXMLDOM/...) are not read. The classes that the library's
+# class macros define (VN_DECLARE_EXCEPTION(EFoo, Exception)) count as definitions. A forward
+# declaration, a specialization and a nested class need no line of their own; a comment of dashes
+# only is a separator, not a purpose.
 #
 #   cmake -DROOT=<folder that holds vnxml/> -P check.cmake
 cmake_minimum_required(VERSION 3.25)
@@ -24,6 +25,11 @@ endif()
 set(prefix "<lb><lb>.*<rb><rb>|alignas\\([^)]*\\)|[A-Z][A-Z0-9_]+")
 set(head "^(class|struct)[ \t]+((${prefix})[ \t]+)?")
 set(definition "${head}([A-Za-z_][A-Za-z_0-9]*)([ \t]+final)?[ \t]*(:.*|{.*|)$")
+# The library's macros that define a class named by their first argument, used at the line's
+# first column as well.
+set(class_macros VN_DECLARE_EXCEPTION VN_XPATH_FUNCTION_CLASS)
+list(JOIN class_macros "|" macros)
+set(macro_definition "^(${macros})\\([ \t]*([A-Za-z_][A-Za-z_0-9]*)")
 
 set(faults 0)
 set(classes 0)
@@ -41,9 +47,15 @@ foreach(f IN LISTS files)
   set(above "")
   foreach(line IN LISTS lines)
     math(EXPR nr "${nr} + 1")
+    set(kind "")
     if(line MATCHES "${definition}")
       set(kind "${CMAKE_MATCH_1}")
       set(name "${CMAKE_MATCH_4}")
+    elseif(line MATCHES "${macro_definition}")
+      set(kind "class")
+      set(name "${CMAKE_MATCH_2}")
+    endif()
+    if(kind)
       math(EXPR classes "${classes} + 1")
       if(NOT above MATCHES "^[ \t]*//" OR above MATCHES "^[ \t]*//[ \t]*[-=]*[ \t]*$")
         message(NOTICE "${f}:${nr}: ${kind} ${name} has no purpose line")

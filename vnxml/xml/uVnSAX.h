@@ -51,7 +51,9 @@ VN_DECLARE_EXCEPTION(EVnXMLException, EVnException)
 VN_DECLARE_EXCEPTION(EVnXMLParseError, EVnXMLException)
 // Declared for users of the interfaces; the library raises none of these.
 VN_DECLARE_EXCEPTION(EVnSAXException, EVnException)
+// A feature or property name that the reader does not recognize.
 VN_DECLARE_EXCEPTION(EVnSAXNotRecognizedException, EVnSAXException)
+// A feature or property value that the reader does not support.
 VN_DECLARE_EXCEPTION(EVnSAXNotSupportedException, EVnSAXException)
 
 // Messages of EVnXMLParseError; the error code of each stands in front of it.

@@ -193,23 +193,41 @@ class TVnXPathCollationASCIICI : public TVnXPathCollation {
 // EVnDomNotFound, EVnDomNotSupported and EVnDomSyntax; the others stand for the W3C errors of
 // their names, for callers to catch.
 
+// The base of the tree's errors; raised for most failures of the tree.
 VN_DECLARE_EXCEPTION(EVnDomException, Exception)
+// The W3C error DOMSTRING_SIZE_ERR: a text too long for its string type.
 VN_DECLARE_EXCEPTION(EVnDomStringSize, EVnDomException)
+// The W3C error HIERARCHY_REQUEST_ERR: a node where it may not stand.
 VN_DECLARE_EXCEPTION(EVnDomHierarchyRequest, EVnDomException)
+// The W3C error INDEX_SIZE_ERR: an index or count out of range.
 VN_DECLARE_EXCEPTION(EVnDomIndexSize, EVnDomException)
+// The W3C error INUSE_ATTRIBUTE_ERR: an attribute already held by an element.
 VN_DECLARE_EXCEPTION(EVnDomInUseAttribute, EVnDomException)
+// The W3C error INVALID_ACCESS_ERR: an access the object does not support.
 VN_DECLARE_EXCEPTION(EVnDomInvalidAcces, EVnDomException)
+// The W3C error INVALID_CHARACTER_ERR: a character a name may not hold.
 VN_DECLARE_EXCEPTION(EVnDomInvalidCharacter, EVnDomException)
+// The W3C error INVALID_MODIFICATION_ERR: a change of a node's type.
 VN_DECLARE_EXCEPTION(EVnDomInvalidModification, EVnDomException)
+// The W3C error INVALID_STATE_ERR: an object no longer usable.
 VN_DECLARE_EXCEPTION(EVnDomInvalidState, EVnDomException)
+// The W3C error NAMESPACE_ERR: a name that its namespaces do not allow.
 VN_DECLARE_EXCEPTION(EVnDomNamespace, EVnDomException)
+// A path that selects no node where the caller asked for one, or one too complex to create.
 VN_DECLARE_EXCEPTION(EVnDomNotFound, EVnDomException)
+// An operation that the node or the build does not support, such as setting a value.
 VN_DECLARE_EXCEPTION(EVnDomNotSupported, EVnDomException)
+// The W3C error NO_DATA_ALLOWED_ERR: data for a node that holds none.
 VN_DECLARE_EXCEPTION(EVnDomNoDataAllowed, EVnDomException)
+// The W3C error NO_MODIFICATION_ALLOWED_ERR: a change of a read-only node.
 VN_DECLARE_EXCEPTION(EVnDomNoModificationAllowed, EVnDomException)
+// A document or path expression that does not parse.
 VN_DECLARE_EXCEPTION(EVnDomSyntax, EVnDomException)
+// The W3C error TYPE_MISMATCH_ERR: a value of the wrong type.
 VN_DECLARE_EXCEPTION(EVnDomTypeMismatch, EVnDomException)
+// The W3C error VALIDATION_ERR: a change that makes the document invalid.
 VN_DECLARE_EXCEPTION(EVnDomValidation, EVnDomException)
+// The W3C error WRONG_DOCUMENT_ERR: a node of another document.
 VN_DECLARE_EXCEPTION(EVnDomWrongDocument, EVnDomException)
 
 // ---------------------------------------------------------------------------------------------
