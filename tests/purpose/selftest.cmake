@@ -10,15 +10,15 @@ if(NOT rc)
 endif()
 string(REGEX MATCHALL "vnxml/[^\n]*" found "${err}")
 set(expected
-  "vnxml/xml/Unit.h:17: class BareWithBase has no purpose line"
-  "vnxml/xml/Unit.h:20: struct BareStruct has no purpose line"
-  "vnxml/xml/Unit.h:26: class BareAfterBlank has no purpose line"
-  "vnxml/xml/Unit.h:29: class BareUnderSeparator has no purpose line"
-  "vnxml/xml/Unit.h:44: class BareTemplate has no purpose line"
-  "vnxml/xml/Unit.h:52: struct BareAligned has no purpose line"
-  "vnxml/xml/Unit.h:58: class BareExported has no purpose line"
-  "vnxml/xml/Unit.h:63: class BareAttributed has no purpose line"
-  "vnxml/xml/Unit.h:69: class EBare has no purpose line")
+  "vnxml/xml/Unit.h:18: class BareWithBase has no purpose line"
+  "vnxml/xml/Unit.h:21: struct BareStruct has no purpose line"
+  "vnxml/xml/Unit.h:27: class BareAfterBlank has no purpose line"
+  "vnxml/xml/Unit.h:30: class BareUnderSeparator has no purpose line"
+  "vnxml/xml/Unit.h:45: class BareTemplate has no purpose line"
+  "vnxml/xml/Unit.h:53: struct BareAligned has no purpose line"
+  "vnxml/xml/Unit.h:59: class BareExported has no purpose line"
+  "vnxml/xml/Unit.h:64: class BareAttributed has no purpose line"
+  "vnxml/xml/Unit.h:70: class EBare has no purpose line")
 if(NOT found STREQUAL expected)
   string(REPLACE ";" "\n" found "${found}")
   message(FATAL_ERROR "the check reported:\n${found}\n\n${err}")
