@@ -61,6 +61,7 @@ VN_CHAR_CONST(cVnEOF, '\0')
 // ---------------------------------------------------------------------------------------------
 // Object base
 
+// The base interface of the library's objects: it leads from an interface back to its object.
 class IVnObject : public IInterface {
   VN_INTERFACE(IVnObject, IInterface, "{0417F540-9CCC-4DE6-B2C4-1063D0508346}")
  public:

@@ -33,6 +33,7 @@ class TVnNetEncoding : public TObject {
   static const TVnNetEncoding &Hex();
 };
 
+// Base64 text of bytes, broken into lines of ACharsPerLine characters when given.
 class TVnBase64Encoding : public TVnNetEncoding {
   VN_CLASS(TVnBase64Encoding, TVnNetEncoding)
  public:
@@ -47,6 +48,7 @@ class TVnBase64Encoding : public TVnNetEncoding {
   Integer FCharsPerLine;
 };
 
+// Hexadecimal text of bytes: two upper-case digits per byte; either case is read.
 class TVnHexEncoding : public TVnNetEncoding {
   VN_CLASS(TVnHexEncoding, TVnNetEncoding)
  public:

@@ -71,6 +71,7 @@ bool GetSerializerHint(const TRttiObject *AObject, TSerializerHintOption AOption
 // ---------------------------------------------------------------------------------------------
 // Interfaces
 
+// What every serializer and deserializer worker answers: its instance and its parameters.
 class IVnCustomSerializer : public IInterface {
   VN_INTERFACE(IVnCustomSerializer, IInterface, "{8A411E1C-4227-4C97-B9BC-0704A2215768}")
  public:
@@ -81,6 +82,7 @@ class IVnCustomSerializer : public IInterface {
   virtual void SetObjParam(const UnicodeString &AName, TObject *AObject) = 0;
 };
 
+// A serializer worker: writes its value as a document, to bytes or to a stream.
 class IVnSerializer : public virtual IVnCustomSerializer {
   VN_INTERFACE(IVnSerializer, IVnCustomSerializer, "{50458569-8419-4DBC-BF78-D7AC5A927C04}")
  public:
@@ -88,6 +90,7 @@ class IVnSerializer : public virtual IVnCustomSerializer {
   virtual void Serialize(TStream *AStream) = 0;
 };
 
+// A deserializer worker: reads a document into its value and lists the objects it made.
 class IVnDeserializer : public virtual IVnCustomSerializer {
   VN_INTERFACE(IVnDeserializer, IVnCustomSerializer, "{ADF0EEA2-F6A1-459A-B917-B4A3481C9791}")
  public:
@@ -110,6 +113,7 @@ class IVnSerializerHelper : public IInterface {
 enum TVnCanDeserialize : Byte { desYes, desNo, desIgnore };
 enum TVnSerializerMemberType : Byte { smtProperty, smtField };
 
+// Answered by instances that want a say in their own deserialization, member by member.
 class IVnDeserializerHelper : public IInterface {
   VN_INTERFACE(IVnDeserializerHelper, IInterface, "{53720F69-818C-4D30-B2AB-3FB01712D3C0}")
  public:
@@ -130,6 +134,7 @@ class IVnSerializable : public IInterface {
   virtual RawByteString Serialize(TVnDataSerializationFormatType AFormat, TStringList *AParams) = 0;
 };
 
+// Answered by instances that read themselves from a document of a format, without the walk.
 class IVnDeserializable : public IInterface {
   VN_INTERFACE(IVnDeserializable, IInterface, "{0C9F95A5-BD08-4A7D-A5F1-FA604A19E4A2}")
  public:
@@ -153,6 +158,7 @@ class EVnSerializeException : public Exception {
 // Class references of serializers and deserializers: the class and the two constructors that
 // the registry calls. VnSerializerClass<T>() gives the one reference of a class.
 
+// One class reference: the worker class and the constructors that make its instances.
 struct TVnSerializerClassRef {
   TClass Class;
   TObject *(*NewFromValue)(const TValue &AValue);
@@ -187,6 +193,7 @@ TVnDeserializerClass VnDeserializerClass() {
 // ---------------------------------------------------------------------------------------------
 // Helpers: objects that take over the writing of a member (or a whole instance) of a class.
 
+// The base of the helpers that write a member, or an instance of a class, in the walk's stead.
 class TVnSerializerHelper : public TObject {
   VN_CLASS(TVnSerializerHelper, TObject)
  public:
@@ -198,6 +205,7 @@ class TVnSerializerHelper : public TObject {
                          const TVnTypeInfo *ATypeInfo, const TValue &AValue, bool &AHandled);
 };
 
+// The base of the helpers that read a member, or an instance of a class, in the walk's stead.
 class TVnDeserializerHelper : public TObject {
   VN_CLASS(TVnDeserializerHelper, TObject)
  public:
@@ -280,6 +288,7 @@ UnicodeString VnGenericTypeName(UnicodeStringView AName);
                                                                                                   \
  public:
 
+// The base of objects with a say in their own serialization; a walk holds the object's lock.
 class TVnSerializableObject : public TVnObjectEx,
                               public IVnSerializerHelper,
                               public IVnDeserializerHelper {
@@ -315,6 +324,7 @@ class TVnSerializableObject : public TVnObjectEx,
   friend struct TVnSerializableLock;
 };
 
+// TVnSerializableObject for components: the same helpers and lock over TVnComponent.
 class TVnSerializableComponent : public TVnComponent,
                                  public IVnSerializerHelper,
                                  public IVnDeserializerHelper {

@@ -40,6 +40,7 @@ namespace vn {
 // ---------------------------------------------------------------------------------------------
 // The form of a dictionary in documents: one pair per entry.
 
+// One entry of a dictionary as documents hold it: a key and its value.
 struct TSchemaPair {
   TValue Key;
   TValue Value;

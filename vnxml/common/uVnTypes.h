@@ -52,9 +52,11 @@ class TVnEncoding {
 //   R.Field<TVnXMLStringAlias>(u"Body", &TMessage::Body);
 using VnXMLString = UnicodeString;
 using VnJSONString = UnicodeString;
+// The registry's name of VnXMLString, the alias of text that is XML already.
 struct TVnXMLStringTag {
   static constexpr const char16_t *Name = u"VnXMLString", *UnitName = u"uVnTypes";
 };
+// The registry's name of VnJSONString, the alias of text that is JSON already.
 struct TVnJSONStringTag {
   static constexpr const char16_t *Name = u"VnJSONString", *UnitName = u"uVnTypes";
 };
@@ -69,12 +71,14 @@ class TVnUTCDate : public TDate {
   constexpr TVnUTCDate(double AValue) noexcept : TDate(AValue) {}
   constexpr TVnUTCDate(const TDateTime &AValue) noexcept : TDate(AValue.Val) {}
 };
+// A time of day in UTC.
 class TVnUTCTime : public TTime {
  public:
   constexpr TVnUTCTime() noexcept = default;
   constexpr TVnUTCTime(double AValue) noexcept : TTime(AValue) {}
   constexpr TVnUTCTime(const TDateTime &AValue) noexcept : TTime(AValue.Val) {}
 };
+// A date and time in UTC.
 class TVnUTCDateTime : public TDateTime {
  public:
   constexpr TVnUTCDateTime() noexcept = default;

@@ -734,6 +734,7 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   TVnJSONBase *FValue = nullptr;  // the one child slot
 };
 
+// A JSON object: its members, each a name and a value, in the order of the text.
 class TVnJSONObject : public TVnJSONBase, public IVnJSONObject {
   VN_CLASS(TVnJSONObject, TVnJSONBase)
   VN_IMPLEMENTS(TVnJSONBase, IVnJSONObject)

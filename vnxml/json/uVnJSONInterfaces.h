@@ -26,6 +26,7 @@ using TVnJDOCBracedOptions = std::initializer_list<TVnJDOCSelectOption>;
 // ---------------------------------------------------------------------------------------------
 // The reader's contracts
 
+// Where the JSON reader stands: the line and column of the current event, and the text's id.
 class IVnJSONLocator : public IInterface {
   VN_INTERFACE(IVnJSONLocator, IInterface, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E501}")
  public:
@@ -34,6 +35,7 @@ class IVnJSONLocator : public IInterface {
   virtual VnJSONString GetPublicID() = 0;
 };
 
+// Receives the JSON reader's warnings, errors and fatal errors with the place they occur.
 class IVnJSONErrorHandler : public IInterface {
   VN_INTERFACE(IVnJSONErrorHandler, IInterface, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E502}")
  public:
@@ -59,6 +61,7 @@ class IVnJSONContentHandler : public IInterface {
   virtual void EndDocument() = 0;
 };
 
+// A JSON reader: parses a text and hands its events to the content handler.
 class IVnJSONReader : public IInterface {
   VN_INTERFACE(IVnJSONReader, IInterface, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E504}")
  public:
@@ -92,6 +95,7 @@ class IVnJSONObject;
 class IVnJSONArray;
 class IVnJSONMember;
 
+// Any value of a JSON tree, with its conversions and the walk by member name and index.
 class IVnJSONBase : public virtual IVnObject {
   VN_INTERFACE(IVnJSONBase, IVnObject, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E510}")
  public:
@@ -150,6 +154,7 @@ class IVnJSONBase : public virtual IVnObject {
   DelphiInterface<IVnJSONBase> operator[](Integer AIndex) { return GetItem(AIndex); }
 };
 
+// A string, number, boolean or null of a JSON tree; Value reads and writes it.
 class IVnJSONSimpleType : public virtual IVnJSONBase {
   VN_INTERFACE(IVnJSONSimpleType, IVnJSONBase, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E511}")
  public:
@@ -158,6 +163,7 @@ class IVnJSONSimpleType : public virtual IVnJSONBase {
   void SetAsVariant(const Variant &AValue) override = 0;
 };
 
+// A member of a JSON object: its name and its value, with the value's conversions.
 class IVnJSONMember : public virtual IVnObject {
   VN_INTERFACE(IVnJSONMember, IVnObject, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E512}")
  public:
@@ -182,6 +188,7 @@ class IVnJSONMember : public virtual IVnObject {
   virtual DelphiInterface<IVnJSONBase> CreateValueIntf(TVnJSONDataType AType) = 0;
 };
 
+// A JSON object of a tree: adds and removes members.
 class IVnJSONObject : public virtual IVnJSONBase {
   VN_INTERFACE(IVnJSONObject, IVnJSONBase, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E513}")
  public:
@@ -197,6 +204,7 @@ class IVnJSONObject : public virtual IVnJSONBase {
   virtual void RemoveMemberIntf(IVnJSONMember *AMember) = 0;
 };
 
+// A JSON array of a tree: adds, removes and exchanges its values.
 class IVnJSONArray : public virtual IVnJSONBase {
   VN_INTERFACE(IVnJSONArray, IVnJSONBase, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E514}")
  public:
@@ -209,6 +217,7 @@ class IVnJSONArray : public virtual IVnJSONBase {
   virtual void Exchange(Integer A, Integer B) = 0;
 };
 
+// A JSON document: its root value, its text and the lookup of members.
 class IVnJSONDocument : public virtual IVnObject {
   VN_INTERFACE(IVnJSONDocument, IVnObject, "{6C1E2A40-0B7D-4E55-9F31-2D8A47C3E515}")
  public:

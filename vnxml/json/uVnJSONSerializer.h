@@ -12,6 +12,7 @@
 
 namespace vn {
 
+// Writes a value as JSON: the serializer worker of the format dsfJSON.
 class TVnJSONSerializer : public TVnSerializer {
   VN_CLASS(TVnJSONSerializer, TVnSerializer)
  public:
@@ -191,6 +192,7 @@ class TVnJSONStringsDeserializer : public TVnJSONDeserializer {
   void Value(TVnJSONDataType ADataType, const VnJSONString &AValue) override;
 };
 
+// A TComponent: the general reading of an object, registered for the components.
 class TVnJSONComponentDeserializer : public TVnJSONDeserializer {
   VN_CLASS(TVnJSONComponentDeserializer, TVnJSONDeserializer)
  public:

@@ -310,6 +310,7 @@ enum TListNotification : Byte { lnAdded, lnExtracted, lnDeleted };
 // < 0, 0 or > 0 for two items.
 using TListSortCompare = std::function<Integer(void *AItem1, void *AItem2)>;
 
+// A list of untyped pointers, which it never owns; the base of TObjectList.
 class TList : public TObject {
   VN_CLASS(TList, TObject)
  public:
@@ -544,6 +545,7 @@ struct TStatStg {
   UInt64 cbSize = 0;
 };
 
+// The structured-storage stream: reads, writes and seeks of bytes; TStreamAdapter serves it.
 class IStream : public IInterface {
   VN_INTERFACE(IStream, IInterface, "{0000000C-0000-0000-C000-000000000046}")
  public:

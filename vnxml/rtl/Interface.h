@@ -20,6 +20,7 @@ namespace vn {
   using ParentInterface = Parent;            \
   static constexpr ::vn::TGUID IID = ::vn::TGUID::Parse(GuidText);
 
+// The root of all interfaces: reference counting and the query for other interfaces.
 class IInterface {
  public:
   using ParentInterface = void;

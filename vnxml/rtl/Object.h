@@ -91,6 +91,7 @@ void SetConstructionGuard(bool AValue) noexcept;
   using inherited = Base;    \
   VN_CLASS_COMMON(Self)
 
+// The root of every class of the library: class reference, life cycle and interface lookup.
 class TObject {
  public:
   using inherited = void;

@@ -28,6 +28,7 @@
 
 namespace vn {
 
+// Owns one object of the library and frees it, or leaves it to its interfaces, at its end.
 template <class T>
 class Owned {
  public:

@@ -180,9 +180,11 @@ struct TDistinctType {
   using TTagType = TTag;
 };
 
+// The registry's name of WideString.
 struct TWideStringTag {
   static constexpr const char16_t *Name = u"WideString", *UnitName = u"System";
 };
+// The registry's name of Extended.
 struct TExtendedTag {
   static constexpr const char16_t *Name = u"Extended", *UnitName = u"System";
 };
@@ -427,6 +429,7 @@ struct TRttiAccess;
 struct TDescribe;
 }  // namespace detail
 
+// The base of the descriptions of types and members: their attributes.
 class TRttiObject {
  public:
   TRttiObject(const TRttiObject &) = delete;
@@ -451,6 +454,7 @@ class TRttiObject {
   friend struct detail::TDescribe;
 };
 
+// A description with a name.
 class TRttiNamedObject : public TRttiObject {
  public:
   const UnicodeString &GetName() const noexcept { return FName; }
@@ -502,11 +506,13 @@ class TRttiDataMember : public TRttiMember {
   friend struct detail::TDescribe;
 };
 
+// The description of a field: a data member read and written directly.
 class TRttiField : public TRttiDataMember {
  public:
   TRttiType *GetFieldType() const { return GetDataType(); }
 };
 
+// The description of a property: a data member read and written through getter and setter.
 class TRttiProperty : public TRttiDataMember {
  public:
   TRttiType *GetPropertyType() const { return GetDataType(); }
@@ -536,6 +542,7 @@ class TRttiIndexedProperty : public TRttiMember {
   friend struct detail::TDescribe;
 };
 
+// One parameter of a method or routine type: its name and type.
 class TRttiParameter : public TRttiNamedObject {
  public:
   TRttiType *GetParamType() const { return FType ? FType->RttiType() : nullptr; }
@@ -547,6 +554,7 @@ class TRttiParameter : public TRttiNamedObject {
   friend struct detail::TDescribe;
 };
 
+// The description of a method: its parameters and result, and its invocation.
 class TRttiMethod : public TRttiMember {
  public:
   ~TRttiMethod() override;
@@ -674,6 +682,7 @@ class TRttiOrdinalType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// An enumeration type, Boolean among them: the names of its values.
 class TRttiEnumerationType : public TRttiOrdinalType {
  public:
   // The names of the values from GetMinValue on.
@@ -698,6 +707,7 @@ class TRttiInt64Type : public TRttiOrdinalType {
   friend struct detail::TDescribe;
 };
 
+// A float type: which float it is, and for TDateTime and its kin the kind of date.
 class TRttiFloatType : public TRttiType {
  public:
   TFloatType GetFloatType() const noexcept { return FHandle->FloatType(); }
@@ -709,6 +719,7 @@ class TRttiFloatType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// A string type.
 class TRttiStringType : public TRttiType {
  protected:
   using TRttiType::TRttiType;
@@ -716,6 +727,7 @@ class TRttiStringType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// A set type: its element type and the range of ordinals it can hold.
 class TRttiSetType : public TRttiType {
  public:
   // The enumeration (or ordinal type) of the members.
@@ -730,6 +742,7 @@ class TRttiSetType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// A record type: a value type of fields and properties, a struct outside the TObject family.
 class TRttiRecordType : public TRttiType {
  protected:
   using TRttiType::TRttiType;
@@ -737,6 +750,7 @@ class TRttiRecordType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// A class type: its class reference, its base class and its unit.
 class TRttiInstanceType : public TRttiType {
  public:
   TClass GetMetaclassType() const noexcept { return FHandle->FClass; }
@@ -750,6 +764,7 @@ class TRttiInstanceType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// An interface type: its identifier and its parent interface.
 class TRttiInterfaceType : public TRttiType {
  public:
   TGUID GetGUID() const noexcept;
@@ -761,6 +776,7 @@ class TRttiInterfaceType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// A static array type: its element type and element count.
 class TRttiArrayType : public TRttiType {
  public:
   TRttiType *GetElementType() const;
@@ -773,6 +789,7 @@ class TRttiArrayType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// A dynamic array type (std::vector): its element type.
 class TRttiDynamicArrayType : public TRttiType {
  public:
   TRttiType *GetElementType() const;
@@ -797,6 +814,7 @@ class TRttiInvokableType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// The type of an event, a std::function: its parameters and result.
 class TRttiMethodType : public TRttiInvokableType {
  protected:
   using TRttiInvokableType::TRttiInvokableType;
@@ -804,6 +822,7 @@ class TRttiMethodType : public TRttiInvokableType {
   friend struct detail::TDescribe;
 };
 
+// The type of a plain routine pointer: its parameters and result.
 class TRttiProcedureType : public TRttiInvokableType {
  protected:
   using TRttiInvokableType::TRttiInvokableType;
@@ -811,6 +830,7 @@ class TRttiProcedureType : public TRttiInvokableType {
   friend struct detail::TDescribe;
 };
 
+// A class reference type: the class it refers to.
 class TRttiClassRefType : public TRttiType {
  public:
   // TObject: a class reference may refer to any class.
@@ -822,6 +842,7 @@ class TRttiClassRefType : public TRttiType {
   friend struct detail::TDescribe;
 };
 
+// A pointer type: the type it points to.
 class TRttiPointerType : public TRttiType {
  public:
   // Null for an untyped pointer.
@@ -883,6 +904,7 @@ TClass FindClass(UnicodeStringView AClassName);
 
 namespace detail {
 
+// What the handle of an array type knows: element type, count and element access.
 struct TArrayShape {
   PTypeInfo (*Element)();
   Integer Count;  // static arrays; -1 for dynamic ones
@@ -891,19 +913,23 @@ struct TArrayShape {
   void (*GetElement)(const void *AArray, Integer AIndex, TValue &AResult);
   void (*SetElement)(void *AArray, Integer AIndex, const TValue &AValue);
 };
+// What the handle of a set type knows: element type and range of ordinals.
 struct TSetShape {
   PTypeInfo (*Element)();
   Integer MinEl;
   Integer MaxEl;
 };
+// What the handle of an interface type knows: its identifier and parent.
 struct TInterfaceShape {
   TGUID IID;
   PTypeInfo (*Parent)();
 };
+// What the handle of a pointer type knows: the type it points to.
 struct TPointerShape {
   PTypeInfo (*Referred)();
 };
 using TTypeFn = PTypeInfo (*)();
+// What the handle of an event or routine type knows: result, parameters, emptiness.
 struct TInvokableShape {
   TTypeFn Result;  // null for no result
   const TTypeFn *Params;
@@ -930,12 +956,14 @@ constexpr std::string_view CompilerTypeName() {
   return p.substr(s, e - s);
 }
 
+// Whether T is a std::vector, and its element type.
 template <class T>
 struct TIsVector : std::false_type {};
 template <class E, class A>
 struct TIsVector<std::vector<E, A>> : std::true_type {
   using TElement = E;
 };
+// Whether T is a std::array, and its element type and count.
 template <class T>
 struct TIsStdArray : std::false_type {};
 template <class E, std::size_t N>
@@ -943,6 +971,7 @@ struct TIsStdArray<std::array<E, N>> : std::true_type {
   using TElement = E;
   static constexpr std::size_t Count = N;
 };
+// Whether T is a Set, and its element type and range.
 template <class T>
 struct TIsVnSet : std::false_type {};
 template <class E, int Min, int Max>
@@ -950,12 +979,14 @@ struct TIsVnSet<Set<E, Min, Max>> : std::true_type {
   using TElement = E;
   static constexpr int MinEl = Min, MaxEl = Max;
 };
+// Whether T is a DelphiInterface, and the interface it holds.
 template <class T>
 struct TIsDelphiInterface : std::false_type {};
 template <class I>
 struct TIsDelphiInterface<DelphiInterface<I>> : std::true_type {
   using TIntf = I;
 };
+// Whether T is a std::function, and its result and parameter types.
 template <class T>
 struct TIsFunction : std::false_type {};
 template <class R, class... A>
@@ -964,6 +995,7 @@ struct TIsFunction<std::function<R(A...)>> : std::true_type {
   static constexpr std::size_t Arity = sizeof...(A);
   static constexpr TTypeFn Params[sizeof...(A) + 1] = {&TypeInfo<std::decay_t<A>>..., nullptr};
 };
+// Whether T is a plain function pointer, and its result and parameter types.
 template <class T>
 struct TIsProcPtr : std::false_type {};
 template <class R, class... A>
@@ -972,6 +1004,7 @@ struct TIsProcPtr<R (*)(A...)> : std::true_type {
   static constexpr std::size_t Arity = sizeof...(A);
   static constexpr TTypeFn Params[sizeof...(A) + 1] = {&TypeInfo<std::decay_t<A>>..., nullptr};
 };
+// Whether T is a TDistinctType.
 template <class T>
 struct TIsDistinct : std::false_type {};
 template <class R, class G>
@@ -1061,6 +1094,7 @@ struct THandleKey<const DelphiInterface<I>> {
   using type = I;
 };
 
+// The untyped construction, copy, move, assignment and destruction of a type's values.
 template <class T>
 struct TOpsFor {
   static void Construct(void *ADest) {
@@ -1178,6 +1212,7 @@ struct TArrayAccess<std::vector<E, Al>> {
   static decltype(auto) At(const void *A, Integer I) { return (*static_cast<const V *>(A))[I]; }
 };
 
+// The element access by index and TValue of an array type, behind its TArrayShape.
 template <class A>
 struct TArrayOps {
   using Acc = TArrayAccess<A>;
@@ -1196,11 +1231,13 @@ struct TArrayOps {
   static constexpr TArrayShape Shape = Make();
 };
 
+// The TSetShape of a Set type.
 template <class S>
 struct TSetShapeFor {
   using Info = TIsVnSet<S>;
   static constexpr TSetShape Shape{&TypeInfo<typename Info::TElement>, Info::MinEl, Info::MaxEl};
 };
+// The TInterfaceShape of an interface type.
 template <class I>
 struct TInterfaceShapeFor {
   static PTypeInfo Parent() {
@@ -1211,6 +1248,7 @@ struct TInterfaceShapeFor {
   }
   static constexpr TInterfaceShape Shape{I::IID, &Parent};
 };
+// The TPointerShape of a pointer type.
 template <class P>
 struct TPointerShapeFor {
   static PTypeInfo Referred() {
@@ -1222,6 +1260,7 @@ struct TPointerShapeFor {
   }
   static constexpr TPointerShape Shape{&Referred};
 };
+// The TInvokableShape of a std::function or function pointer type.
 template <class U, class Info>
 struct TInvokableShapeFor {
   static constexpr TTypeFn Result() {
@@ -1559,6 +1598,7 @@ struct TMemberIO {
 [[noreturn]] void RaiseNotWritable(const UnicodeString &AName);
 [[noreturn]] void RaiseNilInstance();
 
+// A registered field's description: reads and writes the member through its pointer.
 template <class C, class M, class D>
 class TFieldImpl final : public TRttiField {
  public:
@@ -1630,6 +1670,7 @@ struct TPropertyTypeOf {
   using type = typename decltype(Pick())::type;
 };
 
+// A registered property's description: reads by its getter and writes by its setter.
 template <class C, class M, class D, class G, class S>
 class TPropertyImpl final : public TRttiProperty {
  public:
@@ -1668,6 +1709,7 @@ class TPropertyImpl final : public TRttiProperty {
   S FSetter;
 };
 
+// A registered indexed property's description: getter and setter take one index.
 template <class C, class M, class I, class G, class S>
 class TIndexedImpl final : public TRttiIndexedProperty {
  public:
@@ -1717,6 +1759,7 @@ TValue ResultOf(R &&AValue) {
   return TValue::From<D>(std::forward<R>(AValue));
 }
 
+// A registered method's description: invokes the member function with TValue arguments.
 template <class F>
 class TMethodImpl final : public TRttiMethod {
   using Fn = TMemberFn<F>;

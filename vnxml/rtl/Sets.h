@@ -20,6 +20,7 @@
 
 namespace vn {
 
+// A set of ordinal values from MinEl to MaxEl, kept as bits.
 template <class T, int MinEl, int MaxEl>
 class Set {
   static_assert(MinEl <= MaxEl, "a set needs at least one possible member");

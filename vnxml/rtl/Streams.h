@@ -11,6 +11,7 @@ namespace vn {
 
 enum TSeekOrigin : Byte { soBeginning, soCurrent, soEnd };
 
+// The base of byte streams: reads, writes and seeks, and the copies built on them.
 class TStream : public TObject {
   VN_CLASS(TStream, TObject)
  public:
@@ -34,6 +35,7 @@ class TStream : public TObject {
   Int64 CopyFrom(TStream *ASource, Int64 ACount);
 };
 
+// A stream over one block of memory; the base of TMemoryStream and TPointerStream.
 class TCustomMemoryStream : public TStream {
   VN_CLASS(TCustomMemoryStream, TStream)
  public:

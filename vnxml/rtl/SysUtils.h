@@ -111,6 +111,7 @@ using TVarRecs = std::span<const TVarRec>;
 // Exceptions. They are thrown and caught by reference (`throw EConvertError(...)`,
 // `catch (Exception &E)`); `throw;` raises the same exception again.
 
+// The base of the library's exceptions: a message, thrown and caught by reference.
 class Exception : public TObject, public std::exception {
   VN_CLASS(Exception, TObject)
  public:
@@ -154,50 +155,90 @@ class Exception : public TObject, public std::exception {
     using Base::Base;                    \
   };
 
+// The silent exception: ends an operation without an error message.
 VN_DECLARE_EXCEPTION(EAbort, Exception)
+// A text or value that does not convert to the type asked for.
 VN_DECLARE_EXCEPTION(EConvertError, Exception)
+// A call of an operation that the class leaves abstract.
 VN_DECLARE_EXCEPTION(EAbstractError, Exception)
+// A failed assertion, with its message, file and line.
 VN_DECLARE_EXCEPTION(EAssertionFailed, Exception)
+// A class typecast to a class that the object does not descend from.
 VN_DECLARE_EXCEPTION(EInvalidCast, Exception)
+// An interface cast to an interface that the object does not support.
 VN_DECLARE_EXCEPTION(EIntfCastError, Exception)
+// An invalid pointer operation, such as freeing an object still referenced.
 VN_DECLARE_EXCEPTION(EInvalidPointer, Exception)
+// An operation that the object's state does not allow now.
 VN_DECLARE_EXCEPTION(EInvalidOperation, Exception)
+// A request for more memory than a string or buffer can hold.
 VN_DECLARE_EXCEPTION(EOutOfMemory, Exception)
+// An argument that the operation cannot take.
 VN_DECLARE_EXCEPTION(EArgumentException, Exception)
+// An argument outside the range the operation accepts.
 VN_DECLARE_EXCEPTION(EArgumentOutOfRangeException, EArgumentException)
+// A null argument where the operation needs one.
 VN_DECLARE_EXCEPTION(EArgumentNilException, EArgumentException)
+// An operation that the object does not support.
 VN_DECLARE_EXCEPTION(ENotSupportedException, Exception)
+// An operation that is declared but not implemented.
 VN_DECLARE_EXCEPTION(ENotImplemented, Exception)
+// An encoding or code page that is not supported, or bytes invalid in it.
 VN_DECLARE_EXCEPTION(EEncodingError, Exception)
+// A failed call of the operating system, with its error code.
 VN_DECLARE_EXCEPTION(EOSError, Exception)
+// The base of the integer arithmetic errors.
 VN_DECLARE_EXCEPTION(EIntError, Exception)
+// An integer result outside the range of its type.
 VN_DECLARE_EXCEPTION(EIntOverflow, EIntError)
+// An integer division by zero.
 VN_DECLARE_EXCEPTION(EDivByZero, EIntError)
+// An integer value outside the range of the type it is assigned to.
 VN_DECLARE_EXCEPTION(ERangeError, EIntError)
+// The base of the floating-point arithmetic errors.
 VN_DECLARE_EXCEPTION(EMathError, Exception)
+// An invalid floating-point operation, such as 0 / 0.
 VN_DECLARE_EXCEPTION(EInvalidOp, EMathError)
+// A floating-point division by zero.
 VN_DECLARE_EXCEPTION(EZeroDivide, EMathError)
+// A floating-point result too large for its type.
 VN_DECLARE_EXCEPTION(EOverflow, EMathError)
 // Failures of Variant operations. A conversion that a Variant cannot make is a conversion
 // error, so EVariantTypeCastError is an EConvertError.
 VN_DECLARE_EXCEPTION(EVariantError, Exception)
+// A conversion that a Variant cannot make.
 VN_DECLARE_EXCEPTION(EVariantTypeCastError, EConvertError)
+// An index outside the bounds of a Variant array.
 VN_DECLARE_EXCEPTION(EVariantBadIndexError, EVariantError)
+// An operation that the types of the Variants do not allow.
 VN_DECLARE_EXCEPTION(EVariantInvalidOpError, EVariantError)
+// A Variant result outside the range of its type.
 VN_DECLARE_EXCEPTION(EVariantOverflowError, EVariantError)
 // Streams, lists and readers.
 VN_DECLARE_EXCEPTION(EStreamError, Exception)
+// The base of the failures to create or open a file stream.
 VN_DECLARE_EXCEPTION(EFileStreamError, EStreamError)
+// A file that cannot be created.
 VN_DECLARE_EXCEPTION(EFCreateError, EFileStreamError)
+// A file that cannot be opened.
 VN_DECLARE_EXCEPTION(EFOpenError, EFileStreamError)
+// The base of the failures of reading and writing objects and classes by name.
 VN_DECLARE_EXCEPTION(EFilerError, EStreamError)
+// A read that fails: past the end of a stream, or from a file that is not there.
 VN_DECLARE_EXCEPTION(EReadError, EFilerError)
+// A write to a stream that fails.
 VN_DECLARE_EXCEPTION(EWriteError, EFilerError)
+// A class name that no registered class answers to.
 VN_DECLARE_EXCEPTION(EClassNotFound, EFilerError)
+// A list index out of bounds, or another misuse of a list.
 VN_DECLARE_EXCEPTION(EListError, Exception)
+// A misuse of a string list: a bad index, or a change a sorted list forbids.
 VN_DECLARE_EXCEPTION(EStringListError, EListError)
+// A component name that is invalid or already taken among its owner's components.
 VN_DECLARE_EXCEPTION(EComponentError, Exception)
+// A syntax error found by a text parser, with its line and column.
 VN_DECLARE_EXCEPTION(EParserError, Exception)
+// A regular expression that does not compile, or a failed match.
 VN_DECLARE_EXCEPTION(ERegularExpressionError, Exception)
 
 // ---------------------------------------------------------------------------------------------

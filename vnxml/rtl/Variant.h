@@ -119,6 +119,7 @@ bool VarEquals(const Variant &A, const Variant &B);
 bool VarLess(const Variant &A, const Variant &B);
 bool VarLessEqual(const Variant &A, const Variant &B);
 
+// A dynamically typed value with the run-time's conversion and arithmetic rules.
 class Variant {
  public:
   // Empty.

@@ -70,6 +70,7 @@ class IDOMDocument;
     return r;                                       \
   }
 
+// A node of a generic DOM tree: its name, value, kin and the editing of its children.
 class IDOMNode : public IInterface {
   VN_INTERFACE(IDOMNode, IInterface, "{C26325C3-A4B8-4474-853B-8E238F34EFAE}")
  public:
@@ -121,6 +122,7 @@ class IDOMNode : public IInterface {
   DelphiInterface<IDOMNode> cloneNode(bool ADeep);
 };
 
+// An ordered list of nodes, read by index.
 class IDOMNodeList : public IInterface {
   VN_INTERFACE(IDOMNodeList, IInterface, "{88EE5DFB-7EB3-4398-BF06-6B50B8B1093A}")
  public:
@@ -131,6 +133,7 @@ class IDOMNodeList : public IInterface {
   VN_DOM_CHECKED_GET(Integer, length)
 };
 
+// Nodes read by name or index: an element's attributes, a document type's entities.
 class IDOMNamedNodeMap : public IInterface {
   VN_INTERFACE(IDOMNamedNodeMap, IInterface, "{DB93A76E-0517-47BF-B584-376D399E2FD4}")
  public:
@@ -152,6 +155,7 @@ class IDOMNamedNodeMap : public IInterface {
                                            const DOMString &ALocalName);
 };
 
+// A node that holds text: its data and the editing of ranges of it.
 class IDOMCharacterData : public virtual IDOMNode {
   VN_INTERFACE(IDOMCharacterData, IDOMNode, "{EA6A442D-7EA3-4408-8BFE-5DF493D5B88B}")
  public:
@@ -169,6 +173,7 @@ class IDOMCharacterData : public virtual IDOMNode {
   DOMString substringData(Integer AOffset, Integer ACount);
 };
 
+// An attribute: its name, value and the element that holds it.
 class IDOMAttr : public virtual IDOMNode {
   VN_INTERFACE(IDOMAttr, IDOMNode, "{118EE771-79FD-4EDA-B914-8AEC55B7B5D3}")
  public:
@@ -184,6 +189,7 @@ class IDOMAttr : public virtual IDOMNode {
   VN_DOM_CHECKED_GET(DelphiInterface<IDOMElement>, ownerElement)
 };
 
+// An element: its tag name, its attributes and the elements below it by name.
 class IDOMElement : public virtual IDOMNode {
   VN_INTERFACE(IDOMElement, IDOMNode, "{A0670DB0-4EBC-40EF-9DA1-F683E6A5D33B}")
  public:
@@ -228,6 +234,7 @@ class IDOMElement : public virtual IDOMNode {
   bool hasAttributeNS(const DOMString &ANamespaceURI, const DOMString &ALocalName);
 };
 
+// A text node, which can be split in two.
 class IDOMText : public virtual IDOMCharacterData {
   VN_INTERFACE(IDOMText, IDOMCharacterData, "{E64A5828-A1E1-41C3-A5BC-F90B683A61D1}")
  public:
@@ -236,14 +243,17 @@ class IDOMText : public virtual IDOMCharacterData {
   DelphiInterface<IDOMText> splitText(Integer AOffset);
 };
 
+// A comment.
 class IDOMComment : public virtual IDOMCharacterData {
   VN_INTERFACE(IDOMComment, IDOMCharacterData, "{9D1F9502-876B-40CC-9941-2B418466589E}")
 };
 
+// A CDATA section.
 class IDOMCDATASection : public virtual IDOMText {
   VN_INTERFACE(IDOMCDATASection, IDOMText, "{DE102B11-7DA7-42DD-8D25-36BB0F094816}")
 };
 
+// A document type declaration: its name, entities, notations and identifiers.
 class IDOMDocumentType : public virtual IDOMNode {
   VN_INTERFACE(IDOMDocumentType, IDOMNode, "{9679321F-D913-4932-B5D0-9F2EF70D57D8}")
  public:
@@ -262,6 +272,7 @@ class IDOMDocumentType : public virtual IDOMNode {
   VN_DOM_CHECKED_GET(DOMString, internalSubset)
 };
 
+// A notation declared in the document type.
 class IDOMNotation : public virtual IDOMNode {
   VN_INTERFACE(IDOMNotation, IDOMNode, "{9A62AA95-8C37-48E5-BE24-B8A754DF92D6}")
  public:
@@ -269,6 +280,7 @@ class IDOMNotation : public virtual IDOMNode {
   virtual HRESULT get_systemId(DOMString &AResult) = 0;
 };
 
+// An entity declared in the document type.
 class IDOMEntity : public virtual IDOMNode {
   VN_INTERFACE(IDOMEntity, IDOMNode, "{F1A0F7D3-DDD4-4FA2-801D-DF941FF935FD}")
  public:
@@ -277,10 +289,12 @@ class IDOMEntity : public virtual IDOMNode {
   virtual HRESULT get_notationName(DOMString &AResult) = 0;
 };
 
+// A reference to an entity.
 class IDOMEntityReference : public virtual IDOMNode {
   VN_INTERFACE(IDOMEntityReference, IDOMNode, "{8C244B34-BC3F-4ECA-975D-52C20EFB8F7A}")
 };
 
+// A processing instruction: its target and data.
 class IDOMProcessingInstruction : public virtual IDOMNode {
   VN_INTERFACE(IDOMProcessingInstruction, IDOMNode, "{016D21B8-F81F-4017-8E73-C7B5C275DE4C}")
  public:
@@ -292,10 +306,12 @@ class IDOMProcessingInstruction : public virtual IDOMNode {
   VN_DOM_CHECKED_GET(DOMString, data)
 };
 
+// A document fragment: nodes without a document element.
 class IDOMDocumentFragment : public virtual IDOMNode {
   VN_INTERFACE(IDOMDocumentFragment, IDOMNode, "{AAB620E9-4723-476C-8617-90F655BA5458}")
 };
 
+// A document: the top of a tree and the factory of its nodes.
 class IDOMDocument : public virtual IDOMNode {
   VN_INTERFACE(IDOMDocument, IDOMNode, "{7FABF647-E656-4588-A03A-2EB744326FFC}")
  public:
@@ -350,6 +366,7 @@ class IDOMDocument : public virtual IDOMNode {
   DelphiInterface<IDOMElement> getElementById(const DOMString &AElementId);
 };
 
+// A vendor's implementation: its features, and the making of documents and document types.
 class IDOMImplementation : public IInterface {
   VN_INTERFACE(IDOMImplementation, IInterface, "{C03B2B9B-7880-4D02-911F-F0490C228989}")
  public:

@@ -51,7 +51,9 @@ VN_DECLARE_EXCEPTION(EVnXMLException, EVnException)
 VN_DECLARE_EXCEPTION(EVnXMLParseError, EVnXMLException)
 // Declared for users of the interfaces; the library raises none of these.
 VN_DECLARE_EXCEPTION(EVnSAXException, EVnException)
+// A feature or property name that the reader does not recognize.
 VN_DECLARE_EXCEPTION(EVnSAXNotRecognizedException, EVnSAXException)
+// A feature or property value that the reader does not support.
 VN_DECLARE_EXCEPTION(EVnSAXNotSupportedException, EVnSAXException)
 
 // Messages of EVnXMLParseError; the error code of each stands in front of it.
@@ -133,6 +135,7 @@ struct TVnSAXXMAttribute {
 // ---------------------------------------------------------------------------------------------
 // Interfaces. The methods stand in slot order.
 
+// Where the reader stands: the position, line and column of the current event.
 class IVnSAXLocator : public IInterface {
   VN_INTERFACE(IVnSAXLocator, IInterface, "{4E0A6B21-93D7-4C58-A1E2-7F3B5C9D0A11}")
  public:
@@ -178,6 +181,7 @@ class IVnSAXAttributes : public IInterface {
   virtual const VnXMLString &GetValue(const VnXMLString &AURI, const VnXMLString &ALocalName) = 0;
 };
 
+// Receives the content events of a document: elements, text, prefix mappings and more.
 class IVnSAXContentHandler : public IInterface {
   VN_INTERFACE(IVnSAXContentHandler, IInterface, "{4E0A6B21-93D7-4C58-A1E2-7F3B5C9D0A14}")
  public:
@@ -197,6 +201,7 @@ class IVnSAXContentHandler : public IInterface {
   virtual void StartPrefixMapping(const VnXMLString &APrefix, const VnXMLString &AURI) = 0;
 };
 
+// Receives the lexical events: comments, CDATA sections, the DTD and entity boundaries.
 class IVnSAXLexicalHandler : public IInterface {
   VN_INTERFACE(IVnSAXLexicalHandler, IInterface, "{4E0A6B21-93D7-4C58-A1E2-7F3B5C9D0A15}")
  public:
@@ -209,6 +214,7 @@ class IVnSAXLexicalHandler : public IInterface {
   virtual void EndEntity(const VnXMLString &AName) = 0;
 };
 
+// A SAX reader: parses a text and hands its events to the handlers set on it.
 class IVnSAXXMLReader : public IInterface {
   VN_INTERFACE(IVnSAXXMLReader, IInterface, "{4E0A6B21-93D7-4C58-A1E2-7F3B5C9D0A16}")
  public:
@@ -303,6 +309,7 @@ class TVnSAXXMAttributes : public TVnObject, public IVnSAXAttributes {
 struct TVnSAXNamespace;
 using PVnSAXNamespace = TVnSAXNamespace *;
 
+// One namespace declaration in force: its prefix, its URI and the depth at which it stands.
 struct TVnSAXNamespace {
   Integer Level = 0;  // the element depth at which the declaration stands
   VnXMLString Prefix;
@@ -487,6 +494,7 @@ class TVnXMLParser : public TVnTextParser {
 // ---------------------------------------------------------------------------------------------
 // The XML reader
 
+// The XML reader: reads XML text and reports it as SAX events.
 class TVnSAXXMLReader : public TVnSAXReader {
   VN_CLASS(TVnSAXXMLReader, TVnSAXReader)
  public:

@@ -138,6 +138,7 @@ using TVnDOMParseError =
 class TVnXPathCollation;
 using TVnXPathCollationClass = const TVnXPathCollation *;
 
+// The base of collations: how path expressions compare and search strings.
 class TVnXPathCollation {
  public:
   // Negative if A sorts before B, 0 if they are equal, positive if A sorts after B.
@@ -192,23 +193,41 @@ class TVnXPathCollationASCIICI : public TVnXPathCollation {
 // EVnDomNotFound, EVnDomNotSupported and EVnDomSyntax; the others stand for the W3C errors of
 // their names, for callers to catch.
 
+// The base of the tree's errors; raised for most failures of the tree.
 VN_DECLARE_EXCEPTION(EVnDomException, Exception)
+// The W3C error DOMSTRING_SIZE_ERR: a text too long for its string type.
 VN_DECLARE_EXCEPTION(EVnDomStringSize, EVnDomException)
+// The W3C error HIERARCHY_REQUEST_ERR: a node where it may not stand.
 VN_DECLARE_EXCEPTION(EVnDomHierarchyRequest, EVnDomException)
+// The W3C error INDEX_SIZE_ERR: an index or count out of range.
 VN_DECLARE_EXCEPTION(EVnDomIndexSize, EVnDomException)
+// The W3C error INUSE_ATTRIBUTE_ERR: an attribute already held by an element.
 VN_DECLARE_EXCEPTION(EVnDomInUseAttribute, EVnDomException)
+// The W3C error INVALID_ACCESS_ERR: an access the object does not support.
 VN_DECLARE_EXCEPTION(EVnDomInvalidAcces, EVnDomException)
+// The W3C error INVALID_CHARACTER_ERR: a character a name may not hold.
 VN_DECLARE_EXCEPTION(EVnDomInvalidCharacter, EVnDomException)
+// The W3C error INVALID_MODIFICATION_ERR: a change of a node's type.
 VN_DECLARE_EXCEPTION(EVnDomInvalidModification, EVnDomException)
+// The W3C error INVALID_STATE_ERR: an object no longer usable.
 VN_DECLARE_EXCEPTION(EVnDomInvalidState, EVnDomException)
+// The W3C error NAMESPACE_ERR: a name that its namespaces do not allow.
 VN_DECLARE_EXCEPTION(EVnDomNamespace, EVnDomException)
+// A path that selects no node where the caller asked for one, or one too complex to create.
 VN_DECLARE_EXCEPTION(EVnDomNotFound, EVnDomException)
+// An operation that the node or the build does not support, such as setting a value.
 VN_DECLARE_EXCEPTION(EVnDomNotSupported, EVnDomException)
+// The W3C error NO_DATA_ALLOWED_ERR: data for a node that holds none.
 VN_DECLARE_EXCEPTION(EVnDomNoDataAllowed, EVnDomException)
+// The W3C error NO_MODIFICATION_ALLOWED_ERR: a change of a read-only node.
 VN_DECLARE_EXCEPTION(EVnDomNoModificationAllowed, EVnDomException)
+// A document or path expression that does not parse.
 VN_DECLARE_EXCEPTION(EVnDomSyntax, EVnDomException)
+// The W3C error TYPE_MISMATCH_ERR: a value of the wrong type.
 VN_DECLARE_EXCEPTION(EVnDomTypeMismatch, EVnDomException)
+// The W3C error VALIDATION_ERR: a change that makes the document invalid.
 VN_DECLARE_EXCEPTION(EVnDomValidation, EVnDomException)
+// The W3C error WRONG_DOCUMENT_ERR: a node of another document.
 VN_DECLARE_EXCEPTION(EVnDomWrongDocument, EVnDomException)
 
 // ---------------------------------------------------------------------------------------------
@@ -373,6 +392,7 @@ class IVnDOMElement;
 class IVnDOMProcessingInstruction;
 class IVnDOMDocument;
 
+// A node of the library's XML tree as interfaces reach it: names, value, kin, loading.
 class IVnDOMNode : public virtual IVnSerializable {
   VN_INTERFACE(IVnDOMNode, IVnSerializable, "{5BA39F9D-B914-4685-9D31-0C7D618FF832}")
  public:
@@ -427,6 +447,7 @@ class IVnDOMNode : public virtual IVnSerializable {
   virtual UnicodeString NodePath(bool ALocalName, const UnicodeString &AKeyAttribute) = 0;
 };
 
+// A list of nodes of the tree, which never owns them: reading, adding and taking out.
 class IVnDOMNodeList : public IInterface {
   VN_INTERFACE(IVnDOMNodeList, IInterface, "{D7121E5A-EB0A-49D1-8E27-7AE65BD913CA}")
  public:
@@ -444,6 +465,7 @@ class IVnDOMNodeList : public IInterface {
   virtual bool ContainsNode(IVnDOMNode *ANode) = 0;
 };
 
+// A node list that finds and deletes nodes by name, or by namespace URI and local name.
 class IVnDOMNamedNodeList : public virtual IVnDOMNodeList {
   VN_INTERFACE(IVnDOMNamedNodeList, IVnDOMNodeList, "{097B7F7F-8C68-41A0-BBDF-39262A80488E}")
  public:
@@ -462,12 +484,14 @@ class IVnDOMNamedNodeList : public virtual IVnDOMNodeList {
   }
 };
 
+// An element list whose items are also found by a Variant index: a number or a name.
 class IVnDOMElementList : public virtual IVnDOMNamedNodeList {
   VN_INTERFACE(IVnDOMElementList, IVnDOMNamedNodeList, "{9D2F0EBC-7DF0-489E-ADCC-46ACB997589A}")
  public:
   virtual DelphiInterface<IVnDOMElement> GetElement(const Variant &AIndex) = 0;
 };
 
+// An element's attribute list, which also finds namespace declarations by URI.
 class IVnDOMAttrList : public virtual IVnDOMNamedNodeList {
   VN_INTERFACE(IVnDOMAttrList, IVnDOMNamedNodeList, "{7734B7C6-CDC5-49CD-ACE0-3CB47DECB269}")
  public:
@@ -477,6 +501,7 @@ class IVnDOMAttrList : public virtual IVnDOMNamedNodeList {
 
 // The interfaces of the node kinds. Offsets in the character data operations are 1-based.
 
+// A node that holds text (text, CDATA or comment): the editing of ranges of it.
 class IVnDOMCharacterData : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMCharacterData, IVnDOMNode, "{6DB6C03E-1155-4BC2-A344-86F1285423BE}")
  public:
@@ -486,17 +511,21 @@ class IVnDOMCharacterData : public virtual IVnDOMNode {
   virtual void ReplaceStr(Integer AOffset, Integer ACount, const UnicodeString &AText) = 0;
   virtual UnicodeString Substring(Integer AOffset, Integer ACount) = 0;
 };
+// A text node, which can be split in two.
 class IVnDOMText : public virtual IVnDOMCharacterData {
   VN_INTERFACE(IVnDOMText, IVnDOMCharacterData, "{7ECBBD06-4665-4435-9BC7-CF2E1FC1A5F4}")
  public:
   virtual DelphiInterface<IVnDOMText> SplitTxt(Integer AOffset) = 0;
 };
+// A comment node.
 class IVnDOMComment : public virtual IVnDOMCharacterData {
   VN_INTERFACE(IVnDOMComment, IVnDOMCharacterData, "{DA0D0710-A101-49D2-9D82-B30B63B9096F}")
 };
+// A CDATA section node.
 class IVnDOMCDATA : public virtual IVnDOMText {
   VN_INTERFACE(IVnDOMCDATA, IVnDOMText, "{E619A337-648C-4CAB-BC08-6E2FC36DA606}")
 };
+// An attribute node, namespace declarations among them, with its neighbours in the list.
 class IVnDOMAttribute : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMAttribute, IVnDOMNode, "{EBFBBD41-12CF-4A7A-8435-F65508FE0FFF}")
  public:
@@ -659,6 +688,7 @@ class IVnDOMElement : public virtual IVnDOMNode {
   }
 };
 
+// A processing instruction node: its target (the name) and its data.
 class IVnDOMProcessingInstruction : public virtual IVnDOMNode {
   VN_INTERFACE(IVnDOMProcessingInstruction, IVnDOMNode, "{85F62362-3762-47D2-A308-1F1368E68150}")
  public:
@@ -757,6 +787,7 @@ class TVnDOMChangeScope {
 // ---------------------------------------------------------------------------------------------
 // The object half
 
+// The object half of every object of the tree: its data and logic; its Impl answers interfaces.
 class TVnDOMObject : public TVnObject {
   VN_CLASS(TVnDOMObject, TVnObject)
  public:
@@ -836,6 +867,7 @@ class TVnDOMObject : public TVnObject {
 // ---------------------------------------------------------------------------------------------
 // The interface half
 
+// The interface half of a tree object: made on the first interface request, ended by the last.
 class TVnDOMObjectImpl : public TVnObject {
   VN_CLASS(TVnDOMObjectImpl, TVnObject)
  public:
@@ -885,6 +917,7 @@ DelphiInterface<I> VnDOMIntf(TVnDOMObject *AObject) {
 // ---------------------------------------------------------------------------------------------
 // Nodes
 
+// A node of the tree: name, namespace, parent and children, loading, saving and selection.
 class TVnDOMNode : public TVnDOMObject {
   VN_CLASS(TVnDOMNode, TVnDOMObject)
  public:
@@ -1151,6 +1184,7 @@ class TVnDOMNodeListBaseEnumerator : public TObject {
   TVnDOMNodeListBase *FList;
 };
 
+// The for-in enumerator of an element list, which reads items by the list's Variant index.
 class TVnDOMElementListEnumerator : public TVnDOMNodeListBaseEnumerator {
   VN_CLASS(TVnDOMElementListEnumerator, TVnDOMNodeListBaseEnumerator)
  public:
@@ -1186,6 +1220,7 @@ class TVnDOMNodeListIterator {
   bool FByVariant = false;
 };
 
+// The base of the node lists: an ordered array of nodes that it never owns.
 class TVnDOMNodeListBase : public TVnDOMObject {
   VN_CLASS(TVnDOMNodeListBase, TVnDOMObject)
  public:
@@ -1298,12 +1333,14 @@ class TVnDOMNodeListBase : public TVnDOMObject {
   friend class TVnDOMAttribute;
 };
 
+// A list of nodes of any kind: a node's children, or the result of a selection.
 class TVnDOMNodeList : public TVnDOMNodeListBase {
   VN_CLASS(TVnDOMNodeList, TVnDOMNodeListBase)
  public:
   TVnDOMNodeList() noexcept = default;
 };
 
+// A list of elements, read by position or by name through a Variant index.
 class TVnDOMElementList : public TVnDOMNodeListBase {
   VN_CLASS(TVnDOMElementList, TVnDOMNodeListBase)
  public:
@@ -1327,6 +1364,7 @@ class TVnDOMElementList : public TVnDOMNodeListBase {
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
 };
 
+// The attribute list of an element, namespace declarations among them.
 class TVnDOMAttrList : public TVnDOMNodeListBase {
   VN_CLASS(TVnDOMAttrList, TVnDOMNodeListBase)
  public:
@@ -1376,6 +1414,7 @@ class TVnDOMObjectList : public TObject {
 class TVnDOMElement;
 class TVnDOMDocument;
 
+// The base of the nodes that hold text: text, CDATA sections and comments.
 class TVnDOMCharacterData : public TVnDOMNode {
   VN_CLASS(TVnDOMCharacterData, TVnDOMNode)
  public:
@@ -1407,6 +1446,7 @@ class TVnDOMCharacterData : public TVnDOMNode {
   UnicodeString FNodeValue;
 };
 
+// A text node; its value is stored in escaped form.
 class TVnDOMText : public TVnDOMCharacterData {
   VN_CLASS(TVnDOMText, TVnDOMCharacterData)
  public:
@@ -1421,6 +1461,7 @@ class TVnDOMText : public TVnDOMCharacterData {
   void _SaveToStream(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel) override;
 };
 
+// A CDATA section; its value is stored raw.
 class TVnDOMCDATA : public TVnDOMText {
   VN_CLASS(TVnDOMCDATA, TVnDOMText)
  public:
@@ -1432,6 +1473,7 @@ class TVnDOMCDATA : public TVnDOMText {
   bool RawValue() const noexcept override { return true; }
 };
 
+// A comment; its value is stored raw.
 class TVnDOMComment : public TVnDOMCharacterData {
   VN_CLASS(TVnDOMComment, TVnDOMCharacterData)
  public:
@@ -1443,6 +1485,7 @@ class TVnDOMComment : public TVnDOMCharacterData {
   bool RawValue() const noexcept override { return true; }
 };
 
+// An attribute of an element, or a namespace declaration (xmlns, xmlns:p).
 class TVnDOMAttribute : public TVnDOMNode {
   VN_CLASS(TVnDOMAttribute, TVnDOMNode)
  public:
@@ -1499,6 +1542,7 @@ class TVnDOMAttribute : public TVnDOMNode {
   TVnDOMAttribute *FNamespace = nullptr;
 };
 
+// A processing instruction: the target is its name, the data is kept raw.
 class TVnDOMProcessingInstruction : public TVnDOMNode {
   VN_CLASS(TVnDOMProcessingInstruction, TVnDOMNode)
  public:
@@ -1521,6 +1565,7 @@ class TVnDOMProcessingInstruction : public TVnDOMNode {
 // instructions stand in the child list only. The kind lists are created on first use; the
 // accessors below create them, the walks of the library do not.
 
+// An element: attributes, child elements and character data, each in a list of its kind.
 class TVnDOMElement : public TVnDOMNode {
   VN_CLASS(TVnDOMElement, TVnDOMNode)
  public:
@@ -1872,6 +1917,7 @@ class TVnDOMElement : public TVnDOMNode {
 // ---------------------------------------------------------------------------------------------
 // The document: the top of a tree, its settings, and loading and saving.
 
+// A document: the top of a tree, its settings, and the loading and saving of the whole.
 class TVnDOMDocument : public TVnDOMNode {
   VN_CLASS(TVnDOMDocument, TVnDOMNode)
  public:
@@ -2297,6 +2343,7 @@ UnicodeString VnFormatXML(IDOMDocument *ADocument);
 // Impls. Each forwards every operation of its interfaces to its object; node arguments go
 // through Node.
 
+// The interface half of a node: the library's node interfaces and the generic DOM ones.
 class TVnDOMNodeImpl : public TVnDOMObjectImpl,
                        public virtual IVnDOMNode,
                        public virtual IDOMNode,
@@ -2416,6 +2463,7 @@ class TVnDOMNodeImpl : public TVnDOMObjectImpl,
   Integer FLoadState = 0;
 };
 
+// The interface half of a node list, as the library's list and the generic DOM ones.
 class TVnDOMNodeListImpl : public TVnDOMObjectImpl,
                            public virtual IVnDOMNamedNodeList,
                            public IDOMNodeList,
@@ -2464,6 +2512,7 @@ class TVnDOMNodeListImpl : public TVnDOMObjectImpl,
                             DelphiInterface<IDOMNode> &AResult) override;
 };
 
+// The interface half of an element list.
 class TVnDOMElementListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMElementList {
   VN_CLASS(TVnDOMElementListImpl, TVnDOMNodeListImpl)
   VN_DOM_IMPLEMENTS(TVnDOMNodeListImpl, IVnDOMElementList)
@@ -2472,6 +2521,7 @@ class TVnDOMElementListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMEl
   DelphiInterface<IVnDOMElement> GetElement(const Variant &AIndex) override;
 };
 
+// The interface half of an attribute list.
 class TVnDOMAttrListImpl : public TVnDOMNodeListImpl, public virtual IVnDOMAttrList {
   VN_CLASS(TVnDOMAttrListImpl, TVnDOMNodeListImpl)
   VN_DOM_IMPLEMENTS(TVnDOMNodeListImpl, IVnDOMAttrList)
@@ -2511,6 +2561,7 @@ class TVnDOMCharacterDataImpl : public TVnDOMNodeImpl,
   HRESULT replaceData(Integer AOffset, Integer ACount, const DOMString &AData) override;
 };
 
+// The interface half of a text node.
 class TVnDOMTextImpl : public TVnDOMCharacterDataImpl,
                        public virtual IVnDOMText,
                        public virtual IDOMText {
@@ -2526,6 +2577,7 @@ class TVnDOMTextImpl : public TVnDOMCharacterDataImpl,
   HRESULT splitText(Integer AOffset, DelphiInterface<IDOMText> &AResult) override;
 };
 
+// The interface half of a CDATA section.
 class TVnDOMCDATAImpl : public TVnDOMTextImpl,
                         public virtual IVnDOMCDATA,
                         public virtual IDOMCDATASection {
@@ -2535,6 +2587,7 @@ class TVnDOMCDATAImpl : public TVnDOMTextImpl,
   explicit TVnDOMCDATAImpl(TVnDOMObject *ADOMObject) : TVnDOMTextImpl(ADOMObject) {}
 };
 
+// The interface half of a comment.
 class TVnDOMCommentImpl : public TVnDOMCharacterDataImpl,
                           public virtual IVnDOMComment,
                           public virtual IDOMComment {
@@ -2544,6 +2597,7 @@ class TVnDOMCommentImpl : public TVnDOMCharacterDataImpl,
   explicit TVnDOMCommentImpl(TVnDOMObject *ADOMObject) : TVnDOMCharacterDataImpl(ADOMObject) {}
 };
 
+// The interface half of an attribute.
 class TVnDOMAttributeImpl : public TVnDOMNodeImpl,
                             public virtual IVnDOMAttribute,
                             public virtual IDOMAttr {
@@ -2567,6 +2621,7 @@ class TVnDOMAttributeImpl : public TVnDOMNodeImpl,
   HRESULT get_ownerElement(DelphiInterface<IDOMElement> &AResult) override;
 };
 
+// The interface half of an element.
 class TVnDOMElementImpl : public TVnDOMNodeImpl,
                           public virtual IVnDOMElement,
                           public virtual IDOMElement {
@@ -2709,6 +2764,7 @@ class TVnDOMElementImpl : public TVnDOMNodeImpl,
                          bool &AResult) override;
 };
 
+// The interface half of a processing instruction.
 class TVnDOMProcessingInstructionImpl : public TVnDOMNodeImpl,
                                         public virtual IVnDOMProcessingInstruction,
                                         public virtual IDOMProcessingInstruction {
@@ -2728,6 +2784,7 @@ class TVnDOMProcessingInstructionImpl : public TVnDOMNodeImpl,
   HRESULT set_data(const DOMString &AData) override;
 };
 
+// The interface half of a document, which also answers as its document type.
 class TVnDOMDocumentImpl : public TVnDOMNodeImpl,
                            public virtual IVnDOMDocument,
                            public virtual IDOMDocument,
@@ -2830,6 +2887,7 @@ class TVnDOMDocumentImpl : public TVnDOMNodeImpl,
 // The unit registers one vendor at start-up, unless one of that description is registered
 // already, and unregisters it at shutdown.
 
+// The DOM vendor "Vornell" of the generic DOM registry: hands out TVnDOMImplementation.
 class TVnDOMVendor : public TDOMVendor {
   VN_CLASS(TVnDOMVendor, TDOMVendor)
  public:
@@ -2839,6 +2897,7 @@ class TVnDOMVendor : public TDOMVendor {
   DelphiInterface<IDOMImplementation> DOMImplementation() override;
 };
 
+// The generic DOM implementation of the library: makes documents of the library's tree.
 class TVnDOMImplementation : public TVnObject, public IDOMImplementation {
   VN_CLASS(TVnDOMImplementation, TVnObject)
   VN_IMPLEMENTS(TVnObject, IDOMImplementation)
@@ -2883,6 +2942,7 @@ DelphiInterface<IDOMComment> VnAddComment(IDOMElement *AParent, const UnicodeStr
 // stored as the reader hands them over, in lexical form. A failure leaves the nodes built so far
 // in the tree.
 
+// Builds nodes from SAX events under a document or an element.
 class TVnDOMParser : public TVnObject,
                      public IVnSAXContentHandler,
                      public IVnSAXLexicalHandler,

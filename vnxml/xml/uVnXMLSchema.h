@@ -96,6 +96,7 @@ class TVnXMLSchemaElementArray : public TObject {
   TVnXMLSchemaElementFactory FFactory;
 };
 
+// The base of generated data-binding classes: wraps one element as the schema describes it.
 class TVnXMLSchemaElement : public TVnObjectEx {
   VN_CLASS(TVnXMLSchemaElement, TVnObjectEx)
  public:

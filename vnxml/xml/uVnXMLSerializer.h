@@ -14,6 +14,7 @@
 
 namespace vn {
 
+// Writes a value as XML: the serializer worker of the format dsfXML.
 class TVnXMLSerializer : public TVnSerializer {
   VN_CLASS(TVnXMLSerializer, TVnSerializer)
  public:
@@ -183,6 +184,7 @@ class TVnXMLStringsDeserializer : public TVnXMLDeserializer {
   void Characters(const VnXMLString &AText) override;
 };
 
+// A TComponent: the general reading of an object, registered for the components.
 class TVnXMLComponentDeserializer : public TVnXMLDeserializer {
   VN_CLASS(TVnXMLComponentDeserializer, TVnXMLDeserializer)
  public:

@@ -396,23 +396,36 @@ VN_XPATH_FUNCTION_CLASS(TVnXPathFnDateTime)
 // field that the text lacks is 0. Fields are 16-bit integers, the seconds a float with the
 // milliseconds as fraction; the year is negative for a text that starts with "-".
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnYearFromDateTime)
+// "month-from-dateTime": the month of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnMonthFromDateTime)
+// "day-from-dateTime": the day of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnDayFromDateTime)
+// "hours-from-dateTime": the hours of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnHoursFromDateTime)
+// "minutes-from-dateTime": the minutes of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnMinutesFromDateTime)
+// "seconds-from-dateTime": the seconds of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnSecondsFromDateTime)
 // The zone of a date, time or date-time text as a duration text: an offset as written ("+02:00"
 // gives "PT2H", "-05:30" "-PT5H30M"); "Z" the offset of the machine's local zone at the text's
 // date and time read as local time (so not a zero duration, except where local time is UTC);
 // Null for a text without zone.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnTimeZoneFromDateTime)
+// "year-from-date": the year of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnYearFromDate)
+// "month-from-date": the month of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnMonthFromDate)
+// "day-from-date": the day of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnDayFromDate)
+// "timezone-from-date": the zone of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnTimeZoneFromDate)
+// "hours-from-time": the hours of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnHoursFromTime)
+// "minutes-from-time": the minutes of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnMinutesFromTime)
+// "seconds-from-time": the seconds of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnSecondsFromTime)
+// "timezone-from-time": the zone of a date, time or date-time text.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnTimeZoneFromTime)
 
 // "adjust-dateTime-to-timezone", 1 or 2 parameters (dt, zone): gives dt another zone without
@@ -425,6 +438,7 @@ VN_XPATH_FUNCTION_CLASS(TVnXPathFnAdjustDateTimeToTimeZone)
 // "adjust-date-to-timezone" and "adjust-time-to-timezone", any parameters, none of them read:
 // they give Empty.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnAdjustDateToTimeZone)
+// "adjust-time-to-timezone": gives Empty, as "adjust-date-to-timezone" does.
 VN_XPATH_FUNCTION_CLASS(TVnXPathFnAdjustTimeToTimeZone)
 
 #undef VN_XPATH_FUNCTION_CLASS

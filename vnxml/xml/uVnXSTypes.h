@@ -116,6 +116,7 @@ struct TXsAnySimpleType {
 // ---------------------------------------------------------------------------------------------
 // Integers
 
+// The facets of an integer record: bounds and pattern, checked on every assignment.
 template <class T>
 struct TXsIntegerRestrictions {
   TXsAnySimpleType<T> MinExclusive;
@@ -136,6 +137,7 @@ struct TXsIntegerRestrictions {
   }
 };
 
+// A nullable integer of an XML Schema integer type, with its facets.
 template <class T>
 struct TXsInteger {
   UnicodeString FHasValue;
@@ -260,6 +262,7 @@ struct TXsInteger {
 // ---------------------------------------------------------------------------------------------
 // Floats
 
+// The facets of a float or decimal record: digits, bounds and pattern.
 template <class T>
 struct TXsRationalRestrictions {
   TXsAnySimpleType<Byte> TotalDigits;
@@ -282,6 +285,7 @@ struct TXsRationalRestrictions {
   }
 };
 
+// A nullable float or decimal of an XML Schema type, with its facets.
 template <class T>
 struct TXsRational {
   T FValue{};
@@ -367,6 +371,7 @@ struct TXsBinaryStringHexEncoding {
   }
 };
 
+// Nullable binary data (base64Binary, hexBinary) held as bytes; E gives the text form.
 template <class E>
 struct TXsBinaryString {
   RawByteString FValue;
