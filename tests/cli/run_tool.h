@@ -1,0 +1,27 @@
+// Runs the built vnxml program as a child process with pipes for its three standard streams.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace cli_test {
+
+struct TRun {
+  std::string Out;
+  std::string Err;
+  int Exit = -1;  // the exit status, or 128 + the signal that ended it
+};
+
+// Runs vnxml with AArgs, feeding AInput to its standard input (closed after it).
+TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput = "");
+
+// Runs vnxml with its standard error on a new pseudo-terminal; Err is what the terminal got.
+TRun RunOnTerminal(const std::vector<std::string> &AArgs);
+
+// A file below the test data folder.
+std::string Data(const std::string &AName);
+
+// The contents of a file.
+std::string ReadFile(const std::string &APath);
+
+}  // namespace cli_test

@@ -1,0 +1,591 @@
+// vnxml: XML and JSON from the shell, through the library's public interface.
+//
+//   vnxml format [FILE]          vnxml select FILE PATH     vnxml jpath FILE PATH
+//   vnxml tojson FILE            vnxml toxml FILE           vnxml events FILE
+//   vnxml check FILE...          vnxml help [COMMAND]
+//
+// Exit codes: 0 success, 1 a document error, 2 a usage error. Every message goes to standard
+// error behind "vnxml: ", except the FILE:LINE:COLUMN lines of check.
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "vnxml/json/uVnJSON.h"
+#include "vnxml/xml/uVnSAX.h"
+#include "vnxml/xml/uVnXMLDOM.h"
+#include "vnxml_io.h"
+
+using namespace vn;
+using namespace vnxml_cli;
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Usage texts
+
+const char cTopUsage[] =
+    "Usage: vnxml COMMAND [OPTIONS] [ARGUMENTS]\n"
+    "\n"
+    "Reads, queries and converts XML and JSON. An input is XML when its first character\n"
+    "above a blank is \"<\", JSON otherwise. FILE \"-\" reads standard input.\n"
+    "\n"
+    "Commands:\n"
+    "  format [FILE]        XML or JSON, formatted (standard input without FILE)\n"
+    "  select FILE PATH     the nodes a path with predicates selects, one a line as XML\n"
+    "                       (--first, --create, --case-insensitive, --local-name)\n"
+    "  jpath FILE PATH      the nodes a JSON path selects, one a line as JSON (--first)\n"
+    "  tojson FILE          an XML document as JSON, formatted (--compact: unformatted)\n"
+    "  toxml FILE           a JSON document as the XML it stands for, formatted\n"
+    "                       (--compact: unformatted)\n"
+    "  events FILE          the reader's events, one a line\n"
+    "  check FILE...        reports the first error of each file as FILE:LINE:COLUMN: MESSAGE\n"
+    "                       on standard error; prints nothing for a good file\n"
+    "  help [COMMAND]       this text, or the text of one command\n"
+    "\n"
+    "\"vnxml COMMAND --help\" tells more about a command.\n"
+    "Output is UTF-8; formatted output breaks lines with CR LF, as the library writes it, and\n"
+    "ends with one line feed.\n"
+    "Exit status: 0 success, 1 a document error (malformed input, missing or unreadable file,\n"
+    "bad path), 2 a usage error (unknown command or option, missing argument).\n";
+
+struct TCommandHelp {
+  const char *Name;
+  const char *Text;
+};
+
+const TCommandHelp cCommandHelp[] = {
+    {"format",
+     "Usage: vnxml format [FILE|-]\n"
+     "\n"
+     "Writes the input formatted: XML as the document's formatted save (two blanks an\n"
+     "indent, CR LF line breaks, no declaration added), JSON as the JSON tree's formatted\n"
+     "output. Without FILE, standard input is read.\n"},
+    {"select",
+     "Usage: vnxml select [OPTIONS] FILE PATH\n"
+     "\n"
+     "Writes each node that PATH selects from the document, in the order found, as its\n"
+     "unformatted XML on a line of its own; an attribute as name=\"value\", a text as\n"
+     "stored. Nothing found writes nothing and succeeds.\n"
+     "\n"
+     "Options:\n"
+     "  --first             only the first node found\n"
+     "  --create            build the elements that PATH misses and write the whole changed\n"
+     "                      document, formatted\n"
+     "  --case-insensitive  compare without regard to case\n"
+     "  --local-name        match names by their local part, prefixes ignored\n"},
+    {"jpath",
+     "Usage: vnxml jpath [--first] FILE PATH\n"
+     "\n"
+     "Writes each node that the JSON path PATH ($.a.b[0], $..c, $.d[?(@.e > 1)]) selects,\n"
+     "unformatted, on a line of its own. --first writes only the first node. Nothing found\n"
+     "writes nothing and succeeds.\n"},
+    {"tojson",
+     "Usage: vnxml tojson [--compact] FILE\n"
+     "\n"
+     "Writes the document as one JSON object: repeated element names become arrays,\n"
+     "attributes members, typed values keep their kind. Formatted unless --compact is given.\n"
+     "A document without a root element writes {}.\n"},
+    {"toxml",
+     "Usage: vnxml toxml [--compact] FILE\n"
+     "\n"
+     "Reads JSON as the XML it stands for (a root \"object\" or \"array\", an element per member,\n"
+     "the type of each simple value in an attribute) and writes that XML, formatted unless\n"
+     "--compact is given. An XML input is written back as it was read.\n"},
+    {"events",
+     "Usage: vnxml events FILE\n"
+     "\n"
+     "Writes the events the reader fires, one a line. JSON input gives the XML events of the\n"
+     "JSON reader. Lines:\n"
+     "  startDocument | endDocument\n"
+     "  startPrefixMapping \"PREFIX\" \"URI\" | endPrefixMapping \"PREFIX\"\n"
+     "  startElement QNAME [{URI}]\n"
+     "  attribute QNAME=\"VALUE\"       (after its startElement, in document order)\n"
+     "  endElement QNAME\n"
+     "  characters \"TEXT\" | ignorableWhitespace \"TEXT\"\n"
+     "  processingInstruction TARGET \"DATA\"\n"
+     "  comment \"TEXT\"\n"
+     "  startCDATA | endCDATA | startDTD | endDTD\n"
+     "Text stands as the reader delivers it (references are not resolved); in quotes,\n"
+     "\\ and \" are escaped by a backslash, line feed, carriage return and tab as \\n \\r \\t,\n"
+     "other control characters as \\xHH. On a malformed input the events up to the error\n"
+     "are written, then the error as FILE:LINE:COLUMN: MESSAGE, and the exit status is 1.\n"},
+    {"check",
+     "Usage: vnxml check FILE...\n"
+     "\n"
+     "Loads each file (XML into the document tree, JSON into the JSON tree) and writes, for\n"
+     "the first error of each, a line FILE:LINE:COLUMN: MESSAGE to standard error. A good\n"
+     "file writes nothing. The exit status is 1 when any file failed.\n"},
+    {"help",
+     "Usage: vnxml help [COMMAND]\n"
+     "\n"
+     "Writes the usage of vnxml, or of COMMAND.\n"},
+};
+
+const char *CommandHelp(const std::string &ACommand) {
+  for (const TCommandHelp &h : cCommandHelp)
+    if (ACommand == h.Name) return h.Text;
+  return nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Failures of a document
+
+// A failure while reading or querying a document: where (a file, and a line and column when
+// the reader knew them) and the message.
+struct TDocumentError {
+  std::string File;
+  Integer Line = -1;
+  Integer Column = -1;
+  std::string Message;
+};
+
+// The message on one line: the library's CR LF inside a message becomes a blank.
+std::string OneLine(const UnicodeString &AMessage) {
+  std::string s = UTF8Encode(AMessage);
+  std::string r;
+  r.reserve(s.size());
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    if (s[i] == '\r' && i + 1 < s.size() && s[i + 1] == '\n') continue;
+    r += s[i] == '\n' || s[i] == '\r' ? ' ' : s[i];
+  }
+  return r;
+}
+
+std::string Where(const TDocumentError &AError) {
+  std::string s = AError.File;
+  if (AError.Line >= 0)
+    s += ":" + std::to_string(AError.Line) + ":" + std::to_string(AError.Column);
+  return s;
+}
+
+// The position the reader told its error handler, kept for the report.
+struct TLocation {
+  Integer Line = -1;
+  Integer Column = -1;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Loading
+
+// Loads an input into a DOM document: XML, or JSON read as the XML it stands for.
+Owned<TVnDOMDocument> LoadDOM(TInput &AInput) {
+  Owned<TVnDOMDocument> doc(New<TVnDOMDocument>());
+  TLocation where;
+  doc->SetOnParseFatalError([&where](IVnSAXLocator *ALocator, const UnicodeString &, bool &) {
+    if (ALocator) {
+      where.Line = ALocator->GetLineNr();
+      where.Column = ALocator->GetColNr();
+    }
+  });
+  try {
+    doc->LoadFromStream(AInput.Stream());
+  } catch (Exception &E) {
+    AInput.Finish();
+    throw TDocumentError{DisplayName(AInput.Name()), where.Line, where.Column, OneLine(E.Message)};
+  }
+  doc->SetOnParseFatalError(nullptr);
+  AInput.Finish();
+  return doc;
+}
+
+Owned<TVnJSONDocument> LoadJSON(TInput &AInput) {
+  Owned<TVnJSONDocument> doc(New<TVnJSONDocument>());
+  try {
+    doc->LoadFromStream(AInput.Stream(), 0);
+  } catch (EVnJSONParseError &E) {
+    AInput.Finish();
+    throw TDocumentError{DisplayName(AInput.Name()), E.LineNr, E.ColNr, OneLine(E.Message)};
+  } catch (Exception &E) {
+    AInput.Finish();
+    throw TDocumentError{DisplayName(AInput.Name()), -1, -1, OneLine(E.Message)};
+  }
+  AInput.Finish();
+  return doc;
+}
+
+// A query's failure (a malformed path): the message alone.
+struct TQueryError {
+  std::string Message;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The command line of one command
+
+struct TArguments {
+  std::vector<std::string> Positional;
+  std::vector<std::string> Options;
+  bool Has(const char *AOption) const {
+    for (const std::string &o : Options)
+      if (o == AOption) return true;
+    return false;
+  }
+};
+
+// Splits the words behind the command into options ("--name") and arguments; "-" is an
+// argument, "--" ends the options. Options outside AAllowed are usage errors.
+TArguments SplitArguments(const std::string &ACommand, int argc, char **argv, int AFirst,
+                          std::initializer_list<const char *> AAllowed) {
+  TArguments args;
+  bool options = true;
+  for (int i = AFirst; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (options && word == "--") {
+      options = false;
+    } else if (options && word.size() > 1 && word[0] == '-') {
+      bool known = false;
+      for (const char *a : AAllowed) known = known || word == a;
+      if (!known)
+        throw TUsageError{"unknown option \"" + word + "\" for " + ACommand +
+                          " (see vnxml " + ACommand + " --help)"};
+      args.Options.push_back(word);
+    } else {
+      args.Positional.push_back(word);
+    }
+  }
+  return args;
+}
+
+// Checks the count of arguments: at least AMin, at most AMax (-1: no limit).
+void RequireArguments(const std::string &ACommand, const TArguments &AArgs, int AMin, int AMax,
+                      const char *AWhat) {
+  const int n = static_cast<int>(AArgs.Positional.size());
+  if (n < AMin)
+    throw TUsageError{std::string("missing ") + AWhat + " for " + ACommand + " (see vnxml " +
+                      ACommand + " --help)"};
+  if (AMax >= 0 && n > AMax)
+    throw TUsageError{"too many arguments for " + ACommand + ": \"" + AArgs.Positional[AMax] +
+                      "\" (see vnxml " + ACommand + " --help)"};
+}
+
+// Ends the output with a line feed when anything was written.
+void EndOutput(TStdoutStream &AOut, Int64 AStart) {
+  if (AOut.Written() > AStart) AOut.Text("\n");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Commands
+
+int CmdFormat(const TArguments &AArgs) {
+  TInput input(AArgs.Positional.empty() ? "-" : AArgs.Positional[0]);
+  TStdoutStream out;
+  if (input.Kind() == TInputKind::XML) {
+    Owned<TVnDOMDocument> doc = LoadDOM(input);
+    doc->SaveToStream(&out, CP_UTF8, true, false);
+  } else {
+    Owned<TVnJSONDocument> doc = LoadJSON(input);
+    doc->SaveToStream(&out, true, CP_UTF8, false);
+  }
+  EndOutput(out, 0);
+  return cExitOk;
+}
+
+// One selected node on a line of its own: its unformatted XML, an attribute without the blank
+// that leads its form.
+void WriteNode(TStdoutStream &AOut, TVnDOMNode *ANode) {
+  if (ANode->GetNodeType() == ntAttribute) {
+    std::string xml = UTF8Encode(ANode->GetXML());
+    if (!xml.empty() && xml[0] == ' ') xml.erase(0, 1);
+    AOut.Text(xml);
+  } else {
+    ANode->SaveToStream(&AOut, CP_UTF8, false);
+  }
+  AOut.Text("\n");
+}
+
+int CmdSelect(const TArguments &AArgs) {
+  TInput input(AArgs.Positional[0]);
+  const UnicodeString path = UTF8ToString(AArgs.Positional[1]);
+  TVnDOMSelectOptions options;
+  if (AArgs.Has("--case-insensitive")) options << soCaseInsensitive;
+  if (AArgs.Has("--local-name")) options << soLocalName;
+  Owned<TVnDOMDocument> doc = LoadDOM(input);
+  TStdoutStream out;
+  try {
+    if (AArgs.Has("--create")) {
+      doc->SelectSingleNode(path, options + TVnDOMSelectOptions{soCreate});
+      doc->SaveToStream(&out, CP_UTF8, true, false);
+      EndOutput(out, 0);
+    } else if (AArgs.Has("--first")) {
+      if (TVnDOMNode *node = doc->SelectSingleNode(path, options)) WriteNode(out, node);
+    } else {
+      Owned<TVnDOMNodeList> found(doc->CreateNodeList(path, options));
+      for (TVnDOMNode *node : *found) WriteNode(out, node);
+    }
+  } catch (EWriteError &) {
+    throw;
+  } catch (Exception &E) {
+    throw TQueryError{OneLine(E.Message)};
+  }
+  return cExitOk;
+}
+
+int CmdJPath(const TArguments &AArgs) {
+  TInput input(AArgs.Positional[0]);
+  const UnicodeString path = UTF8ToString(AArgs.Positional[1]);
+  Owned<TVnJSONDocument> doc = LoadJSON(input);
+  TStdoutStream out;
+  auto write = [&out](TVnJSONBase *ANode) { out.Text(UTF8Encode(ANode->GetAsJSON()) + "\n"); };
+  try {
+    if (AArgs.Has("--first")) {
+      if (TVnJSONBase *node = doc->SelectSingleNode(path, TVnJDOCSelectOptions{})) write(node);
+    } else {
+      Owned<TVnJSONArray> found(doc->CreateNodeList(path, TVnJDOCSelectOptions{}));
+      for (Integer i = 0; i < found->Count(); ++i) write(found->Item(i));
+    }
+  } catch (EWriteError &) {
+    throw;
+  } catch (Exception &E) {
+    throw TQueryError{OneLine(E.Message)};
+  }
+  return cExitOk;
+}
+
+int CmdToJSON(const TArguments &AArgs) {
+  TInput input(AArgs.Positional[0]);
+  Owned<TVnDOMDocument> doc = LoadDOM(input);
+  TStdoutStream out;
+  if (TVnDOMElement *root = doc->GetRootNode())
+    root->SaveToJSONStream(&out, CP_UTF8, !AArgs.Has("--compact"));
+  else
+    out.Text("{}");
+  EndOutput(out, 0);
+  return cExitOk;
+}
+
+int CmdToXML(const TArguments &AArgs) {
+  TInput input(AArgs.Positional[0]);
+  Owned<TVnDOMDocument> doc = LoadDOM(input);
+  TStdoutStream out;
+  doc->SaveToStream(&out, CP_UTF8, !AArgs.Has("--compact"), false);
+  EndOutput(out, 0);
+  return cExitOk;
+}
+
+// ---- events
+
+// Text in double quotes, escaped so that it stays on one line.
+std::string Quoted(const UnicodeString &AText) {
+  const std::string s = UTF8Encode(AText);
+  std::string r = "\"";
+  for (unsigned char c : s) {
+    switch (c) {
+      case '\\': r += "\\\\"; break;
+      case '"': r += "\\\""; break;
+      case '\n': r += "\\n"; break;
+      case '\r': r += "\\r"; break;
+      case '\t': r += "\\t"; break;
+      default:
+        if (c < 0x20 || c == 0x7F) {
+          static const char hex[] = "0123456789ABCDEF";
+          r += "\\x";
+          r += hex[c >> 4];
+          r += hex[c & 15];
+        } else {
+          r += static_cast<char>(c);
+        }
+    }
+  }
+  return r + "\"";
+}
+
+int CmdEvents(const TArguments &AArgs) {
+  TInput input(AArgs.Positional[0]);
+  TStdoutStream out;
+  Owned<TVnSAXParser> parser(New<TVnSAXParser>(nullptr));
+  auto line = [&out](const std::string &AText) { out.Text(AText + "\n"); };
+  auto name = [](const UnicodeString &AName) { return UTF8Encode(AName); };
+  parser->OnStartDocument = [&](TObject *) { line("startDocument"); };
+  parser->OnEndDocument = [&](TObject *) { line("endDocument"); };
+  parser->OnStartPrefixMapping = [&](TObject *, const VnXMLString &APrefix,
+                                     const VnXMLString &AURI) {
+    line("startPrefixMapping " + Quoted(APrefix) + " " + Quoted(AURI));
+  };
+  parser->OnEndPrefixMapping = [&](TObject *, const VnXMLString &APrefix) {
+    line("endPrefixMapping " + Quoted(APrefix));
+  };
+  parser->OnStartElement = [&](TObject *, const VnXMLString &AURI, const VnXMLString &,
+                               const VnXMLString &AQName, IVnSAXAttributes *AAttributes) {
+    line("startElement " + name(AQName) + (AURI.empty() ? "" : " {" + name(AURI) + "}"));
+    // The list lives only during this call.
+    for (PVnSAXXMAttribute a = AAttributes ? AAttributes->FirstAttribute() : nullptr; a; a = a->Next)
+      line("attribute " + name(a->QName) + "=" + Quoted(a->Value));
+  };
+  parser->OnEndElement = [&](TObject *, const VnXMLString &, const VnXMLString &,
+                             const VnXMLString &AQName) { line("endElement " + name(AQName)); };
+  parser->OnCharacters = [&](TObject *, const VnXMLString &AText) {
+    line("characters " + Quoted(AText));
+  };
+  parser->OnIgnorableWhitespace = [&](TObject *, const VnXMLString &AText) {
+    line("ignorableWhitespace " + Quoted(AText));
+  };
+  parser->OnProcessingInstruction = [&](TObject *, const VnXMLString &ATarget,
+                                        const VnXMLString &AData) {
+    line("processingInstruction " + name(ATarget) + " " + Quoted(AData));
+  };
+  parser->OnComment = [&](TObject *, const VnXMLString &AText) { line("comment " + Quoted(AText)); };
+  parser->OnStartCDATA = [&](TObject *) { line("startCDATA"); };
+  parser->OnEndCDATA = [&](TObject *) { line("endCDATA"); };
+  parser->OnStartDTD = [&](TObject *) { line("startDTD"); };
+  parser->OnEndDTD = [&](TObject *) { line("endDTD"); };
+  TLocation where;
+  parser->OnFatalError = [&where](IVnSAXLocator *ALocator, const VnXMLString &) {
+    if (ALocator) {
+      where.Line = ALocator->GetLineNr();
+      where.Column = ALocator->GetColNr();
+    }
+  };
+  // The component looks at the first byte and does not know byte-order marks: the stream goes
+  // to it behind one, with the page the mark names.
+  TStream *stream = input.Stream();
+  unsigned char bom[3] = {};
+  const Int64 n = stream->Read(bom, 3);
+  Word page = 0;
+  if (n == 3 && bom[0] == 0xEF && bom[1] == 0xBB && bom[2] == 0xBF) {
+    page = CP_UTF8;
+  } else if (n >= 2 && bom[0] == 0xFF && bom[1] == 0xFE) {
+    page = 1200;
+    stream->SetPosition(2);
+  } else {
+    stream->SetPosition(0);
+  }
+  try {
+    parser->ParseStream(stream, page);
+  } catch (EWriteError &) {
+    throw;
+  } catch (Exception &E) {
+    input.Finish();
+    throw TDocumentError{DisplayName(input.Name()), where.Line, where.Column, OneLine(E.Message)};
+  }
+  return cExitOk;
+}
+
+// ---- check
+
+int CmdCheck(const TArguments &AArgs) {
+  int rc = cExitOk;
+  for (const std::string &file : AArgs.Positional) {
+    try {
+      TInput input(file);
+      if (input.Kind() == TInputKind::XML)
+        LoadDOM(input);
+      else
+        LoadJSON(input);
+    } catch (TInputError &E) {
+      std::fprintf(stderr, "vnxml: %s\n", E.Text.c_str());
+      rc = cExitDocument;
+    } catch (TDocumentError &E) {
+      std::fprintf(stderr, "%s: %s\n", Where(E).c_str(), E.Message.c_str());
+      rc = cExitDocument;
+    }
+  }
+  return rc;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Dispatch
+
+int Help(const std::string &ACommand) {
+  if (ACommand.empty()) {
+    std::fputs(cTopUsage, stdout);
+    return cExitOk;
+  }
+  const char *text = CommandHelp(ACommand);
+  if (!text) throw TUsageError{"unknown command \"" + ACommand + "\" (see vnxml --help)"};
+  std::fputs(text, stdout);
+  return cExitOk;
+}
+
+int Run(int argc, char **argv) {
+  if (argc < 2) throw TUsageError{"missing command (see vnxml --help)"};
+  const std::string command = argv[1];
+  if (command == "--help" || command == "-h") return Help("");
+  if (command == "help") {
+    if (argc > 3) throw TUsageError{"too many arguments for help (see vnxml --help)"};
+    return Help(argc > 2 ? argv[2] : "");
+  }
+  if (!CommandHelp(command)) {
+    if (command.size() > 1 && command[0] == '-')
+      throw TUsageError{"unknown option \"" + command + "\" (see vnxml --help)"};
+    throw TUsageError{"unknown command \"" + command + "\" (see vnxml --help)"};
+  }
+  for (int i = 2; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--") == 0) break;
+    if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0)
+      return Help(command);
+  }
+  if (command == "format") {
+    const TArguments args = SplitArguments(command, argc, argv, 2, {});
+    RequireArguments(command, args, 0, 1, "FILE");
+    return CmdFormat(args);
+  }
+  if (command == "select") {
+    const TArguments args = SplitArguments(
+        command, argc, argv, 2, {"--first", "--create", "--case-insensitive", "--local-name"});
+    RequireArguments(command, args, 1, 2, "FILE");
+    RequireArguments(command, args, 2, 2, "PATH");
+    return CmdSelect(args);
+  }
+  if (command == "jpath") {
+    const TArguments args = SplitArguments(command, argc, argv, 2, {"--first"});
+    RequireArguments(command, args, 1, 2, "FILE");
+    RequireArguments(command, args, 2, 2, "PATH");
+    return CmdJPath(args);
+  }
+  if (command == "tojson" || command == "toxml") {
+    const TArguments args = SplitArguments(command, argc, argv, 2, {"--compact"});
+    RequireArguments(command, args, 1, 1, "FILE");
+    return command == "tojson" ? CmdToJSON(args) : CmdToXML(args);
+  }
+  if (command == "events") {
+    const TArguments args = SplitArguments(command, argc, argv, 2, {});
+    RequireArguments(command, args, 1, 1, "FILE");
+    return CmdEvents(args);
+  }
+  // check
+  const TArguments args = SplitArguments(command, argc, argv, 2, {});
+  RequireArguments(command, args, 1, -1, "FILE");
+  return CmdCheck(args);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  int rc;
+  try {
+    rc = Run(argc, argv);
+  } catch (TUsageError &E) {
+    std::fprintf(stderr, "vnxml: %s\n", E.Text.c_str());
+    return cExitUsage;
+  } catch (TInputError &E) {
+    std::fprintf(stderr, "vnxml: %s\n", E.Text.c_str());
+    rc = cExitDocument;
+  } catch (TDocumentError &E) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "vnxml: %s: %s\n", Where(E).c_str(), E.Message.c_str());
+    rc = cExitDocument;
+  } catch (TQueryError &E) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "vnxml: %s\n", E.Message.c_str());
+    rc = cExitDocument;
+  } catch (Exception &E) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "vnxml: %s\n", OneLine(E.Message).c_str());
+    rc = cExitDocument;
+  } catch (std::bad_alloc &) {
+    std::fprintf(stderr, "vnxml: out of memory\n");
+    rc = cExitDocument;
+  } catch (std::exception &E) {
+    std::fprintf(stderr, "vnxml: %s\n", E.what());
+    rc = cExitDocument;
+  } catch (...) {
+    std::fprintf(stderr, "vnxml: unexpected failure\n");
+    rc = cExitDocument;
+  }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    std::fprintf(stderr, "vnxml: cannot write standard output: %s\n", std::strerror(errno));
+    return cExitDocument;
+  }
+  return rc;
+}

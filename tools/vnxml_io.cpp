@@ -1,0 +1,187 @@
+#include "vnxml_io.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "vnxml/rtl/SysUtils.h"
+
+using namespace vn;
+
+namespace vnxml_cli {
+
+std::string DisplayName(const std::string &AName) {
+  return AName == "-" ? std::string("<stdin>") : AName;
+}
+
+namespace {
+
+// A seekable descriptor (a regular file), read in place. With a progress label it writes
+// "\r<label> NN%" to standard error each time the percentage read grows.
+class TDescriptorStream : public TStream {
+  VN_CLASS(TDescriptorStream, TStream)
+ public:
+  TDescriptorStream(int AFd, bool AOwnsFd, Int64 ASize, std::string AProgressLabel)
+      : FFd(AFd), FOwnsFd(AOwnsFd), FSize(ASize), FLabel(std::move(AProgressLabel)) {}
+  ~TDescriptorStream() override {
+    if (FOwnsFd) ::close(FFd);
+  }
+
+  Int64 Read(void *ABuffer, Int64 ACount) override {
+    Int64 done = 0;
+    while (done < ACount) {
+      const ssize_t n =
+          ::read(FFd, static_cast<char *>(ABuffer) + done, static_cast<std::size_t>(ACount - done));
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0) throw EReadError(UTF8ToString(std::string("read error: ") + std::strerror(errno)));
+      if (n == 0) break;
+      done += n;
+    }
+    FPosition += done;
+    if (!FLabel.empty()) ShowProgress();
+    return done;
+  }
+  Int64 Write(const void *, Int64) override { throw EWriteError(u"Stream write error"); }
+  Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override {
+    const int whence = AOrigin == soBeginning ? SEEK_SET : AOrigin == soCurrent ? SEEK_CUR : SEEK_END;
+    const off_t pos = ::lseek(FFd, static_cast<off_t>(AOffset), whence);
+    if (pos < 0) throw EReadError(UTF8ToString(std::string("seek error: ") + std::strerror(errno)));
+    FPosition = pos;
+    return pos;
+  }
+  Int64 GetSize() override { return FSize; }
+
+  void FinishProgress() {
+    if (FLabel.empty() || FShown < 0) return;
+    std::fprintf(stderr, "\r%s done\n", FLabel.c_str());
+    FShown = -1;
+    FLabel.clear();
+  }
+
+ private:
+  void ShowProgress() {
+    const int percent = FSize > 0 ? static_cast<int>(FPosition * 100 / FSize) : 100;
+    if (percent <= FShown) return;
+    FShown = percent;
+    std::fprintf(stderr, "\r%s %d%%", FLabel.c_str(), percent);
+    std::fflush(stderr);
+  }
+
+  int FFd;
+  bool FOwnsFd;
+  Int64 FSize;
+  Int64 FPosition = 0;
+  std::string FLabel;
+  int FShown = -1;
+};
+
+// Everything a descriptor gives, into memory.
+TMemoryStream *ReadAll(int AFd, const std::string &AName) {
+  TMemoryStream *mem = New<TMemoryStream>();
+  char buffer[65536];
+  for (;;) {
+    const ssize_t n = ::read(AFd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      const int err = errno;
+      mem->Free();
+      throw TInputError{"cannot read \"" + DisplayName(AName) + "\": " + std::strerror(err)};
+    }
+    if (n == 0) break;
+    mem->WriteBuffer(buffer, n);
+  }
+  mem->SetPosition(0);
+  return mem;
+}
+
+}  // namespace
+
+TInput::TInput(const std::string &AName) : FName(AName) {
+  const bool isStdin = AName == "-";
+  const int fd = isStdin ? 0 : ::open(AName.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0)
+    throw TInputError{"cannot open \"" + AName + "\": " + std::strerror(errno)};
+  struct stat st {};
+  if (::fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+    const int err = S_ISDIR(st.st_mode) ? EISDIR : errno;
+    if (!isStdin) ::close(fd);
+    throw TInputError{"cannot open \"" + DisplayName(AName) + "\": " + std::strerror(err)};
+  }
+  if (!S_ISREG(st.st_mode)) {
+    FStream = ReadAll(fd, AName);
+    if (!isStdin) ::close(fd);
+    return;
+  }
+  std::string label;
+  if (st.st_size > cProgressThreshold && ::isatty(2))
+    label = "vnxml: reading " + DisplayName(AName) + " (" +
+            std::to_string(st.st_size / (1024 * 1024)) + " MB)";
+  FStream = New<TDescriptorStream>(fd, !isStdin, static_cast<Int64>(st.st_size), label);
+}
+
+TInput::~TInput() {
+  Finish();
+  if (FStream) FStream->Free();
+}
+
+void TInput::Finish() {
+  if (auto *d = dynamic_cast<TDescriptorStream *>(FStream)) d->FinishProgress();
+}
+
+TInputKind TInput::Kind() {
+  unsigned char head[4096];
+  FStream->SetPosition(0);
+  const Int64 n = FStream->Read(head, sizeof head);
+  FStream->SetPosition(0);
+  Int64 i = 0;
+  int width = 1;
+  if (n >= 3 && head[0] == 0xEF && head[1] == 0xBB && head[2] == 0xBF) {
+    i = 3;
+  } else if (n >= 2 && head[0] == 0xFF && head[1] == 0xFE) {
+    i = 2;
+    width = 2;
+  }
+  for (; i + width <= n; i += width) {
+    const unsigned unit = width == 2 ? head[i] | (head[i + 1] << 8) : head[i];
+    if (unit > 0x20) return unit == '<' ? TInputKind::XML : TInputKind::JSON;
+  }
+  return TInputKind::JSON;
+}
+
+Int64 TStdoutStream::Read(void *ABuffer, Int64 ACount) {
+  // Only the kept head can be read back.
+  Int64 n = 0;
+  while (n < ACount && FPosition < cKept && FPosition < FWritten)
+    static_cast<unsigned char *>(ABuffer)[n++] = FHead[FPosition++];
+  return n;
+}
+
+Int64 TStdoutStream::Write(const void *ABuffer, Int64 ACount) {
+  if (ACount <= 0) return 0;
+  if (FPosition != FWritten) throw EWriteError(u"Stream write error");
+  const auto *bytes = static_cast<const unsigned char *>(ABuffer);
+  for (Int64 i = 0; i < ACount && FWritten + i < cKept; ++i) FHead[FWritten + i] = bytes[i];
+  if (std::fwrite(ABuffer, 1, static_cast<std::size_t>(ACount), stdout) !=
+      static_cast<std::size_t>(ACount))
+    throw EWriteError(u"Stream write error");
+  FWritten += ACount;
+  FPosition = FWritten;
+  return ACount;
+}
+
+Int64 TStdoutStream::Seek(Int64 AOffset, TSeekOrigin AOrigin) {
+  const Int64 target = AOrigin == soBeginning ? AOffset
+                       : AOrigin == soCurrent ? FPosition + AOffset
+                                              : FWritten + AOffset;
+  // Back into the kept head, or to the end; standard output cannot go anywhere else.
+  if (target < 0 || target > FWritten || (target != FWritten && target > cKept))
+    throw EStreamError(u"Standard output cannot seek");
+  FPosition = target;
+  return target;
+}
+
+}  // namespace vnxml_cli
