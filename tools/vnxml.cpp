@@ -173,12 +173,15 @@ struct TLocation {
 Owned<TVnDOMDocument> LoadDOM(TInput &AInput) {
   Owned<TVnDOMDocument> doc(New<TVnDOMDocument>());
   TLocation where;
-  doc->SetOnParseFatalError([&where](IVnSAXLocator *ALocator, const UnicodeString &, bool &) {
-    if (ALocator) {
-      where.Line = ALocator->GetLineNr();
-      where.Column = ALocator->GetColNr();
-    }
-  });
+  // Handled here, so that the reader's own exception leaves the load, with its plain message.
+  doc->SetOnParseFatalError(
+      [&where](IVnSAXLocator *ALocator, const UnicodeString &, bool &AHandled) {
+        if (ALocator) {
+          where.Line = ALocator->GetLineNr();
+          where.Column = ALocator->GetColNr();
+        }
+        AHandled = true;
+      });
   try {
     doc->LoadFromStream(AInput.Stream());
   } catch (Exception &E) {
@@ -192,8 +195,9 @@ Owned<TVnDOMDocument> LoadDOM(TInput &AInput) {
 
 Owned<TVnJSONDocument> LoadJSON(TInput &AInput) {
   Owned<TVnJSONDocument> doc(New<TVnJSONDocument>());
+  AInput.HideTrailingBlanks();
   try {
-    doc->LoadFromStream(AInput.Stream(), 0);
+    doc->LoadFromStream(AInput.Stream(), CP_UTF8);
   } catch (EVnJSONParseError &E) {
     AInput.Finish();
     throw TDocumentError{DisplayName(AInput.Name()), E.LineNr, E.ColNr, OneLine(E.Message)};
@@ -237,8 +241,8 @@ TArguments SplitArguments(const std::string &ACommand, int argc, char **argv, in
       bool known = false;
       for (const char *a : AAllowed) known = known || word == a;
       if (!known)
-        throw TUsageError{"unknown option \"" + word + "\" for " + ACommand +
-                          " (see vnxml " + ACommand + " --help)"};
+        throw TUsageError{"unknown option \"" + word + "\" for " + ACommand + " (see vnxml " +
+                          ACommand + " --help)"};
       args.Options.push_back(word);
     } else {
       args.Positional.push_back(word);
@@ -316,7 +320,7 @@ int CmdSelect(const TArguments &AArgs) {
   } catch (EWriteError &) {
     throw;
   } catch (Exception &E) {
-    throw TQueryError{OneLine(E.Message)};
+    throw TQueryError{"path \"" + AArgs.Positional[1] + "\": " + OneLine(E.Message)};
   }
   return cExitOk;
 }
@@ -337,7 +341,7 @@ int CmdJPath(const TArguments &AArgs) {
   } catch (EWriteError &) {
     throw;
   } catch (Exception &E) {
-    throw TQueryError{OneLine(E.Message)};
+    throw TQueryError{"path \"" + AArgs.Positional[1] + "\": " + OneLine(E.Message)};
   }
   return cExitOk;
 }
@@ -371,11 +375,21 @@ std::string Quoted(const UnicodeString &AText) {
   std::string r = "\"";
   for (unsigned char c : s) {
     switch (c) {
-      case '\\': r += "\\\\"; break;
-      case '"': r += "\\\""; break;
-      case '\n': r += "\\n"; break;
-      case '\r': r += "\\r"; break;
-      case '\t': r += "\\t"; break;
+      case '\\':
+        r += "\\\\";
+        break;
+      case '"':
+        r += "\\\"";
+        break;
+      case '\n':
+        r += "\\n";
+        break;
+      case '\r':
+        r += "\\r";
+        break;
+      case '\t':
+        r += "\\t";
+        break;
       default:
         if (c < 0x20 || c == 0x7F) {
           static const char hex[] = "0123456789ABCDEF";
@@ -409,7 +423,8 @@ int CmdEvents(const TArguments &AArgs) {
                                const VnXMLString &AQName, IVnSAXAttributes *AAttributes) {
     line("startElement " + name(AQName) + (AURI.empty() ? "" : " {" + name(AURI) + "}"));
     // The list lives only during this call.
-    for (PVnSAXXMAttribute a = AAttributes ? AAttributes->FirstAttribute() : nullptr; a; a = a->Next)
+    for (PVnSAXXMAttribute a = AAttributes ? AAttributes->FirstAttribute() : nullptr; a;
+         a = a->Next)
       line("attribute " + name(a->QName) + "=" + Quoted(a->Value));
   };
   parser->OnEndElement = [&](TObject *, const VnXMLString &, const VnXMLString &,
@@ -424,7 +439,9 @@ int CmdEvents(const TArguments &AArgs) {
                                         const VnXMLString &AData) {
     line("processingInstruction " + name(ATarget) + " " + Quoted(AData));
   };
-  parser->OnComment = [&](TObject *, const VnXMLString &AText) { line("comment " + Quoted(AText)); };
+  parser->OnComment = [&](TObject *, const VnXMLString &AText) {
+    line("comment " + Quoted(AText));
+  };
   parser->OnStartCDATA = [&](TObject *) { line("startCDATA"); };
   parser->OnEndCDATA = [&](TObject *) { line("endCDATA"); };
   parser->OnStartDTD = [&](TObject *) { line("startDTD"); };

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -32,28 +33,43 @@ class TDescriptorStream : public TStream {
   }
 
   Int64 Read(void *ABuffer, Int64 ACount) override {
+    if (ACount > FSize - FPosition) ACount = FSize - FPosition > 0 ? FSize - FPosition : 0;
+    auto *dest = static_cast<char *>(ABuffer);
     Int64 done = 0;
     while (done < ACount) {
-      const ssize_t n =
-          ::read(FFd, static_cast<char *>(ABuffer) + done, static_cast<std::size_t>(ACount - done));
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) throw EReadError(UTF8ToString(std::string("read error: ") + std::strerror(errno)));
-      if (n == 0) break;
-      done += n;
+      // Small reads (the loads look at a few bytes at a time while they sniff) go through the
+      // buffer; large ones straight into the caller's block.
+      if (FPosition >= FBufferStart && FPosition < FBufferStart + FBufferLength) {
+        const Int64 n = std::min(ACount - done, FBufferStart + FBufferLength - FPosition);
+        std::memcpy(dest + done, FBuffer + (FPosition - FBufferStart), static_cast<std::size_t>(n));
+        done += n;
+        FPosition += n;
+      } else if (ACount - done >= static_cast<Int64>(sizeof FBuffer)) {
+        const Int64 n = ReadAt(dest + done, ACount - done);
+        if (n == 0) break;
+        done += n;
+        FPosition += n;
+      } else {
+        FBufferStart = FPosition;
+        FBufferLength = ReadAt(FBuffer, sizeof FBuffer);
+        if (FBufferLength == 0) break;
+      }
     }
-    FPosition += done;
     if (!FLabel.empty()) ShowProgress();
     return done;
   }
   Int64 Write(const void *, Int64) override { throw EWriteError(u"Stream write error"); }
   Int64 Seek(Int64 AOffset, TSeekOrigin AOrigin) override {
-    const int whence = AOrigin == soBeginning ? SEEK_SET : AOrigin == soCurrent ? SEEK_CUR : SEEK_END;
-    const off_t pos = ::lseek(FFd, static_cast<off_t>(AOffset), whence);
-    if (pos < 0) throw EReadError(UTF8ToString(std::string("seek error: ") + std::strerror(errno)));
-    FPosition = pos;
-    return pos;
+    // The end is FSize, which may stand before the end of the file.
+    FPosition = AOrigin == soBeginning ? AOffset
+                : AOrigin == soCurrent ? FPosition + AOffset
+                                       : FSize + AOffset;
+    if (FPosition < 0) FPosition = 0;
+    return FPosition;
   }
   Int64 GetSize() override { return FSize; }
+  // Hides everything from ASize on.
+  void Limit(Int64 ASize) { FSize = ASize; }
 
   void FinishProgress() {
     if (FLabel.empty() || FShown < 0) return;
@@ -71,10 +87,23 @@ class TDescriptorStream : public TStream {
     std::fflush(stderr);
   }
 
+  // Up to ACount bytes at FPosition.
+  Int64 ReadAt(char *ADest, Int64 ACount) {
+    for (;;) {
+      const ssize_t n = ::pread(FFd, ADest, static_cast<std::size_t>(ACount), FPosition);
+      if (n >= 0) return n;
+      if (errno != EINTR)
+        throw EReadError(UTF8ToString(std::string("read error: ") + std::strerror(errno)));
+    }
+  }
+
   int FFd;
   bool FOwnsFd;
   Int64 FSize;
   Int64 FPosition = 0;
+  char FBuffer[65536];
+  Int64 FBufferStart = 0;
+  Int64 FBufferLength = 0;
   std::string FLabel;
   int FShown = -1;
 };
@@ -103,8 +132,7 @@ TMemoryStream *ReadAll(int AFd, const std::string &AName) {
 TInput::TInput(const std::string &AName) : FName(AName) {
   const bool isStdin = AName == "-";
   const int fd = isStdin ? 0 : ::open(AName.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0)
-    throw TInputError{"cannot open \"" + AName + "\": " + std::strerror(errno)};
+  if (fd < 0) throw TInputError{"cannot open \"" + AName + "\": " + std::strerror(errno)};
   struct stat st {};
   if (::fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
     const int err = S_ISDIR(st.st_mode) ? EISDIR : errno;
@@ -150,6 +178,32 @@ TInputKind TInput::Kind() {
     if (unit > 0x20) return unit == '<' ? TInputKind::XML : TInputKind::JSON;
   }
   return TInputKind::JSON;
+}
+
+void TInput::HideTrailingBlanks() {
+  // Reads the tail backwards in blocks; UTF-16 text (behind its mark) in pairs of bytes.
+  unsigned char head[2] = {};
+  FStream->SetPosition(0);
+  const bool utf16 = FStream->Read(head, 2) == 2 && head[0] == 0xFF && head[1] == 0xFE;
+  const int width = utf16 ? 2 : 1;
+  const Int64 start = utf16 ? 2 : 0;
+  Int64 end = FStream->GetSize();
+  unsigned char block[4096];
+  for (bool blank = true; blank && end - start >= width;) {
+    Int64 n = end - start < static_cast<Int64>(sizeof block) ? end - start : sizeof block;
+    n -= n % width;
+    FStream->SetPosition(end - n);
+    FStream->ReadBuffer(block, n);
+    for (Int64 i = n; blank && i >= width; i -= width) {
+      blank = block[i - width] <= 0x20 && (width == 1 || block[i - 1] == 0);
+      if (blank) end -= width;
+    }
+  }
+  if (auto *d = dynamic_cast<TDescriptorStream *>(FStream))
+    d->Limit(end);
+  else
+    FStream->SetSize(end);
+  FStream->SetPosition(0);
 }
 
 Int64 TStdoutStream::Read(void *ABuffer, Int64 ACount) {

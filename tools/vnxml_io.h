@@ -47,6 +47,10 @@ class TInput {
   // "<" as the first character above U+0020 (behind a byte-order mark) makes XML, anything
   // else JSON, as the library's loads decide. The stream is back at position 0 afterwards.
   TInputKind Kind();
+  // Hides the blanks (characters up to U+0020) at the end of the input from the readers. The
+  // JSON reader takes anything behind a top-level object or array for the start of another
+  // value, so a file that ends in a line break would not load.
+  void HideTrailingBlanks();
   // Ends the progress line, if one is shown.
   void Finish();
 

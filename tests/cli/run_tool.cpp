@@ -85,8 +85,7 @@ void Pump(int AIn, const std::string &AInput, std::vector<std::pair<int, std::st
 TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput) {
   ::signal(SIGPIPE, SIG_IGN);
   int in[2], out[2], err[2];
-  Check(::pipe2(in, O_CLOEXEC) == 0 && ::pipe2(out, O_CLOEXEC) == 0 &&
-            ::pipe2(err, O_CLOEXEC) == 0,
+  Check(::pipe2(in, O_CLOEXEC) == 0 && ::pipe2(out, O_CLOEXEC) == 0 && ::pipe2(err, O_CLOEXEC) == 0,
         "pipe");
   std::vector<char *> argv = Argv(AArgs);
   const pid_t pid = ::fork();
