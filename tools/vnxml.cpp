@@ -34,7 +34,8 @@ const char cTopUsage[] =
     "Commands:\n"
     "  format [FILE]        XML or JSON, formatted (standard input without FILE)\n"
     "  select FILE PATH     the nodes a path with predicates selects, one a line as XML\n"
-    "                       (--first, --create, --case-insensitive, --local-name)\n"
+    "                       (--first, --create, --case-sensitive, --case-insensitive,\n"
+    "                       --local-name)\n"
     "  jpath FILE PATH      the nodes a JSON path selects, one a line as JSON (--first)\n"
     "  tojson FILE          an XML document as JSON, formatted (--compact: unformatted)\n"
     "  toxml FILE           a JSON document as the XML it stands for, formatted\n"
@@ -73,7 +74,8 @@ const TCommandHelp cCommandHelp[] = {
      "  --first             only the first node found\n"
      "  --create            build the elements that PATH misses and write the whole changed\n"
      "                      document, formatted\n"
-     "  --case-insensitive  compare without regard to case\n"
+     "  --case-sensitive    compare names and values with regard to case\n"
+     "  --case-insensitive  compare without regard to case (the document's default)\n"
      "  --local-name        match names by their local part, prefixes ignored\n"},
     {"jpath",
      "Usage: vnxml jpath [--first] FILE PATH\n"
@@ -196,8 +198,12 @@ Owned<TVnDOMDocument> LoadDOM(TInput &AInput) {
 Owned<TVnJSONDocument> LoadJSON(TInput &AInput) {
   Owned<TVnJSONDocument> doc(New<TVnJSONDocument>());
   AInput.HideTrailingBlanks();
+  // The JSON reader reads from the stream's position and does not know byte-order marks: the
+  // stream goes to it behind one, with the page the mark names.
+  Word page = CP_UTF8;
+  AInput.SkipByteOrderMark(page);
   try {
-    doc->LoadFromStream(AInput.Stream(), CP_UTF8);
+    doc->LoadFromStream(AInput.Stream(), page);
   } catch (EVnJSONParseError &E) {
     AInput.Finish();
     throw TDocumentError{DisplayName(AInput.Name()), E.LineNr, E.ColNr, OneLine(E.Message)};
@@ -302,6 +308,7 @@ int CmdSelect(const TArguments &AArgs) {
   TInput input(AArgs.Positional[0]);
   const UnicodeString path = UTF8ToString(AArgs.Positional[1]);
   TVnDOMSelectOptions options;
+  if (AArgs.Has("--case-sensitive")) options << soCaseSensitive;
   if (AArgs.Has("--case-insensitive")) options << soCaseInsensitive;
   if (AArgs.Has("--local-name")) options << soLocalName;
   Owned<TVnDOMDocument> doc = LoadDOM(input);
@@ -456,17 +463,8 @@ int CmdEvents(const TArguments &AArgs) {
   // The component looks at the first byte and does not know byte-order marks: the stream goes
   // to it behind one, with the page the mark names.
   TStream *stream = input.Stream();
-  unsigned char bom[3] = {};
-  const Int64 n = stream->Read(bom, 3);
   Word page = 0;
-  if (n == 3 && bom[0] == 0xEF && bom[1] == 0xBB && bom[2] == 0xBF) {
-    page = CP_UTF8;
-  } else if (n >= 2 && bom[0] == 0xFF && bom[1] == 0xFE) {
-    page = 1200;
-    stream->SetPosition(2);
-  } else {
-    stream->SetPosition(0);
-  }
+  input.SkipByteOrderMark(page);
   try {
     parser->ParseStream(stream, page);
   } catch (EWriteError &) {
@@ -539,7 +537,8 @@ int Run(int argc, char **argv) {
   }
   if (command == "select") {
     const TArguments args = SplitArguments(
-        command, argc, argv, 2, {"--first", "--create", "--case-insensitive", "--local-name"});
+        command, argc, argv, 2,
+        {"--first", "--create", "--case-sensitive", "--case-insensitive", "--local-name"});
     RequireArguments(command, args, 1, 2, "FILE");
     RequireArguments(command, args, 2, 2, "PATH");
     return CmdSelect(args);

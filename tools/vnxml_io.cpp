@@ -180,6 +180,20 @@ TInputKind TInput::Kind() {
   return TInputKind::JSON;
 }
 
+void TInput::SkipByteOrderMark(Word &APage) {
+  unsigned char bom[3] = {};
+  FStream->SetPosition(0);
+  const Int64 n = FStream->Read(bom, 3);
+  if (n == 3 && bom[0] == 0xEF && bom[1] == 0xBB && bom[2] == 0xBF) {
+    APage = CP_UTF8;
+  } else if (n >= 2 && bom[0] == 0xFF && bom[1] == 0xFE) {
+    APage = 1200;
+    FStream->SetPosition(2);
+  } else {
+    FStream->SetPosition(0);
+  }
+}
+
 void TInput::HideTrailingBlanks() {
   // Reads the tail backwards in blocks; UTF-16 text (behind its mark) in pairs of bytes.
   unsigned char head[2] = {};

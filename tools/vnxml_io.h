@@ -51,6 +51,9 @@ class TInput {
   // JSON reader takes anything behind a top-level object or array for the start of another
   // value, so a file that ends in a line break would not load.
   void HideTrailingBlanks();
+  // Steps over a UTF-8 or UTF-16 LE byte-order mark at the start, setting APage to 65001 or
+  // 1200; without one the stream is at 0 and APage unchanged.
+  void SkipByteOrderMark(vn::Word &APage);
   // Ends the progress line, if one is shown.
   void Finish();
 
