@@ -82,7 +82,10 @@ void Pump(int AIn, const std::string &AInput, std::vector<std::pair<int, std::st
 
 }  // namespace
 
-TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput) {
+namespace {
+
+// Runs vnxml with standard input from AStdin (a pipe fed with AInput when -1).
+TRun Spawn(const std::vector<std::string> &AArgs, const std::string &AInput, int AStdin) {
   ::signal(SIGPIPE, SIG_IGN);
   int in[2], out[2], err[2];
   Check(::pipe2(in, O_CLOEXEC) == 0 && ::pipe2(out, O_CLOEXEC) == 0 && ::pipe2(err, O_CLOEXEC) == 0,
@@ -91,7 +94,7 @@ TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput) {
   const pid_t pid = ::fork();
   Check(pid >= 0, "fork");
   if (pid == 0) {
-    ::dup2(in[0], 0);
+    ::dup2(AStdin >= 0 ? AStdin : in[0], 0);
     ::dup2(out[1], 1);
     ::dup2(err[1], 2);
     ::signal(SIGPIPE, SIG_DFL);
@@ -104,6 +107,20 @@ TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput) {
   TRun run;
   Pump(in[1], AInput, {{out[0], &run.Out}, {err[0], &run.Err}});
   run.Exit = Status(pid);
+  return run;
+}
+
+}  // namespace
+
+TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput) {
+  return Spawn(AArgs, AInput, -1);
+}
+
+TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &APath) {
+  const int fd = ::open(APath.c_str(), O_RDONLY | O_CLOEXEC);
+  Check(fd >= 0, "open");
+  TRun run = Spawn(AArgs, "", fd);
+  ::close(fd);
   return run;
 }
 
@@ -143,6 +160,23 @@ std::string ReadFile(const std::string &APath) {
   std::ostringstream s;
   s << f.rdbuf();
   return s.str();
+}
+
+TTempFile::TTempFile(const std::string &AText) {
+  char name[] = "/tmp/vnxml_cli_XXXXXX";
+  const int fd = ::mkstemp(name);
+  Check(fd >= 0, "mkstemp");
+  FName = name;
+  for (std::size_t done = 0; done < AText.size();) {
+    const ssize_t n = ::write(fd, AText.data() + done, AText.size() - done);
+    Check(n > 0, "write");
+    done += static_cast<std::size_t>(n);
+  }
+  ::close(fd);
+}
+
+TTempFile::~TTempFile() {
+  ::unlink(FName.c_str());
 }
 
 }  // namespace cli_test

@@ -15,6 +15,9 @@ struct TRun {
 // Runs vnxml with AArgs, feeding AInput to its standard input (closed after it).
 TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput = "");
 
+// Runs vnxml with its standard input redirected from the file APath.
+TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &APath);
+
 // Runs vnxml with its standard error on a new pseudo-terminal; Err is what the terminal got.
 TRun RunOnTerminal(const std::vector<std::string> &AArgs);
 
@@ -23,5 +26,18 @@ std::string Data(const std::string &AName);
 
 // The contents of a file.
 std::string ReadFile(const std::string &APath);
+
+// A new file in /tmp with AText, removed when the object goes.
+class TTempFile {
+ public:
+  explicit TTempFile(const std::string &AText);
+  ~TTempFile();
+  TTempFile(const TTempFile &) = delete;
+  TTempFile &operator=(const TTempFile &) = delete;
+  const std::string &Name() const noexcept { return FName; }
+
+ private:
+  std::string FName;
+};
 
 }  // namespace cli_test

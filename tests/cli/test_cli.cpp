@@ -419,17 +419,10 @@ TEST(CliCheck, EachFailedFileOnce) {
 
 TEST(CliProgress, OnATerminalAbove50MB) {
   // 54 000 000 blanks before a small object: large, and cheap to read.
-  char name[] = "/tmp/vnxml_cli_big_XXXXXX";
-  const int fd = ::mkstemp(name);
-  ASSERT_GE(fd, 0);
-  const std::string blanks(1000000, ' ');
-  for (int i = 0; i < 54; ++i)
-    ASSERT_EQ(::write(fd, blanks.data(), blanks.size()), static_cast<ssize_t>(blanks.size()));
-  ASSERT_EQ(::write(fd, "{\"a\": 1}\n", 9), 9);
-  ::close(fd);
-  const std::string label = std::string("\rvnxml: reading ") + name + " (51 MB) ";
+  const TTempFile big(std::string(54000000, ' ') + "{\"a\": 1}\n");
+  const std::string label = "\rvnxml: reading " + big.Name() + " (51 MB) ";
 
-  const TRun terminal = RunOnTerminal({"check", name});
+  const TRun terminal = RunOnTerminal({"check", big.Name()});
   EXPECT_EQ(terminal.Exit, 0);
   EXPECT_EQ(terminal.Out, "");
   EXPECT_EQ(terminal.Err.rfind(label + "0%", 0), 0u) << terminal.Err;
@@ -439,6 +432,29 @@ TEST(CliProgress, OnATerminalAbove50MB) {
   EXPECT_EQ(terminal.Err.substr(terminal.Err.size() - end.size()), end);
 
   // Standard error on a pipe: no progress.
-  Expect(RunTool({"format", name}), 0, Formatted({"{ ", "  \"a\": 1", "}"}), "");
-  std::remove(name);
+  Expect(RunTool({"format", big.Name()}), 0, Formatted({"{ ", "  \"a\": 1", "}"}), "");
+  // Below the threshold: none on a terminal either.
+  const TRun small = RunOnTerminal({"check", cShopXML});
+  Expect(small, 0, "", "");
+}
+
+// --- files and standard input ---------------------------------------------------------------
+
+TEST(CliInput, StandardInputRedirectedFromAFile) {
+  Expect(RunWithInputFile({"format"}, cShopXML), 0, cShopFormatted, "");
+  Expect(RunWithInputFile({"check", "-"}, cBadJSON), 1, "",
+         std::string("<stdin>") + cBadJSONMessage);
+}
+
+TEST(CliInput, LongRunsOfBlanksAtTheEndOfJSON) {
+  // More blanks than one backward block, in a file and through a pipe.
+  std::string tail;
+  for (int i = 0; i < 3000; ++i) tail += " \r\n\t";
+  const TTempFile file("{\"a\": [true]}" + tail);
+  const std::string formatted = Formatted({"{ ", "  \"a\": [", "    true", "  ]", "}"});
+  Expect(RunTool({"format", file.Name()}), 0, formatted, "");
+  Expect(RunTool({"format"}, ReadFile(file.Name())), 0, formatted, "");
+  Expect(RunTool({"jpath", file.Name(), "$.a[0]"}), 0, "true\n", "");
+  // Blanks inside the document stay: here in the last string.
+  Expect(RunTool({"jpath", "-", "$[0]"}, "[\"x  \n\"]  \n"), 0, "\"x  \\n\"\n", "");
 }
