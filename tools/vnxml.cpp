@@ -49,8 +49,11 @@ std::string OneLine(const UnicodeString &AMessage) {
 
 std::string Where(const TDocumentError &AError) {
   std::string s = AError.File;
-  if (AError.Line >= 0)
-    s += ":" + std::to_string(AError.Line) + ":" + std::to_string(AError.Column);
+  if (AError.Line >= 0) {
+    // Appended piece by piece: "literal" + std::string&& draws a false -Wrestrict from GCC 12.
+    s.append(":").append(std::to_string(AError.Line));
+    s.append(":").append(std::to_string(AError.Column));
+  }
   return s;
 }
 
