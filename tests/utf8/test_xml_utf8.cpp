@@ -268,3 +268,21 @@ TEST(Utf8XmlValues, MalformedValuesAreStoredWithReplacementCharacters) {
   r->SetNodeValue("\xF0\x9F");
   EXPECT_EQ(r->GetNodeValue(), u"\uFFFD");
 }
+
+TEST(Utf8XmlValues, ChildAndAttributeTestsAndRemovals) {
+  Doc doc(TVnDOMDocument::CreateFromUTF8("<r " + Cafe() + "=\"1\"><" + std::string(cKanji) +
+                                         "/><b/></r>"));
+  TVnDOMElement *r = doc->GetRootNode();
+  EXPECT_TRUE(r->HasChildElement(std::string(cKanji)));
+  EXPECT_TRUE(r->HasChildElement(std::string(cKanji), {soQualifiedName}));
+  EXPECT_TRUE(r->HasAttribute(Cafe()));
+  EXPECT_FALSE(r->HasAttribute("CAF\xC3\x89", {soCaseSensitive}));
+  r->RemoveElement(std::string(cKanji));
+  r->RemoveAttribute(Cafe());
+  // Absent names are silent, as in the UTF-16 forms.
+  r->RemoveElement(std::string(cKanji));
+  r->RemoveAttribute(Cafe());
+  EXPECT_FALSE(r->HasChildElement(std::string(cKanji)));
+  EXPECT_FALSE(r->HasAttribute(Cafe()));
+  EXPECT_EQ(r->GetXMLUTF8(), "<r><b /></r>");
+}

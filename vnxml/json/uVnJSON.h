@@ -21,6 +21,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "vnxml/common/uVnClasses.h"

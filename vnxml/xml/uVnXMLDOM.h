@@ -42,6 +42,8 @@
 #include <initializer_list>
 #include <iterator>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <type_traits>
 #include <unordered_map>
 #include <vector>
@@ -1755,6 +1757,20 @@ class TVnDOMElement : public TVnDOMNode {
   TVnDOMElement *AddElement(std::string_view AName) { return AddElement(UTF8ToString(AName)); }
   TVnDOMText *AddText(std::string_view AValue) { return AddText(UTF8ToString(AValue)); }
   TVnDOMComment *AddComment(std::string_view AValue) { return AddComment(UTF8ToString(AValue)); }
+  void RemoveElement(std::string_view AName) { RemoveElement(UTF8ToString(AName)); }
+  void RemoveAttribute(std::string_view AName) { RemoveAttribute(UTF8ToString(AName)); }
+  bool HasChildElement(std::string_view AName, TVnDOMSelectOptions AOptions = {}) {
+    return HasChildElement(UTF8ToString(AName), AOptions);
+  }
+  bool HasAttribute(std::string_view AName, TVnDOMSelectOptions AOptions = {}) {
+    return HasAttribute(UTF8ToString(AName), AOptions);
+  }
+  bool HasChildElement(std::string_view AName, TVnDOMBracedOptions AOptions) {
+    return HasChildElement(UTF8ToString(AName), TVnDOMSelectOptions(AOptions));
+  }
+  bool HasAttribute(std::string_view AName, TVnDOMBracedOptions AOptions) {
+    return HasAttribute(UTF8ToString(AName), TVnDOMSelectOptions(AOptions));
+  }
   TVnDOMElement *FindElement(std::string_view AName, TVnDOMSelectOptions AOptions = {}) {
     return FindElement(UTF8ToString(AName), AOptions);
   }
