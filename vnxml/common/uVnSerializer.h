@@ -8,10 +8,12 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <functional>
 #include <mutex>
 #include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "vnxml/common/uVnClasses.h"
@@ -824,6 +826,10 @@ T *VnDeserializeObject(TVnDataSerializationFormatType AFormat, const RawByteStri
   return static_cast<T *>(
       static_cast<TObject *>(VnDeserialize(AFormat, TValue(AObject), AData, nullptr)));
 }
+template <class T, std::same_as<std::string_view> V>
+T *VnDeserializeObject(TVnDataSerializationFormatType AFormat, V AData, T *AObject = nullptr) {
+  return VnDeserializeObject<T>(AFormat, RawByteString(AData), AObject);
+}
 
 // The object that the document describes, of the class its "className" (JSON) or xsi:type
 // (XML) names. With an owner and a parent, as the parameters "Owner" and "Parent" of the run.
@@ -832,6 +838,38 @@ TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner
                       const RawByteString &AData);
 TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner, TObject *AParent,
                       const RawByteString &AData);
+
+// The document's bytes are UTF-8 text (or any page its declaration names), so a std::string or
+// a narrow literal goes to the forms above as it is. A std::string_view goes to these, which
+// take nothing else: an overload that a literal could also reach would make the literal
+// ambiguous.
+template <std::same_as<std::string_view> V>
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue, V AData) {
+  return VnDeserialize(AFormat, AValue, RawByteString(AData));
+}
+template <std::same_as<std::string_view> V>
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, const TValue &AValue, V AData,
+                    TObjectList *AList) {
+  return VnDeserialize(AFormat, AValue, RawByteString(AData), AList);
+}
+template <std::same_as<std::string_view> V>
+void *VnDeserialize(TVnDataSerializationFormatType AFormat, void *AInstance, PTypeInfo AType,
+                    V AData) {
+  return VnDeserialize(AFormat, AInstance, AType, RawByteString(AData));
+}
+template <std::same_as<std::string_view> V>
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, V AData) {
+  return VnCreateFrom(AFormat, RawByteString(AData));
+}
+template <std::same_as<std::string_view> V>
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner, V AData) {
+  return VnCreateFrom(AFormat, AOwner, RawByteString(AData));
+}
+template <std::same_as<std::string_view> V>
+TObject *VnCreateFrom(TVnDataSerializationFormatType AFormat, TComponent *AOwner, TObject *AParent,
+                      V AData) {
+  return VnCreateFrom(AFormat, AOwner, AParent, RawByteString(AData));
+}
 
 // The operations that every object has in serialization, as a small value over the object:
 //   VnSerializer(order).AsJSON()
@@ -842,6 +880,11 @@ class TVnSerializerClassHelper {
   RawByteString Serialize(TVnDataSerializationFormatType AFormat) const;
   // Fills the object from the document; members that the reader creates stay attached to it.
   void Deserialize(TVnDataSerializationFormatType AFormat, const RawByteString &AData) const;
+  // A std::string_view of the document (see VnCreateFrom).
+  template <std::same_as<std::string_view> V>
+  void Deserialize(TVnDataSerializationFormatType AFormat, V AData) const {
+    Deserialize(AFormat, RawByteString(AData));
+  }
   RawByteString AsJSON() const;
   // "excludenamespaces" when AExcludeNamespaces, else "xmlns" when ANamespace is not empty.
   RawByteString AsXML(const UnicodeString &ANamespace = {}, bool AExcludeNamespaces = false) const;

@@ -21,6 +21,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "vnxml/common/uVnClasses.h"
@@ -583,6 +585,52 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   void InternalCreateNodeList(const UnicodeString &APath, bool AFirstOnly,
                               TVnJDOCSelectOptions AOptions, std::vector<TVnJSONBase *> &AResult);
 
+  // UTF-8 forms. Each one converts at the edge and calls the UTF-16 operation of the same name,
+  // so the two never differ in what they do. Text goes in as std::string_view under the
+  // operation's own name (a narrow literal, a std::string and a view all pick it); text comes
+  // out as std::string from a getter named with "UTF8" at the end. Malformed UTF-8 becomes
+  // U+FFFD. Classes that override one of these names bring the UTF-8 form back into view with a
+  // using-declaration.
+  std::string GetAsJSONUTF8() { return UTF8Encode(GetAsJSON()); }
+  std::string GetFormattedJSONUTF8() { return UTF8Encode(GetFormattedJSON()); }
+  // The text is read where it stands, in code page 65001 (LoadFromStream); a leading
+  // byte-order mark is skipped, and empty text empties the node as SetAsJSON does.
+  void SetAsJSON(std::string_view AText);
+  std::string GetNameUTF8() { return UTF8Encode(GetName()); }
+  std::string GetAsStringUTF8() { return UTF8Encode(GetAsString()); }
+  void SetAsString(std::string_view AValue) { SetAsString(UTF8ToString(AValue)); }
+  TVnJSONMember *AddMember(std::string_view AName) { return AddMember(UTF8ToString(AName)); }
+  TVnJSONMember *FindMember(std::string_view AName, bool ACaseInsensitive = false) {
+    return FindMember(UTF8ToString(AName), ACaseInsensitive);
+  }
+  TVnJSONMember *GetMember(std::string_view AName, TVnJDOCSelectOptions AOptions) {
+    return GetMember(UTF8ToString(AName), AOptions);
+  }
+  TVnJSONMember *GetMember(std::string_view AName, TVnJDOCBracedOptions AOptions) {
+    return GetMember(UTF8ToString(AName), TVnJDOCSelectOptions(AOptions));
+  }
+  bool HasMember(std::string_view AName, bool ACaseInsensitive = false) {
+    return HasMember(UTF8ToString(AName), ACaseInsensitive);
+  }
+  TVnJSONArray *CreateNodeList(std::string_view APath, TVnJDOCSelectOptions AOptions) {
+    return CreateNodeList(UTF8ToString(APath), AOptions);
+  }
+  TVnJSONArray *CreateNodeList(std::string_view APath, TVnJDOCBracedOptions AOptions) {
+    return CreateNodeList(UTF8ToString(APath), TVnJDOCSelectOptions(AOptions));
+  }
+  TVnJSONArray *CreateNodeList(std::string_view APath, bool ARaise) {
+    return CreateNodeList(UTF8ToString(APath), ARaise);
+  }
+  TVnJSONBase *SelectSingleNode(std::string_view APath, TVnJDOCSelectOptions AOptions) {
+    return SelectSingleNode(UTF8ToString(APath), AOptions);
+  }
+  TVnJSONBase *SelectSingleNode(std::string_view APath, TVnJDOCBracedOptions AOptions) {
+    return SelectSingleNode(UTF8ToString(APath), TVnJDOCSelectOptions(AOptions));
+  }
+  TVnJSONBase *SelectSingleNode(std::string_view APath, bool ARaise) {
+    return SelectSingleNode(UTF8ToString(APath), ARaise);
+  }
+
   using IVnJSONBase::operator[];
 
  protected:
@@ -636,6 +684,7 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
   void SetAsDouble(Double AValue) override;
   void SetAsInteger(Integer AValue) override;
   void SetAsString(const UnicodeString &AValue) override;
+  using TVnJSONBase::SetAsString;
   void SetAsLargeInt(Int64 AValue) override;
   void SetAsVariant(const Variant &AValue) override;
   void SetAsValue(const TValue &AValue) override;
@@ -714,6 +763,7 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   void SetAsDouble(Double AValue) override;
   void SetAsInteger(Integer AValue) override;
   void SetAsString(const UnicodeString &AValue) override;
+  using TVnJSONBase::SetAsString;
   void SetAsLargeInt(Int64 AValue) override;
   void SetAsVariant(const Variant &AValue) override;
   void SetAsValue(const TValue &AValue) override;
@@ -752,6 +802,7 @@ class TVnJSONObject : public TVnJSONBase, public IVnJSONObject {
   TVnJSONBase *Item(Integer AIndex) override;
   TVnJSONMember *LastMember() const noexcept { return FLastMember; }
 
+  using TVnJSONBase::AddMember;
   TVnJSONMember *AddMember(const VnJSONString &AName) override;
   TVnJSONMember *AddMember(const VnJSONString &AName, TVnJSONDataType AType) override;
   TVnJSONMember *AddMember(const VnJSONString &AName, TVnJSONDataType AType,
@@ -760,6 +811,7 @@ class TVnJSONObject : public TVnJSONBase, public IVnJSONObject {
   void DeleteMember(Integer AIndex) override;
   void RemoveMember(TVnJSONMember *AMember) override;
   TVnJSONMember *FindMember(const VnJSONString &AName, bool ACaseInsensitive = false) override;
+  using TVnJSONBase::FindMember;
   using TVnJSONBase::GetMember;
   TVnJSONMember *GetMember(const VnJSONString &AName, TVnJDOCSelectOptions AOptions) override;
 
@@ -822,6 +874,8 @@ class TVnJSONDocument : public TVnJSONBase, public IVnJSONDocument {
   static TVnJSONDocument *CreateFromJSON(const AnsiString &AJSON, Word ACodePage);
   static TVnJSONDocument *CreateFromStream(TStream *AStream, Word ACodePage,
                                            bool AFormURLEncoded = false);
+  // From UTF-8 text, by SetAsJSON's UTF-8 form.
+  static TVnJSONDocument *CreateFromUTF8(std::string_view AJSON);
 
   // The single child, nil when there is none (or more than one).
   TVnJSONBase *GetRootValue();
@@ -834,12 +888,14 @@ class TVnJSONDocument : public TVnJSONBase, public IVnJSONDocument {
   Integer Count() override;
   TVnJSONBase *Item(Integer AIndex) override;
   TVnJSONMember *FindMember(const VnJSONString &AName, bool ACaseInsensitive = false) override;
+  using TVnJSONBase::FindMember;
   using TVnJSONBase::GetMember;
   TVnJSONMember *GetMember(const VnJSONString &AName, TVnJDOCSelectOptions AOptions) override;
 
   VnJSONString GetAsJSON() override;
   VnJSONString GetFormattedJSON() override;
   void SetAsJSON(const VnJSONString &AText) override;
+  using TVnJSONBase::SetAsJSON;
   void LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURLEncoded = false) override;
   // A missing file raises EReadError "There is no file "<name>"".
   void LoadFromFile(const UnicodeString &AFileName, Word ACodePage = 0) override;

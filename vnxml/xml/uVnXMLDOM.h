@@ -42,6 +42,8 @@
 #include <initializer_list>
 #include <iterator>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <type_traits>
 #include <unordered_map>
 #include <vector>
@@ -1063,6 +1065,31 @@ class TVnDOMNode : public TVnDOMObject {
     return CreateNodeList(APath, TVnDOMSelectOptions(AOptions));
   }
 
+  // --- UTF-8 forms. Each one converts at the edge and calls the UTF-16 operation above it, so
+  // the two never differ in what they do. Text goes in as std::string_view under the operation's
+  // own name (a narrow literal, a std::string and a view all pick it); text comes out as
+  // std::string from a getter named with "UTF8" at the end. Malformed UTF-8 becomes U+FFFD.
+  // The node written in UTF-8, unformatted or formatted: the same text as GetXML and
+  // GetFormattedXML, written by SaveToStream in code page 65001 with no UTF-16 copy between.
+  std::string GetXMLUTF8() { return SaveToUTF8(false); }
+  std::string GetFormattedXMLUTF8() { return SaveToUTF8(true); }
+  std::string GetTextUTF8() { return UTF8Encode(GetText()); }
+  std::string GetNodeValueUTF8() { return UTF8Encode(GetNodeValue()); }
+  // Kinds that override SetNodeValue bring this form back into view with a using-declaration.
+  void SetNodeValue(std::string_view AValue) { SetNodeValue(UTF8ToString(AValue)); }
+  TVnDOMNode *SelectSingleNode(std::string_view APath, TVnDOMSelectOptions AOptions = {}) {
+    return SelectSingleNode(UTF8ToString(APath), AOptions);
+  }
+  TVnDOMNode *SelectSingleNode(std::string_view APath, TVnDOMBracedOptions AOptions) {
+    return SelectSingleNode(UTF8ToString(APath), TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMNodeList *CreateNodeList(std::string_view APath, TVnDOMSelectOptions AOptions = {}) {
+    return CreateNodeList(UTF8ToString(APath), AOptions);
+  }
+  TVnDOMNodeList *CreateNodeList(std::string_view APath, TVnDOMBracedOptions AOptions) {
+    return CreateNodeList(UTF8ToString(APath), TVnDOMSelectOptions(AOptions));
+  }
+
   // --- parse notifications
   const TVnDOMParseError &GetOnParseWarning() const noexcept;
   const TVnDOMParseError &GetOnParseError() const noexcept;
@@ -1161,6 +1188,12 @@ class TVnDOMNode : public TVnDOMObject {
   // For a node of the library's own classes: does what its RefreshNamespaces does before it
   // refreshes the children, and answers true. False for an application's class.
   static bool RefreshOwnNamespaces(TVnDOMNode *ANode);
+  // SaveToStream in code page 65001 into a string: the text of the UTF-8 getters.
+  std::string SaveToUTF8(bool AFormatted) {
+    TVnStringStream s(CP_UTF8, 0);
+    SaveToStream(&s, CP_UTF8, AFormatted);
+    return s.GetDataString();
+  }
   std::unique_ptr<TRare> FRare;
 };
 
@@ -1424,6 +1457,7 @@ class TVnDOMCharacterData : public TVnDOMNode {
   UnicodeString GetText() override { return GetNodeValue(); }
   // Text stores the escaped form (apostrophes and quotes too); comments and CDATA store raw.
   void SetNodeValue(const UnicodeString &AValue) override;
+  using TVnDOMNode::SetNodeValue;
   // The stored form, unconverted.
   const UnicodeString &GetStoredValue() const noexcept { return FNodeValue; }
   void SetStoredValue(UnicodeString AValue) noexcept { FNodeValue = std::move(AValue); }
@@ -1495,6 +1529,7 @@ class TVnDOMAttribute : public TVnDOMNode {
   UnicodeString GetText() override { return GetNodeValue(); }
   // Stores the escaped form; an apostrophe stays as it is.
   void SetNodeValue(const UnicodeString &AValue) override;
+  using TVnDOMNode::SetNodeValue;
   const UnicodeString &GetStoredValue() const noexcept { return FNodeValue; }
   void SetStoredValue(UnicodeString AValue) noexcept { FNodeValue = std::move(AValue); }
 
@@ -1703,6 +1738,7 @@ class TVnDOMElement : public TVnDOMNode {
   UnicodeString GetText() override;
   // Replaces the text and comments (not CDATA) by one new text node holding AValue.
   void SetNodeValue(const UnicodeString &AValue) override;
+  using TVnDOMNode::SetNodeValue;
   // The same with a value already in lexical form.
   void SetNodeValueEx(const UnicodeString &AValue);
   // The child elements only, written one after the other.
@@ -1753,6 +1789,51 @@ class TVnDOMElement : public TVnDOMNode {
   TVnDOMElementList *CreateElementList(const UnicodeString &APath, TVnDOMSelectOptions AOptions);
   // SelectSingleNode, checked to be an element.
   TVnDOMElement *SelectSingleElement(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
+
+  // --- UTF-8 forms (see TVnDOMNode): names, paths and values in, std::string out.
+  std::string GetAttributeUTF8(std::string_view AName) {
+    return UTF8Encode(GetAttribute(UTF8ToString(AName)));
+  }
+  void SetAttribute(std::string_view AName, std::string_view AValue) {
+    SetAttribute(UTF8ToString(AName), UTF8ToString(AValue));
+  }
+  std::string GetAsStringUTF8() { return UTF8Encode(GetAsString()); }
+  void SetAsString(std::string_view AValue) { SetAsString(UTF8ToString(AValue)); }
+  TVnDOMElement *AddElement(std::string_view AName) { return AddElement(UTF8ToString(AName)); }
+  TVnDOMText *AddText(std::string_view AValue) { return AddText(UTF8ToString(AValue)); }
+  TVnDOMComment *AddComment(std::string_view AValue) { return AddComment(UTF8ToString(AValue)); }
+  void RemoveElement(std::string_view AName) { RemoveElement(UTF8ToString(AName)); }
+  void RemoveAttribute(std::string_view AName) { RemoveAttribute(UTF8ToString(AName)); }
+  bool HasChildElement(std::string_view AName, TVnDOMSelectOptions AOptions = {}) {
+    return HasChildElement(UTF8ToString(AName), AOptions);
+  }
+  bool HasAttribute(std::string_view AName, TVnDOMSelectOptions AOptions = {}) {
+    return HasAttribute(UTF8ToString(AName), AOptions);
+  }
+  bool HasChildElement(std::string_view AName, TVnDOMBracedOptions AOptions) {
+    return HasChildElement(UTF8ToString(AName), TVnDOMSelectOptions(AOptions));
+  }
+  bool HasAttribute(std::string_view AName, TVnDOMBracedOptions AOptions) {
+    return HasAttribute(UTF8ToString(AName), TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMElement *FindElement(std::string_view AName, TVnDOMSelectOptions AOptions = {}) {
+    return FindElement(UTF8ToString(AName), AOptions);
+  }
+  TVnDOMElement *FindElement(std::string_view AName, TVnDOMBracedOptions AOptions) {
+    return FindElement(UTF8ToString(AName), TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMAttribute *FindAttribute(std::string_view AName, TVnDOMSelectOptions AOptions = {}) {
+    return FindAttribute(UTF8ToString(AName), AOptions);
+  }
+  TVnDOMAttribute *FindAttribute(std::string_view AName, TVnDOMBracedOptions AOptions) {
+    return FindAttribute(UTF8ToString(AName), TVnDOMSelectOptions(AOptions));
+  }
+  TVnDOMElementList *CreateElementList(std::string_view APath, TVnDOMSelectOptions AOptions) {
+    return CreateElementList(UTF8ToString(APath), AOptions);
+  }
+  TVnDOMElement *SelectSingleElement(std::string_view APath, TVnDOMSelectOptions AOptions = {}) {
+    return SelectSingleElement(UTF8ToString(APath), AOptions);
+  }
 
   // --- preserve space
   bool GetPreserveSpace() override { return FPreserveSpace; }
@@ -1979,6 +2060,13 @@ class TVnDOMDocument : public TVnDOMNode {
   // otherwise null or an empty list. An empty path raises EVnDomNotFound for the single form.
   TVnDOMElementList *CreateElementList(const UnicodeString &APath, TVnDOMSelectOptions AOptions);
   TVnDOMElement *SelectSingleElement(const UnicodeString &APath, TVnDOMSelectOptions AOptions = {});
+  // The same with a UTF-8 path.
+  TVnDOMElementList *CreateElementList(std::string_view APath, TVnDOMSelectOptions AOptions) {
+    return CreateElementList(UTF8ToString(APath), AOptions);
+  }
+  TVnDOMElement *SelectSingleElement(std::string_view APath, TVnDOMSelectOptions AOptions = {}) {
+    return SelectSingleElement(UTF8ToString(APath), AOptions);
+  }
 
   // --- processing instructions; targets compare without regard to case
   TVnDOMProcessingInstruction *FindProcessingInstruction(const UnicodeString &ATarget);
@@ -1999,6 +2087,12 @@ class TVnDOMDocument : public TVnDOMNode {
   virtual void LoadFromStream(TStream *AStream);
   // Parses with the given page. Does not clear and does not change the load state.
   void LoadFromStream(TStream *AStream, Word ACodePage) override;
+  // Clears the document and parses UTF-8 text as LoadFromXML does, the bytes read where they
+  // stand in code page 65001 whatever the declaration names; a leading byte-order mark is
+  // skipped, empty text leaves the document empty, and malformed sequences read as U+FFFD.
+  void LoadFromUTF8(std::string_view AXML);
+  // A new document loaded by LoadFromUTF8; the caller owns it.
+  static TVnDOMDocument *CreateFromUTF8(std::string_view AXML);
 
   // --- saving
   // With AWriteBOM, a byte-order mark for pages 1200 and 65001.
@@ -2015,6 +2109,7 @@ class TVnDOMDocument : public TVnDOMNode {
   // The root as one formatted JSON object (TVnDOMElement::SaveToJSONStream), "{}" without a
   // root.
   UnicodeString GetAsFormattedJSON();
+  std::string GetAsFormattedJSONUTF8() { return UTF8Encode(GetAsFormattedJSON()); }
 
  protected:
   TVnDOMObjectImpl *CreateDOMImpl(TVnDOMObject *AOwner) override;
@@ -2030,6 +2125,8 @@ class TVnDOMDocument : public TVnDOMNode {
   friend class TVnDOMParser;
   friend class TVnDOMNode;
   void ReCalcEncoding();
+  // The parse of the loads that clear first: the load state around the parse, then DoXMLLoaded.
+  void LoadCleared(TStream *AStream, Word ACodePage);
   // The root leaves the children: it is remembered as the root that left, and it tells this
   // document when it is destroyed.
   void RootLeaving(TVnDOMNode *ANode);

@@ -391,6 +391,13 @@ void TVnJSONBase::SetAsJSON(const VnJSONString &AText) {
   LoadFromStream(&stream, CP_UTF16, false);
 }
 
+void TVnJSONBase::SetAsJSON(std::string_view AText) {
+  if (AText.starts_with(std::string_view(reinterpret_cast<const char *>(cVnUTF8), 3)))
+    AText.remove_prefix(3);
+  TPointerStream stream(AText.data(), static_cast<Int64>(AText.size()));
+  LoadFromStream(&stream, CP_UTF8, false);
+}
+
 // ---------------------------------------------------------------------------------------------
 // TVnJSONSimpleType
 
@@ -991,6 +998,10 @@ TVnJSONDocument *TVnJSONDocument::CreateFromJSON(const AnsiString &AJSON, Word A
     TPointerStream stream(AJSON.data(), static_cast<Int64>(AJSON.size()));
     D->LoadFromStream(&stream, ACodePage, false);
   });
+}
+
+TVnJSONDocument *TVnJSONDocument::CreateFromUTF8(std::string_view AJSON) {
+  return MakeLoaded([&](TVnJSONDocument *D) { D->SetAsJSON(AJSON); });
 }
 
 TVnJSONDocument *TVnJSONDocument::CreateFromStream(TStream *AStream, Word ACodePage,

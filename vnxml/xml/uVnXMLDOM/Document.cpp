@@ -243,14 +243,11 @@ void TVnDOMDocument::SetProcessingInstruction(const UnicodeString &ATarget,
 
 // --- loading
 
-void TVnDOMDocument::LoadFromXML(const UnicodeString &AXML) {
-  Clear();
-  if (AXML.empty()) return;
-  TVnStringStream s(AXML);
+void TVnDOMDocument::LoadCleared(TStream *AStream, Word ACodePage) {
   FLoadState = lsLoading;
   try {
-    s.SetPosition(0);
-    dom::ParseInto(this, &s, CP_UTF16);
+    AStream->SetPosition(0);
+    dom::ParseInto(this, AStream, ACodePage);
   } catch (...) {
     FLoadState = lsLoaded;
     throw;
@@ -259,19 +256,32 @@ void TVnDOMDocument::LoadFromXML(const UnicodeString &AXML) {
   DoXMLLoaded();
 }
 
+void TVnDOMDocument::LoadFromXML(const UnicodeString &AXML) {
+  Clear();
+  if (AXML.empty()) return;
+  TVnStringStream s(AXML);
+  LoadCleared(&s, CP_UTF16);
+}
+
 void TVnDOMDocument::LoadFromXML(const AnsiString &AXML) {
   Clear();
   TVnStringStream s(AXML, 0);
-  FLoadState = lsLoading;
-  try {
-    s.SetPosition(0);
-    dom::ParseInto(this, &s, 0);
-  } catch (...) {
-    FLoadState = lsLoaded;
-    throw;
-  }
-  FLoadState = lsLoaded;
-  DoXMLLoaded();
+  LoadCleared(&s, 0);
+}
+
+void TVnDOMDocument::LoadFromUTF8(std::string_view AXML) {
+  Clear();
+  // The reader picks XML or JSON by the first byte, so a byte-order mark goes first.
+  if (AXML.starts_with(std::string_view(reinterpret_cast<const char *>(cVnUTF8), 3)))
+    AXML.remove_prefix(3);
+  if (AXML.empty()) return;
+  // The caller's bytes are read where they stand.
+  TPointerStream s(AXML.data(), static_cast<Int64>(AXML.size()));
+  LoadCleared(&s, CP_UTF8);
+}
+
+TVnDOMDocument *TVnDOMDocument::CreateFromUTF8(std::string_view AXML) {
+  return Construct([&](TVnDOMDocument *d) { d->LoadFromUTF8(AXML); });
 }
 
 void TVnDOMDocument::LoadXML(const UnicodeString &AFileName, Word AMode) {
