@@ -12,19 +12,12 @@
 #include <string_view>
 
 #include "vnxml/xml/uVnXMLDOM.h"
+#include "fuzz_guarded.h"
 
 using namespace vn;
+using vnfuzz::Guarded;
 
 namespace {
-
-template <class F>
-void Guarded(F AWork) {
-  try {
-    AWork();
-  } catch (const Exception &) {
-    // The library's failures are expected outcomes of arbitrary input.
-  }
-}
 
 // Everything a user might do with a tree that a load has left, complete or not.
 void Exercise(TVnDOMNode *ANode) {

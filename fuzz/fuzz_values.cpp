@@ -15,19 +15,12 @@
 #include "vnxml/common/uVnNetEncoding.h"
 #include "vnxml/xml/uVnXMLUtils.h"
 #include "vnxml/xml/uVnXSTypes.h"
+#include "fuzz_guarded.h"
 
 using namespace vn;
+using vnfuzz::Guarded;
 
 namespace {
-
-template <class F>
-void Guarded(F AWork) {
-  try {
-    AWork();
-  } catch (const Exception &) {
-    // The library's failures are expected outcomes of arbitrary input.
-  }
-}
 
 // The text back in its lexical form, as a user who read it would write it again.
 template <class T>

@@ -3,12 +3,14 @@
 # source in its three widths, the XML reader echoing and counting documents, and a document
 # loaded, queried, changed and written through the element API, and JSON read as events,
 # loaded into a tree, changed and written formatted; objects written and read back; and a
-# purchase order built and read through data-binding classes.
+# purchase order built and read through data-binding classes; last, the command-line program vnxml
+# on the bundled files.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset release
-cmake --build --preset release --target vnxml_demo sax_echo sax_count dom_demo json_demo serialize_demo binding_demo
+cmake --build --preset release --target vnxml_demo sax_echo sax_count dom_demo json_demo serialize_demo binding_demo \
+  vnxml_cli
 echo "== The text source in three widths =="
 ./build/release/examples/vnxml_demo examples/data
 echo
@@ -36,3 +38,15 @@ echo "== Objects of the application written as JSON and XML =="
 echo
 echo "== Data binding: a purchase order through schema-bound classes =="
 ./build/release/examples/binding_demo
+echo
+echo "== The command line: vnxml =="
+vnxml=./build/release/tools/vnxml
+run() {
+  echo "\$ vnxml $*"
+  "$vnxml" "$@"
+}
+run select examples/data/library.xml '//book[@year > 1900]/@id'
+run jpath examples/data/store.json '$.books[?(@.price < 20)].title'
+run tojson --compact examples/data/catalog.xml
+run events tests/cli/data/shop.xml
+run check examples/data/catalog.xml examples/data/store.json tests/cli/data/bad.xml || echo "(exit status $?: a document error)"

@@ -186,6 +186,19 @@ int CmdFormat(const TArguments &AArgs) {
   return cExitOk;
 }
 
+// Runs a query given by the path text APath: a failure of the library other than a failed
+// write is the path's, reported with the path.
+template <class F>
+void RunQuery(const std::string &APath, F AQuery) {
+  try {
+    AQuery();
+  } catch (EWriteError &) {
+    throw;
+  } catch (Exception &E) {
+    throw TQueryError{"path \"" + APath + "\": " + OneLine(E.Message)};
+  }
+}
+
 // One selected node on a line of its own: its unformatted XML, an attribute without the blank
 // that leads its form.
 void WriteNode(TStdoutStream &AOut, TVnDOMNode *ANode) {
@@ -208,7 +221,7 @@ int CmdSelect(const TArguments &AArgs) {
   if (AArgs.Has("--local-name")) options << soLocalName;
   Owned<TVnDOMDocument> doc = LoadDOM(input);
   TStdoutStream out;
-  try {
+  RunQuery(AArgs.Positional[1], [&] {
     if (AArgs.Has("--create")) {
       doc->SelectSingleNode(path, options + TVnDOMSelectOptions{soCreate});
       doc->SaveToStream(&out, CP_UTF8, true, false);
@@ -219,11 +232,7 @@ int CmdSelect(const TArguments &AArgs) {
       Owned<TVnDOMNodeList> found(doc->CreateNodeList(path, options));
       for (TVnDOMNode *node : *found) WriteNode(out, node);
     }
-  } catch (EWriteError &) {
-    throw;
-  } catch (Exception &E) {
-    throw TQueryError{"path \"" + AArgs.Positional[1] + "\": " + OneLine(E.Message)};
-  }
+  });
   return cExitOk;
 }
 
@@ -233,18 +242,14 @@ int CmdJPath(const TArguments &AArgs) {
   Owned<TVnJSONDocument> doc = LoadJSON(input);
   TStdoutStream out;
   auto write = [&out](TVnJSONBase *ANode) { out.Text(UTF8Encode(ANode->GetAsJSON()) + "\n"); };
-  try {
+  RunQuery(AArgs.Positional[1], [&] {
     if (AArgs.Has("--first")) {
       if (TVnJSONBase *node = doc->SelectSingleNode(path, TVnJDOCSelectOptions{})) write(node);
     } else {
       Owned<TVnJSONArray> found(doc->CreateNodeList(path, TVnJDOCSelectOptions{}));
       for (Integer i = 0; i < found->Count(); ++i) write(found->Item(i));
     }
-  } catch (EWriteError &) {
-    throw;
-  } catch (Exception &E) {
-    throw TQueryError{"path \"" + AArgs.Positional[1] + "\": " + OneLine(E.Message)};
-  }
+  });
   return cExitOk;
 }
 
