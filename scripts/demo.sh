@@ -42,7 +42,12 @@ echo
 echo "== The command line: vnxml =="
 vnxml=./build/release/tools/vnxml
 run() {
-  echo "\$ vnxml $*"
+  # The command as one would type it: words with characters the shell reads in single quotes.
+  local line="\$ vnxml" word
+  for word in "$@"; do
+    if [[ $word =~ ^[A-Za-z0-9_./-]+$ ]]; then line+=" $word"; else line+=" '$word'"; fi
+  done
+  echo "$line"
   "$vnxml" "$@"
 }
 run select examples/data/library.xml '//book[@year > 1900]/@id'
