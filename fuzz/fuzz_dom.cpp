@@ -1,9 +1,9 @@
-// Fuzz target of the tree: the bytes are loaded into a document by the sniffing load and with
-// the code pages 1200 and 65001, and as text into a detached element and into an element of a
-// loaded tree; whatever was built is then written plain and formatted, cloned deeply, its text
-// nodes joined, and freed. A document loaded from the bytes also serves as a style sheet over a
-// small fixed document. Only the library's exceptions are expected; anything else, a crash, a
-// hang or a leak is a finding.
+// Fuzz target of the tree: the bytes are loaded into a document by the sniffing load, the UTF-8
+// load and with the code pages 1200 and 65001, and as text into a detached element and into an
+// element of a loaded tree; whatever was built is then written plain and formatted, cloned deeply,
+// its text nodes joined, and freed. A document loaded from the bytes also serves as a style sheet
+// over a small fixed document. Only the library's exceptions are expected; anything else, a crash,
+// a hang or a leak is a finding.
 //
 // Built with clang -fsanitize=fuzzer by fuzz/run.sh (FUZZ_TARGET=fuzz_dom); dom_tests replays
 // the XML corpus (fuzz/corpus).
@@ -69,6 +69,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *AData, std::size_t ASi
       });
       Exercise(d);
     }
+    d->Free();
+  }
+  {
+    // The UTF-8 load reads the caller's bytes in place.
+    TVnDOMDocument *d = New<TVnDOMDocument>();
+    Guarded(
+        [&] { d->LoadFromUTF8(std::string_view(reinterpret_cast<const char *>(AData), ASize)); });
+    Exercise(d);
     d->Free();
   }
   for (Word page : {CP_UTF16, CP_UTF8}) {

@@ -1,9 +1,9 @@
 // Fuzz target of the JSON reader and the document tree. The input bytes go to TVnJSONReader as
 // UTF-8 (page 65001), as bytes of a single-byte page that the reader sniffs (1252), and, when
 // their count is even, as UTF-16 (Parse(UnicodeString)); then into a TVnJSONDocument through
-// SetAsJSON (the bytes read as UTF-8) and LoadFromStream (the raw bytes, page 65001), and what
-// loaded is written out with GetAsJSON and GetFormattedJSON. The same text goes through the
-// JSON date forms.
+// SetAsJSON (the bytes read as UTF-8, once as UTF-16 text and once in place) and LoadFromStream
+// (the raw bytes, page 65001), and what loaded is written out with GetAsJSON and
+// GetFormattedJSON. The same text goes through the JSON date forms.
 //
 // The handler checks the shape of the event stream: one StartDocument first, objects and arrays
 // closed in the order they were opened, a member only inside an object, EndDocument last, and
@@ -178,6 +178,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *AData, std::size_t ASi
     Finding("a default form raised", UTF8Encode(text));
   }
   Load([&](TVnJSONDocument *D) { D->SetAsJSON(text); });
+  Load([&](TVnJSONDocument *D) { D->SetAsJSON(std::string_view(bytes)); });
   Load([&](TVnJSONDocument *D) {
     TMemoryStream *stream = New<TMemoryStream>();
     struct TFree {
