@@ -66,6 +66,22 @@ struct TLocation {
 // ---------------------------------------------------------------------------------------------
 // Loading
 
+// Every output is UTF-8: a declaration that names another encoding is made to name UTF-8, so
+// that what is written reads back as written. A document without one gets none.
+void DeclareUTF8(TVnDOMDocument *ADoc) {
+  TVnDOMProcessingInstruction *pi = ADoc->FindProcessingInstruction(u"xml");
+  if (!pi) return;
+  const std::string data = UTF8Encode(pi->GetData());
+  const std::size_t at = data.find("encoding");
+  if (at == std::string::npos) return;
+  const std::size_t open = data.find_first_of("\"'", at);
+  if (open == std::string::npos) return;
+  const std::size_t close = data.find(data[open], open + 1);
+  const std::string name =
+      data.substr(open + 1, close == std::string::npos ? std::string::npos : close - open - 1);
+  if (!SameText(UTF8ToString(name), u"UTF-8")) ADoc->SetEncoding(u"UTF-8");
+}
+
 // Loads an input into a DOM document: XML, or JSON read as the XML it stands for.
 Owned<TVnDOMDocument> LoadDOM(TInput &AInput) {
   Owned<TVnDOMDocument> doc(New<TVnDOMDocument>());
@@ -87,6 +103,7 @@ Owned<TVnDOMDocument> LoadDOM(TInput &AInput) {
   }
   doc->SetOnParseFatalError(nullptr);
   AInput.Finish();
+  DeclareUTF8(doc.get());
   return doc;
 }
 

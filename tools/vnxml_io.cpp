@@ -26,8 +26,14 @@ namespace {
 class TDescriptorStream : public TStream {
   VN_CLASS(TDescriptorStream, TStream)
  public:
-  TDescriptorStream(int AFd, bool AOwnsFd, Int64 ASize, std::string AProgressLabel)
-      : FFd(AFd), FOwnsFd(AOwnsFd), FSize(ASize), FLabel(std::move(AProgressLabel)) {}
+  // The stream's position 0 is AOffset in the file (standard input may have been read from
+  // before); ASize bytes follow it.
+  TDescriptorStream(int AFd, bool AOwnsFd, Int64 AOffset, Int64 ASize, std::string AProgressLabel)
+      : FFd(AFd),
+        FOwnsFd(AOwnsFd),
+        FOffset(AOffset),
+        FSize(ASize),
+        FLabel(std::move(AProgressLabel)) {}
   ~TDescriptorStream() override {
     if (FOwnsFd) ::close(FFd);
   }
@@ -55,7 +61,7 @@ class TDescriptorStream : public TStream {
         if (FBufferLength == 0) break;
       }
     }
-    if (!FLabel.empty()) ShowProgress();
+    if (!FLabel.empty() && !FQuiet) ShowProgress();
     return done;
   }
   Int64 Write(const void *, Int64) override { throw EWriteError(u"Stream write error"); }
@@ -70,6 +76,8 @@ class TDescriptorStream : public TStream {
   Int64 GetSize() override { return FSize; }
   // Hides everything from ASize on.
   void Limit(Int64 ASize) { FSize = ASize; }
+  // Reads while quiet show no progress (TQuietPeek).
+  void SetQuiet(bool AValue) { FQuiet = AValue; }
 
   void FinishProgress() {
     if (FLabel.empty() || FShown < 0) return;
@@ -90,7 +98,7 @@ class TDescriptorStream : public TStream {
   // Up to ACount bytes at FPosition.
   Int64 ReadAt(char *ADest, Int64 ACount) {
     for (;;) {
-      const ssize_t n = ::pread(FFd, ADest, static_cast<std::size_t>(ACount), FPosition);
+      const ssize_t n = ::pread(FFd, ADest, static_cast<std::size_t>(ACount), FOffset + FPosition);
       if (n >= 0) return n;
       if (errno != EINTR)
         throw EReadError(UTF8ToString(std::string("read error: ") + std::strerror(errno)));
@@ -99,6 +107,7 @@ class TDescriptorStream : public TStream {
 
   int FFd;
   bool FOwnsFd;
+  Int64 FOffset;
   Int64 FSize;
   Int64 FPosition = 0;
   char FBuffer[65536];
@@ -106,6 +115,7 @@ class TDescriptorStream : public TStream {
   Int64 FBufferLength = 0;
   std::string FLabel;
   int FShown = -1;
+  bool FQuiet = false;
 };
 
 // Everything a descriptor gives, into memory.
@@ -127,6 +137,23 @@ TMemoryStream *ReadAll(int AFd, const std::string &AName) {
   return mem;
 }
 
+// Keeps a descriptor stream quiet while the program looks at its input before the load: only
+// the load's own reads show how far it is.
+class TQuietPeek {
+ public:
+  explicit TQuietPeek(TStream *AStream) : FStream(dynamic_cast<TDescriptorStream *>(AStream)) {
+    if (FStream) FStream->SetQuiet(true);
+  }
+  ~TQuietPeek() {
+    if (FStream) FStream->SetQuiet(false);
+  }
+  TQuietPeek(const TQuietPeek &) = delete;
+  TQuietPeek &operator=(const TQuietPeek &) = delete;
+
+ private:
+  TDescriptorStream *FStream;
+};
+
 }  // namespace
 
 TInput::TInput(const std::string &AName) : FName(AName) {
@@ -144,11 +171,18 @@ TInput::TInput(const std::string &AName) : FName(AName) {
     if (!isStdin) ::close(fd);
     return;
   }
+  // Standard input starts where whoever had it before left it.
+  Int64 offset = 0;
+  if (isStdin) {
+    const off_t at = ::lseek(fd, 0, SEEK_CUR);
+    if (at > 0 && at <= st.st_size) offset = at;
+  }
+  const Int64 size = static_cast<Int64>(st.st_size) - offset;
   std::string label;
-  if (st.st_size > cProgressThreshold && ::isatty(2))
-    label = "vnxml: reading " + DisplayName(AName) + " (" +
-            std::to_string(st.st_size / (1024 * 1024)) + " MB)";
-  FStream = New<TDescriptorStream>(fd, !isStdin, static_cast<Int64>(st.st_size), label);
+  if (size > cProgressThreshold && ::isatty(2))
+    label = "vnxml: reading " + DisplayName(AName) + " (" + std::to_string(size / (1024 * 1024)) +
+            " MB)";
+  FStream = New<TDescriptorStream>(fd, !isStdin, offset, size, label);
 }
 
 TInput::~TInput() {
@@ -161,10 +195,11 @@ void TInput::Finish() {
 }
 
 TInputKind TInput::Kind() {
+  // Block after block until a character above a blank, however many blanks lead.
+  const TQuietPeek quiet(FStream);
   unsigned char head[4096];
   FStream->SetPosition(0);
-  const Int64 n = FStream->Read(head, sizeof head);
-  FStream->SetPosition(0);
+  Int64 n = FStream->Read(head, sizeof head);
   Int64 i = 0;
   int width = 1;
   if (n >= 3 && head[0] == 0xEF && head[1] == 0xBB && head[2] == 0xBF) {
@@ -173,14 +208,28 @@ TInputKind TInput::Kind() {
     i = 2;
     width = 2;
   }
-  for (; i + width <= n; i += width) {
-    const unsigned unit = width == 2 ? head[i] | (head[i + 1] << 8) : head[i];
-    if (unit > 0x20) return unit == '<' ? TInputKind::XML : TInputKind::JSON;
+  TInputKind kind = TInputKind::JSON;
+  for (bool found = false; !found && n >= width;) {
+    for (; i + width <= n; i += width) {
+      const unsigned unit = width == 2 ? head[i] | (head[i + 1] << 8) : head[i];
+      if (unit > 0x20) {
+        kind = unit == '<' ? TInputKind::XML : TInputKind::JSON;
+        found = true;
+        break;
+      }
+    }
+    // Blocks hold whole units: a block size is even and the marks leave an even rest.
+    if (!found) {
+      n = FStream->Read(head, sizeof head);
+      i = 0;
+    }
   }
-  return TInputKind::JSON;
+  FStream->SetPosition(0);
+  return kind;
 }
 
 void TInput::SkipByteOrderMark(Word &APage) {
+  const TQuietPeek quiet(FStream);
   unsigned char bom[3] = {};
   FStream->SetPosition(0);
   const Int64 n = FStream->Read(bom, 3);
@@ -203,6 +252,7 @@ void TInput::HideTrailingBlanks() {
   const Int64 start = utf16 ? 2 : 0;
   Int64 end = FStream->GetSize();
   unsigned char block[4096];
+  const TQuietPeek quiet(FStream);
   for (bool blank = true; blank && end - start >= width;) {
     Int64 n = end - start < static_cast<Int64>(sizeof block) ? end - start : sizeof block;
     n -= n % width;
@@ -213,8 +263,8 @@ void TInput::HideTrailingBlanks() {
       if (blank) end -= width;
     }
   }
-  if (auto *d = dynamic_cast<TDescriptorStream *>(FStream))
-    d->Limit(end);
+  if (auto *descriptor = dynamic_cast<TDescriptorStream *>(FStream))
+    descriptor->Limit(end);
   else
     FStream->SetSize(end);
   FStream->SetPosition(0);

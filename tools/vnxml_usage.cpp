@@ -97,8 +97,9 @@ const TCommandHelp cCommandHelp[] = {
      "Usage: vnxml check FILE...\n"
      "\n"
      "Loads each file (XML into the document tree, JSON into the JSON tree) and writes, for\n"
-     "the first error of each, a line FILE:LINE:COLUMN: MESSAGE to standard error. A good\n"
-     "file writes nothing. The exit status is 1 when any file failed.\n"},
+     "the first error of each, a line FILE:LINE:COLUMN: MESSAGE to standard error (a file\n"
+     "that cannot be opened: vnxml: cannot open \"FILE\": REASON). A good file writes\n"
+     "nothing. The exit status is 1 when any file failed.\n"},
     {"help",
      "Usage: vnxml help [COMMAND]\n"
      "\n"

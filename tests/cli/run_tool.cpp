@@ -116,9 +116,11 @@ TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput) {
   return Spawn(AArgs, AInput, -1);
 }
 
-TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &APath) {
+TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &APath,
+                      long AOffset) {
   const int fd = ::open(APath.c_str(), O_RDONLY | O_CLOEXEC);
   Check(fd >= 0, "open");
+  Check(::lseek(fd, AOffset, SEEK_SET) == AOffset, "lseek");
   TRun run = Spawn(AArgs, "", fd);
   ::close(fd);
   return run;

@@ -15,8 +15,10 @@ struct TRun {
 // Runs vnxml with AArgs, feeding AInput to its standard input (closed after it).
 TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput = "");
 
-// Runs vnxml with its standard input redirected from the file APath.
-TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &APath);
+// Runs vnxml with its standard input redirected from the file APath, AOffset bytes of it read
+// before.
+TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &APath,
+                      long AOffset = 0);
 
 // Runs vnxml with its standard error on a new pseudo-terminal; Err is what the terminal got.
 TRun RunOnTerminal(const std::vector<std::string> &AArgs);

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <vector>
 #include <initializer_list>
 
 #include "cli/run_tool.h"
@@ -417,19 +420,44 @@ TEST(CliCheck, EachFailedFileOnce) {
 
 // --- large inputs -------------------------------------------------------------------------
 
-TEST(CliProgress, OnATerminalAbove50MB) {
-  // 54 000 000 blanks before a small object: large, and cheap to read.
-  const TTempFile big(std::string(54000000, ' ') + "{\"a\": 1}\n");
-  const std::string label = "\rvnxml: reading " + big.Name() + " (51 MB) ";
+// The percentages of a progress line as shown, in order; -1 stands for "done".
+std::vector<int> Percentages(const std::string &AErr, const std::string &ALabel) {
+  std::vector<int> shown;
+  for (std::size_t at = AErr.find(ALabel); at != std::string::npos;
+       at = AErr.find(ALabel, at + 1)) {
+    const std::string rest = AErr.substr(at + ALabel.size(), 4);
+    shown.push_back(rest.rfind("done", 0) == 0 ? -1 : std::atoi(rest.c_str()));
+  }
+  return shown;
+}
 
-  const TRun terminal = RunOnTerminal({"check", big.Name()});
-  EXPECT_EQ(terminal.Exit, 0);
-  EXPECT_EQ(terminal.Out, "");
-  EXPECT_EQ(terminal.Err.rfind(label + "0%", 0), 0u) << terminal.Err;
-  // The terminal turns the final line feed into CR LF.
-  const std::string end = label + "done\r\n";
-  ASSERT_GE(terminal.Err.size(), end.size());
-  EXPECT_EQ(terminal.Err.substr(terminal.Err.size() - end.size()), end);
+TEST(CliProgress, OnATerminalAbove50MB) {
+  // 54 000 000 blanks inside a small element, and before a small object: large, cheap to read.
+  const std::string blanks(54000000, ' ');
+  const TTempFile xml("<a>" + blanks + "</a>");
+  const TTempFile json(blanks + "{\"a\": 1}\n");
+  for (const TTempFile *big : {&xml, &json}) {
+    SCOPED_TRACE(big == &xml ? "XML" : "JSON");
+    const std::string label = "\rvnxml: reading " + big->Name() + " (51 MB) ";
+    const TRun terminal = RunOnTerminal({"check", big->Name()});
+    EXPECT_EQ(terminal.Exit, 0);
+    EXPECT_EQ(terminal.Out, "");
+    // Only the load's reads count: the looks at the start and at the end before it show
+    // nothing, so the line grows from where the load stands, and ends with "done" (the
+    // terminal turns the final line feed into CR LF).
+    const std::vector<int> shown = Percentages(terminal.Err, label);
+    ASSERT_GE(shown.size(), 2u) << terminal.Err;
+    EXPECT_EQ(shown.back(), -1);
+    EXPECT_TRUE(std::is_sorted(shown.begin(), shown.end() - 1)) << terminal.Err;
+    EXPECT_EQ(shown[shown.size() - 2], 100);
+    // The readers read in blocks: the line starts at 0 and moves through the middle.
+    EXPECT_EQ(shown.front(), 0);
+    EXPECT_GT(shown.size(), 10u) << terminal.Err;
+    const std::string end = label + "done\r\n";
+    ASSERT_GE(terminal.Err.size(), end.size());
+    EXPECT_EQ(terminal.Err.substr(terminal.Err.size() - end.size()), end);
+  }
+  const TTempFile &big = json;
 
   // Standard error on a pipe: no progress.
   Expect(RunTool({"format", big.Name()}), 0, Formatted({"{ ", "  \"a\": 1", "}"}), "");
@@ -444,6 +472,27 @@ TEST(CliInput, StandardInputRedirectedFromAFile) {
   Expect(RunWithInputFile({"format"}, cShopXML), 0, cShopFormatted, "");
   Expect(RunWithInputFile({"check", "-"}, cBadJSON), 1, "",
          std::string("<stdin>") + cBadJSONMessage);
+  // Read from where the shell left it, as after `read line; vnxml format -`.
+  const TTempFile rest("HEADER\n<a>x</a>");
+  Expect(RunWithInputFile({"format", "-"}, rest.Name(), 7), 0, Formatted({"<a>x</a>"}), "");
+}
+
+TEST(CliInput, LeadingBlanksBeyondOneBlockStillMakeXML) {
+  const TTempFile file(std::string(5000, ' ') + "<a/>");
+  Expect(RunTool({"format", file.Name()}), 0, Formatted({"<a />"}), "");
+  Expect(RunTool({"check", file.Name()}), 0, "", "");
+}
+
+TEST(CliInput, ADeclarationOfAnotherEncodingIsWrittenAsUTF8) {
+  // The text is read in the declared page and written in UTF-8, under a declaration that says
+  // so; the output reads back to the same text.
+  const TTempFile latin("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>caf\xE9</a>");
+  const std::string expected =
+      Formatted({"<?xml version=\"1.0\" encoding=\"UTF-8\"?>", "<a>caf\xC3\xA9</a>"});
+  Expect(RunTool({"format", latin.Name()}), 0, expected, "");
+  Expect(RunTool({"format", "-"}, expected), 0, expected, "");
+  // A document without a declaration gets none.
+  Expect(RunTool({"format", "-"}, "<a>caf\xC3\xA9</a>"), 0, Formatted({"<a>caf\xC3\xA9</a>"}), "");
 }
 
 TEST(CliInput, LongRunsOfBlanksAtTheEndOfJSON) {
