@@ -126,6 +126,19 @@ TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &
   return run;
 }
 
+bool TerminalsAvailable() {
+  const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (master < 0) return false;
+  bool ok = ::grantpt(master) == 0 && ::unlockpt(master) == 0;
+  if (ok) {
+    const int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ok = slave >= 0;
+    if (ok) ::close(slave);
+  }
+  ::close(master);
+  return ok;
+}
+
 TRun RunOnTerminal(const std::vector<std::string> &AArgs) {
   const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   Check(master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0, "posix_openpt");

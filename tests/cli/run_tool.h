@@ -20,6 +20,9 @@ TRun RunTool(const std::vector<std::string> &AArgs, const std::string &AInput = 
 TRun RunWithInputFile(const std::vector<std::string> &AArgs, const std::string &APath,
                       long AOffset = 0);
 
+// Whether this machine gives pseudo-terminals (a container may have none).
+bool TerminalsAvailable();
+
 // Runs vnxml with its standard error on a new pseudo-terminal; Err is what the terminal got.
 TRun RunOnTerminal(const std::vector<std::string> &AArgs);
 
