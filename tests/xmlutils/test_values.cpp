@@ -6,6 +6,7 @@
 #include <limits>
 #include <string>
 
+#include "time_zone.h"
 #include "vnxml/xml/uVnXMLUtils.h"
 
 using namespace vn;
@@ -13,26 +14,9 @@ using namespace vn;
 namespace {
 
 // Runs a test in a fixed zone with daylight-saving time, and restores the machine's zone.
-class InBerlin : public ::testing::Test {
+class InBerlin : public vntest::TimeZoneTest {
  protected:
-  void SetUp() override {
-    const char *old = std::getenv("TZ");
-    FHadTZ = old != nullptr;
-    if (old) FOldTZ = old;
-    setenv("TZ", "Europe/Berlin", 1);
-    tzset();
-  }
-  void TearDown() override {
-    if (FHadTZ)
-      setenv("TZ", FOldTZ.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
-
- private:
-  bool FHadTZ = false;
-  std::string FOldTZ;
+  InBerlin() : TimeZoneTest("Europe/Berlin") {}
 };
 
 // Restores the process's decimal separator.

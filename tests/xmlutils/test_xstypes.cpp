@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "exception_text.h"
+#include "time_zone.h"
 #include "vnxml/xml/uVnXSTypes.h"
 
 using namespace vn;
@@ -193,24 +194,9 @@ TEST(XsSimpleRecordsTest, StringBooleanDuration) {
 }
 
 namespace {
-class XsDateTimeInBerlin : public ::testing::Test {
+class XsDateTimeInBerlin : public vntest::TimeZoneTest {
  protected:
-  void SetUp() override {
-    const char *old = std::getenv("TZ");
-    FOld = old ? old : "";
-    FHad = old != nullptr;
-    setenv("TZ", "Europe/Berlin", 1);
-    tzset();
-  }
-  void TearDown() override {
-    if (FHad)
-      setenv("TZ", FOld.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
-  std::string FOld;
-  bool FHad = false;
+  XsDateTimeInBerlin() : TimeZoneTest("Europe/Berlin") {}
 };
 }  // namespace
 
