@@ -192,6 +192,10 @@ class Variant {
   // Empty gives "", Null raises; dates through DateTimeToStr, floats through FloatToStr.
   UnicodeString AsString() const;
   AnsiString AsAnsiString() const;
+  // The text a varUString holds, without a copy; null for any other type.
+  const UnicodeString *UStringOrNil() const noexcept {
+    return FType == varUString ? std::get_if<UnicodeString>(&FData) : nullptr;
+  }
   // A number is taken as days; text is read by StrToDateTime.
   TDateTime AsDateTime() const;
   // The interface of varUnknown or varDispatch; null for Empty.

@@ -1021,6 +1021,10 @@ class TVnDOMNode : public TVnDOMObject {
   TVnDOMNodeList *GetChildNodes();
   // The children as an array, for walks that need no list object.
   const TVnDOMNodeArray &Children() const noexcept { return FChildren; }
+  // Whether every attribute among the children stands before every other child, as a load puts
+  // them: a walk for attributes may then stop at the first child that is none. Once an insert
+  // has mixed them, this stays false for the life of the node.
+  bool AttributesLead() const noexcept { return !FAttributesMixed; }
   Integer NodeCount() const noexcept;
   bool HasChilds() const noexcept { return NodeCount() > 0; }
   TVnDOMNode *InsertBefore(TVnDOMNode *ANode, TVnDOMNode *ARefNode);
@@ -1129,6 +1133,7 @@ class TVnDOMNode : public TVnDOMObject {
   TVnDOMNodeType FNodeType = ntUnknown;
   TVnDOMLoadState FLoadState = lsUninitialized;
   bool FNamespaceSet = false;
+  bool FAttributesMixed = false;
 
  private:
   // How many child lists list this node.
@@ -2246,6 +2251,8 @@ class TVnXPathConstantTerm : public TVnXPathBaseTerm {
   TVnXPathConstantTerm(TVnXPathEquation *AEquation, TVnTextParser *AFilterParser);
   TVnXPathConstantTerm(TVnXPathEquation *AEquation, const Variant &AValue);
   Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override;
+  // The literal itself, which Value copies.
+  const Variant &GetConstant() const noexcept { return FValue; }
 
  private:
   Variant FValue;
@@ -2392,6 +2399,8 @@ class TVnXPathValueComparison : public TVnXPathBaseTerm {
   TVnXPathBaseTerm *FValue1;
   TVnXPathBaseTerm *FValue2;
   TVnXPathValueComparisonOperator FOperator;
+  // The second term when it is a literal, read in place instead of copied per node.
+  TVnXPathConstantTerm *FConstant2;
 };
 
 // A list of terms. Its value is the text of the item values joined by ", ".

@@ -261,7 +261,8 @@ class TNestingGuard {
 void ParseFilter(TVnXPathEquation *ARoot, const UnicodeString &AFilter);
 // Keeps the nodes of ANodes for which the tree is true, in their order. The list changes only
 // when every node has been evaluated.
-void ApplyFilter(TVnXPathEquation *ARoot, TVnDOMObjectList &ANodes);
+// ANodesOnly: every item is a TVnDOMNode, as the candidates of a path step are.
+void ApplyFilter(TVnXPathEquation *ARoot, TVnDOMObjectList &ANodes, bool ANodesOnly = false);
 // Parses the bracket, applies it and frees the tree.
 void FilterNodeList(TVnDOMObjectList &ANodes, const UnicodeString &AFilter, bool ALocalName,
                     TVnXPathCollationClass ACollation);

@@ -35,7 +35,30 @@ TVnDOMName::TVnDOMName(UnicodeStringView APrefix, UnicodeStringView ALocalName, 
 
 TVnDOMName *TVnDOMName::Make(UnicodeStringView APrefix, UnicodeStringView ALocalName) {
   if (APrefix.empty() && ALocalName.empty()) return Empty();
-  return new TVnDOMName(APrefix, ALocalName, false);
+  // A program that builds nodes one by one tends to give a few names over and over: the last
+  // records made on the thread are handed out again, which also lets the nodes share them as
+  // the nodes of a load do. Records never change, so sharing one is safe.
+  struct TRecent {
+    TVnDOMName *Items[4] = {};
+    unsigned Next = 0;
+    ~TRecent() {
+      for (TVnDOMName *n : Items)
+        if (n) n->Release();
+    }
+  };
+  thread_local TRecent recent;
+  for (TVnDOMName *n : recent.Items) {
+    if (n && n->FLocalName == ALocalName && n->FPrefix == APrefix) {
+      n->AddRef();
+      return n;
+    }
+  }
+  auto *made = new TVnDOMName(APrefix, ALocalName, false);
+  TVnDOMName *&slot = recent.Items[recent.Next++ % 4];
+  if (slot) slot->Release();
+  made->AddRef();
+  slot = made;
+  return made;
 }
 
 TVnDOMName *TVnDOMName::MakeQualified(UnicodeStringView AQualifiedName) {
@@ -180,6 +203,13 @@ void TVnDOMNode::ClearStoredNamespaceURI() noexcept {
 }
 
 void TVnDOMNode::ChildInsert(std::size_t AIndex, TVnDOMNode *ANode) {
+  if (!FAttributesMixed) {
+    // An attribute behind another child, or another child before an attribute, mixes them.
+    const std::size_t n = FChildren.size();
+    FAttributesMixed = ANode->FNodeType == ntAttribute
+                           ? AIndex > 0 && FChildren[AIndex - 1]->FNodeType != ntAttribute
+                           : AIndex < n && FChildren[AIndex]->FNodeType == ntAttribute;
+  }
   FChildren.Insert(AIndex, ANode);
   ++ANode->FChildListRefs;
 }

@@ -523,7 +523,11 @@ TVnXPathValueComparison::TVnXPathValueComparison(TVnXPathEquation *AEquation,
                                                  TVnXPathBaseTerm *AValue1,
                                                  TVnXPathBaseTerm *AValue2,
                                                  TVnXPathValueComparisonOperator AOperator) noexcept
-    : TVnXPathBaseTerm(AEquation), FValue1(AValue1), FValue2(AValue2), FOperator(AOperator) {}
+    : TVnXPathBaseTerm(AEquation),
+      FValue1(AValue1),
+      FValue2(AValue2),
+      FOperator(AOperator),
+      FConstant2(dynamic_cast<TVnXPathConstantTerm *>(AValue2)) {}
 
 TVnXPathValueComparison::~TVnXPathValueComparison() {
   Free(FValue1);
@@ -538,7 +542,9 @@ TVnXPathBaseTerm *TVnXPathValueComparison::ReleaseValue1() noexcept {
 
 Variant TVnXPathValueComparison::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
   const Variant a = FValue1->Value(ANodeList, AIndex);
-  const Variant b = FValue2->Value(ANodeList, AIndex);
+  Variant computed;
+  if (!FConstant2) computed = FValue2->Value(ANodeList, AIndex);
+  const Variant &b = FConstant2 ? FConstant2->GetConstant() : computed;
   const bool arrayA = VarIsArray(a), arrayB = VarIsArray(b);
   Variant r = false;
   if (arrayA && arrayB) {
@@ -571,7 +577,12 @@ Variant TVnXPathValueComparison::Value(TVnDOMObjectList *ANodeList, Integer AInd
 Variant TVnXPathValueComparison::CompareValues(const Variant &A, const Variant &B) const {
   if (VarIsNull(A) || VarIsNull(B)) return Null();
   if (TVnTypes::VarMainTypeKind(A) == mtkString && TVnTypes::VarMainTypeKind(B) == mtkString) {
-    const UnicodeString sa = VnVarToStr(A), sb = VnVarToStr(B);
+    // Texts held as UnicodeString are compared where they stand.
+    UnicodeString copyA, copyB;
+    const UnicodeString *pa = A.UStringOrNil(), *pb = B.UStringOrNil();
+    if (!pa) pa = &(copyA = VnVarToStr(A));
+    if (!pb) pb = &(copyB = VnVarToStr(B));
+    const UnicodeString &sa = *pa, &sb = *pb;
     TVnXPathCollationClass collation = FEquation->GetCollation();
     switch (FOperator) {
       case opEqual:
@@ -792,10 +803,14 @@ void ParseFilter(TVnXPathEquation *ARoot, const UnicodeString &AFilter) {
   }
 }
 
-void ApplyFilter(TVnXPathEquation *ARoot, TVnDOMObjectList &ANodes) {
+void ApplyFilter(TVnXPathEquation *ARoot, TVnDOMObjectList &ANodes, bool ANodesOnly) {
   TPooled<TVnDOMObjectList> kept;
   const Integer n = ANodes.Count();
   for (Integer i = 0; i < n; ++i) {
+    // Most predicates read the attributes or children of the node: the child array of a node a
+    // few places ahead is asked for while this one is evaluated.
+    if (ANodesOnly && i + 2 < n)
+      __builtin_prefetch(static_cast<TVnDOMNode *>(ANodes.Get(i + 2))->Children().begin());
     if (ARoot->Evaluate(&ANodes, i)) kept->Add(ANodes.Get(i));
   }
   ANodes.Assign(&*kept);

@@ -89,14 +89,90 @@ bool LocalNameOf(TVnDOMNode *ANode, TVnDOMSelectOptions AOptions) {
   return ANode->GetSelectMatchOption() == soLocalName;
 }
 
+// The programs of the last paths selected on this thread. A program depends on its text and its
+// three settings only, and what it learns while it runs (the matches of the name records met,
+// the trees of its predicates) holds for any later run; so a caller that selects with the same
+// path again and again, as a loop over elements does, has it cut once. A program in use is not
+// handed out again: a predicate's function may select with the same path while it runs.
+class TProgramCache {
+ public:
+  // A program for the path and settings, marked as in use until Return.
+  TVnPathProgram *Lease(const UnicodeString &APath, bool ALocalName, bool ACreate,
+                        TVnXPathCollationClass ACollation) {
+    for (TEntry &e : FEntries) {
+      if (e.Program && !e.Busy && e.LocalName == ALocalName && e.Create == ACreate &&
+          e.Collation == ACollation && e.Path == APath) {
+        e.Busy = true;
+        return e.Program.get();
+      }
+    }
+    auto program = std::make_unique<TVnPathProgram>(APath, ALocalName, ACreate, ACollation);
+    for (std::size_t tries = 0; tries < cSize; ++tries) {
+      TEntry &e = FEntries[FNext];
+      FNext = (FNext + 1) % cSize;
+      if (e.Busy) continue;
+      e.Path = APath;
+      e.LocalName = ALocalName;
+      e.Create = ACreate;
+      e.Collation = ACollation;
+      e.Program = std::move(program);
+      e.Busy = true;
+      return e.Program.get();
+    }
+    // Every entry is in use: the program lives for this selection only.
+    FSpare.push_back(std::move(program));
+    return FSpare.back().get();
+  }
+
+  void Return(TVnPathProgram *AProgram) noexcept {
+    for (TEntry &e : FEntries) {
+      if (e.Program.get() == AProgram) {
+        e.Busy = false;
+        return;
+      }
+    }
+    for (std::size_t i = FSpare.size(); i-- > 0;) {
+      if (FSpare[i].get() == AProgram) {
+        FSpare.erase(FSpare.begin() + static_cast<std::ptrdiff_t>(i));
+        return;
+      }
+    }
+  }
+
+  static TProgramCache &OfThread() {
+    thread_local TProgramCache cache;
+    return cache;
+  }
+
+ private:
+  static constexpr std::size_t cSize = 4;
+  struct TEntry {
+    UnicodeString Path;
+    bool LocalName = false;
+    bool Create = false;
+    bool Busy = false;
+    TVnXPathCollationClass Collation = nullptr;
+    std::unique_ptr<TVnPathProgram> Program;
+  };
+  TEntry FEntries[cSize];
+  std::size_t FNext = 0;
+  std::vector<std::unique_ptr<TVnPathProgram>> FSpare;
+};
+
 // The nodes a path selects from ANode with the options, after the checks of the options.
 std::vector<TVnDOMNode *> Select(TVnDOMNode *ANode, const UnicodeString &APath,
                                  TVnDOMSelectOptions AOptions, bool AFirstOnly) {
   CheckSelectOptions(AOptions);
-  TVnPathProgram program(APath, LocalNameOf(ANode, AOptions), AOptions.Contains(soCreate),
-                         CollationOf(ANode, AOptions));
+  TProgramCache &cache = TProgramCache::OfThread();
+  TVnPathProgram *program = cache.Lease(APath, LocalNameOf(ANode, AOptions),
+                                        AOptions.Contains(soCreate), CollationOf(ANode, AOptions));
+  struct TGiveBack {
+    TProgramCache &Cache;
+    TVnPathProgram *Program;
+    ~TGiveBack() { Cache.Return(Program); }
+  } giveBack{cache, program};
   std::vector<TVnDOMNode *> found;
-  program.Run(ANode, found, AFirstOnly);
+  program->Run(ANode, found, AFirstOnly);
   return found;
 }
 
@@ -169,18 +245,30 @@ struct TVnPathStep {
 
   void Raise() const { ErrorClass(ErrorMessage); }
 
-  bool NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation);
+  // Whether the name of ANode, an element for a name step or an attribute for an attribute
+  // step, is one the step selects; ALocalName is the program's name matching.
+  bool NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation, bool ALocalName);
   bool PrefixMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation) const {
     return AnyPrefix || ACollation->SameText(Prefix, ANode->GetPrefix());
   }
 };
 
-bool TVnPathStep::NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation) {
+bool TVnPathStep::NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation,
+                              bool ALocalName) {
   TVnDOMName *name = ANode->GetNameRecord();
   for (const TSeen &s : Seen)
     if (s.Set && s.Name.Get() == name) return s.Match;
-  const bool match =
-      ACollation->SameText(LocalName, ANode->GetLocalName()) && PrefixMatches(ANode, ACollation);
+  bool match;
+  if (Kind == skAttribute) {
+    // Namespace declarations are no attributes to a path that matches qualified names.
+    match =
+        (ALocalName || !TVnDOMNode::IsNamespaceName(ANode->GetPrefix(), ANode->GetLocalName())) &&
+        (AnyName || ACollation->SameText(LocalName, ANode->GetLocalName())) &&
+        PrefixMatches(ANode, ACollation);
+  } else {
+    match =
+        ACollation->SameText(LocalName, ANode->GetLocalName()) && PrefixMatches(ANode, ACollation);
+  }
   TSeen &slot = Seen[SeenNext];
   SeenNext ^= 1;
   name->AddRef();
@@ -407,9 +495,9 @@ struct TWork {
   TVnDOMNode *Node;
 };
 
-// The candidates of a step on ANode, before its predicates.
-void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
-             TVnDOMObjectList &ACandidates) {
+// The candidates of a step on ANode, before its predicates, each given to ACandidates.Add.
+template <class TSink>
+void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode, TSink &ACandidates) {
   TVnXPathCollationClass collation = AProgram.Collation;
   switch (AStep.Kind) {
     case TVnPathStep::skGroup: {
@@ -432,26 +520,24 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
       return;
     case TVnPathStep::skAttribute: {
       TVnDOMNode *owner = ANode;
-      if (auto *document = dynamic_cast<TVnDOMDocument *>(ANode)) {
-        owner = document->GetRootNode();
+      if (ANode->GetNodeType() == ntDocument) {
+        owner = static_cast<TVnDOMDocument *>(ANode)->GetRootNode();
         if (!owner) return;
       }
       if (owner->GetNodeType() != ntElement) return;
+      const bool lead = owner->AttributesLead();
       for (TVnDOMNode *child : owner->Children()) {
-        if (child->GetNodeType() != ntAttribute) continue;
-        if (!AProgram.LocalName &&
-            TVnDOMNode::IsNamespaceName(child->GetPrefix(), child->GetLocalName()))
+        if (child->GetNodeType() != ntAttribute) {
+          if (lead) break;
           continue;
-        if (!AStep.AnyName && !collation->SameText(AStep.LocalName, child->GetLocalName()))
-          continue;
-        if (!AStep.PrefixMatches(child, collation)) continue;
-        ACandidates.Add(child);
+        }
+        if (AStep.NameMatches(child, collation, AProgram.LocalName)) ACandidates.Add(child);
       }
       return;
     }
     case TVnPathStep::skElements:
-      if (auto *document = dynamic_cast<TVnDOMDocument *>(ANode)) {
-        TVnDOMNode *root = document->GetRootNode();
+      if (ANode->GetNodeType() == ntDocument) {
+        TVnDOMNode *root = static_cast<TVnDOMDocument *>(ANode)->GetRootNode();
         if (root && AStep.PrefixMatches(root, collation)) ACandidates.Add(root);
         return;
       }
@@ -465,17 +551,76 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
     case TVnPathStep::skParent:
       if (TVnDOMNode *parent = ANode->ParentNode()) ACandidates.Add(parent);
       return;
-    case TVnPathStep::skName:
-      for (TVnDOMNode *child : ANode->Children())
-        if (child->GetNodeType() != ntAttribute && AStep.NameMatches(child, collation))
+    case TVnPathStep::skName: {
+      // The children are read one after the other: a node a few places ahead is asked for
+      // while this one is compared.
+      const TVnDOMNodeArray &children = ANode->Children();
+      const std::size_t n = children.size();
+      for (std::size_t i = 0; i < n; ++i) {
+        if (i + 4 < n) __builtin_prefetch(children[i + 4]);
+        TVnDOMNode *child = children[i];
+        if (child->GetNodeType() != ntAttribute &&
+            AStep.NameMatches(child, collation, AProgram.LocalName))
           ACandidates.Add(child);
+      }
       return;
+    }
   }
 }
 
 // Whether this run with creation made the node.
 bool MadeHere(const TVnPathProgram &AProgram, TVnDOMNode *ANode) {
   return AProgram.Created && AProgram.Created->count(ANode) > 0;
+}
+
+// Applies the predicates of the step to the candidates, each parsed on its first use.
+void ApplyFilters(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMObjectList &ACandidates) {
+  for (std::size_t f = 0; f < AStep.Filters.size() && ACandidates.Count() > 0; ++f) {
+    if (!AStep.Trees[f]) {
+      std::unique_ptr<TVnXPathEquation, void (*)(TVnXPathEquation *)> tree(
+          New<TVnXPathEquation>(AProgram.LocalName ? soLocalName : soQualifiedName,
+                                AProgram.Collation),
+          [](TVnXPathEquation *E) { E->Free(); });
+      dom::ParseFilter(tree.get(), AStep.Filters[f]);
+      AStep.Trees[f] = std::move(tree);
+    }
+    dom::ApplyFilter(AStep.Trees[f].get(), ACandidates, true);
+  }
+}
+
+// Whether the walk may run the step with DescendByName: the last step of the path, a name in
+// descendant mode, nothing built by the run.
+bool IsPlainDescent(const TVnPathProgram &AProgram, const TVnPathStep &AStep) {
+  return AStep.Descendant && !AStep.Next && AStep.Kind == TVnPathStep::skName && !AProgram.Create &&
+         !AStep.ErrorClass;
+}
+
+// "//name[...]" as the last step: the nodes in the order in which the general walk meets them
+// (the matching children of a node, filtered, then the same below each child in turn), with
+// one frame of a node pointer per node and no work items. Nodes without children are not
+// entered: no child of theirs can match.
+void DescendByName(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
+                   TVnDOMObjectList &ACandidates, TFound &AFound) {
+  dom::TWalkStack<TVnDOMNode *> nodes;
+  nodes.Push(ANode);
+  while (!nodes.Empty()) {
+    TVnDOMNode *node = nodes.Top();
+    nodes.Pop();
+    ACandidates.Clear();
+    Collect(AProgram, AStep, node, ACandidates);
+    ApplyFilters(AProgram, AStep, ACandidates);
+    for (TVnDOMObject *c : ACandidates) AFound.Add(static_cast<TVnDOMNode *>(c));
+    // Each child pushed will have its own children read: their arrays are asked for now.
+    const TVnDOMNodeArray &children = node->Children();
+    for (std::size_t i = children.size(); i-- > 0;) {
+      TVnDOMNode *child = children[i];
+      if (child->GetNodeType() == ntAttribute) continue;
+      TVnDOMNode *const *grandChildren = child->Children().begin();
+      if (!grandChildren) continue;
+      __builtin_prefetch(grandChildren);
+      nodes.Push(child);
+    }
+  }
 }
 
 // Runs the chain that starts with AFirst from ANode.
@@ -494,10 +639,18 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
     }
     TVnPathStep &step = *w.Step;
     if (w.What == TWork::wDescend) {
+      // Each child pushed will have its own children read: their arrays are asked for now.
       const TVnDOMNodeArray &children = w.Node->Children();
-      for (std::size_t i = children.size(); i-- > 0;)
-        if (children[i]->GetNodeType() != ntAttribute && !MadeHere(AProgram, children[i]))
+      for (std::size_t i = children.size(); i-- > 0;) {
+        if (children[i]->GetNodeType() != ntAttribute && !MadeHere(AProgram, children[i])) {
+          __builtin_prefetch(children[i]->Children().begin());
           stack.Push({TWork::wRun, w.Step, children[i]});
+        }
+      }
+      continue;
+    }
+    if (IsPlainDescent(AProgram, step)) {
+      DescendByName(AProgram, step, w.Node, candidates, AFound);
       continue;
     }
     if (step.ErrorClass) step.Raise();
@@ -511,17 +664,7 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
         if (!MadeHere(AProgram, static_cast<TVnDOMNode *>(c))) kept.Add(c);
       candidates.Assign(&kept);
     }
-    for (std::size_t f = 0; f < step.Filters.size() && candidates.Count() > 0; ++f) {
-      if (!step.Trees[f]) {
-        std::unique_ptr<TVnXPathEquation, void (*)(TVnXPathEquation *)> tree(
-            New<TVnXPathEquation>(AProgram.LocalName ? soLocalName : soQualifiedName,
-                                  AProgram.Collation),
-            [](TVnXPathEquation *E) { E->Free(); });
-        dom::ParseFilter(tree.get(), step.Filters[f]);
-        step.Trees[f] = std::move(tree);
-      }
-      dom::ApplyFilter(step.Trees[f].get(), candidates);
-    }
+    ApplyFilters(AProgram, step, candidates);
     if (candidates.Count() == 0 && AProgram.Create && step.MayCreate &&
         w.Node->GetNodeType() == ntElement) {
       // Only an element of the library's own lineage knows how to add one.
@@ -557,6 +700,16 @@ void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, b
     ~TRestore() { P->Created = Outer; }
   } restore{this, outer};
   TFound found(AFound);
+  // A path of one plain step from the context, as a predicate's "@name" or "name" is, needs
+  // neither the walk's stack nor its candidate list.
+  if (Alternatives.size() == 1 && Alternatives[0].Start == psContext && !Create) {
+    TVnPathStep *step = Alternatives[0].First.get();
+    if (step && !step->Next && !step->Descendant && step->Filters.empty() && !step->ErrorClass &&
+        step->Kind != TVnPathStep::skGroup) {
+      Collect(*this, *step, ANode, found);
+      return;
+    }
+  }
   for (TAlternative &a : Alternatives) {
     switch (a.Start) {
       case psSelf:

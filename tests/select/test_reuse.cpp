@@ -1,0 +1,131 @@
+// What a selection keeps from one call to the next and what it may take for granted about the
+// tree: a path used again (in a loop, under other settings, from inside its own predicate),
+// attributes that stand behind other children, and names that nodes made one by one share.
+#include "select_util.h"
+
+namespace selecttest {
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Attributes among the other children
+
+TEST(SelectAttributes, AreFoundWhereverAnEditPutThem) {
+  Doc doc = Load(u"<r><e id=\"1\" k=\"a\"><c/></e><e id=\"2\"><c/></e></r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  auto *first = static_cast<TVnDOMElement *>(root->SelectSingleNode(u"e[@id=\"1\"]"));
+  auto *second = static_cast<TVnDOMElement *>(root->SelectSingleNode(u"e[@id=\"2\"]"));
+  // Added after the child element: the attribute stands behind it.
+  first->SetAttribute(u"late", u"x");
+  // A child placed in front of the attributes.
+  second->InsertElement(u"front", rdpFirst, nullptr);
+  second->SetAttribute(u"late", u"y");
+  EXPECT_EQ(Selected(first, u"@*"), "@id=1 @k=a @late=x");
+  EXPECT_EQ(Selected(second, u"@*"), "@id=2 @late=y");
+  EXPECT_EQ(Selected(root, u"e[@late=\"y\"]"), "e#2");
+  EXPECT_EQ(Selected(root, u"//e[@late]/@late"), "@late=x @late=y");
+  EXPECT_EQ(Selected(root, u"e/@id"), "@id=1 @id=2");
+  // Removing what mixed them changes nothing about what is found.
+  first->RemoveElement(u"c");
+  EXPECT_EQ(Selected(first, u"@*"), "@id=1 @k=a @late=x");
+}
+
+// ---------------------------------------------------------------------------------------------
+// A path used again
+
+TEST(SelectAgain, TheSamePathFromManyNodesGivesEachItsOwnAnswer) {
+  Doc doc = Load(u"<r><g n=\"1\"><i v=\"a\"/><i v=\"b\"/></g><g n=\"2\"><i v=\"b\"/></g><g/></r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  std::string seen;
+  for (TVnDOMNode *g : root->Children()) {
+    seen += Selected(g, u"i[@v=\"b\"]/@v") + "|";
+    // A number counts from 0: the second i.
+    seen += Selected(g, u"i[1]") + "|";
+  }
+  EXPECT_EQ(seen, "@v=b|i|@v=b||||");
+}
+
+TEST(SelectAgain, OtherSettingsAreAnotherPath) {
+  Doc doc = Load(u"<r><x id=\"1\"/><X id=\"2\"/><p:x xmlns:p=\"urn:p\" id=\"3\"/></r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(Selected(root, u"x"), "x#1 X#2");
+    EXPECT_EQ(Selected(root, u"x", {soCaseSensitive}), "x#1");
+    EXPECT_EQ(Selected(root, u"x", {soLocalName, soCaseSensitive}), "x#1 p:x#3");
+    EXPECT_EQ(Selected(root, u"*[@ID=\"2\"]"), "X#2");
+    EXPECT_EQ(Selected(root, u"*[@ID=\"2\"]", {soCaseSensitive}), "");
+  }
+  // Creation is a setting too: the same text without it builds nothing.
+  EXPECT_EQ(root->SelectSingleNode(u"y/z"), nullptr);
+  EXPECT_EQ(Describe(root->SelectSingleNode(u"y/z", {soCreate})), "z");
+  EXPECT_EQ(Describe(root->SelectSingleNode(u"y/z")), "z");
+}
+
+TEST(SelectAgain, AFilterThatFailsFailsEveryTime) {
+  Doc doc = Load(u"<r><i/></r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(MessageOf<EVnDomSyntax>([&] { Selected(root, u"i[a=]"); }),
+              "The specified XPath statement is not valid!");
+  }
+  // Without candidates the filter is never read, as before.
+  EXPECT_EQ(Selected(root, u"none[a=]"), "");
+}
+
+// A function that selects, while the filter runs, with the path that the filter belongs to.
+class TSelectAgain : public TVnXPathFunction {
+  VN_CLASS(TSelectAgain, TVnXPathFunction)
+ public:
+  using TVnXPathFunction::TVnXPathFunction;
+  static inline Integer Depth = 0;
+  Variant Value(TVnDOMObjectList *ANodeList, Integer AIndex) override {
+    auto *node = As<TVnDOMNode>(ANodeList->Get(AIndex));
+    if (Depth > 0) return true;
+    ++Depth;
+    struct TLeave {
+      ~TLeave() { --Depth; }
+    } leave;
+    // The inner selection runs the same text from the parent while the outer one is under way.
+    NodeList inner(node->ParentNode()->CreateNodeList(u"i[reenter()]"));
+    return inner->Count() == 2 && node->GetNodeType() == ntElement;
+  }
+};
+
+TEST(SelectAgain, APathMaySelectWithItselfFromItsOwnPredicate) {
+  RegisterXPathFunction(u"reenter", VnXPathFunctionClass<TSelectAgain>());
+  Doc doc = Load(u"<r><i id=\"1\"/><i id=\"2\"/></r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  EXPECT_EQ(Selected(root, u"i[reenter()]"), "i#1 i#2");
+  EXPECT_EQ(Selected(root, u"i[reenter()]"), "i#1 i#2");
+}
+
+TEST(SelectAgain, ManyPathsInTurnEachSelectRight) {
+  Doc doc = Load(u"<r><a><b/></a><c><d/></c></r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  const char16_t *paths[] = {u"a/b", u"c/d", u"a", u"c", u"*/b", u"*/d", u"a|c", u"//d"};
+  const char *expected[] = {"b", "d", "a", "c", "b", "d", "a c", "d"};
+  for (int round = 0; round < 3; ++round) {
+    for (std::size_t k = 0; k < std::size(paths); ++k)
+      EXPECT_EQ(Selected(root, paths[k]), expected[k]) << UTF8Encode(paths[k]);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Names of nodes made one by one
+
+TEST(MadeNames, ARenamedNodeLeavesItsNamesakesAlone) {
+  Doc doc = Load(u"<r xmlns:p=\"urn:p\"/>");
+  TVnDOMElement *root = doc->GetRootNode();
+  TVnDOMElement *one = root->AddElement(u"item");
+  TVnDOMElement *two = root->AddElement(u"item");
+  one->SetPrefix(u"p");
+  EXPECT_EQ(UTF8Encode(one->GetQualifiedName()), "p:item");
+  EXPECT_EQ(UTF8Encode(two->GetQualifiedName()), "item");
+  EXPECT_EQ(Selected(root, u"item"), "item");
+  EXPECT_EQ(Selected(root, u"p:item"), "p:item");
+  one->Free();
+  EXPECT_EQ(UTF8Encode(root->AddElement(u"item")->GetQualifiedName()), "item");
+  EXPECT_EQ(Selected(root, u"item"), "item item");
+}
+
+}  // namespace
+}  // namespace selecttest
