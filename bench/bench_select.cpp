@@ -40,6 +40,7 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <fstream>
@@ -552,19 +553,26 @@ void MiddleXml2(benchmark::State &state) {
   QueryXml2(state, wMiddle);
 }
 
+// The fastest pass of a row run with repetitions: the machine's other work only ever adds time.
+double Fastest(const std::vector<double> &AValues) {
+  return AValues.empty() ? 0.0 : *std::min_element(AValues.begin(), AValues.end());
+}
+
 // Argument 0: the generated 50 MB document, for at least three seconds of passes so that its
 // rows are means over several; 1: freedesktop.org.xml.
-#define VN_SELECT_BENCH(Fn, Family, Who) \
-  BENCHMARK(Fn)                          \
-      ->Name(Family "/big/" Who)         \
-      ->Arg(0)                           \
-      ->UseManualTime()                  \
-      ->MinTime(3.0)                     \
-      ->Unit(benchmark::kMillisecond);   \
-  BENCHMARK(Fn)                          \
-      ->Name(Family "/freedesktop/" Who) \
-      ->Arg(1)                           \
-      ->UseManualTime()                  \
+#define VN_SELECT_BENCH(Fn, Family, Who)  \
+  BENCHMARK(Fn)                           \
+      ->Name(Family "/big/" Who)          \
+      ->Arg(0)                            \
+      ->UseManualTime()                   \
+      ->MinTime(3.0)                      \
+      ->ComputeStatistics("min", Fastest) \
+      ->Unit(benchmark::kMillisecond);    \
+  BENCHMARK(Fn)                           \
+      ->Name(Family "/freedesktop/" Who)  \
+      ->Arg(1)                            \
+      ->UseManualTime()                   \
+      ->ComputeStatistics("min", Fastest) \
       ->Unit(benchmark::kMillisecond);
 
 VN_SELECT_BENCH(AttrXml2, "Attr", "libxml2")

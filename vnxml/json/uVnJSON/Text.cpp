@@ -1,6 +1,7 @@
 // The text conversions of JSON: escaping, unescaping, values as JSON text, the date forms and
 // the type bridges of the serializers.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -32,64 +33,80 @@ void VnAppendStrToJSON(VnJSONString &ADest, UnicodeStringView AText) {
 
 namespace {
 
-// A character of text in either width: UTF-16 units, or bytes that are characters below 256.
-inline char16_t Unit(char16_t AChar) noexcept {
-  return AChar;
-}
-inline char16_t Unit(char AChar) noexcept {
-  return static_cast<unsigned char>(AChar);
+// How many units each character below 256 takes once escaped: 0 for 1 to 7, which vanish; 2
+// for the two-character escapes; 1 for the others, which stay as they are. Characters from 256
+// on take the six of "\uXXXX".
+constexpr std::array<Byte, 256> cEscapedWidth = [] {
+  std::array<Byte, 256> w{};
+  for (std::size_t c = 0; c < 256; ++c) w[c] = 1;
+  for (std::size_t c = 1; c <= 7; ++c) w[c] = 0;
+  for (char16_t c : {u'\b', u'\t', u'\n', u'\f', u'\r', u'"', u'/', u'\\'}) w[c] = 2;
+  return w;
+}();
+
+inline std::size_t EscapedWidth(char16_t AChar) noexcept {
+  return AChar >= 256 ? 6 : cEscapedWidth[AChar];
 }
 
-template <class C>
-void AppendEscapedT(UnicodeString &r, const C *p, const C *e) {
-  while (p < e) {
-    // The run that needs no escape goes in one append.
-    const C *run = p;
-    while (p < e) {
-      const char16_t c = Unit(*p);
-      if (c >= 256 || (c >= 1 && c <= 10) || c == 12 || c == 13 || c == u'"' || c == u'/' ||
-          c == u'\\')
+// Appends the escaped form of ACount units, AUnit(i) giving the i-th: the width is counted
+// first, so that the text grows once and is written in place.
+template <class F>
+void AppendEscapedUnits(UnicodeString &r, std::size_t ACount, F AUnit) {
+  std::size_t width = 0;
+  bool changed = false;
+  for (std::size_t i = 0; i < ACount; ++i) {
+    const std::size_t w = EscapedWidth(AUnit(i));
+    width += w;
+    changed |= w != 1;
+  }
+  const std::size_t at = r.size();
+  r.resize(at + width);
+  char16_t *d = r.data() + at;
+  // A vanished unit and an escape may leave the width as it was: only a text without either is
+  // copied as it stands.
+  if (!changed) {
+    for (std::size_t i = 0; i < ACount; ++i) d[i] = AUnit(i);
+    return;
+  }
+  for (std::size_t i = 0; i < ACount; ++i) {
+    const char16_t c = AUnit(i);
+    switch (EscapedWidth(c)) {
+      case 0:
         break;
-      ++p;
-    }
-    if constexpr (sizeof(C) == 2) {
-      r.append(run, p);
-    } else {
-      const std::size_t at = r.size();
-      r.resize(at + static_cast<std::size_t>(p - run));
-      for (char16_t *d = r.data() + at; run < p; ++run) *d++ = Unit(*run);
-    }
-    if (p == e) break;
-    const char16_t c = Unit(*p++);
-    switch (c) {
-      case u'"':
-      case u'/':
-      case u'\\':
-        r += u'\\';
-        r += c;
+      case 1:
+        *d++ = c;
         break;
-      case 8:
-        r += u"\\b";
-        break;
-      case 9:
-        r += u"\\t";
-        break;
-      case 10:
-        r += u"\\n";
-        break;
-      case 12:
-        r += u"\\f";
-        break;
-      case 13:
-        r += u"\\r";
+      case 2:
+        *d++ = u'\\';
+        switch (c) {
+          case 8:
+            *d++ = u'b';
+            break;
+          case 9:
+            *d++ = u't';
+            break;
+          case 10:
+            *d++ = u'n';
+            break;
+          case 12:
+            *d++ = u'f';
+            break;
+          case 13:
+            *d++ = u'r';
+            break;
+          default:
+            *d++ = c;
+            break;
+        }
         break;
       default:
-        if (c < 8) break;  // 1 to 7 vanish
-        r += u"\\u";
-        r += cHex[(c >> 12) & 15];
-        r += cHex[(c >> 8) & 15];
-        r += cHex[(c >> 4) & 15];
-        r += cHex[c & 15];
+        d[0] = u'\\';
+        d[1] = u'u';
+        d[2] = cHex[(c >> 12) & 15];
+        d[3] = cHex[(c >> 8) & 15];
+        d[4] = cHex[(c >> 4) & 15];
+        d[5] = cHex[c & 15];
+        d += 6;
         break;
     }
   }
@@ -99,26 +116,14 @@ void AppendEscapedT(UnicodeString &r, const C *p, const C *e) {
 
 void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
   const char16_t *p = AText.data();
-  const char16_t *e = p + AText.size();
-  // Runs without escapes go in one append.
-  while (p < e) {
-    const char16_t *run = p;
-    while (p < e) {
-      const char16_t c = *p;
-      if (c >= 256 || (c >= 1 && c <= 10) || c == 12 || c == 13 || c == u'"' || c == u'/' ||
-          c == u'\\')
-        break;
-      ++p;
-    }
-    r.append(run, p);
-    if (p == e) break;
-    AppendEscapedT(r, p, p + 1);
-    ++p;
-  }
+  AppendEscapedUnits(r, AText.size(), [p](std::size_t I) { return p[I]; });
 }
 
 void json::AppendEscaped(UnicodeString &r, std::string_view ANarrow) {
-  AppendEscapedT(r, ANarrow.data(), ANarrow.data() + ANarrow.size());
+  const char *p = ANarrow.data();
+  AppendEscapedUnits(r, ANarrow.size(), [p](std::size_t I) {
+    return static_cast<char16_t>(static_cast<unsigned char>(p[I]));
+  });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -253,10 +258,13 @@ void json::TextAppendEscaped(UnicodeString &ADest, Byte AInfo, const UInt64 &AWo
   if (t.Narrow) {
     AppendEscaped(ADest, std::string_view(reinterpret_cast<const char *>(t.Data), t.Len));
   } else {
-    // The units may stand unaligned in the word: copied out first.
-    UnicodeString w(t.Len, u'\0');
-    std::memcpy(w.data(), t.Data, t.Len * 2);
-    AppendEscaped(ADest, w);
+    // The units may stand unaligned in the word: each is read by a copy of its two bytes.
+    const Byte *data = t.Data;
+    AppendEscapedUnits(ADest, t.Len, [data](std::size_t I) {
+      char16_t c;
+      std::memcpy(&c, data + 2 * I, 2);
+      return c;
+    });
   }
 }
 
