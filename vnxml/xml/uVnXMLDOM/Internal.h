@@ -207,6 +207,31 @@ struct TVnPathStep;
 // further node the step runs on. Taking the path apart finds no error: each error of a step is
 // kept with the step and raised when a walk reaches it, where the walk of the text would have
 // met it.
+// The elements that a run with creation has made. A run makes a few (one per missing step),
+// so they are kept in the object and searched in turn; a set takes the rest.
+class TVnMadeNodes {
+ public:
+  void Insert(TVnDOMNode *ANode) {
+    if (FCount < cKept) {
+      FKept[FCount++] = ANode;
+    } else {
+      FMore.insert(ANode);
+    }
+  }
+  bool Contains(TVnDOMNode *ANode) const {
+    for (std::size_t i = 0; i < FCount; ++i)
+      if (FKept[i] == ANode) return true;
+    return !FMore.empty() && FMore.count(ANode) > 0;
+  }
+  bool Empty() const noexcept { return FCount == 0; }
+
+ private:
+  static constexpr std::size_t cKept = 8;
+  TVnDOMNode *FKept[cKept];
+  std::size_t FCount = 0;
+  std::unordered_set<TVnDOMNode *> FMore;
+};
+
 struct TVnPathProgram {
   enum TStart : Byte { psSelf, psDocument, psContext };
   struct TAlternative {
@@ -224,7 +249,7 @@ struct TVnPathProgram {
   // With AFirstOnly the alternatives stop after the first that found anything. With creation on,
   // ACreated collects the elements made (a group passes its caller's set on).
   void Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly,
-           std::unordered_set<TVnDOMNode *> *ACreated = nullptr);
+           TVnMadeNodes *ACreated = nullptr);
 
   bool LocalName;
   bool Create;
@@ -232,7 +257,7 @@ struct TVnPathProgram {
   std::vector<TAlternative> Alternatives;
   // While a run with creation goes on: the elements it has made. A search in descendant mode
   // leaves them out, so that it never descends into what it has just built and always ends.
-  std::unordered_set<TVnDOMNode *> *Created = nullptr;
+  TVnMadeNodes *Created = nullptr;
 };
 
 }  // namespace vn

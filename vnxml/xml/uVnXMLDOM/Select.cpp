@@ -570,7 +570,7 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode, TS
 
 // Whether this run with creation made the node.
 bool MadeHere(const TVnPathProgram &AProgram, TVnDOMNode *ANode) {
-  return AProgram.Created && AProgram.Created->count(ANode) > 0;
+  return AProgram.Created && AProgram.Created->Contains(ANode);
 }
 
 // Applies the predicates of the step to the candidates, each parsed on its first use.
@@ -658,7 +658,7 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
     Collect(AProgram, step, w.Node, candidates);
     // What a group builds on this node is its answer; anything else built earlier is left out.
     if (step.Descendant && step.Kind != TVnPathStep::skGroup && AProgram.Created &&
-        !AProgram.Created->empty()) {
+        !AProgram.Created->Empty()) {
       TVnDOMObjectList kept;
       for (TVnDOMObject *c : candidates)
         if (!MadeHere(AProgram, static_cast<TVnDOMNode *>(c))) kept.Add(c);
@@ -671,7 +671,7 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
       if (auto *element = dynamic_cast<TVnDOMElement *>(w.Node)) {
         if (step.Descendant) throw Exception(cCreateDescendant);
         TVnDOMElement *made = element->AddElement(step.CreateName);
-        AProgram.Created->insert(made);
+        AProgram.Created->Insert(made);
         candidates.Add(made);
       }
     }
@@ -690,13 +690,13 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
 }  // namespace
 
 void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly,
-                         std::unordered_set<TVnDOMNode *> *ACreated) {
-  std::unordered_set<TVnDOMNode *> created;
-  std::unordered_set<TVnDOMNode *> *const outer = Created;
+                         TVnMadeNodes *ACreated) {
+  TVnMadeNodes created;
+  TVnMadeNodes *const outer = Created;
   Created = Create ? (ACreated ? ACreated : &created) : nullptr;
   struct TRestore {
     TVnPathProgram *P;
-    std::unordered_set<TVnDOMNode *> *Outer;
+    TVnMadeNodes *Outer;
     ~TRestore() { P->Created = Outer; }
   } restore{this, outer};
   TFound found(AFound);
