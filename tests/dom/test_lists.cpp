@@ -192,6 +192,10 @@ TEST_F(Lists, ElementListVariantIndex) {
   EXPECT_EQ(l->GetItem(Variant(u"p:b")), B);
   EXPECT_EQ(l->GetItem(Variant(u".")), E);
   EXPECT_EQ(l->GetItem(Variant("c")), C);
+  // Plain integers and texts pick their form without a Variant spelled out.
+  EXPECT_EQ(l->GetItem(2), A2);
+  EXPECT_EQ(l->GetItem(u"p:b"), B);
+  EXPECT_THROW(l->GetItem(4), EListError);
   try {
     l->GetItem(Variant(1.5));
     FAIL() << "no exception";

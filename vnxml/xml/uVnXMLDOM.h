@@ -1384,6 +1384,9 @@ class TVnDOMElementList : public TVnDOMNodeListBase {
  public:
   TVnDOMElementList() noexcept = default;
   using TVnDOMNodeListBase::GetItem;
+  // The position read of the base, also on a list that is not const: without it, GetItem(0)
+  // would weigh the base's const form against the Variant form and find neither better.
+  TVnDOMNode *GetItem(Integer AIndex) { return TVnDOMNodeListBase::GetItem(AIndex); }
   // GetItemEx with the check option of the owner's document, else the list's document, else
   // DefaultSelectCheckOption.
   TVnDOMNode *GetItem(const Variant &AIndex);
