@@ -110,6 +110,37 @@ TEST(SelectAgain, ManyPathsInTurnEachSelectRight) {
 }
 
 // ---------------------------------------------------------------------------------------------
+// A path compared with a text
+
+TEST(SelectCompare, ThePathsTextIsItsValue) {
+  Doc doc = Load(
+      u"<r xmlns:p=\"urn:p\">"
+      u"<i id=\"1\" v=\"a&amp;b\" p:w=\"k\"><t>x</t></i>"
+      u"<i id=\"2\" v=\"c\" w=\"k\"><t>y</t></i>"
+      u"<i id=\"3\"/>"
+      u"</r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  // A reference in the stored form is read as what it stands for.
+  EXPECT_EQ(Selected(root, u"i[@v=\"a&b\"]"), "i#1");
+  EXPECT_EQ(Selected(root, u"i[@v=\"a&amp;b\"]"), "");
+  // Nothing selected compares as nothing: neither equal nor unequal, nor its negation.
+  EXPECT_EQ(Selected(root, u"i[@v!=\"c\"]"), "i#1");
+  EXPECT_EQ(Selected(root, u"i[not(@v=\"c\")]"), "i#1");
+  // Texts compare under the collation, in order as well.
+  EXPECT_EQ(Selected(root, u"i[@v=\"C\"]"), "i#2");
+  EXPECT_EQ(Selected(root, u"i[@v=\"C\"]", {soCaseSensitive}), "");
+  EXPECT_EQ(Selected(root, u"i[@v<\"B\"]"), "i#1");
+  EXPECT_EQ(Selected(root, u"i[@v>=\"c\"]"), "i#2");
+  // An element's text.
+  EXPECT_EQ(Selected(root, u"i[t=\"y\"]"), "i#2");
+  // Several attributes of one name by local name: any of them may match.
+  EXPECT_EQ(Selected(root, u"i[@w=\"k\"]", {soLocalName}), "i#1 i#2");
+  EXPECT_EQ(Selected(root, u"i[@w=\"k\"]", {soQualifiedName}), "i#2");
+  // A namespace declaration has no value to a predicate.
+  EXPECT_EQ(Selected(doc.get(), u"r[@xmlns:p=\"urn:p\"]", {soLocalName}), "");
+}
+
+// ---------------------------------------------------------------------------------------------
 // Names of nodes made one by one
 
 TEST(MadeNames, ARenamedNodeLeavesItsNamesakesAlone) {

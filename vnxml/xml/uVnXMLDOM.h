@@ -2278,6 +2278,12 @@ class TVnXPathValueTerm : public TVnXPathBaseTerm {
   // The same nodes, appended to AFound.
   void Collect(TVnDOMObjectList *ANodeList, Integer AIndex, std::vector<TVnDOMNode *> &AFound);
   const UnicodeString &GetPath() const noexcept { return FPath; }
+  // What Value gives, for a comparison that needs the text only: stNull when Value is Null,
+  // stText with AText pointing at the text when Value is that one text (read where the node
+  // keeps it when it can, else from AScratch), stMany when the path selects several nodes.
+  enum TSingleText : Byte { stNull, stText, stMany };
+  TSingleText SingleText(TVnDOMObjectList *ANodeList, Integer AIndex, UnicodeString &AScratch,
+                         const UnicodeString *&AText);
 
  private:
   UnicodeString FPath;
@@ -2404,6 +2410,11 @@ class TVnXPathValueComparison : public TVnXPathBaseTerm {
   TVnXPathValueComparisonOperator FOperator;
   // The second term when it is a literal, read in place instead of copied per node.
   TVnXPathConstantTerm *FConstant2;
+  // The first term when it is a path, whose one text a comparison with a text literal reads
+  // without making a Variant of it.
+  TVnXPathValueTerm *FPath1;
+  // The comparison of two texts under the equation's collation.
+  bool CompareTexts(const UnicodeString &A, const UnicodeString &B) const;
 };
 
 // A list of terms. Its value is the text of the item values joined by ", ".

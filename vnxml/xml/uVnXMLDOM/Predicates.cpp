@@ -443,6 +443,33 @@ Variant TVnXPathValueTerm::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
   return r;
 }
 
+TVnXPathValueTerm::TSingleText TVnXPathValueTerm::SingleText(TVnDOMObjectList *ANodeList,
+                                                             Integer AIndex,
+                                                             UnicodeString &AScratch,
+                                                             const UnicodeString *&AText) {
+  dom::TPooled<std::vector<TVnDOMNode *>> pooled;
+  std::vector<TVnDOMNode *> &found = *pooled;
+  Collect(ANodeList, AIndex, found);
+  if (found.empty()) return stNull;
+  if (found.size() > 1) return stMany;
+  TVnDOMNode *node = found[0];
+  if (node->GetNodeType() == ntAttribute) {
+    if (TVnDOMNode::IsNamespaceName(node->GetPrefix(), node->GetLocalName())) return stNull;
+    // The library's own attribute keeps its value in lexical form: without a reference in it,
+    // that is the value itself.
+    if (node->ClassType() == TVnDOMAttribute::StaticClass()) {
+      const UnicodeString &stored = static_cast<TVnDOMAttribute *>(node)->GetStoredValue();
+      if (stored.find(u'&') == UnicodeString::npos) {
+        AText = &stored;
+        return stText;
+      }
+    }
+  }
+  AScratch = node->GetNodeValue();
+  AText = &AScratch;
+  return stText;
+}
+
 void TVnXPathFunctionTerm::ParseParams(TVnTextParser *AFilterParser) {
   TVnTextParser *p = AFilterParser;
   Integer depth = 1;
@@ -527,7 +554,8 @@ TVnXPathValueComparison::TVnXPathValueComparison(TVnXPathEquation *AEquation,
       FValue1(AValue1),
       FValue2(AValue2),
       FOperator(AOperator),
-      FConstant2(dynamic_cast<TVnXPathConstantTerm *>(AValue2)) {}
+      FConstant2(dynamic_cast<TVnXPathConstantTerm *>(AValue2)),
+      FPath1(dynamic_cast<TVnXPathValueTerm *>(AValue1)) {}
 
 TVnXPathValueComparison::~TVnXPathValueComparison() {
   Free(FValue1);
@@ -537,10 +565,27 @@ TVnXPathValueComparison::~TVnXPathValueComparison() {
 TVnXPathBaseTerm *TVnXPathValueComparison::ReleaseValue1() noexcept {
   TVnXPathBaseTerm *t = FValue1;
   FValue1 = nullptr;
+  FPath1 = nullptr;
   return t;
 }
 
 Variant TVnXPathValueComparison::Value(TVnDOMObjectList *ANodeList, Integer AIndex) {
+  // A path compared with a text literal, the common predicate "[@id=\"7\"]": the path's one
+  // text is compared where it stands, as CompareValues compares two texts.
+  if (FPath1 && FConstant2) {
+    if (const UnicodeString *literal = FConstant2->GetConstant().UStringOrNil()) {
+      UnicodeString scratch;
+      const UnicodeString *text = nullptr;
+      switch (FPath1->SingleText(ANodeList, AIndex, scratch, text)) {
+        case TVnXPathValueTerm::stNull:
+          return Null();
+        case TVnXPathValueTerm::stText:
+          return CompareTexts(*text, *literal);
+        case TVnXPathValueTerm::stMany:
+          break;
+      }
+    }
+  }
   const Variant a = FValue1->Value(ANodeList, AIndex);
   Variant computed;
   if (!FConstant2) computed = FValue2->Value(ANodeList, AIndex);
@@ -582,23 +627,7 @@ Variant TVnXPathValueComparison::CompareValues(const Variant &A, const Variant &
     const UnicodeString *pa = A.UStringOrNil(), *pb = B.UStringOrNil();
     if (!pa) pa = &(copyA = VnVarToStr(A));
     if (!pb) pb = &(copyB = VnVarToStr(B));
-    const UnicodeString &sa = *pa, &sb = *pb;
-    TVnXPathCollationClass collation = FEquation->GetCollation();
-    switch (FOperator) {
-      case opEqual:
-        return collation->SameText(sa, sb);
-      case opUnequal:
-        return !collation->SameText(sa, sb);
-      case opSmaller:
-        return collation->Compare(sa, sb) < 0;
-      case opSmallerEqual:
-        return collation->Compare(sa, sb) < 1;
-      case opGreater:
-        return collation->Compare(sa, sb) > 0;
-      case opGreaterEqual:
-        return collation->Compare(sa, sb) >= 0;
-    }
-    return false;
+    return CompareTexts(*pa, *pb);
   }
   TOperand a = ConvertOperand(A), b = ConvertOperand(B);
   if (a.IsInteger && b.IsInteger) return Apply(FOperator, a.Integer64, b.Integer64);
@@ -608,6 +637,25 @@ Variant TVnXPathValueComparison::CompareValues(const Variant &A, const Variant &
     return Apply(FOperator, a.Float, b.Float);
   }
   return Apply(FOperator, A, B);
+}
+
+bool TVnXPathValueComparison::CompareTexts(const UnicodeString &A, const UnicodeString &B) const {
+  TVnXPathCollationClass collation = FEquation->GetCollation();
+  switch (FOperator) {
+    case opEqual:
+      return collation->SameText(A, B);
+    case opUnequal:
+      return !collation->SameText(A, B);
+    case opSmaller:
+      return collation->Compare(A, B) < 0;
+    case opSmallerEqual:
+      return collation->Compare(A, B) < 1;
+    case opGreater:
+      return collation->Compare(A, B) > 0;
+    case opGreaterEqual:
+      return collation->Compare(A, B) >= 0;
+  }
+  return false;
 }
 
 TVnXPathListTerm::~TVnXPathListTerm() {
