@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -68,6 +69,29 @@ Int64 IntegerOf(const TVnTypeInfo *AType, const TValue &AValue) {
     default:
       return (ordinal ? AValue.AsOrdinal() : AValue.ToInt64());
   }
+}
+
+// The text of a value that is a whole number of hundredths (prices, most often) of less than
+// 1e13, other than zero, as VnDoubleToXML writes it: fixed notation without trailing zeros.
+// Such a value is the double nearest to a decimal of at most 15 digits, which the general
+// 15-digit form gives back as it stands. False for any other value.
+bool HundredthsText(double AValue, char *ABuffer, std::size_t &ALength) {
+  if (!(AValue != 0 && AValue > -1e13 && AValue < 1e13)) return false;
+  const double hundredths = std::nearbyint(AValue * 100);
+  if (hundredths / 100 != AValue) return false;
+  const Int64 h = static_cast<Int64>(hundredths);
+  UInt64 u = h < 0 ? static_cast<UInt64>(-h) : static_cast<UInt64>(h);
+  char *p = ABuffer;
+  if (h < 0) *p++ = '-';
+  p = std::to_chars(p, p + 16, u / 100).ptr;
+  const unsigned frac = static_cast<unsigned>(u % 100);
+  if (frac != 0) {
+    *p++ = '.';
+    *p++ = static_cast<char>('0' + frac / 10);
+    if (frac % 10 != 0) *p++ = static_cast<char>('0' + frac % 10);
+  }
+  ALength = static_cast<std::size_t>(p - ABuffer);
+  return true;
 }
 
 }  // namespace
@@ -287,12 +311,19 @@ void TVnJSONSerializer::SerializeValue(const UnicodeString &AName, const TVnType
       break;
     case vtkSingle:
     case vtkDouble:
-    case vtkExtended:
-      if (empty)
+    case vtkExtended: {
+      if (empty) {
         Write(std::string_view("null"));
+        break;
+      }
+      char digits[24];
+      std::size_t length = 0;
+      if (kind != vtkExtended && HundredthsText(AValue.ToDouble(), digits, length))
+        Write(std::string_view(digits, length));
       else
         Write(VnNumberToXML(kind, AValue));
       break;
+    }
     case vtkWideChar:
     case vtkAnsiChar:
     case vtkShortString:
