@@ -34,44 +34,6 @@ UnicodeString KindName(Integer AOrdinal) {
 
 using serializer_detail::ClassOf;
 
-// Appends UTF-16 text as UTF-8; a lone surrogate becomes U+FFFD. The bytes are made in a small
-// block on the stack and appended a block at a time.
-void AppendUTF8(std::string &AOut, UnicodeStringView AText) {
-  char block[512];
-  std::size_t n = 0;
-  const char16_t *p = AText.data(), *e = p + AText.size();
-  while (p < e) {
-    if (n > sizeof block - 4) {
-      AOut.append(block, n);
-      n = 0;
-    }
-    char32_t c = *p++;
-    if (c < 0x80) {
-      block[n++] = static_cast<char>(c);
-      continue;
-    }
-    if (c >= 0xD800 && c <= 0xDBFF && p < e && *p >= 0xDC00 && *p <= 0xDFFF) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
-    } else if (c >= 0xD800 && c <= 0xDFFF) {
-      c = 0xFFFD;
-    }
-    if (c < 0x800) {
-      block[n++] = static_cast<char>(0xC0 | (c >> 6));
-      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      block[n++] = static_cast<char>(0xE0 | (c >> 12));
-      block[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      block[n++] = static_cast<char>(0xF0 | (c >> 18));
-      block[n++] = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      block[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  AOut.append(block, n);
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -504,6 +466,8 @@ void TVnSerializer::Reuse(void *AInstance, PTypeInfo AType) {
   ResetTo(AInstance, AType);
   FMemberName.clear();
   FPath.clear();
+  FPathParent = nullptr;
+  FPathMade = true;
   FOut = nullptr;
   FScratch = nullptr;
   FKept = nullptr;
@@ -536,7 +500,15 @@ TVnSerializer *TVnSerializer::AcquireChild(void *APtr, const TVnTypeInfo *ATypeI
 
 void TVnSerializer::ReleaseChild(TVnSerializer *AChild) noexcept {
   if (AChild->RefCount() != 0) {
-    // Interfaces hold the worker: the last of them frees it.
+    // Interfaces hold the worker: the last of them frees it. Its path is made while the
+    // workers above still stand.
+    try {
+      AChild->Path();
+    } catch (...) {
+      AChild->FPath.clear();
+    }
+    AChild->FPathParent = nullptr;
+    AChild->FPathMade = true;
     AChild->SetAutoDestroy(true);
     return;
   }
@@ -584,6 +556,43 @@ void TVnSerializer::ReadFlags() {
   FFlagsGeneration = detail::SerializerParamGeneration();
   FExcludeChildren = ParamIsTrue(cExcludeChildren);
   FExcludeRoot = ParamIsTrue(cExcludeRoot);
+}
+
+// The bytes are made in a small block on the stack and appended a block at a time.
+void TVnSerializer::AppendUTF8(std::string &AOut, UnicodeStringView AText) {
+  char block[512];
+  std::size_t n = 0;
+  const char16_t *p = AText.data(), *e = p + AText.size();
+  while (p < e) {
+    if (n > sizeof block - 4) {
+      AOut.append(block, n);
+      n = 0;
+    }
+    char32_t c = *p++;
+    if (c < 0x80) {
+      block[n++] = static_cast<char>(c);
+      continue;
+    }
+    if (c >= 0xD800 && c <= 0xDBFF && p < e && *p >= 0xDC00 && *p <= 0xDFFF) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (*p++ - 0xDC00);
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = 0xFFFD;
+    }
+    if (c < 0x800) {
+      block[n++] = static_cast<char>(0xC0 | (c >> 6));
+      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      block[n++] = static_cast<char>(0xE0 | (c >> 12));
+      block[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      block[n++] = static_cast<char>(0xF0 | (c >> 18));
+      block[n++] = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      block[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      block[n++] = static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  AOut.append(block, n);
 }
 
 void TVnSerializer::Write(std::string_view ABytes) {
@@ -772,6 +781,45 @@ bool SameMemberName(const UnicodeString &A, const UnicodeString &B) {
                           U_FOLD_CASE_DEFAULT, &err) == 0;
 }
 
+// Whether the walk reads a member of this type in place when its description allows: records
+// and arrays, which it only looks at through their address, but not a TValue held in a member,
+// which it takes out first.
+bool InPlace(const TVnTypeInfo *AInfo) {
+  if (!AInfo) return false;
+  TTypeKind kind = AInfo->GetKind();
+  if (kind == tkArray || kind == tkDynArray) return true;
+  return kind == tkRecord && AInfo->QualifiedName != u"System.Rtti.TValue";
+}
+
+// Whether two members of the type have the same name without regard to case, so that the walk
+// must leave out the later ones. Few types have such names; the answer is kept per type and
+// thread for the registry's generation, so that the others skip the comparisons.
+bool NamesClash(const TRttiType *AType) {
+  struct TEntry {
+    const TRttiType *Type;
+    UInt64 Generation;
+    bool Clash;
+  };
+  thread_local TEntry cache[64] = {};
+  const UInt64 generation = detail::RegistrationGeneration();
+  TEntry &e = cache[(reinterpret_cast<std::uintptr_t>(AType) >> 4) & 63];
+  if (e.Type == AType && e.Generation == generation) return e.Clash;
+  std::vector<const UnicodeString *> seen;
+  bool clash = false;
+  auto meet = [&](const UnicodeString &AName) {
+    for (const UnicodeString *n : seen)
+      if (SameMemberName(*n, AName)) {
+        clash = true;
+        return;
+      }
+    seen.push_back(&AName);
+  };
+  for (TRttiProperty *p : AType->GetProperties()) meet(p->GetName());
+  for (TRttiField *f : AType->GetFields()) meet(f->GetName());
+  e = {AType, generation, clash};
+  return clash;
+}
+
 bool IsStructured(TVnTypeKind AKind) {
   return AKind == vtkRecord || AKind == vtkClass || AKind == vtkInterface;
 }
@@ -786,12 +834,19 @@ TVnTypeKind KindOf(const TVnTypeInfo *AType) {
 void TVnSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
                                 const UnicodeString &APath) {
   FMemberName = AName;
-  if (AName.empty())
+  FPathParent = nullptr;
+  FPathMade = true;
+  if (AName.empty()) {
     FPath.clear();
-  else if (!APath.empty())
+  } else if (&APath == &ParentPath() && ASerializer && ASerializer != this) {
+    // Made when a message needs it: most runs never ask.
+    FPathParent = ASerializer;
+    FPathMade = false;
+  } else if (!APath.empty()) {
     FPath = APath + u"." + AName;
-  else
+  } else {
     FPath = AName;
+  }
   TVnTypeKind kind = KindOf(FInstanceTypeInfo);
   switch (kind) {
     case vtkRecord:
@@ -810,6 +865,30 @@ void TVnSerializer::DoSerialize(TVnSerializer *ASerializer, const UnicodeString 
   }
 }
 
+namespace {
+const UnicodeString cParentPath;
+}  // namespace
+
+const UnicodeString &TVnSerializer::ParentPath() noexcept {
+  return cParentPath;
+}
+
+const UnicodeString &TVnSerializer::Path() const {
+  if (FPathMade) return FPath;
+  // The names of the workers up to the first whose path is made, then joined from the top.
+  std::vector<const UnicodeString *> names;
+  const TVnSerializer *s = this;
+  for (; !s->FPathMade; s = s->FPathParent) names.push_back(&s->FMemberName);
+  UnicodeString path = s->FPath;
+  for (std::size_t i = names.size(); i-- > 0;) {
+    if (!path.empty()) path += u'.';
+    path += *names[i];
+  }
+  FPath = std::move(path);
+  FPathMade = true;
+  return FPath;
+}
+
 void TVnSerializer::WalkMembers() {
   TRttiType *type = FInstanceTypeInfo->RttiType;
   if (!type) return;
@@ -818,7 +897,9 @@ void TVnSerializer::WalkMembers() {
   const UnicodeString *first[24];
   std::size_t count = 0;
   std::vector<const UnicodeString *> more;
+  const bool clash = NamesClash(type);
   auto isSeen = [&](const UnicodeString &AName) {
+    if (!clash) return false;
     for (std::size_t i = 0; i < count; ++i)
       if (SameMemberName(*first[i], AName)) return true;
     for (const UnicodeString *n : more)
@@ -834,9 +915,12 @@ void TVnSerializer::WalkMembers() {
   for (TRttiProperty *prop : type->GetProperties()) {
     if (isSeen(prop->GetName())) continue;
     const TVnTypeInfo *info = TVnTypes::GetTypeInfo(prop->GetDataTypeHandle());
-    bool write = GetSerializerHint(prop, shoDoNotSerialize, hint) ? false : prop->IsReadable();
+    // Most members carry no attributes, and then no hints.
+    const bool attributed = !prop->GetAttributes().empty();
+    bool write =
+        attributed && GetSerializerHint(prop, shoDoNotSerialize, hint) ? false : prop->IsReadable();
     SerializerHint *nameHint = nullptr;
-    bool named = GetSerializerHint(prop, shoName, nameHint);
+    bool named = attributed && GetSerializerHint(prop, shoName, nameHint);
     if (write) {
       switch (prop->GetVisibility()) {
         case mvPublished:
@@ -851,9 +935,14 @@ void TVnSerializer::WalkMembers() {
       }
     }
     TValue value;
+    const void *at = nullptr;
     if (write) {
-      value = prop->GetValue(FInstancePtr);
-      Unwrap(value, info);
+      if (InPlace(info) && !(attributed && GetSerializerHint(prop, shoSerializerHelper, hint)))
+        at = prop->GetDataAddress(FInstancePtr);
+      if (!at) {
+        value = prop->GetValue(FInstancePtr);
+        Unwrap(value, info);
+      }
       TVnTypeKind k = KindOf(info);
       if (k == vtkUnknown || k == vtkPointer || k == vtkMethod || k == vtkClassRef) write = false;
     }
@@ -865,7 +954,7 @@ void TVnSerializer::WalkMembers() {
 
     const UnicodeString &name = named ? nameHint->Value() : prop->GetName();
     TVnSerializerHelper *helper = nullptr;
-    if (GetSerializerHint(prop, shoSerializerHelper, hint)) {
+    if (attributed && GetSerializerHint(prop, shoSerializerHelper, hint)) {
       helper = static_cast<TVnSerializerHelper *>(hint->GetSerializerHelperClass()->Create());
     } else if (info->Kind == vtkClass) {
       TObject *object = value.GetTypeKind() == tkClass ? value.AsObject() : nullptr;
@@ -877,29 +966,37 @@ void TVnSerializer::WalkMembers() {
       helper->Serialize(this, name, info, value, handled);
       if (handled) continue;
     }
-    SerializeFieldOrProp(name, info, value, prop->GetAttributes());
+    SerializeMember(name, info, value, at ? at : value.GetReferenceToRawData());
   }
 
   for (TRttiField *field : type->GetFields()) {
     if (isSeen(field->GetName())) continue;
-    bool write = GetSerializerHint(field, shoDoNotSerialize, hint)
+    const bool attributed = !field->GetAttributes().empty();
+    bool write = attributed && GetSerializerHint(field, shoDoNotSerialize, hint)
                      ? false
                      : field->GetVisibility() >= mvPublic;
-    if (GetSerializerHint(field, shoName, hint)) write = !hint->Value().empty();
+    if (attributed && GetSerializerHint(field, shoName, hint)) write = !hint->Value().empty();
     if (!write) continue;
     const TVnTypeInfo *info = TVnTypes::GetTypeInfo(field->GetDataTypeHandle());
-    TValue value = field->GetValue(FInstancePtr);
-    Unwrap(value, info);
+    const void *at = InPlace(info) ? field->GetDataAddress(FInstancePtr) : nullptr;
+    TValue value;
+    if (!at) {
+      value = field->GetValue(FInstancePtr);
+      Unwrap(value, info);
+    }
     if (KindOf(info) == vtkClass && value.GetTypeKind() == tkClass && value.AsObject() &&
         IsAncestorInstance(value.AsObject()))
       continue;
     if (IsStructured(KindOf(info)) && ExcludeChildren()) continue;
-    SerializeFieldOrProp(field->GetName(), info, value, field->GetAttributes());
+    SerializeMember(field->GetName(), info, value, at ? at : value.GetReferenceToRawData());
   }
 }
 
 void TVnSerializer::WalkArray(TVnSerializer *ASerializer, const UnicodeString &AName) {
   TValue array;
+  // The array in place when the member allows it, else a copy in array.
+  PTypeInfo arrayType = nullptr;
+  const void *data = nullptr;
   if (!AName.empty()) {
     const TVnTypeInfo *owner = ASerializer->FInstanceTypeInfo;
     TRttiType *type = owner ? owner->RttiType : nullptr;
@@ -909,24 +1006,46 @@ void TVnSerializer::WalkArray(TVnSerializer *ASerializer, const UnicodeString &A
       if (!member) member = type->GetProperty(AName);
     }
     if (!member)
-      RaiseFailure(FPath,
+      RaiseFailure(Path(),
                    u"Arrays are only supported as a field or property of another "
                    u"object/record!",
                    {});
-    array = member->GetValue(ASerializer->FInstancePtr);
+    data = member->GetDataAddress(ASerializer->FInstancePtr);
+    if (data)
+      arrayType = member->GetDataTypeHandle();
+    else
+      array = member->GetValue(ASerializer->FInstancePtr);
   } else {
     if (FValue.GetTypeKind() != FInstanceTypeInfo->GetKind())
-      RaiseFailure(FPath, u"The type of the value does not match the type of the instanceinfo!",
+      RaiseFailure(Path(), u"The type of the value does not match the type of the instanceinfo!",
                    {});
     array = FValue;
   }
   const TVnTypeInfo *element = FInstanceTypeInfo->GetElementType();
   if (!element) return;
   UnicodeString item = element->SchemaName();
-  Integer count = array.GetArrayLength();
+  if (!data) {
+    arrayType = array.GetTypeInfo();
+    data = array.GetReferenceToRawData();
+  }
+  Integer count = GetArrayLength(arrayType, data);
   TTypeKind elementKind = element->GetKind();
+  // Records and arrays are written from where they lie; the other elements as values.
+  const TVnTypeInfo *inPlaceType = nullptr;
+  if ((elementKind == tkRecord || elementKind == tkArray || elementKind == tkDynArray) &&
+      count > 0 && GetArrayElementAddress(arrayType, data, 0))
+    inPlaceType = TVnTypes::GetTypeInfo(GetArrayElementType(arrayType));
   for (Integer i = 0; i < count; ++i) {
-    TValue e = array.GetArrayElement(i);
+    if (inPlaceType) {
+      void *at = const_cast<void *>(GetArrayElementAddress(arrayType, data, i));
+      if (elementKind == tkRecord)
+        SerializeRecord(item, element, at, inPlaceType, i);
+      else
+        SerializeArray(item, element, at, inPlaceType, i);
+      continue;
+    }
+    TValue e;
+    GetArrayElement(arrayType, data, i, e);
     switch (elementKind) {
       case tkClass:
         SerializeClass(item, ClassOf(element), e.GetTypeKind() == tkClass ? e.AsObject() : nullptr,
@@ -950,6 +1069,11 @@ void TVnSerializer::WalkArray(TVnSerializer *ASerializer, const UnicodeString &A
 
 void TVnSerializer::SerializeFieldOrProp(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
                                          const TValue &AValue, std::span<TCustomAttribute *const>) {
+  SerializeMember(AName, ATypeInfo, AValue, AValue.GetReferenceToRawData());
+}
+
+void TVnSerializer::SerializeMember(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                                    const TValue &AValue, const void *AData) {
   SerializeName(AName, smtField, KindOf(FInstanceTypeInfo), KindOf(ATypeInfo));
   switch (ATypeInfo ? ATypeInfo->GetKind() : tkUnknown) {
     case tkInterface: {
@@ -964,7 +1088,7 @@ void TVnSerializer::SerializeFieldOrProp(const UnicodeString &AName, const TVnTy
         TObject *o = object->Implementor();
         SerializeClass(AName, o->ClassType(), o, -1);
       } else if (intf) {
-        RaiseFailure(FPath, u"The field \"%s\" of type \"%s\" cannot be serialized!",
+        RaiseFailure(Path(), u"The field \"%s\" of type \"%s\" cannot be serialized!",
                      {AName, ATypeInfo->QualifiedName});
       } else {
         SerializeInterface(AName, ATypeInfo, nullptr, -1);
@@ -977,8 +1101,7 @@ void TVnSerializer::SerializeFieldOrProp(const UnicodeString &AName, const TVnTy
       break;
     case tkRecord:
       if (ATypeInfo->QualifiedName != u"System.Rtti.TValue") {
-        SerializeRecord(AName, ATypeInfo, const_cast<void *>(AValue.GetReferenceToRawData()),
-                        ATypeInfo, -1);
+        SerializeRecord(AName, ATypeInfo, const_cast<void *>(AData), ATypeInfo, -1);
       } else if (AValue.GetTypeKind() == tkRecord) {
         TValue inner = AValue.AsType<TValue>();
         if (!inner.GetIsEmpty())
@@ -987,8 +1110,7 @@ void TVnSerializer::SerializeFieldOrProp(const UnicodeString &AName, const TVnTy
       break;
     case tkArray:
     case tkDynArray:
-      SerializeArray(AName, ATypeInfo, const_cast<void *>(AValue.GetReferenceToRawData()),
-                     ATypeInfo, -1);
+      SerializeArray(AName, ATypeInfo, const_cast<void *>(AData), ATypeInfo, -1);
       break;
     case tkPointer: {
       const void *raw = AValue.GetReferenceToRawData();
@@ -1049,7 +1171,7 @@ void TVnSerializer::SerializeArray(const UnicodeString &AName, const TVnTypeInfo
 void TVnSerializer::SerializeChild(const UnicodeString &AName, const UnicodeString &, void *APtr,
                                    const TVnTypeInfo *ATypeInfo, Integer AIndex) {
   if (FDepth >= cVnSerializerMaxDepth)
-    RaiseFailure(FPath, u"The value is nested deeper than %d levels!", {cVnSerializerMaxDepth});
+    RaiseFailure(Path(), u"The value is nested deeper than %d levels!", {cVnSerializerMaxDepth});
   struct TChild {
     TVnSerializer *Parent;
     TVnSerializer *Worker;
@@ -1061,7 +1183,7 @@ void TVnSerializer::SerializeChild(const UnicodeString &AName, const UnicodeStri
   IVnSerializerHelper *helper = worker->FHelper.get();
   try {
     if (helper) helper->BeforeSerialize(worker, skip);
-    if (!skip) worker->DoSerialize(this, AName, FPath);
+    if (!skip) worker->DoSerialize(this, AName, ParentPath());
   } catch (...) {
     if (helper) helper->AfterSerialize(worker);
     throw;
@@ -1088,7 +1210,7 @@ void TVnSerializer::SerializeInterface(const UnicodeString &AName, const TVnType
     return;
   }
   // There is no automation interface on this platform to walk the object by.
-  RaiseFailure(FPath, u"The field \"%s\" of type \"%s\" cannot be serialized (Record)!",
+  RaiseFailure(Path(), u"The field \"%s\" of type \"%s\" cannot be serialized (Record)!",
                {AName, KindName(KindOf(ATypeInfo))});
 }
 

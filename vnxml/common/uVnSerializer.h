@@ -441,9 +441,13 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
 
   void SetParent(TVnCustomSerializer *AParent) override;
 
-  // One level of the walk; ASerializer is the parent, or this worker at the root.
+  // One level of the walk; ASerializer is the parent, or this worker at the root. APath is the
+  // path of the parent, to which AName is added; a child of the walk gets ParentPath() instead,
+  // and its path is made from its parent's only when Path() is asked for it.
   virtual void DoSerialize(TVnSerializer *ASerializer, const UnicodeString &AName,
                            const UnicodeString &APath);
+  // The marker that SerializeChild passes as APath: the path of ASerializer, made on demand.
+  static const UnicodeString &ParentPath() noexcept;
   // The four writers of a notation. AIndex is the position in an enclosing array, -1 elsewhere.
   virtual void SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
                                   Integer AIndex);
@@ -490,14 +494,24 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
   void WriteSchemaName(const TVnTypeInfo *AType);
   void Write(UnicodeStringView AText);
   void Write(char AByte);
+  // Appends UTF-16 text as UTF-8, as Write does; a lone surrogate becomes U+FFFD.
+  static void AppendUTF8(std::string &AOut, UnicodeStringView AText);
 
   const UnicodeString &MemberName() const noexcept { return FMemberName; }
-  const UnicodeString &Path() const noexcept { return FPath; }
+  // The members from the root to this worker, joined by dots ("Orders.TOrder.Lines"); made on
+  // first use from the workers above, which stand while this one runs.
+  const UnicodeString &Path() const;
   IVnSerializerHelper *Helper() const noexcept { return FHelper.get(); }
 
  protected:
   // Sends what the run has written so far on to the stream.
   void Flush();
+  // The run's output buffer, for a notation that appends to it itself, or null outside a run;
+  // Appended() afterwards sends a full buffer on to the stream.
+  std::string *Output() const noexcept { return FOut; }
+  void Appended() {
+    if (FOut->size() >= 65536 && FStream) Flush();
+  }
   // True when the parameter holds "true".
   bool ParamIsTrue(const UnicodeString &AName);
   // "excludechildren" and "excluderoot", read once per change of any parameter.
@@ -511,12 +525,14 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
   }
 
   UnicodeString FMemberName;
-  UnicodeString FPath;
   DelphiInterface<IVnSerializerHelper> FHelper;
 
  private:
   void WalkMembers();
   void WalkArray(TVnSerializer *ASerializer, const UnicodeString &AName);
+  // SerializeFieldOrProp with the record or array read at AData: in place, or in AValue.
+  void SerializeMember(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
+                       const TValue &AValue, const void *AData);
   bool IsAncestorInstance(const void *AObject) const;
   void RunRoot(TStream *AStream, const std::function<void()> &ABody);
 
@@ -528,6 +544,10 @@ class TVnSerializer : public TVnCustomSerializer, public IVnSerializer {
   void ReleaseChild(TVnSerializer *AChild) noexcept;
   void QueryHelper();
 
+  // The path when made; otherwise FPathParent's path, a dot and FMemberName.
+  mutable UnicodeString FPath;
+  const TVnSerializer *FPathParent = nullptr;
+  mutable bool FPathMade = true;
   // The output of the run: the root's buffer, shared by its children.
   std::string *FOut = nullptr;
   std::string FOwnBuffer;

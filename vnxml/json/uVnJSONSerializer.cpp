@@ -1,6 +1,10 @@
 // The JSON notation of the serializer walk.
 #include "vnxml/json/uVnJSONSerializer.h"
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
 #include <cstring>
 
 #include "vnxml/common/uVnDateTimeUtils.h"
@@ -39,26 +43,93 @@ Int64 OrdinalOf(const TValue &AValue) {
   return VnVarToInt64(AValue.AsVariant());
 }
 
+// An integer member's value, cut to its kind, as VnNumberToXML writes it (UInt64 as Int64).
+Int64 IntegerOf(const TVnTypeInfo *AType, const TValue &AValue) {
+  // A value of the member's own integer type gives the same bits by its ordinal, without the
+  // general conversion; the kind cuts them below as it cuts the converted value.
+  const TVnTypeKind kind = AType->Kind;
+  const TTypeKind held = AValue.GetTypeKind();
+  const bool ordinal =
+      (held == tkInteger || held == tkInt64) && AValue.GetTypeInfo() == AType->Handle;
+  switch (kind) {
+    case vtkByte:
+      return static_cast<Byte>(ordinal ? AValue.AsOrdinal() : AValue.ToUInt64());
+    case vtkWord:
+      return static_cast<Word>(ordinal ? AValue.AsOrdinal() : AValue.ToUInt64());
+    case vtkLongWord:
+      return static_cast<LongWord>(ordinal ? AValue.AsOrdinal() : AValue.ToUInt64());
+    case vtkUInt64:
+      return ordinal ? AValue.AsOrdinal() : static_cast<Int64>(AValue.ToUInt64());
+    case vtkShortInt:
+      return static_cast<ShortInt>((ordinal ? AValue.AsOrdinal() : AValue.ToInt64()));
+    case vtkSmallInt:
+      return static_cast<SmallInt>((ordinal ? AValue.AsOrdinal() : AValue.ToInt64()));
+    case vtkLongInt:
+      return static_cast<LongInt>((ordinal ? AValue.AsOrdinal() : AValue.ToInt64()));
+    default:
+      return (ordinal ? AValue.AsOrdinal() : AValue.ToInt64());
+  }
+}
+
+// The text of a value that is a whole number of hundredths (prices, most often) of less than
+// 1e13, other than zero, as VnDoubleToXML writes it: fixed notation without trailing zeros.
+// Such a value is the double nearest to a decimal of at most 15 digits, which the general
+// 15-digit form gives back as it stands. False for any other value.
+bool HundredthsText(double AValue, char *ABuffer, std::size_t &ALength) {
+  if (!(AValue != 0 && AValue > -1e13 && AValue < 1e13)) return false;
+  const double hundredths = std::nearbyint(AValue * 100);
+  if (hundredths / 100 != AValue) return false;
+  const Int64 h = static_cast<Int64>(hundredths);
+  UInt64 u = h < 0 ? static_cast<UInt64>(-h) : static_cast<UInt64>(h);
+  char *p = ABuffer;
+  if (h < 0) *p++ = '-';
+  p = std::to_chars(p, p + 16, u / 100).ptr;
+  const unsigned frac = static_cast<unsigned>(u % 100);
+  if (frac != 0) {
+    *p++ = '.';
+    *p++ = static_cast<char>('0' + frac / 10);
+    if (frac % 10 != 0) *p++ = static_cast<char>('0' + frac % 10);
+  }
+  ALength = static_cast<std::size_t>(p - ABuffer);
+  return true;
+}
+
 }  // namespace
 
 void TVnJSONSerializer::Reuse(void *AInstance, PTypeInfo AType) {
   TVnSerializer::Reuse(AInstance, AType);
-  FPrefix.clear();
+  FSeparate = false;
 }
 
 void TVnJSONSerializer::SerializeName(const UnicodeString &AName, TVnSerializerMemberType,
                                       TVnTypeKind, TVnTypeKind) {
-  Write(FPrefix);
-  Write('"');
-  if (!AName.empty() && AName.front() < 0x80 && AName.find(u' ') == UnicodeString::npos) {
-    char16_t first = AName.front();
-    Write(static_cast<char>(first >= u'A' && first <= u'Z' ? first - u'A' + u'a' : first));
-    Write(UnicodeStringView(AName).substr(1));
-  } else {
-    Write(VnCharCase(AName, 7, u' '));
+  // The member as it is written (',"name":'), in UTF-8, kept per name string. Member names live
+  // in the type descriptions as long as the process, so their address finds the entry; the text
+  // is compared too, since a name may also come from a temporary string. Each thread keeps its
+  // own.
+  struct TEntry {
+    const UnicodeString *Key = nullptr;
+    UnicodeString Name;
+    std::string Bytes;
+  };
+  thread_local TEntry cache[256];
+  TEntry &e = cache[(reinterpret_cast<std::uintptr_t>(&AName) >> 3) & 255];
+  if (e.Key != &AName || e.Name != AName) {
+    e.Key = nullptr;
+    e.Bytes.assign(",\"");
+    if (!AName.empty() && AName.front() < 0x80 && AName.find(u' ') == UnicodeString::npos) {
+      char16_t first = AName.front();
+      e.Bytes += static_cast<char>(first >= u'A' && first <= u'Z' ? first - u'A' + u'a' : first);
+      AppendUTF8(e.Bytes, UnicodeStringView(AName).substr(1));
+    } else {
+      AppendUTF8(e.Bytes, VnCharCase(AName, 7, u' '));
+    }
+    e.Bytes += "\":";
+    e.Name = AName;
+    e.Key = &AName;
   }
-  Write(std::string_view("\":"));
-  FPrefix = u",";
+  Write(std::string_view(e.Bytes).substr(FSeparate ? 0 : 1));
+  FSeparate = true;
 }
 
 void TVnJSONSerializer::SerializeStartType(const UnicodeString &AName, const TVnTypeInfo *ATypeInfo,
@@ -79,17 +150,14 @@ void TVnJSONSerializer::SerializeStartType(const UnicodeString &AName, const TVn
       Write('[');
       return;
     }
-    if (AIndex < 1)
-      Write(FPrefix);
-    else
-      Write(',');
+    if (AIndex >= 1 || FSeparate) Write(',');
   }
   Write('{');
   if (!ATypeInfo->GetIsSimpleType()) {
     Write(std::string_view("\"className\":\""));
     WriteSchemaName(ATypeInfo);
     Write('"');
-    FPrefix = u",";
+    FSeparate = true;
   }
 }
 
@@ -103,7 +171,7 @@ void TVnJSONSerializer::SerializeEndType(const UnicodeString &, const TVnTypeInf
     Write('}');
   else
     VN_ASSERT_MSG_AT(!FParent, cBasicTypes, __FILE__, __LINE__);
-  FPrefix = u",";
+  FSeparate = true;
 }
 
 void TVnJSONSerializer::WriteText(const TVnTypeInfo *ATypeInfo, const TValue &AValue) {
@@ -112,13 +180,83 @@ void TVnJSONSerializer::WriteText(const TVnTypeInfo *ATypeInfo, const TValue &AV
     Write(AValue.ToString());
   else {
     UnicodeString holder;
-    UnicodeStringView text = TextOf(AValue, holder);
-    UnicodeString &escaped = Scratch();
-    escaped.clear();
-    VnAppendStrToJSON(escaped, text);
-    Write(escaped);
+    WriteEscaped(TextOf(AValue, holder));
   }
   Write('"');
+}
+
+void TVnJSONSerializer::WriteEscaped(UnicodeStringView AText) {
+  std::string *out = Output();
+  if (!out) {
+    UnicodeString &escaped = Scratch();
+    escaped.clear();
+    VnAppendStrToJSON(escaped, AText);
+    Write(escaped);
+    return;
+  }
+  // Escaped as VnAppendStrToJSON escapes, and made UTF-8 in the same pass: characters from 256
+  // up are written as \u escapes, so only the two-byte form of UTF-8 occurs. The bytes are made
+  // in a block on the stack and appended a block at a time.
+  static constexpr char cHex[] = "0123456789ABCDEF";
+  char block[512];
+  std::size_t n = 0;
+  const char16_t *p = AText.data(), *e = p + AText.size();
+  while (p < e) {
+    // A character makes at most 6 bytes: as many as surely fit go without a check.
+    const char16_t *stop =
+        p + std::min<std::size_t>(static_cast<std::size_t>(e - p), (sizeof block - n) / 6);
+    if (p == stop) {
+      out->append(block, n);
+      n = 0;
+      continue;
+    }
+    for (; p < stop; ++p) {
+      const char16_t c = *p;
+      if (c >= 0x20 && c < 0x80) {
+        if (c == u'"' || c == u'/' || c == u'\\') block[n++] = '\\';
+        block[n++] = static_cast<char>(c);
+        continue;
+      }
+      if (c < 0x20) {
+        char esc = 0;
+        switch (c) {
+          case 8:
+            esc = 'b';
+            break;
+          case 9:
+            esc = 't';
+            break;
+          case 10:
+            esc = 'n';
+            break;
+          case 12:
+            esc = 'f';
+            break;
+          case 13:
+            esc = 'r';
+            break;
+          default:
+            // 1 to 7 vanish; the others stand as they are.
+            if (c == 0 || c > 7) block[n++] = static_cast<char>(c);
+            continue;
+        }
+        block[n++] = '\\';
+        block[n++] = esc;
+      } else if (c < 0x100) {
+        block[n++] = static_cast<char>(0xC0 | (c >> 6));
+        block[n++] = static_cast<char>(0x80 | (c & 0x3F));
+      } else {
+        block[n++] = '\\';
+        block[n++] = 'u';
+        block[n++] = cHex[(c >> 12) & 15];
+        block[n++] = cHex[(c >> 8) & 15];
+        block[n++] = cHex[(c >> 4) & 15];
+        block[n++] = cHex[c & 15];
+      }
+    }
+  }
+  out->append(block, n);
+  Appended();
 }
 
 void TVnJSONSerializer::WriteEnumObject(const TVnTypeInfo *ATypeInfo, const TValue &AValue) {
@@ -162,14 +300,30 @@ void TVnJSONSerializer::SerializeValue(const UnicodeString &AName, const TVnType
     case vtkSmallInt:
     case vtkLongInt:
     case vtkInt64:
+      if (empty) {
+        Write(std::string_view("null"));
+      } else {
+        // The decimal digits of the value as VnNumberToXML takes it for the kind.
+        char digits[24];
+        Int64 v = IntegerOf(ATypeInfo, AValue);
+        Write(std::string_view(digits, std::to_chars(digits, digits + sizeof digits, v).ptr));
+      }
+      break;
     case vtkSingle:
     case vtkDouble:
-    case vtkExtended:
-      if (empty)
+    case vtkExtended: {
+      if (empty) {
         Write(std::string_view("null"));
+        break;
+      }
+      char digits[24];
+      std::size_t length = 0;
+      if (kind != vtkExtended && HundredthsText(AValue.ToDouble(), digits, length))
+        Write(std::string_view(digits, length));
       else
         Write(VnNumberToXML(kind, AValue));
       break;
+    }
     case vtkWideChar:
     case vtkAnsiChar:
     case vtkShortString:
@@ -265,7 +419,7 @@ void TVnJSONSerializer::SerializeValue(const UnicodeString &AName, const TVnType
       break;
     }
   }
-  FPrefix = u",";
+  FSeparate = true;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -292,7 +446,7 @@ void TVnJSONStreamSerializer::DoSerialize(TVnSerializer *ASerializer, const Unic
 void TVnJSONStreamSerializer::SerializeEndType(const UnicodeString &AName,
                                                const TVnTypeInfo *ATypeInfo, Integer AIndex) {
   if (ATypeInfo && ATypeInfo->Kind == vtkString) {
-    FPrefix = u",";
+    FSeparate = true;
     return;
   }
   TVnJSONSerializer::SerializeEndType(AName, ATypeInfo, AIndex);

@@ -33,12 +33,15 @@ class TVnJSONSerializer : public TVnSerializer {
                       const TValue &AValue, Integer AIndex) override;
 
  protected:
-  // What goes in front of the next member: empty at first, "," after anything was written.
-  UnicodeString FPrefix;
+  // Whether a "," goes in front of the next member: false at first, true after anything was
+  // written.
+  bool FSeparate = false;
 
  private:
   void WriteEnumObject(const TVnTypeInfo *ATypeInfo, const TValue &AValue);
   void WriteText(const TVnTypeInfo *ATypeInfo, const TValue &AValue);
+  // The text between quotes, escaped, straight into the run's output as UTF-8.
+  void WriteEscaped(UnicodeStringView AText);
 };
 
 // A stream: its bytes in Base64 as "data".

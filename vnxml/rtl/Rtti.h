@@ -499,6 +499,14 @@ class TRttiDataMember : public TRttiMember {
   void SetValue(TObject *AObject, const TValue &AValue) const {
     SetValue(static_cast<void *>(AObject), AValue);
   }
+  // Where the member lies in an instance, when GetValue would only copy what lies there (a
+  // field, or a property read straight from a field, stored as a value of the member's type):
+  // a reader that only looks may use it in place. Null for members read through code, and for
+  // a nil instance.
+  virtual const void *GetDataAddress(const void *AInstance) const noexcept {
+    (void)AInstance;
+    return nullptr;
+  }
 
  protected:
   PTypeInfo FDataType = nullptr;
@@ -867,6 +875,20 @@ struct TRttiContext {
 };
 
 // ---------------------------------------------------------------------------------------------
+// Arrays in place.
+
+// The length of the array of type AType at AArray, as TValue::GetArrayLength gives it.
+Integer GetArrayLength(PTypeInfo AType, const void *AArray);
+// Element AIndex of the array of type AType at AArray, as TValue::GetArrayElement gives it.
+void GetArrayElement(PTypeInfo AType, const void *AArray, Integer AIndex, TValue &AResult);
+// The type of the elements of the array type AType.
+PTypeInfo GetArrayElementType(PTypeInfo AType);
+// Where element AIndex of the array of type AType at AArray lies, for reading it in place; null
+// when the elements are not stored as values of the element type (std::vector<bool>). Raises
+// EInvalidCast for a type that is no array, and as GetArrayElement for an index out of range.
+const void *GetArrayElementAddress(PTypeInfo AType, const void *AArray, Integer AIndex);
+
+// ---------------------------------------------------------------------------------------------
 // Enumerations, sets and the class table.
 
 // The name of an enumeration value; "" for a value outside the range or a type that is no
@@ -912,6 +934,9 @@ struct TArrayShape {
   void (*SetLength)(void *AArray, Integer ALength);  // dynamic arrays
   void (*GetElement)(const void *AArray, Integer AIndex, TValue &AResult);
   void (*SetElement)(void *AArray, Integer AIndex, const TValue &AValue);
+  // The address of an element stored as a value of the element type; null for arrays whose
+  // elements are not (std::vector<bool>).
+  const void *(*ElementAddress)(const void *AArray, Integer AIndex) = nullptr;
 };
 // What the handle of a set type knows: element type and range of ordinals.
 struct TSetShape {
@@ -1223,9 +1248,17 @@ struct TArrayOps {
   }
   static void GetElement(const void *AArray, Integer AIndex, TValue &AResult);
   static void SetElement(void *AArray, Integer AIndex, const TValue &AValue);
+  static constexpr bool cAddressable =
+      std::is_lvalue_reference_v<decltype(Acc::At(std::declval<const void *>(), 0))> &&
+      std::is_same_v<std::remove_cv_t<E>, typename TValueTraits<E>::TRep>;
+  static const void *ElementAddress(const void *AArray, Integer AIndex) {
+    Check(AArray, AIndex);
+    return &Acc::At(AArray, AIndex);
+  }
   static constexpr TArrayShape Make() {
     TArrayShape s{&TypeInfo<E>, Acc::Count, &Acc::Length, nullptr, &GetElement, &SetElement};
     if constexpr (Acc::Count < 0) s.SetLength = &Acc::SetLength;
+    if constexpr (cAddressable) s.ElementAddress = &ElementAddress;
     return s;
   }
   static constexpr TArrayShape Shape = Make();
@@ -1594,6 +1627,12 @@ struct TMemberIO {
   }
 };
 
+// Whether a member of C++ type M read as declared type D is stored as D's value: reading it is
+// a copy of what lies there.
+template <class D, class M>
+inline constexpr bool TMemberInPlace =
+    !std::is_array_v<M> && std::is_same_v<std::remove_cv_t<M>, typename TValueTraits<D>::TRep>;
+
 [[noreturn]] void RaiseNotReadable(const UnicodeString &AName);
 [[noreturn]] void RaiseNotWritable(const UnicodeString &AName);
 [[noreturn]] void RaiseNilInstance();
@@ -1601,6 +1640,8 @@ struct TMemberIO {
 // A registered field's description: reads and writes the member through its pointer.
 template <class C, class M, class D>
 class TFieldImpl final : public TRttiField {
+  static constexpr bool cInPlace = TMemberInPlace<D, M>;
+
  public:
   explicit TFieldImpl(M C::*AMember) : FMember(AMember) {}
   using TRttiDataMember::GetValue;
@@ -1608,6 +1649,12 @@ class TFieldImpl final : public TRttiField {
   TValue GetValue(const void *AInstance) const override {
     if (!AInstance) RaiseNilInstance();
     return TMemberIO<D, M>::Read(InstanceOf<C>(AInstance)->*FMember);
+  }
+  const void *GetDataAddress(const void *AInstance) const noexcept override {
+    if constexpr (cInPlace)
+      return AInstance ? &(InstanceOf<C>(AInstance)->*FMember) : nullptr;
+    else
+      return nullptr;
   }
   void SetValue(void *AInstance, const TValue &AValue) const override {
     if (!AInstance) RaiseNilInstance();
@@ -1679,6 +1726,12 @@ class TPropertyImpl final : public TRttiProperty {
   using TRttiDataMember::SetValue;
   bool IsReadable() const noexcept override { return !std::is_null_pointer_v<G>; }
   bool IsWritable() const noexcept override { return !std::is_null_pointer_v<S>; }
+  const void *GetDataAddress(const void *AInstance) const noexcept override {
+    if constexpr (VnMemberData<G> && TMemberInPlace<D, M>)
+      return AInstance ? &(InstanceOf<C>(AInstance)->*FGetter) : nullptr;
+    else
+      return nullptr;
+  }
   TValue GetValue(const void *AInstance) const override {
     if constexpr (std::is_null_pointer_v<G>) {
       RaiseNotReadable(GetName());

@@ -1002,6 +1002,23 @@ TValue TValue::GetArrayElement(Integer AIndex) const {
   return r;
 }
 
+Integer GetArrayLength(PTypeInfo AType, const void *AArray) {
+  return ArrayShape(AType).Length(AArray);
+}
+
+void GetArrayElement(PTypeInfo AType, const void *AArray, Integer AIndex, TValue &AResult) {
+  ArrayShape(AType).GetElement(AArray, AIndex, AResult);
+}
+
+PTypeInfo GetArrayElementType(PTypeInfo AType) {
+  return ArrayShape(AType).Element();
+}
+
+const void *GetArrayElementAddress(PTypeInfo AType, const void *AArray, Integer AIndex) {
+  const detail::TArrayShape &s = ArrayShape(AType);
+  return s.ElementAddress ? s.ElementAddress(AArray, AIndex) : nullptr;
+}
+
 void TValue::SetArrayElement(Integer AIndex, const TValue &AValue) {
   ArrayShape(FTypeInfo).SetElement(Raw(), AIndex, AValue);
 }

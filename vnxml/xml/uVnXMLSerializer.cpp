@@ -382,7 +382,7 @@ void TVnXMLSerializer::SerializeValue(const UnicodeString &AName, const TVnTypeI
       break;
     default:
       throw EVnSerializeException(
-          vn::Format(_SVnSerializeFailure, {FPath}) +
+          vn::Format(_SVnSerializeFailure, {Path()}) +
           vn::Format(u"The field \"%s\" of type \"%s\" cannot be serialized!",
                      {AName, ATypeInfo ? ATypeInfo->QualifiedName : UnicodeString()}));
   }
