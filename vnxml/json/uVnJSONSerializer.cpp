@@ -9,6 +9,7 @@
 
 #include "vnxml/common/uVnDateTimeUtils.h"
 #include "vnxml/common/uVnNetEncoding.h"
+#include "vnxml/json/uVnJSON/Internal.h"
 #include "vnxml/rtl/Owned.h"
 #include "vnxml/xml/uVnXMLSerializer.h"
 #include "vnxml/xml/uVnXMLUtils.h"
@@ -197,7 +198,6 @@ void TVnJSONSerializer::WriteEscaped(UnicodeStringView AText) {
   // Escaped as VnAppendStrToJSON escapes, and made UTF-8 in the same pass: characters from 256
   // up are written as \u escapes, so only the two-byte form of UTF-8 occurs. The bytes are made
   // in a block on the stack and appended a block at a time.
-  static constexpr char cHex[] = "0123456789ABCDEF";
   char block[512];
   std::size_t n = 0;
   const char16_t *p = AText.data(), *e = p + AText.size();
@@ -212,46 +212,12 @@ void TVnJSONSerializer::WriteEscaped(UnicodeStringView AText) {
     }
     for (; p < stop; ++p) {
       const char16_t c = *p;
-      if (c >= 0x20 && c < 0x80) {
-        if (c == u'"' || c == u'/' || c == u'\\') block[n++] = '\\';
-        block[n++] = static_cast<char>(c);
-        continue;
-      }
-      if (c < 0x20) {
-        char esc = 0;
-        switch (c) {
-          case 8:
-            esc = 'b';
-            break;
-          case 9:
-            esc = 't';
-            break;
-          case 10:
-            esc = 'n';
-            break;
-          case 12:
-            esc = 'f';
-            break;
-          case 13:
-            esc = 'r';
-            break;
-          default:
-            // 1 to 7 vanish; the others stand as they are.
-            if (c == 0 || c > 7) block[n++] = static_cast<char>(c);
-            continue;
-        }
-        block[n++] = '\\';
-        block[n++] = esc;
-      } else if (c < 0x100) {
+      if (c >= 0x80 && c < 0x100 && json::cEscapedWidth[c] == 1) {
+        // Stands as it is, in two bytes.
         block[n++] = static_cast<char>(0xC0 | (c >> 6));
         block[n++] = static_cast<char>(0x80 | (c & 0x3F));
       } else {
-        block[n++] = '\\';
-        block[n++] = 'u';
-        block[n++] = cHex[(c >> 12) & 15];
-        block[n++] = cHex[(c >> 8) & 15];
-        block[n++] = cHex[(c >> 4) & 15];
-        block[n++] = cHex[c & 15];
+        n = static_cast<std::size_t>(json::PutEscaped(block + n, c) - block);
       }
     }
   }

@@ -1,6 +1,7 @@
 // What the parts of uVnJSON share and nobody else needs.
 #pragma once
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -18,6 +19,57 @@ TVnJSONReader *CreateReader(bool AFormURLEncoded);
 // one a byte.
 void AppendEscaped(UnicodeString &ADest, UnicodeStringView AText);
 void AppendEscaped(UnicodeString &ADest, std::string_view ANarrow);
+
+// The escaping rules, one character at a time. A character below 256 takes cEscapedWidth units
+// once escaped: 0 for 1 to 7, which vanish; 2 for a backslash and cEscapeLetter's letter; 1 for
+// the others, which stay as they are. Characters from 256 on take the six of "\uXXXX".
+inline constexpr std::array<Byte, 256> cEscapedWidth = [] {
+  std::array<Byte, 256> w{};
+  for (std::size_t c = 0; c < 256; ++c) w[c] = 1;
+  for (std::size_t c = 1; c <= 7; ++c) w[c] = 0;
+  for (char16_t c : {u'\b', u'\t', u'\n', u'\f', u'\r', u'"', u'/', u'\\'}) w[c] = 2;
+  return w;
+}();
+inline constexpr std::array<char, 128> cEscapeLetter = [] {
+  std::array<char, 128> l{};
+  l['\b'] = 'b';
+  l['\t'] = 't';
+  l['\n'] = 'n';
+  l['\f'] = 'f';
+  l['\r'] = 'r';
+  for (char c : {'"', '/', '\\'}) l[static_cast<std::size_t>(c)] = c;
+  return l;
+}();
+
+inline std::size_t EscapedWidth(char16_t AChar) noexcept {
+  return AChar >= 256 ? 6 : cEscapedWidth[AChar];
+}
+
+// Writes the escaped form of AChar at ADest, in units of type T (char16_t, or char for a
+// character that stands as it is only below 128), and answers the end of what it wrote.
+template <class T>
+T *PutEscaped(T *ADest, char16_t AChar) noexcept {
+  static constexpr char cHex[] = "0123456789ABCDEF";
+  switch (EscapedWidth(AChar)) {
+    case 0:
+      return ADest;
+    case 1:
+      *ADest = static_cast<T>(AChar);
+      return ADest + 1;
+    case 2:
+      ADest[0] = T('\\');
+      ADest[1] = T(cEscapeLetter[AChar]);
+      return ADest + 2;
+    default:
+      ADest[0] = T('\\');
+      ADest[1] = T('u');
+      ADest[2] = T(cHex[(AChar >> 12) & 15]);
+      ADest[3] = T(cHex[(AChar >> 8) & 15]);
+      ADest[4] = T(cHex[(AChar >> 4) & 15]);
+      ADest[5] = T(cHex[AChar & 15]);
+      return ADest + 6;
+  }
+}
 
 // The texts of the nodes, one word and one byte of information each. Text whose characters are
 // all below 256 is kept a byte a character; up to 8 such characters (or 4 others) stand in the

@@ -13,12 +13,6 @@
 
 namespace vn {
 
-namespace {
-
-constexpr char16_t cHex[] = u"0123456789ABCDEF";
-
-}  // namespace
-
 VnJSONString VnStrToJSON(UnicodeStringView AText) {
   VnJSONString r;
   if (AText.empty()) return r;
@@ -33,20 +27,7 @@ void VnAppendStrToJSON(VnJSONString &ADest, UnicodeStringView AText) {
 
 namespace {
 
-// How many units each character below 256 takes once escaped: 0 for 1 to 7, which vanish; 2
-// for the two-character escapes; 1 for the others, which stay as they are. Characters from 256
-// on take the six of "\uXXXX".
-constexpr std::array<Byte, 256> cEscapedWidth = [] {
-  std::array<Byte, 256> w{};
-  for (std::size_t c = 0; c < 256; ++c) w[c] = 1;
-  for (std::size_t c = 1; c <= 7; ++c) w[c] = 0;
-  for (char16_t c : {u'\b', u'\t', u'\n', u'\f', u'\r', u'"', u'/', u'\\'}) w[c] = 2;
-  return w;
-}();
-
-inline std::size_t EscapedWidth(char16_t AChar) noexcept {
-  return AChar >= 256 ? 6 : cEscapedWidth[AChar];
-}
+using json::EscapedWidth;
 
 // Appends the escaped form of ACount units, AUnit(i) giving the i-th: the width is counted
 // first, so that the text grows once and is written in place.
@@ -68,48 +49,7 @@ void AppendEscapedUnits(UnicodeString &r, std::size_t ACount, F AUnit) {
     for (std::size_t i = 0; i < ACount; ++i) d[i] = AUnit(i);
     return;
   }
-  for (std::size_t i = 0; i < ACount; ++i) {
-    const char16_t c = AUnit(i);
-    switch (EscapedWidth(c)) {
-      case 0:
-        break;
-      case 1:
-        *d++ = c;
-        break;
-      case 2:
-        *d++ = u'\\';
-        switch (c) {
-          case 8:
-            *d++ = u'b';
-            break;
-          case 9:
-            *d++ = u't';
-            break;
-          case 10:
-            *d++ = u'n';
-            break;
-          case 12:
-            *d++ = u'f';
-            break;
-          case 13:
-            *d++ = u'r';
-            break;
-          default:
-            *d++ = c;
-            break;
-        }
-        break;
-      default:
-        d[0] = u'\\';
-        d[1] = u'u';
-        d[2] = cHex[(c >> 12) & 15];
-        d[3] = cHex[(c >> 8) & 15];
-        d[4] = cHex[(c >> 4) & 15];
-        d[5] = cHex[c & 15];
-        d += 6;
-        break;
-    }
-  }
+  for (std::size_t i = 0; i < ACount; ++i) d = json::PutEscaped(d, AUnit(i));
 }
 
 }  // namespace
