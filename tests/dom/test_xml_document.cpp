@@ -633,5 +633,56 @@ TEST(XmlDocument, SingleQuotedDeclarationKeepsItsData) {
   EXPECT_EQ(d->GetXML(), u"<?xml version='1.0' encoding='UTF-16'?><a />");
 }
 
+// An application's element class that counts the children attached to it.
+class TCountingElement : public TVnDOMElement {
+  VN_CLASS(TCountingElement, TVnDOMElement)
+ public:
+  using TVnDOMElement::AddChild;
+  TVnDOMNode *AddChild(TVnDOMNode *ANode, TVnDOMNode *ARefNode = nullptr,
+                       TVnDOMPosition APosition = rdpLast) override {
+    ++Added;
+    return TVnDOMElement::AddChild(ANode, ARefNode, APosition);
+  }
+  int Added = 0;
+};
+
+TEST(XmlDocument, LoadsAttachAsAddChildDoes) {
+  // Lists by kind that exist before a load into their element take the loaded nodes too.
+  Doc d = Load(u"<r><old/>t</r>");
+  TVnDOMElement *r = d->GetRootNode();
+  TVnDOMElementList *elements = r->GetElements();
+  ASSERT_EQ(elements->Count(), 1);
+  const std::string more = "<new a=\"1\">x</new>";
+  TPointerStream s(more.data(), static_cast<Int64>(more.size()));
+  r->LoadFromStream(&s, CP_UTF8);
+  ASSERT_EQ(elements->Count(), 2);
+  EXPECT_EQ(elements->GetItem(1)->GetLocalName(), u"new");
+  EXPECT_EQ(r->FindElement(u"new")->GetAttribute(u"a"), u"1");
+  EXPECT_EQ(d->GetXML(), u"<r><old />t<new a=\"1\">x</new></r>");
+
+  // A loaded element takes the declarations in scope and the space setting of the element it is
+  // loaded into: its prefix and its attributes' find their declarations there.
+  Doc n = Load(u"<r xmlns:p=\"urn:p\" xml:space=\"preserve\"/>");
+  TVnDOMElement *nr = n->GetRootNode();
+  nr->SetInnerXML(u"<c p:a=\"v\"> <p:e/> </c>");
+  TVnDOMElement *c = nr->FirstElement();
+  EXPECT_EQ(c->GetNamespaceURI(), u"");
+  EXPECT_EQ(c->FindAttribute(u"p:a")->GetNamespaceURI(), u"urn:p");
+  EXPECT_EQ(c->FirstElement()->GetNamespaceURI(), u"urn:p");
+  EXPECT_TRUE(c->GetPreserveSpace());
+  EXPECT_EQ(c->NodeCount(), 4);
+  EXPECT_EQ(c->FirstElement()->GetDOMDocument(), n.get());
+
+  // An element of an application's class gets the calls for every child a load attaches to it.
+  Owned holder(New<TCountingElement>());
+  auto *counting = static_cast<TCountingElement *>(holder.get());
+  counting->SetQualifiedName(u"e");
+  const std::string children = "<a/>text<b/>";
+  TPointerStream cs(children.data(), static_cast<Int64>(children.size()));
+  counting->LoadFromStream(&cs, CP_UTF8);
+  EXPECT_EQ(counting->Added, 3);
+  EXPECT_EQ(counting->GetXML(), u"<e><a />text<b /></e>");
+}
+
 }  // namespace
 }  // namespace domxml

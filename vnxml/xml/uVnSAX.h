@@ -416,6 +416,14 @@ class TVnSAXReader : public TVnObject, public IVnSAXLocator, public IVnSAXXMLRea
   // records whether the exception in flight is an unexpected end of input and tells the error
   // handler its message. The caller then raises it again with `throw;`.
   void NotifyFatalError();
+  // The content handler for the event about to be fired. The handler in force is held until an
+  // event finds another one in force, or until the parse ends, so that a handler that points the
+  // reader at another handler cannot lose itself while it runs, without a count taken for every
+  // event.
+  IVnSAXContentHandler *Content() {
+    if (FHeldContent.get() != FContentHandler.get()) FHeldContent = FContentHandler;
+    return FHeldContent.get();
+  }
 
   VnXMLString FPublicID;
   // Line and column at the start of the construct being read; subclasses store them.
@@ -432,6 +440,7 @@ class TVnSAXReader : public TVnObject, public IVnSAXLocator, public IVnSAXXMLRea
  private:
   // Creates the scanner, runs InternalParse and frees the scanner whatever happens.
   void Run(TStream *AStream, bool AReadBOM, Word ACodePage);
+  DelphiInterface<IVnSAXContentHandler> FHeldContent;
   bool FParsing = false;
 };
 

@@ -251,6 +251,8 @@ class TVnDOMObject;
 class TVnDOMObjectImpl;
 class TVnDOMNode;
 class TVnDOMDocument;
+class TVnDOMElement;
+class TVnDOMAttribute;
 class TVnDOMNodeImpl;
 class TVnDOMNodeListBase;
 class TVnDOMNodeList;
@@ -1186,6 +1188,15 @@ class TVnDOMNode : public TVnDOMObject {
   void BeginDestruction();
   void EndDestruction();
   static void CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest);
+  // A load's own attach: appends ANode, a node the load has just made (an element with nothing
+  // but its new attributes below it, or a text), to ATarget, an element of the library's class,
+  // leaving the tree as AppendChild would, without the checks and walks that a node of any
+  // history needs. Answers false, having done nothing, in every other case, which AppendChild
+  // must take.
+  static bool AppendParsed(TVnDOMNode *ATarget, TVnDOMNode *ANode);
+  // Puts AAttribute, just made by a load, last on AElement, which the same load has just made
+  // and not attached yet: as AddChild would, without its checks.
+  static void AddParsedAttribute(TVnDOMElement *AElement, TVnDOMAttribute *AAttribute);
   // Whether the node is of one of the library's element or leaf classes, not a derived one.
   static bool OwnLeafOrElement(const TVnDOMNode *ANode) noexcept;
   // The same, or a bare node or a document: a class whose walks are the library's own.
@@ -1581,6 +1592,8 @@ class TVnDOMAttribute : public TVnDOMNode {
   friend class TVnDOMElement;
   friend class TVnDOMNode;
   void LinkNamespace();
+  // LinkNamespace with the declarations in scope of the parent element given.
+  void LinkNamespaceIn(TVnDOMAttrList *AScope);
   UnicodeString FNodeValue;
   TVnDOMAttribute *FNamespace = nullptr;
 };
@@ -1898,6 +1911,9 @@ class TVnDOMElement : public TVnDOMNode {
   friend struct TVnDOMJSONWriter;
   // What RefreshNamespaces does before it refreshes the children.
   void RefreshElementNamespaces();
+  // What SetParentNode does once the parent link is made: the space setting from the element's
+  // own xml:space or from AParent, and the kept namespace URI once the element has a parent.
+  void TakeParentSettings(TVnDOMObject *AParent, bool AFreshParent);
   // The start tag with the attributes, closed as empty (" />", answering false) when there are
   // no other children; and the end tag. AHasElements tells whether child elements follow.
   bool SaveStartTag(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel,
@@ -3114,6 +3130,8 @@ class TVnDOMParser : public TVnObject,
   // The record of a qualified name, shared by every node of the parse that bears the name; the
   // caller gets a reference of its own.
   TVnDOMName *NameOf(const VnXMLString &AQName);
+  // Appends a node the load has just made; one that could not be appended is freed.
+  static void AppendNew(TVnDOMNode *ATarget, TVnDOMNode *ANode);
   TVnDOMNode *FDOMNode;
   std::unordered_map<UnicodeString, TVnDOMName *> FNames;
   // The names met last, by a cheap hash of the text, in front of the map; the map holds them.

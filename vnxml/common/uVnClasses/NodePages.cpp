@@ -63,11 +63,58 @@ TVnNodePages::TPage *&PageOf(void *AObject) noexcept {
   return *reinterpret_cast<TVnNodePages::TPage **>(static_cast<Byte *>(AObject) - cWord);
 }
 
+// Empty pages of the largest size that a thread keeps for its next load. Giving a block that
+// large back to the heap makes glibc consolidate every small block freed since (the child
+// arrays and texts of the tree just freed), only for the next load to take a page from the heap
+// again. The list is plain data, so that it stays usable while other objects of a thread that
+// ends are destroyed; the closer frees the pages and turns keeping off from then on.
+constexpr std::size_t cKeptPages = 8;
+struct TKeptPages {
+  void *Pages[cKeptPages];
+  std::size_t Count;
+  bool Closed;
+};
+thread_local TKeptPages tKept{};
+
+struct TKeptPagesCloser {
+  ~TKeptPagesCloser() {
+    tKept.Closed = true;
+    while (tKept.Count > 0) {
+      void *page = tKept.Pages[--tKept.Count];
+      VN_UNPOISON(page, cLastPage);
+      ::operator delete(page);
+    }
+  }
+};
+
+// Whether the thread may keep a page; the first call arranges for the kept pages to go when the
+// thread ends.
+bool KeepingPages() noexcept {
+  static thread_local TKeptPagesCloser closer;
+  (void)closer;
+  return !tKept.Closed;
+}
+
 void FreePage(TVnNodePages::TPage *APage) noexcept {
   const std::size_t size = APage->Size;
   VN_UNPOISON(APage, size);
   APage->~TPage();
+  if (size == cLastPage && tKept.Count < cKeptPages && KeepingPages()) {
+    VN_POISON(APage, size);
+    tKept.Pages[tKept.Count++] = APage;
+    return;
+  }
   ::operator delete(static_cast<void *>(APage));
+}
+
+// A page of ASize bytes, a kept one if the thread has one.
+void *NewPage(std::size_t ASize) {
+  if (ASize == cLastPage && tKept.Count > 0) {
+    void *page = tKept.Pages[--tKept.Count];
+    VN_UNPOISON(page, ASize);
+    return page;
+  }
+  return ::operator new(ASize);
 }
 
 // Counts ACount nodes off a page, and frees it when that was the last reference.
@@ -121,7 +168,7 @@ void *TVnNodePages::Cut(std::size_t ASize) {
     Leave();
     const std::size_t size = FNextSize;
     FNextSize = std::min(FNextSize * 2, cLastPage);
-    auto *raw = static_cast<Byte *>(::operator new(size));
+    auto *raw = static_cast<Byte *>(NewPage(size));
     FPage = new (raw) TPage{cBias, size};
     // The first node starts one alignment unit in, after the page's count; its word sits just
     // in front of it.

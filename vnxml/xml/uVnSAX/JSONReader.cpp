@@ -77,12 +77,11 @@ void TVnSAXJSONReader::InternalParse() {
                            TVnSAXAttributeType::CDATA);
     }
     P->SkipAscii(cOpen, false);
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartDocument();
+    Content()->StartDocument();
     const char16_t first = P->Eof() ? 0 : P->CurrUnit();
     if (first != u'[' && first != u'{') P->RaiseExpected(cExpectedRoot);
     const VnXMLString root = first == u'[' ? u"array" : u"object";
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)
-        ->StartElement(u"", root, root, FRootAttributes);
+    Content()->StartElement(u"", root, root, FRootAttributes);
     // Several values at the top all stand below the one root.
     while (!P->Eof()) {
       const char16_t c = P->CurrUnit();
@@ -96,8 +95,8 @@ void TVnSAXJSONReader::InternalParse() {
       }
       P->RaiseExpected(cExpectedRoot);
     }
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->EndElement(u"", root, root);
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->EndDocument();
+    Content()->EndElement(u"", root, root);
+    Content()->EndDocument();
   } catch (...) {
     NotifyFatalError();
     throw;
@@ -116,30 +115,42 @@ void TVnSAXJSONReader::ParseSimpleValue(const VnXMLString &AName, bool AInObject
     P->SelectedTo(tpMark1, tpCurrent, true, FText);
     if (type == jdtNumber) P->SkipToValueEnd();
   }
-  DelphiInterface<IVnSAXContentHandler> h = FContentHandler;
-  h->StartElement(u"", AName, AName, ValueAttributes(type, AInObject));
-  h->Characters(FText);
-  h->EndElement(u"", AName, AName);
+  Content()->StartElement(u"", AName, AName, ValueAttributes(type, AInObject));
+  Content()->Characters(FText);
+  Content()->EndElement(u"", AName, AName);
 }
 
 void TVnSAXJSONReader::ParseContainer(const VnXMLString &AName) {
   TVnJSONTextParserEx *P = FJSONParser;
   IVnSAXAttributes *none = FEmptyAttributes;
   // The open objects and arrays: the name of an array's items, and the element that closes
-  // with the container (none for the outermost, which the caller closes).
+  // with the container (none for the outermost, which the caller closes). Frames above the top
+  // are kept, so that their names keep their room for the next container at that depth.
   struct TFrame {
     bool Object;
     VnXMLString Name;
     VnXMLString Close;
   };
   std::vector<TFrame> stack;
-  stack.push_back({P->CurrUnit() == u'{', AName, VnXMLString()});
+  std::size_t depth = 0;
+  const auto push = [&](bool AObject) -> TFrame & {
+    if (depth == stack.size()) stack.emplace_back();
+    TFrame &f = stack[depth++];
+    f.Object = AObject;
+    return f;
+  };
+  {
+    TFrame &f = push(P->CurrUnit() == u'{');
+    f.Name = AName;
+    f.Close.clear();
+  }
   VnXMLString member;
+  VnXMLString local;
   char16_t c;
 
 open:
   // At "{" or "[" of the container on top of the stack.
-  if (stack.back().Object) {
+  if (stack[depth - 1].Object) {
     P->CheckCurrChar(P->FBraceO, true);
     P->SkipAscii(cObjectOpen, false);
     if (P->Eof() || P->CurrUnit() != u'"') goto objectEnd;
@@ -160,14 +171,18 @@ member:
   c = P->Eof() ? 0 : P->CurrUnit();
   if (c == u'[') {
     // The start event's local name ends in "Arr"; every other name of the element in "Array".
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)
-        ->StartElement(u"", member + u"Arr", member + u"Array", none);
-    stack.push_back({false, member, member + u"Array"});
+    TFrame &f = push(false);
+    f.Name = member;
+    f.Close.assign(member).append(u"Array");
+    local.assign(member).append(u"Arr");
+    Content()->StartElement(u"", local, f.Close, none);
     goto open;
   }
   if (c == u'{') {
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartElement(u"", member, member, none);
-    stack.push_back({true, VnXMLString(), member});
+    TFrame &f = push(true);
+    f.Name.clear();
+    f.Close = member;
+    Content()->StartElement(u"", f.Close, f.Close, none);
     goto open;
   }
   ParseSimpleValue(member, true);
@@ -188,18 +203,22 @@ item:
   P->SkipWhite();
   c = P->Eof() ? 0 : P->CurrUnit();
   if (c == u'[') {
-    const VnXMLString nested = stack.back().Name + u"Array";
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartElement(u"", nested, nested, none);
-    stack.push_back({false, stack.back().Name, nested});
+    // A nested array's items bear the name of the outer array's items.
+    TFrame &f = push(false);
+    const TFrame &outer = stack[depth - 2];
+    f.Name = outer.Name;
+    f.Close.assign(outer.Name).append(u"Array");
+    Content()->StartElement(u"", f.Close, f.Close, none);
     goto open;
   }
   if (c == u'{') {
-    const VnXMLString name = stack.back().Name;
-    DelphiInterface<IVnSAXContentHandler>(FContentHandler)->StartElement(u"", name, name, none);
-    stack.push_back({true, VnXMLString(), name});
+    TFrame &f = push(true);
+    f.Close = stack[depth - 2].Name;
+    f.Name.clear();
+    Content()->StartElement(u"", f.Close, f.Close, none);
     goto open;
   }
-  if (c != u']') ParseSimpleValue(stack.back().Name, false);
+  if (c != u']') ParseSimpleValue(stack[depth - 1].Name, false);
 
 arrayNext:
   P->SkipAscii(cArrayNext, false);
@@ -209,13 +228,12 @@ arrayNext:
 after:
   // A container has ended: its element closes, and its parent goes on.
   {
-    const VnXMLString close = std::move(stack.back().Close);
-    stack.pop_back();
-    if (!close.empty())
-      DelphiInterface<IVnSAXContentHandler>(FContentHandler)->EndElement(u"", close, close);
+    const TFrame &f = stack[depth - 1];
+    if (!f.Close.empty()) Content()->EndElement(u"", f.Close, f.Close);
+    --depth;
   }
-  if (stack.empty()) return;
-  if (stack.back().Object) goto objectNext;
+  if (depth == 0) return;
+  if (stack[depth - 1].Object) goto objectNext;
   goto arrayNext;
 }
 

@@ -60,6 +60,7 @@ void TVnSAXReader::Run(TStream *AStream, bool AReadBOM, Word ACodePage) {
       TVnTextParser *p = R->FParser;
       R->FParser = nullptr;
       Free(p);
+      R->FHeldContent = nullptr;
       R->FParsing = false;
     }
   } scope{this};

@@ -175,7 +175,7 @@ void TVnSAXXMLReader::InternalParse() {
     TVnXMLParser *P = FParser;
     Integer level = 0;
     P->SkipWhile(soNotEqual, P->FLt);
-    Hold(FContentHandler)->StartDocument();
+    Content()->StartDocument();
 
     // The prolog: comments, processing instructions and the DOCTYPE. Everything else between
     // two "<" is dropped, and so is a "<" followed by white space.
@@ -219,7 +219,7 @@ void TVnSAXXMLReader::InternalParse() {
       }
     }
     // Elements still open are no failure.
-    Hold(FContentHandler)->EndDocument();
+    Content()->EndDocument();
     // A locator left from an earlier unexpected end answers with the last construct's start.
     if (FUnexpectedEOF) ResolveLocation();
   } catch (...) {
@@ -283,7 +283,7 @@ void TVnSAXXMLReader::ParseProcessingInstruction() {
     FText.clear();
     P->SkipAscii(cTargetEndTable.Member, true);
   }
-  Hold(FContentHandler)->ProcessingInstruction(FQName, FText);
+  Content()->ProcessingInstruction(FQName, FText);
   P->SkipWhile(soNotEqual, P->FGt);
   P->Step();
 }
@@ -361,7 +361,7 @@ void TVnSAXXMLReader::ParseCDATA() {
     P->Step();
   } while (!P->Eof());
   P->SelectedTo(tpMark1, tpCurrent, true, FText);
-  Hold(FContentHandler)->Characters(FText);
+  Content()->Characters(FText);
   RequireLexicalHandler();
   Hold(FLexicalHandler)->EndCDATA();
   P->SkipWhile(soNotEqual, P->FGt);
@@ -391,15 +391,15 @@ void TVnSAXXMLReader::ParseCharacters() {
     P->SetMark(tpMark2);
   if (white) {
     P->SelectedTo(tpMark1, tpCurrent, false, FText);
-    Hold(FContentHandler)->IgnorableWhitespace(FText);
+    Content()->IgnorableWhitespace(FText);
   } else if (P->IsMarkSet(tpMark2)) {
     P->SelectedTo(tpMark1, tpMark2, false, FText);
-    Hold(FContentHandler)->Characters(FText);
+    Content()->Characters(FText);
     P->SelectedTo(tpMark2, tpCurrent, false, FText);
-    Hold(FContentHandler)->IgnorableWhitespace(FText);
+    Content()->IgnorableWhitespace(FText);
   } else if (P->GetCurPos() != P->GetPos(tpMark1)) {
     P->SelectedTo(tpMark1, tpCurrent, false, FText);
-    Hold(FContentHandler)->Characters(FText);
+    Content()->Characters(FText);
   }
   P->ClearMark(tpMark1);
   P->ClearMark(tpMark2);
@@ -523,14 +523,13 @@ void TVnSAXXMLReader::ParseTag(Integer &ALevel) {
     // The URI is the namespace record's own string: no record goes before RemoveLevel.
     if (c == u'/') {
       const VnXMLString &uri = FNamespaceList->GetURI(FPrefix);
-      Hold(FContentHandler)->StartElement(uri, FLocalName, qname, attributes);
+      Content()->StartElement(uri, FLocalName, qname, attributes);
       attributes->Clear();
-      Hold(FContentHandler)->EndElement(uri, FLocalName, qname);
+      Content()->EndElement(uri, FLocalName, qname);
       FNamespaceList->RemoveLevel(ALevel);
       --ALevel;
     } else if (c == u'>') {
-      Hold(FContentHandler)
-          ->StartElement(FNamespaceList->GetURI(FPrefix), FLocalName, qname, attributes);
+      Content()->StartElement(FNamespaceList->GetURI(FPrefix), FLocalName, qname, attributes);
     }
     // The list is dead once StartElement has returned; a tag cut off by the end of input gets
     // no event at all.
@@ -538,7 +537,7 @@ void TVnSAXXMLReader::ParseTag(Integer &ALevel) {
   } else {
     const VnXMLString &uri = FNamespaceList->GetURI(FPrefix);
     if (P->CurrUnit() != u'>') P->CheckCurrChar(P->FGt, true);
-    Hold(FContentHandler)->EndElement(uri, FLocalName, qname);
+    Content()->EndElement(uri, FLocalName, qname);
     FNamespaceList->RemoveLevel(ALevel);
     --ALevel;
   }

@@ -584,6 +584,10 @@ void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
   if (FDestroying) return;
   // A detached element must not keep pointers to the declarations of its old ancestors.
   if (hadParent && !AParent) RefreshNamespaces();
+  TakeParentSettings(AParent, freshParent);
+}
+
+void TVnDOMElement::TakeParentSettings(TVnDOMObject *AParent, bool AFreshParent) {
   // Looked up on every attach: a shared name spares building the string each time.
   static const UnicodeString cSpaceName(u"xml:space");
   TVnDOMAttribute *space = FindOwnAttribute(cSpaceName);
@@ -599,7 +603,7 @@ void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
       _SetPreseveSpace(inherited);
     }
   }
-  if (freshParent && AParent && !StoredNamespaceURI().empty())
+  if (AFreshParent && AParent && !StoredNamespaceURI().empty())
     SetNamespaceURI(StoredNamespaceURI());
 }
 
@@ -1003,7 +1007,7 @@ void TVnDOMElement::CollectElements(TVnDOMElementList *AList, const UnicodeStrin
 }
 
 TVnDOMElementList *TVnDOMElement::CreateElementListByName(const UnicodeString &AQualifiedName,
-                                                    bool ARecursive) {
+                                                          bool ARecursive) {
   UnicodeString prefix, local;
   const std::size_t colon = AQualifiedName.find(u':');
   if (colon == UnicodeString::npos) {

@@ -206,8 +206,11 @@ void TVnDOMAttribute::LinkNamespace() {
     FNamespace = nullptr;
     return;
   }
-  TVnDOMAttrList *scope = element->Scope();
-  if (!scope || scope->Count() == 0) {
+  LinkNamespaceIn(element->Scope());
+}
+
+void TVnDOMAttribute::LinkNamespaceIn(TVnDOMAttrList *AScope) {
+  if (!AScope || AScope->Count() == 0) {
     FNamespace = nullptr;
     return;
   }
@@ -228,7 +231,8 @@ void TVnDOMAttribute::LinkNamespace() {
       name = longName;
     }
   }
-  FNamespace = static_cast<TVnDOMAttribute *>(scope->FindName(name, false, scope->GetCollation()));
+  FNamespace =
+      static_cast<TVnDOMAttribute *>(AScope->FindName(name, false, AScope->GetCollation()));
 }
 
 void TVnDOMAttribute::SetPrefix(const UnicodeString &APrefix) {
