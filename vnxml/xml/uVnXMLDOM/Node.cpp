@@ -302,7 +302,8 @@ void TVnDOMNode::AdoptName(TVnDOMName *AName) {
 }
 
 void TVnDOMNode::StorePrefix(const UnicodeString &APrefix) {
-  if (APrefix == FName->Prefix()) return;
+  // AdoptName passes the record's own prefix.
+  if (&APrefix == &FName->Prefix() || APrefix == FName->Prefix()) return;
   FName = TVnDOMNameRef(TVnDOMName::Make(APrefix, FName->LocalName()));
 }
 

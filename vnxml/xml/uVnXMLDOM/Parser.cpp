@@ -1,4 +1,6 @@
 // TVnDOMParser: the SAX consumer that builds a tree under a node.
+#include <cstring>
+
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
 
 namespace vn {
@@ -70,7 +72,12 @@ TVnDOMName *TVnDOMParser::NameOf(const VnXMLString &AQName) {
   const std::size_t n = AQName.size();
   const std::size_t slot = n == 0 ? 0 : (n * 31 + AQName[0] * 7 + AQName[n - 1]) & 63;
   TVnDOMName *name = FRecent[slot];
-  if (!name || name->QualifiedName() != AQName) {
+  // Compared as bytes: the string's own comparison of 16-bit text goes unit by unit.
+  const auto same = [&AQName](const UnicodeString &AName) {
+    return AName.size() == AQName.size() &&
+           std::memcmp(AName.data(), AQName.data(), AQName.size() * sizeof(char16_t)) == 0;
+  };
+  if (!name || !same(name->QualifiedName())) {
     auto it = FNames.find(AQName);
     if (it == FNames.end()) {
       name = TVnDOMName::MakeQualified(AQName);
