@@ -689,5 +689,43 @@ TEST(XmlElement, ChildListAndSiblingsAgree) {
   EXPECT_EQ(r->GetXML(), u"<r />");
 }
 
+TEST(XmlElement, AddElementLeavesWhatAddChildLeaves) {
+  // A new element appended by name is attached without the general path's checks; it must end
+  // up exactly as the same element made by hand and given to AddChild: its namespace, its
+  // declarations in scope, its space setting and its document.
+  const UnicodeString parents[] = {
+      u"<r xmlns=\"urn:d\" xmlns:p=\"urn:p\" xml:space=\"preserve\"/>",
+      u"<r xmlns:p=\"urn:p\"><s xml:space=\"default\"/></r>",
+      u"<q:r xmlns:q=\"urn:q\"/>",
+  };
+  for (const UnicodeString &xml : parents) {
+    for (const char16_t *name : {u"c", u"p:c", u"q:c", u"z:c"}) {
+      SCOPED_TRACE(UTF8Encode(xml + u" + " + name));
+      Doc byName = Load(xml);
+      Doc byHand = Load(xml);
+      TVnDOMElement *a = byName->GetRootNode();
+      TVnDOMElement *b = byHand->GetRootNode();
+      if (a->ElementCount() > 0) {
+        a = a->FirstElement();
+        b = b->FirstElement();
+      }
+      TVnDOMElement *made = a->AddElement(name);
+      auto *hand = New<TVnDOMElement>();
+      hand->SetQualifiedName(name);
+      b->AddChild(hand);
+      EXPECT_EQ(made->GetNamespaceURI(), hand->GetNamespaceURI());
+      EXPECT_EQ(made->GetNamespace() != nullptr, hand->GetNamespace() != nullptr);
+      EXPECT_EQ(made->GetNamespaces()->Count(), hand->GetNamespaces()->Count());
+      EXPECT_EQ(made->GetPreserveSpace(), b->GetPreserveSpace());
+      EXPECT_EQ(made->GetPreserveSpace(), hand->GetPreserveSpace());
+      EXPECT_EQ(made->GetDOMDocument(), byName.get());
+      EXPECT_EQ(byName->GetXML(), byHand->GetXML());
+      // A child made below the new element sees the same scope as well.
+      EXPECT_EQ(made->AddElement(u"p:g")->GetNamespaceURI(),
+                hand->AddElement(u"p:g")->GetNamespaceURI());
+    }
+  }
+}
+
 }  // namespace
 }  // namespace domxml

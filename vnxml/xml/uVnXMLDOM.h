@@ -1188,15 +1188,15 @@ class TVnDOMNode : public TVnDOMObject {
   void BeginDestruction();
   void EndDestruction();
   static void CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest);
-  // A load's own attach: appends ANode, a node the load has just made (an element with nothing
-  // but its new attributes below it, or a text), to ATarget, an element of the library's class,
-  // leaving the tree as AppendChild would, without the checks and walks that a node of any
-  // history needs. Answers false, having done nothing, in every other case, which AppendChild
-  // must take.
-  static bool AppendParsed(TVnDOMNode *ATarget, TVnDOMNode *ANode);
-  // Puts AAttribute, just made by a load, last on AElement, which the same load has just made
-  // and not attached yet: as AddChild would, without its checks.
-  static void AddParsedAttribute(TVnDOMElement *AElement, TVnDOMAttribute *AAttribute);
+  // The attach of a node the library has just made (by a load, or by a call that creates an
+  // element): appends ANode (an element with nothing but new attributes below it, or a text) to
+  // ATarget, an element of the library's class, leaving the tree as AppendChild would, without
+  // the checks and walks that a node of any history needs. Answers false, having done nothing, in
+  // every other case, which AppendChild must take.
+  static bool AppendFresh(TVnDOMNode *ATarget, TVnDOMNode *ANode);
+  // Puts AAttribute, just made, last on AElement, which has just been made too and is not
+  // attached yet: as AddChild would, without its checks.
+  static void AddFreshAttribute(TVnDOMElement *AElement, TVnDOMAttribute *AAttribute);
   // Whether the node is of one of the library's element or leaf classes, not a derived one.
   static bool OwnLeafOrElement(const TVnDOMNode *ANode) noexcept;
   // The same, or a bare node or a document: a class whose walks are the library's own.

@@ -263,7 +263,12 @@ TVnDOMCDATA *TVnDOMElement::InsertCDATA(const UnicodeString &AValue, TVnDOMPosit
 TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &AName, TVnDOMPosition APosition,
                                             TVnDOMNode *ARefNode) {
   auto *e = dom::NewNode<TVnDOMElement>([&](auto *n) { n->SetQualifiedName(AName); });
-  AddChild(e, ARefNode, APosition);
+  try {
+    if (APosition != rdpLast || !AppendFresh(this, e)) AddChild(e, ARefNode, APosition);
+  } catch (...) {
+    if (!e->GetParent()) e->Free();
+    throw;
+  }
   return e;
 }
 

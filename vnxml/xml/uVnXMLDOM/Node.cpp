@@ -544,6 +544,62 @@ TVnDOMNode *TVnDOMNode::AppendChild(TVnDOMNode *ANode) {
   return AddChild(ANode, nullptr, rdpLast);
 }
 
+bool TVnDOMNode::AppendFresh(TVnDOMNode *ATarget, TVnDOMNode *ANode) {
+  // Only the library's own classes behave as this attach assumes: an application's class may
+  // override what AppendChild calls.
+  if (ATarget->ClassType() != TVnDOMElement::StaticClass() || ATarget->FDestroying) return false;
+  auto *parent = static_cast<TVnDOMElement *>(ATarget);
+  if (ANode->FParent || ANode->FDOMImpl || ANode->FChildListRefs != 0 || ANode->FDestroying)
+    return false;
+  const TClass c = ANode->ClassType();
+  TVnDOMNode *document = parent->FDOMDocument;
+  if (c == TVnDOMText::StaticClass()) {
+    // A kind list, once built, must take the node too: the general path does that.
+    if (!ANode->FChildren.empty() || parent->KindList(2)) return false;
+    TVnDOMChangeScope scope;
+    parent->ChildInsert(parent->FChildren.size(), ANode);
+    // A text has nothing to refresh: the parent and the document are all it takes.
+    ANode->FParent = parent;
+    ANode->FDOMDocument = document;
+    return true;
+  }
+  if (c != TVnDOMElement::StaticClass() || parent->KindList(1)) return false;
+  auto *e = static_cast<TVnDOMElement *>(ANode);
+  for (TVnDOMNode *a : e->FChildren) {
+    if (a->ClassType() != TVnDOMAttribute::StaticClass() || a->FDOMImpl || !a->FChildren.empty())
+      return false;
+  }
+  TVnDOMChangeScope scope;
+  // No cycle is possible: the element is new and holds nothing but attributes.
+  parent->ChildInsert(parent->FChildren.size(), e);
+  // From here on as SetParentNode on an element that had no parent.
+  if (e->FNamespace) {
+    e->SetStoredNamespaceURI(e->FNamespace->GetNodeValue());
+    e->FNamespaceSet = true;
+  }
+  e->FParent = parent;
+  if (document) {
+    // The element and its attributes join the document; then the element refreshes its
+    // declarations in scope and each attribute links its declaration, in child order.
+    e->FDOMDocument = document;
+    for (TVnDOMNode *a : e->FChildren) a->FDOMDocument = document;
+    e->RefreshElementNamespaces();
+    TVnDOMAttrList *scope = e->FChildren.empty() ? nullptr : e->Scope();
+    for (std::size_t i = 0; i < e->FChildren.size(); ++i)
+      static_cast<TVnDOMAttribute *>(e->FChildren[i])->LinkNamespaceIn(scope);
+  }
+  e->TakeParentSettings(parent, true);
+  return true;
+}
+
+void TVnDOMNode::AddFreshAttribute(TVnDOMElement *AElement, TVnDOMAttribute *AAttribute) {
+  // Neither node belongs to a document yet, so the attach is the two links: the attribute's
+  // declaration is linked when the element is attached.
+  TVnDOMChangeScope scope;
+  AElement->ChildInsert(AElement->FChildren.size(), AAttribute);
+  AAttribute->FParent = AElement;
+}
+
 void TVnDOMNode::ChildTakenOut(TVnDOMNode *AChild) {
   if (AChild->FParent == this) AChild->SetParentNode(nullptr);
 }

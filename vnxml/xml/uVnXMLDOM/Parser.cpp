@@ -94,65 +94,9 @@ TVnDOMName *TVnDOMParser::NameOf(const VnXMLString &AQName) {
   return name;
 }
 
-bool TVnDOMNode::AppendParsed(TVnDOMNode *ATarget, TVnDOMNode *ANode) {
-  // Only the library's own classes behave as this attach assumes: an application's class may
-  // override what AppendChild calls.
-  if (ATarget->ClassType() != TVnDOMElement::StaticClass() || ATarget->FDestroying) return false;
-  auto *parent = static_cast<TVnDOMElement *>(ATarget);
-  if (ANode->FParent || ANode->FDOMImpl || ANode->FChildListRefs != 0 || ANode->FDestroying)
-    return false;
-  const TClass c = ANode->ClassType();
-  TVnDOMNode *document = parent->FDOMDocument;
-  if (c == TVnDOMText::StaticClass()) {
-    // A kind list, once built, must take the node too: the general path does that.
-    if (!ANode->FChildren.empty() || parent->KindList(2)) return false;
-    TVnDOMChangeScope scope;
-    parent->ChildInsert(parent->FChildren.size(), ANode);
-    // A text has nothing to refresh: the parent and the document are all it takes.
-    ANode->FParent = parent;
-    ANode->FDOMDocument = document;
-    return true;
-  }
-  if (c != TVnDOMElement::StaticClass() || parent->KindList(1)) return false;
-  auto *e = static_cast<TVnDOMElement *>(ANode);
-  for (TVnDOMNode *a : e->FChildren) {
-    if (a->ClassType() != TVnDOMAttribute::StaticClass() || a->FDOMImpl || !a->FChildren.empty())
-      return false;
-  }
-  TVnDOMChangeScope scope;
-  // No cycle is possible: the element is new and holds nothing but attributes.
-  parent->ChildInsert(parent->FChildren.size(), e);
-  // From here on as SetParentNode on an element that had no parent.
-  if (e->FNamespace) {
-    e->SetStoredNamespaceURI(e->FNamespace->GetNodeValue());
-    e->FNamespaceSet = true;
-  }
-  e->FParent = parent;
-  if (document) {
-    // The element and its attributes join the document; then the element refreshes its
-    // declarations in scope and each attribute links its declaration, in child order.
-    e->FDOMDocument = document;
-    for (TVnDOMNode *a : e->FChildren) a->FDOMDocument = document;
-    e->RefreshElementNamespaces();
-    TVnDOMAttrList *scope = e->FChildren.empty() ? nullptr : e->Scope();
-    for (std::size_t i = 0; i < e->FChildren.size(); ++i)
-      static_cast<TVnDOMAttribute *>(e->FChildren[i])->LinkNamespaceIn(scope);
-  }
-  e->TakeParentSettings(parent, true);
-  return true;
-}
-
-void TVnDOMNode::AddParsedAttribute(TVnDOMElement *AElement, TVnDOMAttribute *AAttribute) {
-  // Neither node belongs to a document yet, so the attach is the two links: the attribute's
-  // declaration is linked when the element is attached.
-  TVnDOMChangeScope scope;
-  AElement->ChildInsert(AElement->FChildren.size(), AAttribute);
-  AAttribute->FParent = AElement;
-}
-
 void TVnDOMParser::AppendNew(TVnDOMNode *ATarget, TVnDOMNode *ANode) {
   try {
-    if (!TVnDOMNode::AppendParsed(ATarget, ANode)) ATarget->AppendChild(ANode);
+    if (!TVnDOMNode::AppendFresh(ATarget, ANode)) ATarget->AppendChild(ANode);
   } catch (...) {
     if (!ANode->GetParent()) ANode->Free();
     throw;
@@ -182,7 +126,7 @@ void TVnDOMParser::StartElement(const VnXMLString &ANamespaceURI, const VnXMLStr
         try {
           attr->AdoptName(NameOf(a->QName));
           attr->SetStoredValue(a->Value);
-          TVnDOMNode::AddParsedAttribute(e, attr);
+          TVnDOMNode::AddFreshAttribute(e, attr);
         } catch (...) {
           if (!attr->GetParent()) attr->Free();
           throw;
