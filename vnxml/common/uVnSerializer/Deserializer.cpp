@@ -44,6 +44,43 @@ const TValue &OfTypeOf(const TValue &AValue, const TVnTypeInfo *AType, TValue &A
   return AHolder;
 }
 
+// Moves the value in AValue to ADest, where a value of the type AType lies: what assigning a
+// copy would leave there, without the copy. False (and nothing done) when there is no place,
+// the value is of another type or the type has no life-cycle operations; AValue keeps a value
+// of its type that is valid but unspecified.
+bool MoveValueTo(TValue &AValue, void *ADest, PTypeInfo AType) noexcept {
+  if (!ADest || !AType || AValue.GetTypeInfo() != AType || AType->FTrivial) return false;
+  const TTypeOps *ops = AType->FOps;
+  if (!ops || !ops->Move || !ops->Destroy) return false;
+  ops->Destroy(ADest);
+  ops->Move(ADest, AValue.GetReferenceToRawData());
+  return true;
+}
+
+// Stores AValue as element AIndex of the array AArray, by a move when the element lies in
+// place and the value has the element's type, by assignment (converted) otherwise.
+void StoreElement(TValue &AArray, Integer AIndex, TValue &AValue, const TVnTypeInfo *AElement) {
+  if (AElement && AArray.GetTypeInfo()) {
+    const void *at =
+        GetArrayElementAddress(AArray.GetTypeInfo(), AArray.GetReferenceToRawData(), AIndex);
+    if (MoveValueTo(AValue, const_cast<void *>(at), AElement->Handle)) return;
+  }
+  TValue converted;
+  AArray.SetArrayElement(AIndex, OfTypeOf(AValue, AElement, converted));
+}
+
+// Moves the member value of AWorker into the member in hand when that is a field lying in
+// place and no helper, which could look at the member value later, is attached: writing such a
+// field is an assignment and nothing else. False when it is not done (properties go through
+// their setters).
+bool MoveToField(TVnDeserializer *AWorker) {
+  TRttiField *f = AWorker->MemberField();
+  if (!f || AWorker->ClassHelper() || AWorker->InstanceHelper()) return false;
+  return MoveValueTo(AWorker->MemberValue(),
+                     const_cast<void *>(f->GetDataAddress(AWorker->InstancePtr())),
+                     f->GetDataTypeHandle());
+}
+
 // The shoEnumPrefix hint of an enumeration type, or of a set's element type.
 UnicodeString EnumPrefixOf(const TVnTypeInfo *AType) {
   if (!AType || !AType->RttiType) return UnicodeString();
@@ -585,14 +622,15 @@ bool TVnDeserializer::IsArraySerializer(TVnTypeKind *AKind) {
 
 TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeString &) {
   if (!FMemberTypeInfo) return nullptr;
-  UnicodeString childName;
+  static const UnicodeString cArrayElementName = u"ArrayElm";
+  const UnicodeString *childName;
   SerializerHint *hint = nullptr;
   if (IsArraySerializer()) {
-    childName = u"ArrayElm";
+    childName = &cArrayElementName;
   } else if (FMemberField) {
-    childName = FMemberField->GetName();
+    childName = &FMemberField->GetName();
   } else if (FMemberProp) {
-    childName = FMemberProp->GetName();
+    childName = &FMemberProp->GetName();
     GetSerializerHint(FMemberProp, shoDeserializerHelper, hint);
   } else {
     throw Exception(u"Unknown Serializer Name");
@@ -601,7 +639,7 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeS
     case tkArray:
     case tkRecord:
     case tkDynArray:
-      return CreateChildDeserializer(childName, FMemberValue.GetReferenceToRawData(),
+      return CreateChildDeserializer(*childName, FMemberValue.GetReferenceToRawData(),
                                      FMemberTypeInfo, hint);
     case tkClass:
       break;
@@ -643,7 +681,7 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeS
   if (object->InheritsFrom(TComponent::StaticClass()) &&
       static_cast<TComponent *>(object)->Owner() != FInstancePtr)
     return nullptr;
-  return CreateChildDeserializer(childName, object, TVnTypes::GetTypeInfo(object->ClassType()),
+  return CreateChildDeserializer(*childName, object, TVnTypes::GetTypeInfo(object->ClassType()),
                                  hint);
 }
 
@@ -916,7 +954,9 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
       throw Exception(cNotSupportedValue, {AValue, HostKindName(type)});
   }
   FMemberValue = std::move(value);
-  StoreMemberValue();
+  // The value read goes to the member, and the worker's copy is not looked at again: a field
+  // takes it by a move.
+  if (IsArraySerializer() || !MoveToField(this)) StoreMemberValue();
 }
 
 void TVnDeserializer::DeserializeEndType() {
@@ -929,12 +969,11 @@ void TVnDeserializer::DeserializeEndType() {
   TVnTypeKind elementKind = vtkUnknown;
   if (parent->IsArraySerializer(&elementKind)) {
     if (elementKind == vtkArray || elementKind == vtkDynArray || elementKind == vtkRecord) {
+      // The element was read into the array worker's copy, which the next element replaces:
+      // it moves into the array.
       TVnDeserializer *grand = parent->FParentDes;
-      const TVnTypeInfo *element =
-          grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr;
-      TValue converted;
-      grand->FMemberValue.SetArrayElement(grand->FArrIdx,
-                                          OfTypeOf(parent->FMemberValue, element, converted));
+      StoreElement(grand->FMemberValue, grand->FArrIdx, parent->FMemberValue,
+                   grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr);
     } else if (elementKind != vtkClass) {
       parent->FMemberValue.SetArrayElement(FArrIdx, FMemberValue);
     }
@@ -946,7 +985,7 @@ void TVnDeserializer::DeserializeEndType() {
       case tkRecord:
       case tkDynArray:
         if (parent->IsArraySerializer()) break;
-        StoreInto(parent, parent->FMemberValue);
+        if (!MoveToField(parent)) StoreInto(parent, parent->FMemberValue);
         break;
       default:
         break;

@@ -317,7 +317,8 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
         }
       }
     } else {
-      Integer typeAt = AAttributes ? AAttributes->GetIndex(cVnXSINamespaceURI, u"type") : -1;
+      static const VnXMLString cXSI = cVnXSINamespaceURI, cType = u"type";
+      Integer typeAt = AAttributes ? AAttributes->GetIndex(cXSI, cType) : -1;
       if (typeAt >= 0) {
         const TVnTypeInfo *info = TypeBySchemaName(AAttributes->GetValue(typeAt));
         FDataType = info ? info->QualifiedName : UnicodeString();
