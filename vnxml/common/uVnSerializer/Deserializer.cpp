@@ -69,16 +69,16 @@ void StoreElement(TValue &AArray, Integer AIndex, TValue &AValue, const TVnTypeI
   AArray.SetArrayElement(AIndex, OfTypeOf(AValue, AElement, converted));
 }
 
-// Moves the member value of AWorker into the member in hand when that is a field lying in
-// place and no helper, which could look at the member value later, is attached: writing such a
-// field is an assignment and nothing else. False when it is not done (properties go through
-// their setters).
-bool MoveToField(TVnDeserializer *AWorker) {
-  TRttiField *f = AWorker->MemberField();
-  if (!f || AWorker->ClassHelper() || AWorker->InstanceHelper()) return false;
-  return MoveValueTo(AWorker->MemberValue(),
-                     const_cast<void *>(f->GetDataAddress(AWorker->InstancePtr())),
-                     f->GetDataTypeHandle());
+// Writes the member value of AWorker into the member in hand, taking its content over instead
+// of copying it; the member value is not looked at again by the machine, so this is done
+// unless a helper, which could look at it later, is attached. False when nothing was written.
+bool TakeIntoMember(TVnDeserializer *AWorker) {
+  if (AWorker->ClassHelper() || AWorker->InstanceHelper()) return false;
+  TRttiDataMember *member = AWorker->MemberField();
+  if (!member) member = AWorker->MemberProp();
+  if (!member) return false;
+  member->TakeValue(AWorker->InstancePtr(), AWorker->MemberValue());
+  return true;
 }
 
 // The shoEnumPrefix hint of an enumeration type, or of a set's element type.
@@ -954,9 +954,9 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
       throw Exception(cNotSupportedValue, {AValue, HostKindName(type)});
   }
   FMemberValue = std::move(value);
-  // The value read goes to the member, and the worker's copy is not looked at again: a field
-  // takes it by a move.
-  if (IsArraySerializer() || !MoveToField(this)) StoreMemberValue();
+  // The value read goes to the member, and the worker's copy is not looked at again: the member
+  // takes it over.
+  if (IsArraySerializer() || !TakeIntoMember(this)) StoreMemberValue();
 }
 
 void TVnDeserializer::DeserializeEndType() {
@@ -985,7 +985,7 @@ void TVnDeserializer::DeserializeEndType() {
       case tkRecord:
       case tkDynArray:
         if (parent->IsArraySerializer()) break;
-        if (!MoveToField(parent)) StoreInto(parent, parent->FMemberValue);
+        if (!TakeIntoMember(parent)) StoreInto(parent, parent->FMemberValue);
         break;
       default:
         break;
