@@ -57,10 +57,11 @@ bool MoveValueTo(TValue &AValue, void *ADest, PTypeInfo AType) noexcept {
   return true;
 }
 
-// Stores AValue as element AIndex of the array AArray, by a move when the element lies in
-// place and the value has the element's type, by assignment (converted) otherwise.
-void StoreElement(TValue &AArray, Integer AIndex, TValue &AValue, const TVnTypeInfo *AElement) {
-  if (AElement && AArray.GetTypeInfo()) {
+// Stores AValue as element AIndex of the array AArray: with AMove by a move when the element
+// lies in place and the value has the element's type, else by assignment (converted).
+void StoreElement(TValue &AArray, Integer AIndex, TValue &AValue, const TVnTypeInfo *AElement,
+                  bool AMove) {
+  if (AMove && AElement && AArray.GetTypeInfo()) {
     const void *at =
         GetArrayElementAddress(AArray.GetTypeInfo(), AArray.GetReferenceToRawData(), AIndex);
     if (MoveValueTo(AValue, const_cast<void *>(at), AElement->Handle)) return;
@@ -70,10 +71,11 @@ void StoreElement(TValue &AArray, Integer AIndex, TValue &AValue, const TVnTypeI
 }
 
 // Writes the member value of AWorker into the member in hand, taking its content over instead
-// of copying it; the member value is not looked at again by the machine, so this is done
-// unless a helper, which could look at it later, is attached. False when nothing was written.
-bool TakeIntoMember(TVnDeserializer *AWorker) {
-  if (AWorker->ClassHelper() || AWorker->InstanceHelper()) return false;
+// of copying it. The machine does not look at the member value again; only a helper or a
+// worker class of someone else's could (MemberValue), so with AOwnClass false or a helper
+// attached nothing is done. False when nothing was written.
+bool TakeIntoMember(TVnDeserializer *AWorker, bool AOwnClass) {
+  if (!AOwnClass || AWorker->ClassHelper() || AWorker->InstanceHelper()) return false;
   TRttiDataMember *member = AWorker->MemberField();
   if (!member) member = AWorker->MemberProp();
   if (!member) return false;
@@ -753,7 +755,18 @@ TValue *TVnDeserializer::InitializeArrayElement(const UnicodeString &, const Uni
   if (parent->FMemberTypeInfo->GetKind() == tkDynArray)
     parent->FMemberValue.SetArrayLength(FArrIdx + 1);
   parent->FArrIdx = FArrIdx;
-  FMemberValue = parent->FMemberValue.GetArrayElement(FArrIdx);
+  // The working copy of the element: the element before left its room (its content moved into
+  // the array), which takes the copy of this one without being made anew.
+  TValue &array = parent->FMemberValue;
+  PTypeInfo element = array.GetTypeInfo() ? GetArrayElementType(array.GetTypeInfo()) : nullptr;
+  const void *at = nullptr;
+  if (element && FMemberValue.GetTypeInfo() == element && !element->FTrivial && element->FOps &&
+      element->FOps->Assign)
+    at = GetArrayElementAddress(array.GetTypeInfo(), array.GetReferenceToRawData(), FArrIdx);
+  if (at)
+    element->FOps->Assign(FMemberValue.GetReferenceToRawData(), at);
+  else
+    FMemberValue = array.GetArrayElement(FArrIdx);
   CreateChildDeserializerIfNeeded(AName);
   return &FMemberValue;
 }
@@ -956,7 +969,8 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
   FMemberValue = std::move(value);
   // The value read goes to the member, and the worker's copy is not looked at again: the member
   // takes it over.
-  if (IsArraySerializer() || !TakeIntoMember(this)) StoreMemberValue();
+  if (IsArraySerializer() || !TakeIntoMember(this, ClassType() == ReusableClass()))
+    StoreMemberValue();
 }
 
 void TVnDeserializer::DeserializeEndType() {
@@ -970,10 +984,11 @@ void TVnDeserializer::DeserializeEndType() {
   if (parent->IsArraySerializer(&elementKind)) {
     if (elementKind == vtkArray || elementKind == vtkDynArray || elementKind == vtkRecord) {
       // The element was read into the array worker's copy, which the next element replaces:
-      // it moves into the array.
+      // it moves into the array (unless the worker is of a class that may look at it).
       TVnDeserializer *grand = parent->FParentDes;
       StoreElement(grand->FMemberValue, grand->FArrIdx, parent->FMemberValue,
-                   grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr);
+                   grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr,
+                   parent->ClassType() == parent->ReusableClass());
     } else if (elementKind != vtkClass) {
       parent->FMemberValue.SetArrayElement(FArrIdx, FMemberValue);
     }
@@ -985,7 +1000,8 @@ void TVnDeserializer::DeserializeEndType() {
       case tkRecord:
       case tkDynArray:
         if (parent->IsArraySerializer()) break;
-        if (!TakeIntoMember(parent)) StoreInto(parent, parent->FMemberValue);
+        if (!TakeIntoMember(parent, parent->ClassType() == parent->ReusableClass()))
+          StoreInto(parent, parent->FMemberValue);
         break;
       default:
         break;

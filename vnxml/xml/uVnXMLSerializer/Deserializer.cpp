@@ -341,7 +341,11 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
       Integer typeAt = AAttributes ? AAttributes->GetIndex(cXSI, cType) : -1;
       if (typeAt >= 0) {
         const TVnTypeInfo *info = TypeBySchemaName(AAttributes->GetValue(typeAt));
-        FDataType = info ? info->QualifiedName : UnicodeString();
+        // Assigned, not built anew: the worker's text keeps its room from element to element.
+        if (info)
+          FDataType = info->QualifiedName;
+        else
+          FDataType.clear();
       }
       TVnDeserializer *before = Current();
       FCanDeserialize = CanDeserialize(FURI, FLocalName, FDataType, !FDeserializingAttribs);
