@@ -52,6 +52,12 @@ TEST(StringsCase, AsciiOnlyFolding) {
   EXPECT_FALSE(SameText(u"\u00E4", u"\u00C4"));
   EXPECT_TRUE(SameText(u"XmL", u"xMl"));
   EXPECT_FALSE(SameText(u"ab", u"abc"));
+  // Long texts too: equal ones, ones that differ in case only, and ones that differ at the end.
+  EXPECT_TRUE(SameText(u"http://www.w3.org/2001/XMLSchema", u"http://www.w3.org/2001/XMLSchema"));
+  EXPECT_TRUE(SameText(u"HTTP://WWW.W3.ORG/2001/xmlschema", u"http://www.w3.org/2001/XMLSchema"));
+  EXPECT_FALSE(SameText(u"http://www.w3.org/2001/XMLSchemb", u"http://www.w3.org/2001/XMLSchema"));
+  EXPECT_FALSE(
+      SameText(u"http://www.w3.org/2001/XMLSch\u00E4", u"http://www.w3.org/2001/XMLSch\u00C4"));
   EXPECT_GT(CompareStr(u"a", u"B"), 0);
   EXPECT_LT(CompareStr(u"ab", u"abc"), 0);
   EXPECT_EQ(CompareStr(u"x", u"x"), 0);

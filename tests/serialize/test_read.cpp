@@ -101,6 +101,50 @@ VN_RTTI(TRPair, u"readmodel") {
   R.Field(u"Second", &TRPair::Second);
 }
 
+// Counts the copies made of the records that hold it; moves are not counted.
+struct TCopyCount {
+  static inline int Copies = 0;
+  TCopyCount() = default;
+  TCopyCount(const TCopyCount &) { ++Copies; }
+  TCopyCount(TCopyCount &&) noexcept = default;
+  TCopyCount &operator=(const TCopyCount &) {
+    ++Copies;
+    return *this;
+  }
+  TCopyCount &operator=(TCopyCount &&) noexcept = default;
+};
+struct TCountedLine {
+  UnicodeString Text;
+  Integer Qty = 0;
+  TCopyCount Count;
+};
+VN_RTTI(TCountedLine, u"readmodel") {
+  R.Field(u"Text", &TCountedLine::Text);
+  R.Field(u"Qty", &TCountedLine::Qty);
+}
+using TCountedLines = std::vector<TCountedLine>;
+VN_RTTI(TCountedLines, u"readmodel") {}
+
+// Lines behind a property with a setter, and one line as a field.
+class TCountedOrder : public TPersistent {
+  VN_CLASS(TCountedOrder, TPersistent)
+ public:
+  const TCountedLines &GetLines() const { return FLines; }
+  void SetLines(TCountedLines A) {
+    FLines = std::move(A);
+    ++LinesSet;
+  }
+  TCountedLine Main;
+  Integer LinesSet = 0;
+
+ private:
+  TCountedLines FLines;
+};
+VN_RTTI(TCountedOrder, u"readmodel") {
+  R.Property(u"Lines", &TCountedOrder::GetLines, &TCountedOrder::SetLines);
+  R.Field(u"Main", &TCountedOrder::Main);
+}
+
 }  // namespace readmodel
 
 using namespace readmodel;
@@ -294,6 +338,39 @@ TEST(ReadArrays, ADynamicArrayIsOverwrittenFromTheStartAndTakesTheReadLength) {
   ASSERT_EQ(x->Points.size(), 1u);
   EXPECT_EQ(x->Points[0].X, 5);
   EXPECT_EQ(x->Points[0].Y, 6);
+}
+
+// The records of an array and a record member are read into one working copy each and moved
+// from there into the array and the member; a property's setter still gets the whole value.
+TEST(ReadArrays, RecordsAreCopiedAtMostOnceOnTheirWayIn) {
+  const RawByteString json =
+      R"({"lines":[{"text":"first line of text","qty":1},{"qty":2},)"
+      R"({"text":"third line of text","qty":3}],"main":{"text":"main line of text","qty":4}})";
+  const RawByteString xml =
+      Xml("<Lines><TCountedLine><Text>first line of text</Text><Qty>1</Qty></TCountedLine>"
+          "<TCountedLine><Qty>2</Qty></TCountedLine>"
+          "<TCountedLine><Text>third line of text</Text><Qty>3</Qty></TCountedLine></Lines>"
+          "<Main><Text>main line of text</Text><Qty>4</Qty></Main>",
+          "TCountedOrder");
+  for (const auto &[format, text] : {std::pair(dsfJSON, json), std::pair(dsfXML, xml)}) {
+    SCOPED_TRACE(format == dsfJSON ? "JSON" : "XML");
+    Owned<TCountedOrder> order(New<TCountedOrder>());
+    TCopyCount::Copies = 0;
+    VnSerializer(order.get()).Deserialize(format, text);
+    const TCountedLines &lines = order->GetLines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].Text, u"first line of text");
+    // Each element starts from the default, not from the element before.
+    EXPECT_EQ(lines[1].Text, u"");
+    EXPECT_EQ(lines[1].Qty, 2);
+    EXPECT_EQ(lines[2].Text, u"third line of text");
+    EXPECT_EQ(lines[2].Qty, 3);
+    EXPECT_EQ(order->Main.Text, u"main line of text");
+    EXPECT_EQ(order->Main.Qty, 4);
+    EXPECT_EQ(order->LinesSet, 1);
+    // One working copy per element and one of the member.
+    EXPECT_LE(TCopyCount::Copies, 3 + 1);
+  }
 }
 
 TEST(ReadValues, JsonSpecialForms) {

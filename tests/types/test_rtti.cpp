@@ -99,6 +99,28 @@ class TNoDefault : public TPersistent {
   explicit TNoDefault(Integer) {}
 };
 
+// A text behind a field and behind a property with a setter that counts its calls.
+class TNamed : public TPersistent {
+  VN_CLASS(TNamed, TPersistent)
+ public:
+  UnicodeString Plain;
+  const UnicodeString &GetName() const { return FName; }
+  void SetName(UnicodeString A) {
+    FName = std::move(A);
+    ++Sets;
+  }
+  UnicodeString GetFixed() const { return u"fixed"; }
+  Integer Sets = 0;
+
+ private:
+  UnicodeString FName;
+};
+VN_RTTI(TNamed, u"ttest") {
+  R.Field(u"Plain", &TNamed::Plain);
+  R.Property(u"Name", &TNamed::GetName, &TNamed::SetName);
+  R.Property(u"Fixed", &TNamed::GetFixed, nullptr);
+}
+
 }  // namespace ttest
 
 using namespace ttest;
@@ -158,6 +180,50 @@ TEST(RttiMembers, ReadOnlyAndWriteOnlyProperties) {
   } catch (EPropertyError &E) {
     EXPECT_EQ(E.Message, u"Property Label is read-only");
   }
+}
+
+// TakeValue writes as SetValue does; a value of the member's own type gives its content over
+// (the text's buffer arrives where it was) instead of being copied.
+TEST(RttiMembers, TakeValueHandsTheContentOverAndOtherwiseWritesLikeSetValue) {
+  TNamed n;
+  void *self = static_cast<TObject *>(&n);
+  TRttiType *t = TypeInfo<TNamed>()->RttiType();
+  const UnicodeString text = u"a text too long to live inside the string itself";
+  auto bufferOf = [](TValue &AValue) {
+    return static_cast<const UnicodeString *>(AValue.GetReferenceToRawData())->data();
+  };
+
+  TValue forField(text);
+  const char16_t *buffer = bufferOf(forField);
+  t->GetField(u"Plain")->TakeValue(self, forField);
+  EXPECT_EQ(n.Plain, text);
+  EXPECT_EQ(n.Plain.data(), buffer);
+
+  TValue forProperty(text);
+  buffer = bufferOf(forProperty);
+  t->GetProperty(u"Name")->TakeValue(self, forProperty);
+  EXPECT_EQ(n.GetName(), text);
+  EXPECT_EQ(n.GetName().data(), buffer);
+  EXPECT_EQ(n.Sets, 1);
+
+  // A value of another type is converted as SetValue converts it, and stays what it was.
+  TValue letter(u'x');
+  t->GetProperty(u"Name")->TakeValue(self, letter);
+  EXPECT_EQ(n.GetName(), u"x");
+  EXPECT_EQ(n.Sets, 2);
+  EXPECT_EQ(letter.ToString(), u"x");
+
+  // The failures of writing stay.
+  TValue more(text);
+  try {
+    t->GetProperty(u"Fixed")->TakeValue(self, more);
+    FAIL() << "no exception";
+  } catch (EPropertyError &E) {
+    EXPECT_EQ(E.Message, u"Property Fixed is read-only");
+  }
+  EXPECT_THROW(t->GetField(u"Plain")->TakeValue(nullptr, more), EArgumentNilException);
+  EXPECT_THROW(t->GetProperty(u"Name")->TakeValue(nullptr, more), EArgumentNilException);
+  EXPECT_EQ(more.AsString(), text);
 }
 
 // A derived class's property hides the ancestor's of the same name, which stays behind it.

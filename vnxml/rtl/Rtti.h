@@ -499,6 +499,10 @@ class TRttiDataMember : public TRttiMember {
   void SetValue(TObject *AObject, const TValue &AValue) const {
     SetValue(static_cast<void *>(AObject), AValue);
   }
+  // Writes the member as SetValue does, taking the content of AValue over instead of copying it
+  // when AValue holds a value of the member's declared type: AValue is left with a valid value
+  // of its type whose content is unspecified.
+  virtual void TakeValue(void *AInstance, TValue &AValue) const { SetValue(AInstance, AValue); }
   // Where the member lies in an instance, when GetValue would only copy what lies there (a
   // field, or a property read straight from a field, stored as a value of the member's type):
   // a reader that only looks may use it in place. Null for members read through code, and for
@@ -1656,6 +1660,16 @@ class TFieldImpl final : public TRttiField {
     else
       return nullptr;
   }
+  void TakeValue(void *AInstance, TValue &AValue) const override {
+    if constexpr (cInPlace && !std::is_trivially_copyable_v<M>) {
+      if (AInstance && AValue.GetTypeInfo() == TypeInfo<D>()) {
+        InstanceOf<C>(AInstance)->*FMember =
+            std::move(*static_cast<M *>(AValue.GetReferenceToRawData()));
+        return;
+      }
+    }
+    SetValue(AInstance, AValue);
+  }
   void SetValue(void *AInstance, const TValue &AValue) const override {
     if (!AInstance) RaiseNilInstance();
     if constexpr (std::is_array_v<M>) {
@@ -1755,6 +1769,21 @@ class TPropertyImpl final : public TRttiProperty {
       else
         (obj->*FSetter)(TMemberIO<D, M>::Write(AValue));
     }
+  }
+  void TakeValue(void *AInstance, TValue &AValue) const override {
+    if constexpr (!std::is_null_pointer_v<S> && TMemberInPlace<D, M> &&
+                  !std::is_trivially_copyable_v<M>) {
+      if (AInstance && AValue.GetTypeInfo() == TypeInfo<D>()) {
+        C *obj = InstanceOf<C>(AInstance);
+        M &value = *static_cast<M *>(AValue.GetReferenceToRawData());
+        if constexpr (VnMemberData<S>)
+          obj->*FSetter = std::move(value);
+        else
+          (obj->*FSetter)(std::move(value));
+        return;
+      }
+    }
+    SetValue(AInstance, AValue);
   }
 
  private:

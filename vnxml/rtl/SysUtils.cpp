@@ -6,6 +6,7 @@
 #include <unicode/utf16.h>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 namespace vn {
@@ -59,8 +60,12 @@ inline char16_t AsciiLower(char16_t C) noexcept {
 }
 
 inline bool SameTextPart(UnicodeStringView A, UnicodeStringView B) noexcept {
+  // Texts compared without case are mostly the same to the letter: a long one is compared as a
+  // block first, and only characters that differ are folded.
+  if (A.size() >= 16 && std::memcmp(A.data(), B.data(), A.size() * sizeof(char16_t)) == 0)
+    return true;
   for (std::size_t i = 0; i < A.size(); ++i)
-    if (AsciiUpper(A[i]) != AsciiUpper(B[i])) return false;
+    if (A[i] != B[i] && AsciiUpper(A[i]) != AsciiUpper(B[i])) return false;
   return true;
 }
 

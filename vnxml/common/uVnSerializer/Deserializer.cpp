@@ -44,6 +44,45 @@ const TValue &OfTypeOf(const TValue &AValue, const TVnTypeInfo *AType, TValue &A
   return AHolder;
 }
 
+// Moves the value in AValue to ADest, where a value of the type AType lies: what assigning a
+// copy would leave there, without the copy. False (and nothing done) when there is no place,
+// the value is of another type or the type has no life-cycle operations; AValue keeps a value
+// of its type that is valid but unspecified.
+bool MoveValueTo(TValue &AValue, void *ADest, PTypeInfo AType) noexcept {
+  if (!ADest || !AType || AValue.GetTypeInfo() != AType || AType->FTrivial) return false;
+  const TTypeOps *ops = AType->FOps;
+  if (!ops || !ops->Move || !ops->Destroy) return false;
+  ops->Destroy(ADest);
+  ops->Move(ADest, AValue.GetReferenceToRawData());
+  return true;
+}
+
+// Stores AValue as element AIndex of the array AArray: with AMove by a move when the element
+// lies in place and the value has the element's type, else by assignment (converted).
+void StoreElement(TValue &AArray, Integer AIndex, TValue &AValue, const TVnTypeInfo *AElement,
+                  bool AMove) {
+  if (AMove && AElement && AArray.GetTypeInfo()) {
+    const void *at =
+        GetArrayElementAddress(AArray.GetTypeInfo(), AArray.GetReferenceToRawData(), AIndex);
+    if (MoveValueTo(AValue, const_cast<void *>(at), AElement->Handle)) return;
+  }
+  TValue converted;
+  AArray.SetArrayElement(AIndex, OfTypeOf(AValue, AElement, converted));
+}
+
+// Writes the member value of AWorker into the member in hand, taking its content over instead
+// of copying it. The machine does not look at the member value again; only a helper or a
+// worker class of someone else's could (MemberValue), so with AOwnClass false or a helper
+// attached nothing is done. False when nothing was written.
+bool TakeIntoMember(TVnDeserializer *AWorker, bool AOwnClass) {
+  if (!AOwnClass || AWorker->ClassHelper() || AWorker->InstanceHelper()) return false;
+  TRttiDataMember *member = AWorker->MemberField();
+  if (!member) member = AWorker->MemberProp();
+  if (!member) return false;
+  member->TakeValue(AWorker->InstancePtr(), AWorker->MemberValue());
+  return true;
+}
+
 // The shoEnumPrefix hint of an enumeration type, or of a set's element type.
 UnicodeString EnumPrefixOf(const TVnTypeInfo *AType) {
   if (!AType || !AType->RttiType) return UnicodeString();
@@ -585,14 +624,15 @@ bool TVnDeserializer::IsArraySerializer(TVnTypeKind *AKind) {
 
 TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeString &) {
   if (!FMemberTypeInfo) return nullptr;
-  UnicodeString childName;
+  static const UnicodeString cArrayElementName = u"ArrayElm";
+  const UnicodeString *childName;
   SerializerHint *hint = nullptr;
   if (IsArraySerializer()) {
-    childName = u"ArrayElm";
+    childName = &cArrayElementName;
   } else if (FMemberField) {
-    childName = FMemberField->GetName();
+    childName = &FMemberField->GetName();
   } else if (FMemberProp) {
-    childName = FMemberProp->GetName();
+    childName = &FMemberProp->GetName();
     GetSerializerHint(FMemberProp, shoDeserializerHelper, hint);
   } else {
     throw Exception(u"Unknown Serializer Name");
@@ -601,7 +641,7 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeS
     case tkArray:
     case tkRecord:
     case tkDynArray:
-      return CreateChildDeserializer(childName, FMemberValue.GetReferenceToRawData(),
+      return CreateChildDeserializer(*childName, FMemberValue.GetReferenceToRawData(),
                                      FMemberTypeInfo, hint);
     case tkClass:
       break;
@@ -643,7 +683,7 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeS
   if (object->InheritsFrom(TComponent::StaticClass()) &&
       static_cast<TComponent *>(object)->Owner() != FInstancePtr)
     return nullptr;
-  return CreateChildDeserializer(childName, object, TVnTypes::GetTypeInfo(object->ClassType()),
+  return CreateChildDeserializer(*childName, object, TVnTypes::GetTypeInfo(object->ClassType()),
                                  hint);
 }
 
@@ -715,7 +755,18 @@ TValue *TVnDeserializer::InitializeArrayElement(const UnicodeString &, const Uni
   if (parent->FMemberTypeInfo->GetKind() == tkDynArray)
     parent->FMemberValue.SetArrayLength(FArrIdx + 1);
   parent->FArrIdx = FArrIdx;
-  FMemberValue = parent->FMemberValue.GetArrayElement(FArrIdx);
+  // The working copy of the element: the element before left its room (its content moved into
+  // the array), which takes the copy of this one without being made anew.
+  TValue &array = parent->FMemberValue;
+  PTypeInfo element = array.GetTypeInfo() ? GetArrayElementType(array.GetTypeInfo()) : nullptr;
+  const void *at = nullptr;
+  if (element && FMemberValue.GetTypeInfo() == element && !element->FTrivial && element->FOps &&
+      element->FOps->Assign)
+    at = GetArrayElementAddress(array.GetTypeInfo(), array.GetReferenceToRawData(), FArrIdx);
+  if (at)
+    element->FOps->Assign(FMemberValue.GetReferenceToRawData(), at);
+  else
+    FMemberValue = array.GetArrayElement(FArrIdx);
   CreateChildDeserializerIfNeeded(AName);
   return &FMemberValue;
 }
@@ -916,7 +967,10 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
       throw Exception(cNotSupportedValue, {AValue, HostKindName(type)});
   }
   FMemberValue = std::move(value);
-  StoreMemberValue();
+  // The value read goes to the member, and the worker's copy is not looked at again: the member
+  // takes it over.
+  if (IsArraySerializer() || !TakeIntoMember(this, ClassType() == ReusableClass()))
+    StoreMemberValue();
 }
 
 void TVnDeserializer::DeserializeEndType() {
@@ -929,12 +983,12 @@ void TVnDeserializer::DeserializeEndType() {
   TVnTypeKind elementKind = vtkUnknown;
   if (parent->IsArraySerializer(&elementKind)) {
     if (elementKind == vtkArray || elementKind == vtkDynArray || elementKind == vtkRecord) {
+      // The element was read into the array worker's copy, which the next element replaces:
+      // it moves into the array (unless the worker is of a class that may look at it).
       TVnDeserializer *grand = parent->FParentDes;
-      const TVnTypeInfo *element =
-          grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr;
-      TValue converted;
-      grand->FMemberValue.SetArrayElement(grand->FArrIdx,
-                                          OfTypeOf(parent->FMemberValue, element, converted));
+      StoreElement(grand->FMemberValue, grand->FArrIdx, parent->FMemberValue,
+                   grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr,
+                   parent->ClassType() == parent->ReusableClass());
     } else if (elementKind != vtkClass) {
       parent->FMemberValue.SetArrayElement(FArrIdx, FMemberValue);
     }
@@ -946,7 +1000,8 @@ void TVnDeserializer::DeserializeEndType() {
       case tkRecord:
       case tkDynArray:
         if (parent->IsArraySerializer()) break;
-        StoreInto(parent, parent->FMemberValue);
+        if (!TakeIntoMember(parent, parent->ClassType() == parent->ReusableClass()))
+          StoreInto(parent, parent->FMemberValue);
         break;
       default:
         break;

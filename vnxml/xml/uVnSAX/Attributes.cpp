@@ -96,7 +96,7 @@ PVnSAXXMAttribute TVnSAXXMAttributes::FindQName(const VnXMLString &AQName) {
 PVnSAXXMAttribute TVnSAXXMAttributes::FindPair(const VnXMLString &AURI,
                                                const VnXMLString &ALocalName, bool AAnyURI) {
   for (FCurrent = FFirst; FCurrent; FCurrent = FCurrent->Next)
-    if ((AAnyURI || SameText(FCurrent->URI, AURI)) && SameText(FCurrent->LocalName, ALocalName))
+    if (SameText(FCurrent->LocalName, ALocalName) && (AAnyURI || SameText(FCurrent->URI, AURI)))
       return FCurrent;
   return nullptr;
 }

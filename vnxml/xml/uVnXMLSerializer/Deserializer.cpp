@@ -91,6 +91,26 @@ const TVnTypeInfo *TypeBySchemaName(const VnXMLString &AName) {
   return type;
 }
 
+// The type of a qualified name, kept per thread like the xsi:type names above: each child
+// worker of a typed element asks whether its type is a simple one.
+const TVnTypeInfo *TypeByQualifiedName(const UnicodeString &AName) {
+  struct TEntry {
+    UnicodeString Name;
+    const TVnTypeInfo *Type = nullptr;
+  };
+  thread_local TEntry cache[64];
+  std::size_t n = AName.size();
+  std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[n * 2 / 3] : 0);
+  TEntry &e = cache[h & 63];
+  if (e.Type && e.Name == AName) return e.Type;
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, tntQualifiedName, false);
+  if (type) {
+    e.Name = AName;
+    e.Type = type;
+  }
+  return type;
+}
+
 bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
   return AAttribute->URI.find(u"www.w3.org") != UnicodeString::npos;
 }
@@ -209,7 +229,7 @@ bool TVnXMLDeserializer::ReadClassName(UnicodeString &AName) {
 TVnDeserializer *TVnXMLDeserializer::CreateChildDeserializerIfNeeded(const UnicodeString &AName) {
   TVnDeserializer *child = TVnDeserializer::CreateChildDeserializerIfNeeded(AName);
   if (child && !FDataType.empty() && child->InheritsFrom(TVnXMLDeserializer::StaticClass())) {
-    const TVnTypeInfo *type = TVnTypes::GetTypeInfo(FDataType, tntQualifiedName, false);
+    const TVnTypeInfo *type = TypeByQualifiedName(FDataType);
     if (type && type->GetIsSimpleType()) {
       auto *x = static_cast<TVnXMLDeserializer *>(child);
       x->FProcessRootChars = true;
@@ -317,10 +337,15 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
         }
       }
     } else {
-      Integer typeAt = AAttributes ? AAttributes->GetIndex(cVnXSINamespaceURI, u"type") : -1;
+      static const VnXMLString cXSI = cVnXSINamespaceURI, cType = u"type";
+      Integer typeAt = AAttributes ? AAttributes->GetIndex(cXSI, cType) : -1;
       if (typeAt >= 0) {
         const TVnTypeInfo *info = TypeBySchemaName(AAttributes->GetValue(typeAt));
-        FDataType = info ? info->QualifiedName : UnicodeString();
+        // Assigned, not built anew: the worker's text keeps its room from element to element.
+        if (info)
+          FDataType = info->QualifiedName;
+        else
+          FDataType.clear();
       }
       TVnDeserializer *before = Current();
       FCanDeserialize = CanDeserialize(FURI, FLocalName, FDataType, !FDeserializingAttribs);
