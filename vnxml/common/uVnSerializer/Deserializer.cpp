@@ -138,25 +138,9 @@ TMemberLookup FindMember(TRttiType *AType, const UnicodeString &AName, bool APro
   return found;
 }
 
-// The type that a class name in a document names, kept per thread: every object of a document
-// names its class. Types live as long as the process; a name that finds nothing is not kept,
-// since a later registration may bring it.
+// The type that a class name in a document names: every object of a document names its class.
 const TVnTypeInfo *TypeOfClassName(const UnicodeString &AName) {
-  struct TEntry {
-    UnicodeString Name;
-    const TVnTypeInfo *Type = nullptr;
-  };
-  thread_local TEntry cache[64];
-  std::size_t n = AName.size();
-  std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[0] : 0);
-  TEntry &e = cache[h & 63];
-  if (e.Type && e.Name == AName) return e.Type;
-  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, tntSchemaName, false);
-  if (type) {
-    e.Name = AName;
-    e.Type = type;
-  }
-  return type;
+  return serializer_detail::CachedTypeInfo<tntSchemaName, 64>(AName);
 }
 
 }  // namespace

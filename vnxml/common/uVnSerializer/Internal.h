@@ -45,4 +45,27 @@ inline bool PlainDecimal(UnicodeStringView AText, double &AValue) {
   return result.ec == std::errc() && result.ptr == buffer + n;
 }
 
+// The type that a name of kind AKind names, kept per thread in ASlots places: a document names
+// the same few types over and over, and the registry's lookup takes a lock. Types live as long
+// as the process; a name that finds nothing is not kept, since a later registration may bring it.
+template <TVnTypeNameType AKind, std::size_t ASlots>
+const TVnTypeInfo *CachedTypeInfo(const UnicodeString &AName) {
+  static_assert((ASlots & (ASlots - 1)) == 0, "the slots are a power of two");
+  struct TEntry {
+    UnicodeString Name;
+    const TVnTypeInfo *Type = nullptr;
+  };
+  thread_local TEntry cache[ASlots];
+  const std::size_t n = AName.size();
+  const std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[0] : 0);
+  TEntry &e = cache[h & (ASlots - 1)];
+  if (e.Type && e.Name == AName) return e.Type;
+  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, AKind, false);
+  if (type) {
+    e.Name = AName;
+    e.Type = type;
+  }
+  return type;
+}
+
 }  // namespace vn::serializer_detail

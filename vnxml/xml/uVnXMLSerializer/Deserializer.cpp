@@ -70,45 +70,15 @@ class TVnXMLDeserializerEvents : public TVnObject,
   TVnXMLDeserializer *FRoot;
 };
 
-// The type an xsi:type names, kept per thread: the writer types every element, and the
-// registry's lookup takes a lock. Types live as long as the process; a name that finds nothing is
-// not kept, since a later registration may bring it.
+// The type an xsi:type names: the writer types every element.
 const TVnTypeInfo *TypeBySchemaName(const VnXMLString &AName) {
-  struct TEntry {
-    UnicodeString Name;
-    const TVnTypeInfo *Type = nullptr;
-  };
-  thread_local TEntry cache[128];
-  std::size_t n = AName.size();
-  std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[n * 2 / 3] : 0);
-  TEntry &e = cache[h & 127];
-  if (e.Type && e.Name == AName) return e.Type;
-  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, tntSchemaName, false);
-  if (type) {
-    e.Name = AName;
-    e.Type = type;
-  }
-  return type;
+  return serializer_detail::CachedTypeInfo<tntSchemaName, 128>(AName);
 }
 
-// The type of a qualified name, kept per thread like the xsi:type names above: each child
-// worker of a typed element asks whether its type is a simple one.
+// The type of a qualified name: each child worker of a typed element asks whether its type is a
+// simple one.
 const TVnTypeInfo *TypeByQualifiedName(const UnicodeString &AName) {
-  struct TEntry {
-    UnicodeString Name;
-    const TVnTypeInfo *Type = nullptr;
-  };
-  thread_local TEntry cache[64];
-  std::size_t n = AName.size();
-  std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[n * 2 / 3] : 0);
-  TEntry &e = cache[h & 63];
-  if (e.Type && e.Name == AName) return e.Type;
-  const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, tntQualifiedName, false);
-  if (type) {
-    e.Name = AName;
-    e.Type = type;
-  }
-  return type;
+  return serializer_detail::CachedTypeInfo<tntQualifiedName, 64>(AName);
 }
 
 bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
