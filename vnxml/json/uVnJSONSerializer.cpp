@@ -212,8 +212,8 @@ void TVnJSONSerializer::WriteEscaped(UnicodeStringView AText) {
     }
     for (; p < stop; ++p) {
       const char16_t c = *p;
-      if (c >= 0x80 && c < 0x100 && json::cEscapedWidth[c] == 1) {
-        // Stands as it is, in two bytes.
+      if (c >= 0x80 && c < 0x100) {
+        // Stands as it is (no escape applies here), in two bytes.
         block[n++] = static_cast<char>(0xC0 | (c >> 6));
         block[n++] = static_cast<char>(0x80 | (c & 0x3F));
       } else {
