@@ -100,10 +100,14 @@ TEST(Collation, AsciiFastPathMatchesCollator) {
     }
     const int expectCP = tertiary.Compare(a, b), expectCI = secondary.Compare(a, b);
     const int gotCP = CP->Compare(a, b), gotCI = CI->Compare(a, b);
-    if (gotCP != expectCP || gotCI != expectCI) {
+    // SameText has a walk of its own, which must agree with the order.
+    const bool sameCP = CP->SameText(a, b), sameCI = CI->SameText(a, b);
+    if (gotCP != expectCP || gotCI != expectCI || sameCP != (expectCP == 0) ||
+        sameCI != (expectCI == 0)) {
       ++mismatches;
       ADD_FAILURE() << "pair " << i << ": codepoint " << gotCP << " vs " << expectCP
-                    << ", ignore case " << gotCI << " vs " << expectCI;
+                    << ", ignore case " << gotCI << " vs " << expectCI << ", same " << sameCP
+                    << sameCI;
     }
   }
   EXPECT_EQ(mismatches, 0);
@@ -113,6 +117,8 @@ TEST(Collation, AsciiFastPathMatchesCollator) {
       const UnicodeString a(1, x), b(1, y);
       ASSERT_EQ(CP->Compare(a, b), tertiary.Compare(a, b)) << int(x) << " " << int(y);
       ASSERT_EQ(CI->Compare(a, b), secondary.Compare(a, b)) << int(x) << " " << int(y);
+      ASSERT_EQ(CP->SameText(a, b), tertiary.Compare(a, b) == 0) << int(x) << " " << int(y);
+      ASSERT_EQ(CI->SameText(a, b), secondary.Compare(a, b) == 0) << int(x) << " " << int(y);
     }
   }
 }
@@ -123,6 +129,17 @@ TEST(Collation, MixedTextGoesToTheCollator) {
   EXPECT_EQ(CP->Compare(a, b), tertiary.Compare(a, b));
   EXPECT_EQ(CP->Compare(b, a), tertiary.Compare(b, a));
   EXPECT_EQ(CI->Compare(a, c), 0);
+  // Text beyond ASCII before or after the first ASCII difference, and canonically equivalent
+  // forms of different lengths.
+  const Reference secondary(UCOL_SECONDARY);
+  const UnicodeString pairs[][2] = {{u"a\u0308x", u"\u00E4x"},  {u"A\u0308X", u"\u00E4x"},
+                                    {u"ab\u0301", u"ac"},       {u"xa\u0301", u"x\u00E1"},
+                                    {u"\u00E9t\u00E9", u"ete"}, {u"E\u0301", u"\u00C9"}};
+  for (const auto &p : pairs) {
+    EXPECT_EQ(CP->SameText(p[0], p[1]), tertiary.Compare(p[0], p[1]) == 0);
+    EXPECT_EQ(CI->SameText(p[0], p[1]), secondary.Compare(p[0], p[1]) == 0);
+  }
+  EXPECT_TRUE(CI->SameText(u"A\u0308X", u"\u00E4x"));
 }
 
 }  // namespace

@@ -684,5 +684,34 @@ TEST(XmlDocument, LoadsAttachAsAddChildDoes) {
   EXPECT_EQ(counting->GetXML(), u"<e><a />text<b /></e>");
 }
 
+// The child lists that a load makes live beside its nodes; after the load they grow, shrink and
+// move like any other, and outlive the document their elements leave.
+TEST(XmlDocument, LoadedChildListsChangeAfterTheLoad) {
+  Doc other = Load(u"<o/>");
+  TVnDOMElement *c;
+  {
+    Doc d = Load(u"<r><a/><b/><c/></r>");
+    TVnDOMElement *r = d->GetRootNode();
+    std::u16string expected = u"<a /><b /><c />";
+    for (int i = 0; i < 40; ++i) {
+      r->AddElement(u"n" + IntToStr(i));
+      expected += u"<n" + IntToStr(i) + u" />";
+    }
+    for (const char16_t *name : {u"b", u"n5", u"n39"}) {
+      r->RemoveChild(r->FindElement(name));
+      const std::u16string tag = u"<" + std::u16string(name) + u" />";
+      expected.erase(expected.find(tag), tag.size());
+    }
+    EXPECT_EQ(d->GetXML(), u"<r>" + expected + u"</r>");
+
+    // An element of the load taken into another document keeps its loaded children there.
+    c = r->FindElement(u"c");
+    c->SetInnerXML(u"<x/><y/>");
+    other->GetRootNode()->AppendChild(c);
+  }
+  c->AddElement(u"z");
+  EXPECT_EQ(other->GetXML(), u"<o><c><x /><y /><z /></c></o>");
+}
+
 }  // namespace
 }  // namespace domxml

@@ -229,6 +229,10 @@ class TVnTextParser : public TVnObject {
   // Reads a memory block that the caller keeps alive; ASize is in bytes.
   TVnTextParser(const void *ABuffer, UInt64 ASize, Word ACodePage);
   ~TVnTextParser() override;
+  // For a stream in memory (TCustomMemoryStream): its bytes from its position to its end, for a
+  // parser to read where they lie, and the stream moved to its end, where reading it through
+  // would leave it. False, and the stream untouched, for any other stream.
+  static bool TakeMemoryRest(TStream *AStream, const void *&AData, UInt64 &ASize);
 
   // Changes the width at the current position. The base constructor binds the base slots; a
   // subclass that binds slots of its own calls SetCharacterSetType(CharacterSetType()) in its
@@ -506,6 +510,9 @@ class TVnNodePages {
   // this thread, or from the heap. Release gives it back; ASize must be the size asked for.
   static void *Allocate(std::size_t ASize);
   static void Release(void *AObject, std::size_t ASize) noexcept;
+  // Room from the pages of the load that runs on this thread, or null when no load runs or
+  // ASize does not fit a page; Release gives it back.
+  static void *CutIfLoading(std::size_t ASize);
 
   // Room for a node of ASize bytes, or null when the node is too large for a page.
   void *Cut(std::size_t ASize);

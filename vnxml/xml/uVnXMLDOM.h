@@ -148,8 +148,11 @@ class TVnXPathCollation {
   // The 1-based position of the first occurrence of ASubStr in AStr, 0 if there is none.
   virtual Integer Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const = 0;
   virtual const char16_t *ClassName() const noexcept = 0;
-  // Compare(A, B) = 0.
-  bool SameText(UnicodeStringView A, UnicodeStringView B) const { return Compare(A, B) == 0; }
+  // Compare(A, B) = 0. Name look-ups ask this on every candidate, so a collation may answer it
+  // faster than a full comparison.
+  virtual bool SameText(UnicodeStringView A, UnicodeStringView B) const {
+    return Compare(A, B) == 0;
+  }
 
  protected:
   constexpr TVnXPathCollation() noexcept = default;
@@ -164,6 +167,7 @@ class TVnXPathCollationCodepoint : public TVnXPathCollation {
  public:
   static constexpr TVnXPathCollationClass StaticClass() noexcept { return &FClass; }
   Integer Compare(UnicodeStringView A, UnicodeStringView B) const override;
+  bool SameText(UnicodeStringView A, UnicodeStringView B) const override;
   Integer Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const override;
   const char16_t *ClassName() const noexcept override { return u"TVnXPathCollationCodepoint"; }
 
@@ -180,6 +184,7 @@ class TVnXPathCollationASCIICI : public TVnXPathCollation {
  public:
   static constexpr TVnXPathCollationClass StaticClass() noexcept { return &FClass; }
   Integer Compare(UnicodeStringView A, UnicodeStringView B) const override;
+  bool SameText(UnicodeStringView A, UnicodeStringView B) const override;
   Integer Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const override;
   const char16_t *ClassName() const noexcept override { return u"TVnXPathCollationASCIICI"; }
 
@@ -334,13 +339,17 @@ class TVnDOMNameRef {
 };
 
 // The children of a node in order: one pointer wide, with the count, the capacity and the items
-// in a single heap block that exists only while there are children.
+// in a single block that exists only while there are children. A block made while a load runs
+// on the thread is cut from the load's node pages (TVnNodePages) beside the nodes; others come
+// from the heap.
 class TVnDOMNodeArray {
  public:
   TVnDOMNodeArray() noexcept = default;
   TVnDOMNodeArray(const TVnDOMNodeArray &) = delete;
   TVnDOMNodeArray &operator=(const TVnDOMNodeArray &) = delete;
-  ~TVnDOMNodeArray() { std::free(FBlock); }
+  ~TVnDOMNodeArray() {
+    if (FBlock) Clear();
+  }
 
   std::size_t size() const noexcept { return FBlock ? FBlock->Count : 0; }
   bool empty() const noexcept { return size() == 0; }
@@ -365,9 +374,12 @@ class TVnDOMNodeArray {
  private:
   struct TBlock {
     std::uint32_t Count;
+    // The room in items, with cOnPage set for a block cut from node pages.
     std::uint32_t Capacity;
     TVnDOMNode *Items[1];
   };
+  static constexpr std::uint32_t cOnPage = 0x80000000u;
+  std::size_t Room() const noexcept { return FBlock->Capacity & ~cOnPage; }
   // Gives the block room for ACapacity items (at least the count); bad_alloc leaves it as it was.
   void Reserve(std::size_t ACapacity);
   TBlock *FBlock = nullptr;
@@ -1909,8 +1921,9 @@ class TVnDOMElement : public TVnDOMNode {
   friend class TVnDOMAttribute;
   friend class TVnDOMNode;
   friend struct TVnDOMJSONWriter;
-  // What RefreshNamespaces does before it refreshes the children.
-  void RefreshElementNamespaces();
+  // What RefreshNamespaces does before it refreshes the children. AScope, when given, receives
+  // what Scope() answers afterwards, found without climbing again.
+  void RefreshElementNamespaces(TVnDOMAttrList **AScope = nullptr);
   // What SetParentNode does once the parent link is made: the space setting from the element's
   // own xml:space or from AParent, and the kept namespace URI once the element has a parent.
   void TakeParentSettings(TVnDOMObject *AParent, bool AFreshParent);
@@ -3135,7 +3148,7 @@ class TVnDOMParser : public TVnObject,
   TVnDOMNode *FDOMNode;
   std::unordered_map<UnicodeString, TVnDOMName *> FNames;
   // The names met last, by a cheap hash of the text, in front of the map; the map holds them.
-  TVnDOMName *FRecent[64] = {};
+  TVnDOMName *FRecent[256] = {};
   DelphiInterface<IVnSAXLocator> FLocator;
   bool FInCDATA = false;
 };

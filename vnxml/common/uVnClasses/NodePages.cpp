@@ -195,6 +195,11 @@ void *TVnNodePages::Allocate(std::size_t ASize) {
   return object;
 }
 
+void *TVnNodePages::CutIfLoading(std::size_t ASize) {
+  TVnNodePages *pages = tPages;
+  return pages ? pages->Cut(ASize) : nullptr;
+}
+
 void TVnNodePages::Release(void *AObject, std::size_t ASize) noexcept {
   if (!AObject) return;
   TVnNodePages::TPage *page = PageOf(AObject);

@@ -422,6 +422,18 @@ TVnTextParser::TVnTextParser(const void *ABuffer, UInt64 ASize, Word ACodePage) 
   Init(ACodePage);
 }
 
+bool TVnTextParser::TakeMemoryRest(TStream *AStream, const void *&AData, UInt64 &ASize) {
+  if (!AStream || !AStream->Is<TCustomMemoryStream>()) return false;
+  auto *m = static_cast<TCustomMemoryStream *>(AStream);
+  const Int64 pos = m->Seek(0, soCurrent);
+  const Int64 size = m->GetSize();
+  const Int64 n = pos < size ? size - pos : 0;
+  AData = n ? static_cast<const Byte *>(m->Memory()) + pos : nullptr;
+  ASize = static_cast<UInt64>(n);
+  m->Seek(0, soEnd);
+  return true;
+}
+
 void TVnTextParser::Init(Word ACodePage) {
   SetContentCodePage(ACodePage);
   TVnTextParser::SetCharacterSetType(ACodePage == CP_UTF16  ? cstW

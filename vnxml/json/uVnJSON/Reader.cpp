@@ -78,17 +78,11 @@ void TVnJSONReader::Run(TVnJSONTextParser *AParser, const VnJSONString &APublicI
 }
 
 void TVnJSONReader::ParseStream(TStream *AStream, Word ACodePage, const VnJSONString &APublicID) {
-  if (AStream && AStream->Is<TCustomMemoryStream>()) {
-    // A stream in memory is scanned where it lies, from its position to its end, which is
-    // where the stream is left, as a read through the stream would leave it.
-    auto *m = static_cast<TCustomMemoryStream *>(AStream);
-    const Int64 pos = m->Seek(0, soCurrent);
-    const Int64 size = m->GetSize();
-    const Byte *data = static_cast<const Byte *>(m->Memory());
-    const Int64 n = pos < size ? size - pos : 0;
-    m->Seek(0, soEnd);
-    Run(New<TVnJSONTextParser>(n ? data + pos : nullptr, static_cast<UInt64>(n), ACodePage),
-        APublicID);
+  // A stream in memory is scanned where it lies.
+  const void *data;
+  UInt64 size;
+  if (TVnTextParser::TakeMemoryRest(AStream, data, size)) {
+    Run(New<TVnJSONTextParser>(data, size, ACodePage), APublicID);
     return;
   }
   Run(New<TVnJSONTextParser>(AStream, false, ACodePage), APublicID);

@@ -17,9 +17,12 @@ constexpr char16_t cExpectedRoot[] = u"{ or [";
 // A member's name as an element name: "_" for each character that cannot stand in a name (the
 // colon too), "_" for the empty name, and "_" in front of a first character that cannot start
 // one.
+constexpr TVnAsciiTable cNameChars(
+    "-.0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz");
+
 void MakeElementName(VnXMLString &AName) {
   for (char16_t &c : AName)
-    if (!sax::IsNameChar(c)) c = u'_';
+    if (c < 0x80 ? !cNameChars.Member[c] : !sax::IsNameChar(c)) c = u'_';
   if (AName.empty())
     AName.assign(1, u'_');
   else if (!sax::IsNameStartChar(AName[0]))
@@ -36,6 +39,11 @@ TVnSAXJSONReader::~TVnSAXJSONReader() {
 
 TVnTextParser *TVnSAXJSONReader::CreateParser(TStream *AStream, bool AStreamOwner, bool,
                                               Word AStreamCodePage) {
+  // A stream in memory is scanned where it lies.
+  const void *data;
+  UInt64 size;
+  if (!AStreamOwner && TVnTextParser::TakeMemoryRest(AStream, data, size))
+    return New<TVnJSONTextParserEx>(data, size, AStreamCodePage);
   return New<TVnJSONTextParserEx>(AStream, AStreamOwner, AStreamCodePage);
 }
 

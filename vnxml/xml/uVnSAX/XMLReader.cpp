@@ -97,7 +97,12 @@ TVnTextParser *TVnSAXXMLReader::CreateParser(TStream *AStream, bool AStreamOwner
                                              Word AStreamCodePage) {
   Word page = AReadBOM ? VnGetCodePage(AStream) : 0;
   if (page == 0) page = AStreamCodePage;
-  TVnXMLParser *p = New<TVnXMLParser>(AStream, AStreamOwner, page);
+  // A stream in memory is scanned where it lies.
+  const void *data;
+  UInt64 size;
+  TVnXMLParser *p = !AStreamOwner && TVnTextParser::TakeMemoryRest(AStream, data, size)
+                        ? New<TVnXMLParser>(data, size, page)
+                        : New<TVnXMLParser>(AStream, AStreamOwner, page);
   if (page == 0) {
     try {
       SniffEncoding(p);

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 #include "vnxml/xml/uVnXMLDOM.h"
 
@@ -51,6 +52,29 @@ class TCollators {
                      reinterpret_cast<const UChar *>(A.data()), static_cast<int32_t>(A.size()),
                      reinterpret_cast<const UChar *>(B.data()), static_cast<int32_t>(B.size()));
     return r < 0 ? -1 : r > 0 ? 1 : 0;
+  }
+
+  // Compare(A, B, ALevels) == 0, in one walk that mostly stops at the first unit pair that
+  // differs: the characters that are not ignorable must be equal at every level, pair by pair.
+  // Text beyond ASCII is left to the collator.
+  bool Same(UnicodeStringView A, UnicodeStringView B, int ALevels) const {
+    if (A.size() == B.size() &&
+        (A.empty() || std::memcmp(A.data(), B.data(), A.size() * sizeof(char16_t)) == 0))
+      return true;
+    const std::uint64_t *key = FKeys[ALevels == cCaseSensitive ? 1 : 0].data();
+    std::size_t i = 0, j = 0;
+    for (;;) {
+      while (i < A.size() && A[i] < 0x80 && key[A[i]] == 0) ++i;
+      while (j < B.size() && B[j] < 0x80 && key[B[j]] == 0) ++j;
+      const bool endA = i == A.size(), endB = j == B.size();
+      if (endA && endB) return true;
+      if (endA || endB || A[i] >= 0x80 || B[j] >= 0x80 || key[A[i]] != key[B[j]]) break;
+      ++i;
+      ++j;
+    }
+    // A difference within ASCII text decides; anything else beyond ASCII asks the collator.
+    if (IsASCII(A.substr(i)) && IsASCII(B.substr(j))) return false;
+    return Compare(A, B, ALevels) == 0;
   }
 
  private:
@@ -112,6 +136,8 @@ class TCollators {
       FWeights[0][c] = p;
       FWeights[1][c] = s;
       FWeights[2][c] = t;
+      FKeys[0][c] = std::uint64_t{p} << 16 | s;
+      FKeys[1][c] = std::uint64_t{p} << 32 | std::uint64_t{s} << 16 | t;
     }
   }
 
@@ -141,6 +167,9 @@ class TCollators {
   // [level][character]: primary, secondary and tertiary ranks; a primary rank of 0 marks an
   // ignorable character.
   std::array<std::array<std::uint16_t, 128>, 3> FWeights{};
+  // [case ignored, case counts][character]: the weights of the levels compared, as one key; 0
+  // for an ignorable character.
+  std::array<std::array<std::uint64_t, 128>, 2> FKeys{};
 };
 
 const TCollators &Collators() {
@@ -154,12 +183,20 @@ Integer TVnXPathCollationCodepoint::Compare(UnicodeStringView A, UnicodeStringVi
   return Collators().Compare(A, B, cCaseSensitive);
 }
 
+bool TVnXPathCollationCodepoint::SameText(UnicodeStringView A, UnicodeStringView B) const {
+  return Collators().Same(A, B, cCaseSensitive);
+}
+
 Integer TVnXPathCollationCodepoint::Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const {
   return vn::Pos(ASubStr, AStr);
 }
 
 Integer TVnXPathCollationASCIICI::Compare(UnicodeStringView A, UnicodeStringView B) const {
   return Collators().Compare(A, B, cIgnoreCase);
+}
+
+bool TVnXPathCollationASCIICI::SameText(UnicodeStringView A, UnicodeStringView B) const {
+  return Collators().Same(A, B, cIgnoreCase);
 }
 
 Integer TVnXPathCollationASCIICI::Pos(UnicodeStringView ASubStr, UnicodeStringView AStr) const {

@@ -122,7 +122,7 @@ TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualified
   for (std::size_t i = FChildren.size(); i-- > 0;) {
     TVnDOMNode *n = FChildren[i];
     if (n->GetNodeType() != ntAttribute) continue;
-    if (collation->Compare(AQualifiedName, n->GetQualifiedName()) == 0) {
+    if (collation->SameText(AQualifiedName, n->GetQualifiedName())) {
       return static_cast<TVnDOMAttribute *>(n);
     }
   }
@@ -136,7 +136,7 @@ TVnDOMAttribute *TVnDOMElement::FindOwnNamespace(UnicodeStringView AURI) {
   for (TVnDOMNode *n : FChildren) {
     if (n->GetNodeType() != ntAttribute) continue;
     if (!n->GetNameRecord()->IsNamespace()) continue;
-    if (collation->Compare(n->GetNodeValue(), AURI) == 0) return static_cast<TVnDOMAttribute *>(n);
+    if (collation->SameText(n->GetNodeValue(), AURI)) return static_cast<TVnDOMAttribute *>(n);
   }
   return nullptr;
 }
@@ -617,13 +617,15 @@ void TVnDOMElement::RefreshNamespaces() {
   TVnDOMNode::RefreshNamespaces();
 }
 
-void TVnDOMElement::RefreshElementNamespaces() {
+void TVnDOMElement::RefreshElementNamespaces(TVnDOMAttrList **AScope) {
   if (TVnDOMAttrList *namespaces = NamespacesOrNil()) namespaces->Clear();
   FInheritScope = false;
   if (!FParent) {
     if (FNamespace && FNamespace->GetParent() != this) FNamespace = nullptr;
+    if (AScope) *AScope = NamespacesOrNil();
     return;
   }
+  TVnDOMAttrList *inherited = nullptr;
   bool resolve = true;
   TVnDOMAttribute *old = FNamespace;
   FNamespace = nullptr;
@@ -631,7 +633,7 @@ void TVnDOMElement::RefreshElementNamespaces() {
   if (parent->GetNodeType() == ntElement) {
     auto *p = static_cast<TVnDOMElement *>(parent);
     Integer steps = 0;
-    TVnDOMAttrList *inherited = p->Scope(&steps);
+    inherited = p->Scope(&steps);
     if (inherited && inherited->Count() > 0) {
       bool declares = false;
       ForEachOfKind(0, [&](TVnDOMNode *n) {
@@ -645,7 +647,10 @@ void TVnDOMElement::RefreshElementNamespaces() {
         FInheritScope = true;
       }
     }
-    if (GetCollation()->SameText(p->GetPrefix(), GetPrefix())) {
+    const UnicodeString &parentPrefix = p->GetPrefix();
+    const UnicodeString &prefix = GetPrefix();
+    if ((parentPrefix.empty() && prefix.empty()) ||
+        GetCollation()->SameText(parentPrefix, prefix)) {
       FNamespace = p->FNamespace;
       resolve = false;
       if (GetPrefix().empty() && StoredNamespaceURI().empty() && FNamespace) {
@@ -673,6 +678,7 @@ void TVnDOMElement::RefreshElementNamespaces() {
     scope->Add(a, rdpLast);
   });
   if (resolve) SetPrefix(GetPrefix());
+  if (AScope) *AScope = FInheritScope ? inherited : NamespacesOrNil();
 }
 
 // --- values

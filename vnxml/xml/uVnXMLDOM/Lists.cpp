@@ -241,8 +241,9 @@ TVnDOMNode *TVnDOMNodeListBase::FindName(UnicodeStringView AName, bool ALocal,
   const TVnDOMNodeArray &items = Items();
   for (std::size_t i = items.size(); i-- > 0;) {
     TVnDOMNode *node = items[i];
-    if (ACollation->Compare(AName, ALocal ? node->GetLocalName() : node->GetQualifiedName()) == 0)
-      return node;
+    // Equal text is the same name under any collation: only other text asks the collation.
+    const UnicodeString &name = ALocal ? node->GetLocalName() : node->GetQualifiedName();
+    if (name == AName || ACollation->SameText(AName, name)) return node;
   }
   return nullptr;
 }
@@ -251,8 +252,8 @@ TVnDOMNode *TVnDOMNodeListBase::Find(UnicodeStringView AURI, UnicodeStringView A
   const TVnXPathCollationClass collation = GetCollation();
   for (Integer i = Count() - 1; i >= 0; --i) {
     TVnDOMNode *node = Items()[static_cast<std::size_t>(i)];
-    if (collation->Compare(node->GetLocalName(), AName) != 0) continue;
-    if (AURI.empty() || collation->Compare(node->GetNamespaceURI(), AURI) == 0) return node;
+    if (!collation->SameText(node->GetLocalName(), AName)) continue;
+    if (AURI.empty() || collation->SameText(node->GetNamespaceURI(), AURI)) return node;
   }
   return nullptr;
 }
@@ -371,11 +372,11 @@ TVnDOMNode *TVnDOMAttrList::FindNamespace(UnicodeStringView AURI) {
     if (node->ClassType() == TVnDOMAttribute::StaticClass()) {
       const UnicodeString &stored = static_cast<const TVnDOMAttribute *>(node)->GetStoredValue();
       if (stored.find(u'&') == UnicodeString::npos) {
-        if (collation->Compare(stored, AURI) == 0) return node;
+        if (collation->SameText(stored, AURI)) return node;
         continue;
       }
     }
-    if (collation->Compare(node->GetNodeValue(), AURI) == 0) return node;
+    if (collation->SameText(node->GetNodeValue(), AURI)) return node;
   }
   return nullptr;
 }

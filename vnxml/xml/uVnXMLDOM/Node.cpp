@@ -111,16 +111,40 @@ std::size_t BlockBytes(std::size_t ACapacity) noexcept {
 }  // namespace
 
 void TVnDOMNodeArray::Reserve(std::size_t ACapacity) {
-  auto *block = static_cast<TBlock *>(std::realloc(FBlock, BlockBytes(ACapacity)));
-  if (!block) throw std::bad_alloc();
-  if (!FBlock) block->Count = 0;
+  const std::size_t bytes = BlockBytes(ACapacity);
+  // A load's arrays join its nodes on the pages (no heap call to make or free them); an array
+  // that grows beyond a slot, or one made outside a load, lives on the heap.
+  if (void *cut = TVnNodePages::CutIfLoading(bytes)) {
+    auto *block = static_cast<TBlock *>(cut);
+    block->Count = 0;
+    if (FBlock) {
+      block->Count = FBlock->Count;
+      std::memcpy(block->Items, FBlock->Items, FBlock->Count * sizeof(TVnDOMNode *));
+      Clear();
+    }
+    block->Capacity = static_cast<std::uint32_t>(ACapacity) | cOnPage;
+    FBlock = block;
+    return;
+  }
+  TBlock *block;
+  if (FBlock && (FBlock->Capacity & cOnPage)) {
+    block = static_cast<TBlock *>(std::malloc(bytes));
+    if (!block) throw std::bad_alloc();
+    block->Count = FBlock->Count;
+    std::memcpy(block->Items, FBlock->Items, FBlock->Count * sizeof(TVnDOMNode *));
+    Clear();
+  } else {
+    block = static_cast<TBlock *>(std::realloc(FBlock, bytes));
+    if (!block) throw std::bad_alloc();
+    if (!FBlock) block->Count = 0;
+  }
   block->Capacity = static_cast<std::uint32_t>(ACapacity);
   FBlock = block;
 }
 
 void TVnDOMNodeArray::Insert(std::size_t AIndex, TVnDOMNode *ANode) {
   const std::size_t n = size();
-  if (!FBlock || n == FBlock->Capacity) {
+  if (!FBlock || n == Room()) {
     if (n >= 0x7FFFFFFFu) throw std::bad_alloc();
     // One block of 32 bytes holds three items; then the room doubles.
     Reserve(n == 0 ? 3 : 2 * n + 1);
@@ -139,7 +163,10 @@ void TVnDOMNodeArray::Erase(std::size_t AIndex) noexcept {
 }
 
 void TVnDOMNodeArray::Clear() noexcept {
-  std::free(FBlock);
+  if (FBlock && (FBlock->Capacity & cOnPage))
+    TVnNodePages::Release(FBlock, BlockBytes(FBlock->Capacity & ~cOnPage));
+  else
+    std::free(FBlock);
   FBlock = nullptr;
 }
 
@@ -150,7 +177,7 @@ void TVnDOMNodeArray::Assign(const TVnDOMNodeArray &ASource) {
     return;
   }
   const std::size_t n = ASource.size();
-  if (!FBlock || FBlock->Capacity < n) Reserve(n);
+  if (!FBlock || Room() < n) Reserve(n);
   std::memcpy(FBlock->Items, ASource.FBlock->Items, n * sizeof(TVnDOMNode *));
   FBlock->Count = static_cast<std::uint32_t>(n);
 }
@@ -412,8 +439,12 @@ void TVnDOMNode::Clear() {
       continue;
     }
     TVnDOMNode *child = node->FChildren[static_cast<std::size_t>(f.Index)];
-    // A tree is mostly freed as a whole: the sibling visited next is fetched while this one goes.
-    if (f.Index > 0) __builtin_prefetch(node->FChildren[static_cast<std::size_t>(f.Index) - 1]);
+    // A tree is mostly freed as a whole, from its last node to its first; a load made its nodes
+    // one after the other on its pages, so the nodes visited next mostly lie in the memory just
+    // below this one: that is fetched while this one goes. (A prefetch of an address that is not
+    // mapped does nothing.)
+    __builtin_prefetch(reinterpret_cast<const char *>(child) - 256);
+    __builtin_prefetch(reinterpret_cast<const char *>(child) - 512);
     bool descend = false;
     if (child->FreeToDestroy(1)) {
       // Only a node that is being destroyed, or a node listed here without being a child, gets
@@ -583,8 +614,8 @@ bool TVnDOMNode::AppendFresh(TVnDOMNode *ATarget, TVnDOMNode *ANode) {
     // declarations in scope and each attribute links its declaration, in child order.
     e->FDOMDocument = document;
     for (TVnDOMNode *a : e->FChildren) a->FDOMDocument = document;
-    e->RefreshElementNamespaces();
-    TVnDOMAttrList *scope = e->FChildren.empty() ? nullptr : e->Scope();
+    TVnDOMAttrList *scope;
+    e->RefreshElementNamespaces(&scope);
     for (std::size_t i = 0; i < e->FChildren.size(); ++i)
       static_cast<TVnDOMAttribute *>(e->FChildren[i])->LinkNamespaceIn(scope);
   }

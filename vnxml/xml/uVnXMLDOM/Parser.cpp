@@ -1,5 +1,7 @@
 // TVnDOMParser: the SAX consumer that builds a tree under a node.
+#include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
 
@@ -70,12 +72,28 @@ TVnDOMParser::~TVnDOMParser() {
 
 TVnDOMName *TVnDOMParser::NameOf(const VnXMLString &AQName) {
   const std::size_t n = AQName.size();
-  const std::size_t slot = n == 0 ? 0 : (n * 31 + AQName[0] * 7 + AQName[n - 1]) & 63;
-  TVnDOMName *name = FRecent[slot];
-  // Compared as bytes: the string's own comparison of 16-bit text goes unit by unit.
-  const auto same = [&AQName](const UnicodeString &AName) {
-    return AName.size() == AQName.size() &&
-           std::memcmp(AName.data(), AQName.data(), AQName.size() * sizeof(char16_t)) == 0;
+  const char16_t *text = AQName.data();
+  // The length and the first, middle and last units pick the slot: the names of a document
+  // (member names of JSON above all) mostly differ in one of those.
+  std::size_t h = n;
+  if (n != 0) h = ((h * 31 + text[0]) * 31 + text[n / 2]) * 31 + text[n - 1];
+  TVnDOMName *&recent = FRecent[(h ^ (h >> 8)) & (std::size(FRecent) - 1)];
+  TVnDOMName *name = recent;
+  // Compared four units at a time in place: the string's own comparison of 16-bit text goes
+  // unit by unit, and a call of memcmp costs more than the short names it would compare.
+  const auto same = [text, n](const UnicodeString &AName) {
+    if (AName.size() != n) return false;
+    const char16_t *other = AName.data();
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+      std::uint64_t a, b;
+      std::memcpy(&a, text + i, sizeof a);
+      std::memcpy(&b, other + i, sizeof b);
+      if (a != b) return false;
+    }
+    for (; i < n; ++i)
+      if (text[i] != other[i]) return false;
+    return true;
   };
   if (!name || !same(name->QualifiedName())) {
     auto it = FNames.find(AQName);
@@ -88,7 +106,7 @@ TVnDOMName *TVnDOMParser::NameOf(const VnXMLString &AQName) {
         throw;
       }
     }
-    name = FRecent[slot] = it->second;
+    name = recent = it->second;
   }
   name->AddRef();
   return name;
