@@ -136,6 +136,8 @@ TEST_F(SaxEntryPoints, ParseStreamReadsFromTheCurrentPositionAndLeavesTheStreamO
   s->SetPosition(7);
   TOutcome out = Run([&] { Reader->ParseStream(s, CP_UTF8); });
   EXPECT_EQ(out.Events, (std::vector<std::string>{"SD", "SE(,a,a)", "EE(,a,a)", "ED"}));
+  // A stream in memory is read where it lies, and left where reading it through leaves it.
+  EXPECT_EQ(s->GetPosition(), s->GetSize());
   // Still usable by its owner.
   s->SetPosition(0);
   char first = 0;

@@ -513,6 +513,8 @@ class TVnNodePages {
   // Room from the pages of the load that runs on this thread, or null when no load runs or
   // ASize does not fit a page; Release gives it back.
   static void *CutIfLoading(std::size_t ASize);
+  // Whether a load runs on this thread (so that CutIfLoading can give room).
+  static bool Loading() noexcept;
 
   // Room for a node of ASize bytes, or null when the node is too large for a page.
   void *Cut(std::size_t ASize);

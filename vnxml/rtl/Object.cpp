@@ -4,17 +4,7 @@
 
 namespace vn {
 
-namespace {
-thread_local bool tConstructionGuard = false;
-}
-
 namespace detail {
-bool TakeConstructionGuard() noexcept {
-  return std::exchange(tConstructionGuard, false);
-}
-void SetConstructionGuard(bool AValue) noexcept {
-  tConstructionGuard = AValue;
-}
 void RaiseInvalidCast() {
   throw EInvalidCast(u"Invalid class typecast");
 }

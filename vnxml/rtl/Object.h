@@ -71,8 +71,16 @@ namespace detail {
 // Set by New<T> just before the constructor runs; taken by the first reference-counted base
 // constructor so that an interface taken and released inside a constructor cannot destroy the
 // object before AfterConstruction.
-bool TakeConstructionGuard() noexcept;
-void SetConstructionGuard(bool AValue) noexcept;
+// Inline: every object made with New passes here twice.
+inline thread_local bool tConstructionGuard = false;
+inline bool TakeConstructionGuard() noexcept {
+  const bool guard = tConstructionGuard;
+  tConstructionGuard = false;
+  return guard;
+}
+inline void SetConstructionGuard(bool AValue) noexcept {
+  tConstructionGuard = AValue;
+}
 }  // namespace detail
 
 #define VN_CLASS_COMMON(Self)                                                              \

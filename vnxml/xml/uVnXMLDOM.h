@@ -36,6 +36,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <concepts>
 #include <cstdlib>
 #include <functional>
@@ -301,6 +302,10 @@ class TVnDOMName {
   // Whether the name is that of a namespace declaration (TVnDOMNode::IsNamespaceName), worked
   // out once for all the nodes that bear it.
   bool IsNamespace() const noexcept { return FIsNamespace; }
+  // Whether the qualified name is "xml:space" under ACollation (SameText). Every attach asks
+  // this of the attributes of its element, so the answer for each of the library's two
+  // collations is kept in the record after the first question.
+  bool IsSpaceName(TVnXPathCollationClass ACollation) const;
 
  private:
   TVnDOMName(UnicodeStringView APrefix, UnicodeStringView ALocalName, bool AFixed);
@@ -308,6 +313,10 @@ class TVnDOMName {
   std::atomic<Integer> FRefs{1};
   bool FFixed;
   bool FIsNamespace;
+  // IsSpaceName's answers: per collation (ASCII case-insensitive, codepoint) a bit "known" and a
+  // bit "is". Atomic since records are shared by trees on several threads; a race computes the
+  // same answer twice.
+  mutable std::atomic<std::uint8_t> FSpaceName{0};
   UnicodeString FPrefix;
   UnicodeString FLocalName;
   UnicodeString FQualifiedName;  // empty when there is no prefix
@@ -939,6 +948,7 @@ class TVnDOMNode : public TVnDOMObject {
  public:
   TVnDOMNode();
   ~TVnDOMNode() override;
+  void AfterConstruction() override;
   // Nodes made while a load runs on the thread are cut from the load's pages, others come from
   // the heap one by one. There are no placement or nothrow forms: a node goes with Free, which
   // gives its memory back to where these took it from.
@@ -1143,20 +1153,29 @@ class TVnDOMNode : public TVnDOMObject {
   // make sure that those lists exist from then on.
   virtual void ChildListChanging() {}
 
-  // Byte-sized fields first, so that they share the space behind TVnDOMObject's fields.
+  // Byte-sized fields first, so that they and the count below share the space behind
+  // TVnDOMObject's fields: a node of 80 bytes instead of 88, which puts elements and attributes
+  // in slots of the node pages one size smaller.
   TVnDOMNodeType FNodeType = ntUnknown;
   TVnDOMLoadState FLoadState = lsUninitialized;
-  bool FNamespaceSet = false;
-  bool FAttributesMixed = false;
+  bool FNamespaceSet : 1 = false;
+  bool FAttributesMixed : 1 = false;
+  // Whether the node is of one of the library's element and leaf classes, not a derived one:
+  // worked out once after construction (New), so that the walks and attaches that work on these
+  // classes only need not ask the class of every node. A node made with a plain new keeps false
+  // and takes the general paths.
+  bool FOwnLeafOrElement : 1 = false;
+
+ private:
+  // How many child lists list this node.
+  Integer FChildListRefs = 0;
+
+ protected:
   // The children. The list object that GetChildNodes answers is a view of this array, made on
   // first request. The type above, the children and the name are what a walk of the tree reads
   // of every node: they stand together, so that they mostly share one cache line.
   TVnDOMNodeArray FChildren;
   TVnDOMNameRef FName;
-
- private:
-  // How many child lists list this node.
-  Integer FChildListRefs = 0;
 
  protected:
   // Stores a name record (taking over the caller's reference), then calls SetPrefix with its
@@ -1209,8 +1228,16 @@ class TVnDOMNode : public TVnDOMObject {
   // Puts AAttribute, just made, last on AElement, which has just been made too and is not
   // attached yet: as AddChild would, without its checks.
   static void AddFreshAttribute(TVnDOMElement *AElement, TVnDOMAttribute *AAttribute);
-  // Whether the node is of one of the library's element or leaf classes, not a derived one.
-  static bool OwnLeafOrElement(const TVnDOMNode *ANode) noexcept;
+  // Whether the node is of one of the library's element or leaf classes, not a derived one
+  // (false as well for such a node made with a plain new).
+  static bool OwnLeafOrElement(const TVnDOMNode *ANode) noexcept {
+    return ANode->FOwnLeafOrElement;
+  }
+  // Whether the node is of the library's own class for its kind: TVnDOMElement for ntElement,
+  // TVnDOMText for ntText, TVnDOMAttribute for ntAttribute and so on.
+  static bool OwnClassOfKind(const TVnDOMNode *ANode, TVnDOMNodeType AKind) noexcept {
+    return ANode->FOwnLeafOrElement && ANode->FNodeType == AKind;
+  }
   // The same, or a bare node or a document: a class whose walks are the library's own.
   static bool OwnClass(const TVnDOMNode *ANode) noexcept;
   // For a node of the library's own classes: does what its RefreshNamespaces does before it
@@ -1986,6 +2013,8 @@ class TVnDOMElement : public TVnDOMNode {
   // The last own attribute of this qualified name under the collation, as the attribute list's
   // Find with soQualifiedName would give it.
   TVnDOMAttribute *FindOwnAttribute(const UnicodeString &AQualifiedName);
+  // FindOwnAttribute(u"xml:space").
+  TVnDOMAttribute *FindOwnSpaceAttribute();
   // The first own declaration of AURI, as the attribute list's FindNamespace would give it.
   TVnDOMAttribute *FindOwnNamespace(UnicodeStringView AURI);
   TVnDOMNodeListBase *TypedList(TVnDOMNode *ANode);

@@ -195,6 +195,10 @@ void *TVnNodePages::Allocate(std::size_t ASize) {
   return object;
 }
 
+bool TVnNodePages::Loading() noexcept {
+  return tPages != nullptr;
+}
+
 void *TVnNodePages::CutIfLoading(std::size_t ASize) {
   TVnNodePages *pages = tPages;
   return pages ? pages->Cut(ASize) : nullptr;

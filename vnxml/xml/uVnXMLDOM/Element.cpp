@@ -129,6 +129,18 @@ TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualified
   return nullptr;
 }
 
+TVnDOMAttribute *TVnDOMElement::FindOwnSpaceAttribute() {
+  static const UnicodeString cSpaceName(u"xml:space");
+  if (AttributesOrNil()) return FindOwnAttribute(cSpaceName);
+  const TVnXPathCollationClass collation = GetCollation();
+  for (std::size_t i = FChildren.size(); i-- > 0;) {
+    TVnDOMNode *n = FChildren[i];
+    if (n->GetNodeType() == ntAttribute && n->GetNameRecord()->IsSpaceName(collation))
+      return static_cast<TVnDOMAttribute *>(n);
+  }
+  return nullptr;
+}
+
 TVnDOMAttribute *TVnDOMElement::FindOwnNamespace(UnicodeStringView AURI) {
   if (TVnDOMAttrList *attributes = AttributesOrNil())
     return static_cast<TVnDOMAttribute *>(attributes->FindNamespace(AURI));
@@ -593,9 +605,7 @@ void TVnDOMElement::SetParentNode(TVnDOMObject *AParent) {
 }
 
 void TVnDOMElement::TakeParentSettings(TVnDOMObject *AParent, bool AFreshParent) {
-  // Looked up on every attach: a shared name spares building the string each time.
-  static const UnicodeString cSpaceName(u"xml:space");
-  TVnDOMAttribute *space = FindOwnAttribute(cSpaceName);
+  TVnDOMAttribute *space = FindOwnSpaceAttribute();
   if (space) {
     FPreserveSpace = VnSameText(space->GetStoredValue(), u"preserve");
     _SetPreseveSpace(FPreserveSpace);
@@ -1060,8 +1070,7 @@ void TVnDOMElement::_SetPreseveSpace(bool AValue) {
     TVnDOMElement *Element;
     std::size_t Pos;
   };
-  static const UnicodeString cSpaceName(u"xml:space");
-  if (FindOwnAttribute(cSpaceName)) return;
+  if (FindOwnSpaceAttribute()) return;
   FPreserveSpace = AValue;
   dom::TWalkStack<TFrame> frames;
   frames.Push({this, 0});
@@ -1072,7 +1081,7 @@ void TVnDOMElement::_SetPreseveSpace(bool AValue) {
       frames.Pop();
       continue;
     }
-    if (e->FindOwnAttribute(cSpaceName)) continue;
+    if (e->FindOwnSpaceAttribute()) continue;
     e->FPreserveSpace = AValue;
     frames.Push({e, 0});
   }

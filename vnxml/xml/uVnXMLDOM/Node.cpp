@@ -67,6 +67,23 @@ TVnDOMName *TVnDOMName::MakeQualified(UnicodeStringView AQualifiedName) {
   return Make(AQualifiedName.substr(0, colon), AQualifiedName.substr(colon + 1));
 }
 
+bool TVnDOMName::IsSpaceName(TVnXPathCollationClass ACollation) const {
+  static constexpr char16_t cSpaceName[] = u"xml:space";
+  int shift;
+  if (ACollation == TVnXPathCollationASCIICI::StaticClass())
+    shift = 0;
+  else if (ACollation == TVnXPathCollationCodepoint::StaticClass())
+    shift = 2;
+  else
+    return ACollation->SameText(cSpaceName, QualifiedName());
+  const std::uint8_t known = std::uint8_t(1u << shift), yes = std::uint8_t(2u << shift);
+  const std::uint8_t cached = FSpaceName.load(std::memory_order_relaxed);
+  if (cached & known) return (cached & yes) != 0;
+  const bool is = ACollation->SameText(cSpaceName, QualifiedName());
+  FSpaceName.fetch_or(is ? std::uint8_t(known | yes) : known, std::memory_order_relaxed);
+  return is;
+}
+
 TVnDOMName *TVnDOMName::Empty() noexcept {
   static TVnDOMName *const none = new TVnDOMName(UnicodeStringView(), UnicodeStringView(), true);
   return none;
@@ -146,8 +163,13 @@ void TVnDOMNodeArray::Insert(std::size_t AIndex, TVnDOMNode *ANode) {
   const std::size_t n = size();
   if (!FBlock || n == Room()) {
     if (n >= 0x7FFFFFFFu) throw std::bad_alloc();
-    // One block of 32 bytes holds three items; then the room doubles.
-    Reserve(n == 0 ? 3 : 2 * n + 1);
+    // On the heap one block of 32 bytes holds three items; on a load's pages, whose slots are
+    // the page word and the block in steps of 16 bytes, a slot of 32 holds two (an element
+    // with one attribute and its text). Then the room about doubles, filling the slot.
+    if (TVnNodePages::Loading())
+      Reserve(n == 0 ? 2 : 2 * n + 2);
+    else
+      Reserve(n == 0 ? 3 : 2 * n + 1);
   }
   TVnDOMNode **items = FBlock->Items;
   if (AIndex < n) std::memmove(items + AIndex + 1, items + AIndex, (n - AIndex) * sizeof(*items));
@@ -490,11 +512,13 @@ bool TVnDOMNode::OwnClass(const TVnDOMNode *ANode) noexcept {
          c == TVnDOMNode::StaticClass();
 }
 
-bool TVnDOMNode::OwnLeafOrElement(const TVnDOMNode *ANode) noexcept {
-  const TClass c = ANode->ClassType();
-  return c == TVnDOMElement::StaticClass() || c == TVnDOMText::StaticClass() ||
-         c == TVnDOMAttribute::StaticClass() || c == TVnDOMComment::StaticClass() ||
-         c == TVnDOMCDATA::StaticClass() || c == TVnDOMProcessingInstruction::StaticClass();
+void TVnDOMNode::AfterConstruction() {
+  TVnDOMObject::AfterConstruction();
+  const TClass c = ClassType();
+  FOwnLeafOrElement = c == TVnDOMElement::StaticClass() || c == TVnDOMText::StaticClass() ||
+                      c == TVnDOMAttribute::StaticClass() || c == TVnDOMComment::StaticClass() ||
+                      c == TVnDOMCDATA::StaticClass() ||
+                      c == TVnDOMProcessingInstruction::StaticClass();
 }
 
 void TVnDOMNode::CopyChildren(TVnDOMNode *ASource, TVnDOMNode *ADest) {
@@ -578,13 +602,12 @@ TVnDOMNode *TVnDOMNode::AppendChild(TVnDOMNode *ANode) {
 bool TVnDOMNode::AppendFresh(TVnDOMNode *ATarget, TVnDOMNode *ANode) {
   // Only the library's own classes behave as this attach assumes: an application's class may
   // override what AppendChild calls.
-  if (ATarget->ClassType() != TVnDOMElement::StaticClass() || ATarget->FDestroying) return false;
+  if (!OwnClassOfKind(ATarget, ntElement) || ATarget->FDestroying) return false;
   auto *parent = static_cast<TVnDOMElement *>(ATarget);
   if (ANode->FParent || ANode->FDOMImpl || ANode->FChildListRefs != 0 || ANode->FDestroying)
     return false;
-  const TClass c = ANode->ClassType();
   TVnDOMNode *document = parent->FDOMDocument;
-  if (c == TVnDOMText::StaticClass()) {
+  if (OwnClassOfKind(ANode, ntText)) {
     // A kind list, once built, must take the node too: the general path does that.
     if (!ANode->FChildren.empty() || parent->KindList(2)) return false;
     TVnDOMChangeScope scope;
@@ -594,11 +617,10 @@ bool TVnDOMNode::AppendFresh(TVnDOMNode *ATarget, TVnDOMNode *ANode) {
     ANode->FDOMDocument = document;
     return true;
   }
-  if (c != TVnDOMElement::StaticClass() || parent->KindList(1)) return false;
+  if (!OwnClassOfKind(ANode, ntElement) || parent->KindList(1)) return false;
   auto *e = static_cast<TVnDOMElement *>(ANode);
   for (TVnDOMNode *a : e->FChildren) {
-    if (a->ClassType() != TVnDOMAttribute::StaticClass() || a->FDOMImpl || !a->FChildren.empty())
-      return false;
+    if (!OwnClassOfKind(a, ntAttribute) || a->FDOMImpl || !a->FChildren.empty()) return false;
   }
   TVnDOMChangeScope scope;
   // No cycle is possible: the element is new and holds nothing but attributes.
