@@ -467,6 +467,7 @@ void TVnDOMNode::Clear() {
     // mapped does nothing.)
     __builtin_prefetch(reinterpret_cast<const char *>(child) - 256);
     __builtin_prefetch(reinterpret_cast<const char *>(child) - 512);
+    __builtin_prefetch(reinterpret_cast<const char *>(child) - 1024);
     bool descend = false;
     if (child->FreeToDestroy(1)) {
       // Only a node that is being destroyed, or a node listed here without being a child, gets
