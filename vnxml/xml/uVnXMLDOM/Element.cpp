@@ -659,8 +659,8 @@ void TVnDOMElement::RefreshElementNamespaces(TVnDOMAttrList **AScope) {
     }
     const UnicodeString &parentPrefix = p->GetPrefix();
     const UnicodeString &prefix = GetPrefix();
-    if ((parentPrefix.empty() && prefix.empty()) ||
-        GetCollation()->SameText(parentPrefix, prefix)) {
+    // Equal text is the same prefix under any collation: only other text asks the collation.
+    if (parentPrefix == prefix || GetCollation()->SameText(parentPrefix, prefix)) {
       FNamespace = p->FNamespace;
       resolve = false;
       if (GetPrefix().empty() && StoredNamespaceURI().empty() && FNamespace) {

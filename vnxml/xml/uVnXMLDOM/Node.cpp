@@ -131,31 +131,30 @@ void TVnDOMNodeArray::Reserve(std::size_t ACapacity) {
   const std::size_t bytes = BlockBytes(ACapacity);
   // A load's arrays join its nodes on the pages (no heap call to make or free them); an array
   // that grows beyond a slot, or one made outside a load, lives on the heap.
-  if (void *cut = TVnNodePages::CutIfLoading(bytes)) {
-    auto *block = static_cast<TBlock *>(cut);
-    block->Count = 0;
-    if (FBlock) {
-      block->Count = FBlock->Count;
-      std::memcpy(block->Items, FBlock->Items, FBlock->Count * sizeof(TVnDOMNode *));
-      Clear();
+  auto *block = static_cast<TBlock *>(TVnNodePages::CutIfLoading(bytes));
+  std::uint32_t where = cOnPage;
+  if (!block) {
+    where = 0;
+    if (!FBlock || !(FBlock->Capacity & cOnPage)) {
+      // From the heap to the heap: the block grows in place where the heap can.
+      block = static_cast<TBlock *>(std::realloc(FBlock, bytes));
+      if (!block) throw std::bad_alloc();
+      if (!FBlock) block->Count = 0;
+      block->Capacity = static_cast<std::uint32_t>(ACapacity);
+      FBlock = block;
+      return;
     }
-    block->Capacity = static_cast<std::uint32_t>(ACapacity) | cOnPage;
-    FBlock = block;
-    return;
-  }
-  TBlock *block;
-  if (FBlock && (FBlock->Capacity & cOnPage)) {
     block = static_cast<TBlock *>(std::malloc(bytes));
     if (!block) throw std::bad_alloc();
+  }
+  // A new block takes the items over from the old one, which goes back where it came from.
+  block->Count = 0;
+  if (FBlock) {
     block->Count = FBlock->Count;
     std::memcpy(block->Items, FBlock->Items, FBlock->Count * sizeof(TVnDOMNode *));
     Clear();
-  } else {
-    block = static_cast<TBlock *>(std::realloc(FBlock, bytes));
-    if (!block) throw std::bad_alloc();
-    if (!FBlock) block->Count = 0;
   }
-  block->Capacity = static_cast<std::uint32_t>(ACapacity);
+  block->Capacity = static_cast<std::uint32_t>(ACapacity) | where;
   FBlock = block;
 }
 
