@@ -200,6 +200,10 @@ class TVnJSONTextParser : public TVnTextParser {
   // character (or is UTF-8), they lie in the window and are all ASCII: then the mark is released
   // and true returned. Otherwise nothing changes.
   bool TakeAscii(const char *&AData, std::size_t &ALength);
+  // Up to ACount source bytes from the current character on, where they lie (fewer near the end),
+  // for a look ahead that nothing consumes: in a UTF-8 source only, where ASCII text reads byte
+  // for byte. False in other widths.
+  bool PeekUtf8(Integer ACount, const char *&AData, std::size_t &ALength);
   // Steps over the current character; nothing at the end of the text.
   void StepOver() {
     if (!_GetEOF()) Step();

@@ -648,8 +648,14 @@ void TValue::Clear() noexcept {
 }
 
 TValue::TValue(const TValue &AOther) {
-  if (!AOther.FTypeInfo) return;
   PTypeInfo t = AOther.FTypeInfo;
+  if (!t) return;
+  if (t->FInline && t->FTrivial) {
+    // Numbers and references: the whole room at once, a copy of fixed size.
+    std::memcpy(FData, AOther.FData, cInlineSize);
+    FTypeInfo = t;
+    return;
+  }
   void *p = Prepare(t);
   if (t->FTrivial) {
     std::memcpy(p, AOther.Raw(), t->FSize);
@@ -666,10 +672,9 @@ TValue::TValue(const TValue &AOther) {
 TValue::TValue(TValue &&AOther) noexcept {
   PTypeInfo t = AOther.FTypeInfo;
   if (!t) return;
-  if (!t->FInline) {
-    std::memcpy(FData, AOther.FData, sizeof(void *));
-  } else if (t->FTrivial) {
-    std::memcpy(FData, AOther.FData, t->FSize);
+  if (!t->FInline || t->FTrivial) {
+    // A heap value moves with its pointer; a trivial one with its bytes, the whole room at once.
+    std::memcpy(FData, AOther.FData, cInlineSize);
   } else {
     t->FOps->Move(FData, AOther.FData);
     t->FOps->Destroy(AOther.FData);
@@ -679,13 +684,22 @@ TValue::TValue(TValue &&AOther) noexcept {
 }
 
 TValue &TValue::operator=(const TValue &AOther) {
-  if (this != &AOther) *this = TValue(AOther);
+  if (this == &AOther) return *this;
+  PTypeInfo t = AOther.FTypeInfo;
+  if (t && t->FInline && t->FTrivial) {
+    // Copying a number or a reference cannot fail: no temporary needed.
+    Clear();
+    std::memcpy(FData, AOther.FData, cInlineSize);
+    FTypeInfo = t;
+    return *this;
+  }
+  *this = TValue(AOther);
   return *this;
 }
 
 TValue &TValue::operator=(TValue &&AOther) noexcept {
   if (this != &AOther) {
-    Clear();
+    if (FTypeInfo) Clear();
     ::new (this) TValue(std::move(AOther));
   }
   return *this;

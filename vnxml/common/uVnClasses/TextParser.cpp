@@ -642,33 +642,37 @@ UnicodeString TVnTextParser::PeekString(Integer ACount) {
   Int64 n = Available(static_cast<Int64>(ACount) * (FCharSetType == cstU ? 4 : FMinCharBytes));
   const Byte *p = FCur;
   const Byte *e = FCur + n;
-  UnicodeString r;
-  r.reserve(static_cast<std::size_t>(ACount));
-  for (Integer i = 0; i < ACount; ++i) {
-    if (e - p < FMinCharBytes) break;
-    switch (FCharSetType) {
-      case cstW:
-        r.push_back(LoadUnit(p));
-        p += 2;
-        break;
-      case cstU: {
+  // Room for the worst case (every character a surrogate pair), cut to what was read.
+  UnicodeString r(static_cast<std::size_t>(ACount) * 2, u'\0');
+  char16_t *out = r.data();
+  Integer i = 0;
+  switch (FCharSetType) {
+    case cstW:
+      for (; i < ACount && e - p >= 2; ++i, p += 2) *out++ = LoadUnit(p);
+      break;
+    case cstU:
+      while (i < ACount && p < e) {
+        ++i;
+        if (*p < 0x80) {
+          *out++ = *p++;
+          continue;
+        }
         int32_t len;
         UChar32 c = DecodeU8(p, e - p, len);
         if (c > 0xFFFF) {
-          r.push_back(static_cast<char16_t>(U16_LEAD(c)));
-          r.push_back(static_cast<char16_t>(U16_TRAIL(c)));
+          *out++ = static_cast<char16_t>(U16_LEAD(c));
+          *out++ = static_cast<char16_t>(U16_TRAIL(c));
         } else {
-          r.push_back(static_cast<char16_t>(c));
+          *out++ = static_cast<char16_t>(c);
         }
         p += len;
-        break;
       }
-      default:
-        r.push_back((*FByteTable)[*p]);
-        ++p;
-        break;
-    }
+      break;
+    default:
+      for (; i < ACount && p < e; ++i) *out++ = (*FByteTable)[*p++];
+      break;
   }
+  r.resize(static_cast<std::size_t>(out - r.data()));
   return r;
 }
 

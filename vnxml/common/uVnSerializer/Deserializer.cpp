@@ -36,6 +36,14 @@ TValue AsTypeOf(TValue AValue, const TVnTypeInfo *AType) {
   return AValue.Cast(AType->Handle);
 }
 
+// ADest := AValue as a value of the type AType, moved when it has the type already.
+void SetAsTypeOf(TValue &ADest, TValue &&AValue, const TVnTypeInfo *AType) {
+  if (!AType || !AType->Handle || AValue.GetTypeInfo() == AType->Handle)
+    ADest = std::move(AValue);
+  else
+    ADest = AValue.Cast(AType->Handle);
+}
+
 // AValue as a value of the type AType without a copy when it has the type already; a converted
 // value is kept in AHolder.
 const TValue &OfTypeOf(const TValue &AValue, const TVnTypeInfo *AType, TValue &AHolder) {
@@ -105,8 +113,11 @@ thread_local Integer gNestedRuns = 0;
 
 // The field or property of a type by a name as documents spell it, kept per thread: every
 // member of every object of a document is looked up, and the type's own lookup compares the
-// name with each member in turn. Members, once registered, live as long as the process; a name
-// that finds nothing is not kept.
+// name with each member in turn. With AProperties (a class), a property that is not public is
+// not taken by its own name, and a name that names no field or public property is looked for
+// among the public properties' shoName hints. Members and hints, once registered, live as long
+// as the process; a name that finds nothing (the "className" of every object) is kept too, but
+// only until the next registration, which could give the type what it lacks.
 struct TMemberLookup {
   TRttiField *Field = nullptr;
   TRttiProperty *Property = nullptr;
@@ -118,23 +129,42 @@ TMemberLookup FindMember(TRttiType *AType, const UnicodeString &AName, bool APro
     const TRttiType *Type = nullptr;
     UnicodeString Name;
     TMemberLookup Found;
+    // For a name that found nothing: the registration generation it was looked up in.
+    UInt64 MissGeneration = 0;
   };
   thread_local TEntry cache[512];
   std::size_t n = AName.size();
   std::size_t h = (reinterpret_cast<std::uintptr_t>(AType) >> 4) * 31 + n * 7 +
                   (n ? AName[0] * 13 + AName[n - 1] * 17 + AName[n / 2] : 0);
   TEntry &e = cache[h & 511];
-  if (e.Type == AType && e.Name == AName) return e.Found;
+  const UInt64 generation = detail::RegistrationGeneration();
+  // Names compared as bytes: the character-by-character compare of char16_t strings is slower.
+  if (e.Type == AType && e.Name.size() == n &&
+      std::memcmp(e.Name.data(), AName.data(), n * sizeof(char16_t)) == 0 &&
+      (e.MissGeneration == 0 || e.MissGeneration == generation))
+    return e.Found;
   TMemberLookup found;
   found.Field = AType->GetField(AName);
-  if (!found.Field && AProperties) found.Property = AType->GetProperty(AName);
+  if (!found.Field && AProperties) {
+    found.Property = AType->GetProperty(AName);
+    if (found.Property && found.Property->GetVisibility() < mvPublic) found.Property = nullptr;
+    if (!found.Property) {
+      for (TRttiProperty *p : AType->GetProperties()) {
+        if (p->GetVisibility() < mvPublic) continue;
+        SerializerHint *hint = nullptr;
+        if (GetSerializerHint(p, shoName, hint) && SameText(hint->Value(), AName)) {
+          found.Property = p;
+          break;
+        }
+      }
+    }
+  }
   if (found.Field) found.Type = TVnTypes::GetTypeInfo(found.Field->GetDataTypeHandle());
   if (found.Property) found.Type = TVnTypes::GetTypeInfo(found.Property->GetDataTypeHandle());
-  if (found.Field || found.Property) {
-    e.Type = AType;
-    e.Name = AName;
-    e.Found = found;
-  }
+  e.Type = AType;
+  e.Name = AName;
+  e.Found = found;
+  e.MissGeneration = found.Field || found.Property ? 0 : generation;
   return found;
 }
 
@@ -549,40 +579,35 @@ TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeSt
   TVnCanDeserialize result =
       FIHelper ? FIHelper->CanDeserialize(this, AUri, AName, ADataType) : desNo;
   if (result == desNo) {
-    ClearMember();
+    FMemberField = nullptr;
+    FMemberProp = nullptr;
+    FMemberTypeInfo = nullptr;
     const TVnTypeInfo *type = FInstanceTypeInfo;
     const bool isClass = type && type->Kind == vtkClass;
+    // The member value is read straight into the worker's value; only a member not found (or a
+    // getter that fails) leaves the nil object of ClearMember there.
     if (type && (isClass || type->Kind == vtkRecord) && type->RttiType && FInstancePtr) {
       TMemberLookup member = FindMember(type->RttiType, AName, isClass);
-      if (TRttiField *f = member.Field) {
-        FMemberField = f;
-        FMemberValue = f->GetValue(FInstancePtr);
-        FMemberTypeInfo = member.Type;
-      } else if (isClass) {
-        TRttiProperty *p = member.Property;
-        if (p && p->GetVisibility() >= mvPublic) {
+      try {
+        if (TRttiField *f = member.Field) {
+          FMemberField = f;
+          FMemberValue = f->GetValue(FInstancePtr);
+          FMemberTypeInfo = member.Type;
+        } else if (TRttiProperty *p = member.Property) {
           FMemberProp = p;
           FMemberValue = p->GetValue(FInstancePtr);
           FMemberTypeInfo = member.Type;
         }
+      } catch (...) {
+        ClearMember();
+        throw;
       }
-      if (FMemberTypeInfo) {
-        if (ADataType.empty()) ADataType = FMemberTypeInfo->QualifiedName;
-        result = desYes;
-      } else if (isClass) {
-        // A property known in documents by the name of its shoName hint.
-        for (TRttiProperty *p : type->RttiType->GetProperties()) {
-          if (p->GetVisibility() < mvPublic) continue;
-          SerializerHint *hint = nullptr;
-          if (GetSerializerHint(p, shoName, hint) && SameText(hint->Value(), AName)) {
-            FMemberProp = p;
-            FMemberValue = p->GetValue(FInstancePtr);
-            FMemberTypeInfo = TVnTypes::GetTypeInfo(p->GetDataTypeHandle());
-            result = desYes;
-            break;
-          }
-        }
-      }
+    }
+    if (FMemberTypeInfo) {
+      if (ADataType.empty()) ADataType = FMemberTypeInfo->QualifiedName;
+      result = desYes;
+    } else {
+      ClearMember();
     }
     if (result == desNo && ARaiseIfUnknown && !IsReservedName(AName)) {
       VN_ASSERT_AT(type, __FILE__, __LINE__);
@@ -843,7 +868,9 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
       DeserializeNested(FInstancePtr, FInstanceTypeInfo, UTF8Encode(AValue));
     return;
   }
-  TValue value;
+  // The value is made in the worker's member value: its old content goes when the new one is
+  // there, as a conversion that fails leaves it.
+  TValue &value = FMemberValue;
   switch (type->GetKind()) {
     case tkClass:
       if (!AValue.empty()) throw Exception(cNotSupportedValue, {AValue, HostKindName(type)});
@@ -853,7 +880,7 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
     case tkUString:
     case tkLString:
     case tkWString:
-      value = AsTypeOf(TValue(ValueToStr(AValue)), type);
+      SetAsTypeOf(value, TValue(ValueToStr(AValue)), type);
       break;
     case tkChar:
     case tkWChar: {
@@ -896,16 +923,16 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
     case tkFloat:
       switch (type->Kind) {
         case vtkDate:
-          value = AsTypeOf(TValue(ValueToDate(AValue)), type);
+          SetAsTypeOf(value, TValue(ValueToDate(AValue)), type);
           break;
         case vtkTime:
-          value = AsTypeOf(TValue(ValueToTime(AValue)), type);
+          SetAsTypeOf(value, TValue(ValueToTime(AValue)), type);
           break;
         case vtkDateTime:
-          value = AsTypeOf(TValue(ValueToDateTime(AValue)), type);
+          SetAsTypeOf(value, TValue(ValueToDateTime(AValue)), type);
           break;
         default:
-          value = AsTypeOf(TValue(static_cast<double>(ValueToFloat(AValue))), type);
+          SetAsTypeOf(value, TValue(static_cast<double>(ValueToFloat(AValue))), type);
           break;
       }
       break;
@@ -921,7 +948,7 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
       break;
     case tkEnumeration: {
       if (type->Kind == vtkBoolean) {
-        value = AsTypeOf(TValue(ValueToBool(AValue)), type);
+        SetAsTypeOf(value, TValue(ValueToBool(AValue)), type);
         break;
       }
       Int64 ordinal;
@@ -950,7 +977,6 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
     default:
       throw Exception(cNotSupportedValue, {AValue, HostKindName(type)});
   }
-  FMemberValue = std::move(value);
   // The value read goes to the member, and the worker's copy is not looked at again: the member
   // takes it over.
   if (IsArraySerializer() || !TakeIntoMember(this, ClassType() == ReusableClass()))

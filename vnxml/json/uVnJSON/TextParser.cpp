@@ -96,6 +96,13 @@ bool TVnJSONTextParser::TakeAscii(const char *&AData, std::size_t &ALength) {
   return true;
 }
 
+bool TVnJSONTextParser::PeekUtf8(Integer ACount, const char *&AData, std::size_t &ALength) {
+  if (FCharSetType != cstU || ACount <= 0) return false;
+  ALength = static_cast<std::size_t>(Available(ACount));
+  AData = reinterpret_cast<const char *>(FCur);
+  return true;
+}
+
 bool TVnJSONTextParser::ScanString() {
   CheckCurrChar(FQuote, true);
   Step();

@@ -200,23 +200,39 @@ UnicodeString TVnJSONDeserializer::ReadClassName(TVnTextParser *AParser) {
 namespace {
 
 // The JSON peek at a text: skip one character, take the first name in quotes; when it is
-// "className", its value. Incomplete when the text ends before the answer is certain.
+// "className", its value. Incomplete when the text ends before the answer is certain. On the
+// UTF-16 text, or on UTF-8 bytes where a value beyond ASCII is refused (AName empty) so that
+// the caller looks again in UTF-16.
 enum class TPeek { Found, None, Incomplete };
-TPeek PeekClassName(UnicodeStringView AText, UnicodeString &AName) {
+template <class C>
+TPeek PeekClassName(std::basic_string_view<C> AText, UnicodeString &AName) {
   std::size_t i = 1;
-  auto to = [&](char16_t C) {
-    while (i < AText.size() && AText[i] != C) ++i;
+  auto to = [&](char C_) {
+    while (i < AText.size() && AText[i] != static_cast<C>(C_)) ++i;
     return i < AText.size();
   };
   if (AText.size() < 1) return TPeek::Incomplete;
-  if (!to(u'"')) return TPeek::Incomplete;
+  if (!to('"')) return TPeek::Incomplete;
   std::size_t start = ++i;
-  if (!to(u'"')) return TPeek::Incomplete;
-  if (AText.substr(start, i - start) != u"className") return TPeek::None;
-  if (!to(u':') || !to(u'"')) return TPeek::Incomplete;
+  if (!to('"')) return TPeek::Incomplete;
+  static constexpr char cName[] = "className";
+  const std::size_t nameLen = i - start;
+  if (nameLen != sizeof cName - 1) return TPeek::None;
+  for (std::size_t k = 0; k < nameLen; ++k)
+    if (AText[start + k] != static_cast<C>(cName[k])) return TPeek::None;
+  if (!to(':') || !to('"')) return TPeek::Incomplete;
   start = ++i;
-  if (!to(u'"')) return TPeek::Incomplete;
-  AName.assign(AText.substr(start, i - start));
+  if (!to('"')) return TPeek::Incomplete;
+  AName.clear();
+  for (std::size_t k = start; k < i; ++k) {
+    if constexpr (sizeof(C) == 1) {
+      if (static_cast<unsigned char>(AText[k]) >= 0x80) {
+        AName.clear();
+        return TPeek::Found;
+      }
+    }
+    AName.push_back(static_cast<char16_t>(static_cast<std::make_unsigned_t<C>>(AText[k])));
+  }
   return TPeek::Found;
 }
 
@@ -226,12 +242,23 @@ bool TVnJSONDeserializer::ReadClassName(UnicodeString &AName) {
   AName.clear();
   TVnJSONTextParser *parser = FJSONReader ? FJSONReader->Parser() : nullptr;
   if (!parser) return true;
-  // A short look first: the class name, when there is one, stands right behind the name.
+  // A short look first: the class name, when there is one, stands right behind the name. In
+  // UTF-8 the bytes are read where they lie; a name beyond ASCII is read again in UTF-16.
+  const char *bytes;
+  std::size_t size;
+  if (parser->PeekUtf8(48, bytes, size)) {
+    TPeek result = PeekClassName(std::string_view(bytes, size), AName);
+    if (result == TPeek::None || (result == TPeek::Incomplete && size < 48)) {
+      AName.clear();
+      return true;
+    }
+    if (result == TPeek::Found && !AName.empty()) return true;
+  }
   UnicodeString ahead = parser->PeekString(48);
-  TPeek result = PeekClassName(ahead, AName);
+  TPeek result = PeekClassName(UnicodeStringView(ahead), AName);
   if (result == TPeek::Incomplete && ahead.size() == 48) {
     ahead = parser->PeekString(255);
-    result = PeekClassName(ahead, AName);
+    result = PeekClassName(UnicodeStringView(ahead), AName);
   }
   if (result != TPeek::Found) AName.clear();
   return true;
