@@ -255,6 +255,23 @@ TEST(ReadObjects, TheDocumentsClassNameMakesTheInstanceOfANilMember) {
   EXPECT_EQ(xml->Nobody, nullptr);
 }
 
+TEST(ReadObjects, TheClassNameIsFoundFarAheadAndBeyondAscii) {
+  // Blanks push the class name past the first look ahead.
+  auto far = Read<TNest>(
+      dsfJSON, R"({"person":{)" + std::string(60, ' ') + R"("className":"TVipPerson","level":5}})");
+  ASSERT_TRUE(far->Person);
+  EXPECT_EQ(static_cast<TVipPerson *>(far->Person)->GetLevel(), 5);
+  // A name beyond ASCII is read whole, in a UTF-8 text as in a UTF-16 one.
+  EXPECT_EQ(FailureOf<ENotSupportedException>([] {
+              Read<TNest>(dsfJSON, "{\"person\":{\"className\":\"TV\xC3\xAFp\",\"level\":1}}");
+            }),
+            "Failed to create an instance of TV\u00EFp!");
+  // The first name decides: another name there, ASCII or not, means no class name.
+  auto other =
+      Read<TNest>(dsfJSON, "{\"person\":{\"n\xC3\xA4me\":1,\"className\":\"TVipPerson\"}}");
+  EXPECT_EQ(other->Person, nullptr);
+}
+
 TEST(ReadObjects, AClassNameThatIsNotFirstMakesNoInstanceAndTheContentIsPassedOver) {
   auto n = Read<TNest>(dsfJSON, R"({"person":{"name":"Vi","className":"TVipPerson"},)"
                                 R"("where":{"className":"TPoint","x":5,"y":6}})");

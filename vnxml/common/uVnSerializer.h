@@ -722,6 +722,12 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   virtual void Reuse(void *AInstance, PTypeInfo AType);
   // The class whose workers a run may keep and use again for further children (nil: none).
   virtual TClass ReusableClass() const noexcept { return nullptr; }
+  // Whether this worker's class is the one its ReusableClass names (asked for every value read;
+  // answered once per worker, whose class never changes).
+  bool IsReusableClass() const noexcept {
+    if (FReusableState == 0) FReusableState = ClassType() == ReusableClass() ? 1 : 2;
+    return FReusableState == 1;
+  }
 
   TObjectList *FCreatedObjs = nullptr;
   Integer FArrIdx = -1;
@@ -755,6 +761,8 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   // Between DeserializeStartType and DeserializeEndType.
   bool FStarted = false;
   bool FEnded = false;
+  // IsReusableClass: 0 not asked yet, 1 yes, 2 no.
+  mutable unsigned char FReusableState = 0;
 };
 
 // ---------------------------------------------------------------------------------------------

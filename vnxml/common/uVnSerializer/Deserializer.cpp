@@ -281,7 +281,7 @@ void TVnDeserializer::FreeRetired() noexcept {
 // another. Only the run's root keeps them, and only workers of the class that resets all it has.
 bool TVnDeserializer::Keep(TVnDeserializer *AWorker) noexcept {
   if (FRoot != this || AWorker->RefCount() != 0 || !AWorker->ReusableClass() ||
-      AWorker->ClassType() != AWorker->ReusableClass())
+      !AWorker->IsReusableClass())
     return false;
   // What the worker holds on the instance and its helpers goes now, as it would with the worker.
   AWorker->FIHelper = nullptr;
@@ -979,8 +979,7 @@ void TVnDeserializer::DeserializeValue(const UnicodeString &AUri, const UnicodeS
   }
   // The value read goes to the member, and the worker's copy is not looked at again: the member
   // takes it over.
-  if (IsArraySerializer() || !TakeIntoMember(this, ClassType() == ReusableClass()))
-    StoreMemberValue();
+  if (IsArraySerializer() || !TakeIntoMember(this, IsReusableClass())) StoreMemberValue();
 }
 
 void TVnDeserializer::DeserializeEndType() {
@@ -998,7 +997,7 @@ void TVnDeserializer::DeserializeEndType() {
       TVnDeserializer *grand = parent->FParentDes;
       StoreElement(grand->FMemberValue, grand->FArrIdx, parent->FMemberValue,
                    grand->FMemberTypeInfo ? grand->FMemberTypeInfo->GetElementType() : nullptr,
-                   parent->ClassType() == parent->ReusableClass());
+                   parent->IsReusableClass());
     } else if (elementKind != vtkClass) {
       parent->FMemberValue.SetArrayElement(FArrIdx, FMemberValue);
     }
@@ -1010,7 +1009,7 @@ void TVnDeserializer::DeserializeEndType() {
       case tkRecord:
       case tkDynArray:
         if (parent->IsArraySerializer()) break;
-        if (!TakeIntoMember(parent, parent->ClassType() == parent->ReusableClass()))
+        if (!TakeIntoMember(parent, parent->IsReusableClass()))
           StoreInto(parent, parent->FMemberValue);
         break;
       default:
