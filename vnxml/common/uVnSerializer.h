@@ -671,7 +671,13 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
                                            const TVnTypeInfo *ATypeInfo, SerializerHint *AHint);
 
   // True for a worker whose own type is an array below a parent; AKind is the element's kind.
-  bool IsArraySerializer(TVnTypeKind *AKind = nullptr);
+  // Inline: asked several times for every event; only array workers go on to the rest.
+  bool IsArraySerializer(TVnTypeKind *AKind = nullptr) {
+    if (!FParent || !FInstanceTypeInfo ||
+        (FInstanceTypeInfo->Kind != vtkArray && FInstanceTypeInfo->Kind != vtkDynArray))
+      return false;
+    return IsArrayWorker(AKind);
+  }
   // An array worker's next element: grows a dynamic array by one and makes the element the
   // member in hand; returns its value (nil for any other worker).
   TValue *InitializeArrayElement(const UnicodeString &AUri, const UnicodeString &AName);
@@ -692,7 +698,10 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
   // progress returns. A root without parent keeps them.
   void HandBack();
   // Frees the workers that have handed back; the notations call it after each event.
-  void FreeRetired() noexcept;
+  // Inline: called after every event, when there mostly is nothing to free.
+  void FreeRetired() noexcept {
+    if (!FRetired.empty()) FreeRetiredNow();
+  }
   // Frees the instance that the run made for itself (no instance was given), after a failure.
   void FreeCreatedRoot() noexcept;
   // A document inside a value, read by a run of its own into AInstance (a new instance of the
@@ -741,6 +750,8 @@ class TVnDeserializer : public TVnCustomSerializer, public IVnDeserializer {
 
  private:
   void Init();
+  bool IsArrayWorker(TVnTypeKind *AKind);
+  void FreeRetiredNow() noexcept;
   void StoreInto(TVnDeserializer *AWorker, const TValue &AValue);
   // A worker that has handed back goes to the run's kept workers when its class allows it and
   // nothing else holds it; false when it is to be freed.

@@ -268,7 +268,7 @@ void TVnDeserializer::HandBack() {
   FRoot->FRetired.push_back(this);
 }
 
-void TVnDeserializer::FreeRetired() noexcept {
+void TVnDeserializer::FreeRetiredNow() noexcept {
   while (!FRetired.empty()) {
     TVnDeserializer *w = FRetired.back();
     FRetired.pop_back();
@@ -620,9 +620,7 @@ TVnCanDeserialize TVnDeserializer::CanDeserialize(UnicodeString &AUri, UnicodeSt
   return result;
 }
 
-bool TVnDeserializer::IsArraySerializer(TVnTypeKind *AKind) {
-  if (!FParent || !FInstanceTypeInfo) return false;
-  if (FInstanceTypeInfo->Kind != vtkArray && FInstanceTypeInfo->Kind != vtkDynArray) return false;
+bool TVnDeserializer::IsArrayWorker(TVnTypeKind *AKind) {
   VN_ASSERT_MSG_AT(
       FMemberTypeInfo,
       u"The FMemberTypeInfo should have been calculated in the \"DeserializeStartType\"!", __FILE__,
