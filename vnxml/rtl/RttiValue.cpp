@@ -689,8 +689,7 @@ TValue &TValue::operator=(const TValue &AOther) {
   if (t && t->FInline && t->FTrivial) {
     // Copying a number or a reference cannot fail: no temporary needed.
     Clear();
-    std::memcpy(FData, AOther.FData, cInlineSize);
-    FTypeInfo = t;
+    ::new (this) TValue(AOther);
     return *this;
   }
   *this = TValue(AOther);

@@ -30,13 +30,8 @@ bool StartsWithDigit(const UnicodeString &AText) {
   return !AText.empty() && AText[0] >= u'0' && AText[0] <= u'9';
 }
 
-// A value of the type AType: a value of another type is converted (objects by class).
-TValue AsTypeOf(TValue AValue, const TVnTypeInfo *AType) {
-  if (!AType || !AType->Handle || AValue.GetTypeInfo() == AType->Handle) return AValue;
-  return AValue.Cast(AType->Handle);
-}
-
-// ADest := AValue as a value of the type AType, moved when it has the type already.
+// ADest := AValue as a value of the type AType (objects converted by class), moved when it has
+// the type already.
 void SetAsTypeOf(TValue &ADest, TValue &&AValue, const TVnTypeInfo *AType) {
   if (!AType || !AType->Handle || AValue.GetTypeInfo() == AType->Handle)
     ADest = std::move(AValue);
@@ -673,7 +668,7 @@ TVnDeserializer *TVnDeserializer::CreateChildDeserializerIfNeeded(const UnicodeS
         Integer at = -1;
         try {
           at = FCreatedObjs->Add(object);
-          FMemberValue = AsTypeOf(TValue(object), FMemberTypeInfo);
+          SetAsTypeOf(FMemberValue, TValue(object), FMemberTypeInfo);
           StoreMemberValue();
         } catch (...) {
           // Not attached: the object goes now, whoever the list belongs to.

@@ -207,8 +207,8 @@ enum class TPeek { Found, None, Incomplete };
 template <class C>
 TPeek PeekClassName(std::basic_string_view<C> AText, UnicodeString &AName) {
   std::size_t i = 1;
-  auto to = [&](char C_) {
-    while (i < AText.size() && AText[i] != static_cast<C>(C_)) ++i;
+  auto to = [&](char AChar) {
+    while (i < AText.size() && AText[i] != static_cast<C>(AChar)) ++i;
     return i < AText.size();
   };
   if (AText.size() < 1) return TPeek::Incomplete;
