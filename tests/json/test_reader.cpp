@@ -576,4 +576,40 @@ TEST(JSONParserComponent, FailingStartAndFinishEventsStillFreeTheReader) {
   parser->Free();
 }
 
+// The tree takes ASCII text straight from UTF-8 bytes; a character beyond ASCII anywhere in a
+// name or value, long runs of white space and a window that moves during a string must all
+// leave the same tree as the text read in UTF-16.
+TEST(JSONReaderSources, TheTreeReadsUtf8LikeUtf16WhereverACharacterBeyondAsciiStands) {
+  UnicodeString text = u"{";
+  for (std::size_t at : {0u, 1u, 14u, 15u, 16u, 17u, 31u, 32u, 40u}) {
+    const UnicodeString s = UnicodeString(at, u'a') + u"\u00e9" + UnicodeString(20, u'b');
+    const UnicodeString wide = UnicodeString(at, u'c') + u"\u0416" + UnicodeString(3, u'd');
+    if (text.size() > 1) text += u",";
+    text += u"\n" + UnicodeString(37, u' ') + u"\"" + s + u"\"\t:  \"" + wide + u"\"";
+    text += u", \"" + wide + u"\":" + UnicodeString(at, u' ') + u"[\"" + s + u"\", 12]";
+  }
+  text += u"\r\n}";
+  auto loadBytes = [](TStream *AStream) {
+    TVnJSONDocument *d = New<TVnJSONDocument>();
+    d->LoadFromStream(AStream, CP_UTF8);
+    const UnicodeString r = d->GetAsJSON();
+    d->Free();
+    return r;
+  };
+  TVnJSONDocument *ref = New<TVnJSONDocument>();
+  ref->SetAsJSON(text);
+  const UnicodeString expected = ref->GetAsJSON();
+  EXPECT_EQ(ref->GetRootValue()->Count(), 18);
+  EXPECT_EQ(ref->GetRootValue()->Item(2)->GetName(),
+            UnicodeString(1, u'a') + u"\u00e9" + UnicodeString(20, u'b'));
+  ref->Free();
+  const std::string bytes = UTF8Encode(text);
+  TMemoryStream memory;
+  memory.Write(bytes.data(), static_cast<Int64>(bytes.size()));
+  memory.Seek(0, soBeginning);
+  EXPECT_EQ(loadBytes(&memory), expected);
+  TTrickleStream trickle(bytes);
+  EXPECT_EQ(loadBytes(&trickle), expected);
+}
+
 }  // namespace

@@ -465,6 +465,41 @@ TEST(JSONBuild, AddValueThreeFormsAndTheListOperations) {
 // ---------------------------------------------------------------------------------------------
 // The document
 
+// Objects and arrays of every small size, as a load makes them and as edits change them
+// afterwards: the children stay in order when an array outgrows the room a load gave it.
+TEST(JSONBuild, ChildListsOfEverySizeLoadShrinkAndGrow) {
+  for (int n = 0; n <= 20; ++n) {
+    std::u16string items, members;
+    for (int i = 0; i < n; ++i) {
+      items += (i ? u"," : u"") + IntToStr(i);
+      members += (i ? u",\"k" : u"\"k") + IntToStr(i) + u"\":" + IntToStr(i);
+    }
+    Doc d = Load(u"[[" + items + u"],{" + members + u"}]");
+    TVnJSONBase *array = d->GetRootValue()->Item(0);
+    TVnJSONBase *object = d->GetRootValue()->Item(1);
+    ASSERT_EQ(array->Count(), n);
+    ASSERT_EQ(object->Count(), n);
+    // Every other child goes, then as many come as there were.
+    for (int i = n - 1; i >= 0; i -= 2) {
+      array->DeleteValue(i);
+      object->DeleteMember(i);
+    }
+    for (int i = 0; i < n; ++i) {
+      array->AddValue(jdtNumber, IntToStr(100 + i));
+      object->AddMember(u"m" + IntToStr(i), Variant(100 + i));
+    }
+    std::u16string expected;
+    for (int i = n % 2; i < n; i += 2) expected += IntToStr(i) + u",";
+    for (int i = 0; i < n; ++i) expected += IntToStr(100 + i) + u",";
+    std::u16string got;
+    for (int i = 0; i < array->Count(); ++i) got += array->Item(i)->GetAsString() + u",";
+    EXPECT_EQ(got, expected) << n;
+    got.clear();
+    for (int i = 0; i < object->Count(); ++i) got += object->Item(i)->GetAsString() + u",";
+    EXPECT_EQ(got, expected) << n;
+  }
+}
+
 TEST(JSONDocument, WithoutARootEveryLookupRaises) {
   Doc d = MakeOwned<TVnJSONDocument>();
   EXPECT_EQ(d->GetRootValue(), nullptr);

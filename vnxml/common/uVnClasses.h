@@ -377,12 +377,27 @@ class TVnTextParser : public TVnObject {
     if (c < 128 && (ATable.Member[c] != 0) != AIn && (c != 0 || !_GetEOF())) return;
     SkipAscii(ATable.Member, AIn);
   }
+  // SkipAscii for the set of every character up to U+0020 (white space and the controls), the
+  // set that runs of indentation are made of: sixteen bytes at a time in the one-byte widths.
+  void SkipControls() {
+    const char16_t c = CurrUnit();
+    if (c > 0x20) return;
+    SkipControlsRun();
+  }
   // SkipWhile(soNotEqual, AChar) and SkipWhile(soEqual, AChar) for an ASCII character, in one
   // call.
-  void SkipTo(char AChar);
+  void SkipTo(char AChar) {
+    if (FMinCharBytes == 1 && FCur < FLimit && *FCur == static_cast<Byte>(AChar)) return;
+    SkipToRun(AChar);
+  }
   void SkipOver(char AChar);
   // SkipWhile(soNotEqual) for either of two ASCII characters: stops on the first of them.
-  void SkipToEither(char A, char B);
+  void SkipToEither(char A, char B) {
+    if (FMinCharBytes == 1 && FCur < FLimit &&
+        (*FCur == static_cast<Byte>(A) || *FCur == static_cast<Byte>(B)))
+      return;
+    SkipToEitherRun(A, B);
+  }
   // CurrCharW, without the slot where the window gives the character at once.
   [[gnu::always_inline]] char16_t CurrChar() {
     if (FCharSetType == cstW) return CurrUnit();
@@ -434,6 +449,11 @@ class TVnTextParser : public TVnObject {
   void SkipToEnd();
   // The position behind the character at APos, and the byte length of that character.
   Int64 CharLenAt(const Byte *AP);
+  // The loop of SkipControls, from a current character that is in the set or at the end.
+  void SkipControlsRun();
+  // The loops of SkipTo and SkipToEither.
+  void SkipToRun(char AChar);
+  void SkipToEitherRun(char A, char B);
 
   // The slots of the width in force.
   TCharFunc FCurrChar = nullptr;

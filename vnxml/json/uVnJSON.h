@@ -240,6 +240,14 @@ class TVnJSONTextParser : public TVnTextParser {
 
  private:
   void Sniff(Word ACodePage);
+  // Notes the run from AFrom to the current character as seen whole and ASCII, in a byte a
+  // character and when the window has not moved since AFrom was taken (ABase, ABasePos).
+  void NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos);
+
+  // The source bytes that the last scan saw whole and found ASCII, so that TakeAscii of that
+  // same run needs no second look.
+  const Byte *FAsciiFrom = nullptr;
+  const Byte *FAsciiTo = nullptr;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -650,6 +658,8 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   TVnJSONDataType FJSONType = jdtNull;
   bool FDestroyChilds : 1 = true;
   bool FInlineItems : 1 = false;
+  // The child array (of three slots) was cut from a load's pages, not taken from the heap.
+  bool FPagedItems : 1 = false;
   // Kept for the node class's own use: the simple value's kind of value.
   Byte FClassByte = 0;
   // How the node class's own text (a value's, a member's name) is held (json::TextSet).
@@ -663,6 +673,10 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   friend class TVnJSONDocument;
   // Destroys a subtree whose top has already left its owner, without calls that nest.
   static void DisposeTree(TVnJSONBase *ATop);
+  // Gives the child array room for ACapacity children, keeping those it holds.
+  void GrowItems(Integer ACapacity);
+  // Gives the child array back to where it came from (not the member's own slot).
+  void ReleaseItems() noexcept;
   Integer IndexOfObject(const TVnJSONBase *AObject) const noexcept;
   void CheckIndex(Integer AIndex) const;
 };

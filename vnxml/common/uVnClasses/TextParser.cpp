@@ -934,7 +934,7 @@ void TVnTextParser::SkipAscii(const Byte *ATable, bool AIn) {
   }
 }
 
-void TVnTextParser::SkipTo(char AChar) {
+void TVnTextParser::SkipToRun(char AChar) {
   const Byte c = static_cast<Byte>(AChar);
   if (FMinCharBytes == 1) {
     // In UTF-8 the bytes of a longer sequence are all above 127: the search decides on bytes.
@@ -1013,7 +1013,7 @@ void TVnTextParser::RaiseExpected(const UnicodeString &AExpected) {
   throw EVnException(u"\"%s\" expected, but \"%s\" found!", {AExpected, CurrentText()}, 2);
 }
 
-void TVnTextParser::SkipToEither(char A, char B) {
+void TVnTextParser::SkipToEitherRun(char A, char B) {
   const Byte a = static_cast<Byte>(A), b = static_cast<Byte>(B);
   if (FMinCharBytes == 1) {
     // Sixteen bytes at a time; in UTF-8 the bytes of a longer sequence are all above 127.
@@ -1047,6 +1047,46 @@ void TVnTextParser::SkipToEither(char A, char B) {
       char16_t u;
       std::memcpy(&u, p, 2);
       if (u == a || u == b) break;
+    }
+    FCur = p;
+    if (e - p >= 2 || Available(2) < 2) return;
+  }
+}
+
+void TVnTextParser::SkipControlsRun() {
+  if (FMinCharBytes == 1) {
+    // In UTF-8 and the one-byte pages a byte up to 0x20 is always the character itself.
+#if defined(__SSE2__)
+    const __m128i top = _mm_set1_epi8(0x20);
+#endif
+    for (;;) {
+      const Byte *p = FCur;
+      const Byte *e = FLimit;
+#if defined(__SSE2__)
+      while (e - p >= 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        // A byte is in the set where the smaller of it and 0x20 is the byte itself.
+        const unsigned in =
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(v, top), v)));
+        if (in != 0xFFFF) {
+          FCur = p + __builtin_ctz(~in);
+          return;
+        }
+        p += 16;
+      }
+#endif
+      while (p < e && *p <= 0x20) ++p;
+      FCur = p;
+      if (p < e || Available(1) == 0) return;
+    }
+  }
+  for (;;) {
+    const Byte *p = FCur;
+    const Byte *e = FLimit;
+    for (; e - p >= 2; p += 2) {
+      char16_t u;
+      std::memcpy(&u, p, 2);
+      if (u > 0x20) break;
     }
     FCur = p;
     if (e - p >= 2 || Available(2) < 2) return;

@@ -56,13 +56,15 @@ void TVnJSONNodeList::Assign(const TVnJSONNodeList *ASource) {
 
 namespace {
 
-// The slots an array of ACount children has: none for none, then powers of two, so that the
-// many small objects and arrays of a document waste little.
+// The slots an array of ACount children has: none for none, then 3, 5, 9, 17 and so on (a power
+// of two and one more). Each such array fills the heap chunk it takes (the allocator adds a word
+// and rounds to 16 bytes), so the many small objects and arrays of a document are made once for
+// up to three children and grow in steps that cost no more memory than the powers of two.
 Integer Capacity(Integer ACount) noexcept {
   if (ACount == 0) return 0;
-  return static_cast<Integer>(std::bit_ceil(static_cast<Cardinal>(ACount)));
+  if (ACount <= 3) return 3;
+  return static_cast<Integer>(std::bit_ceil(static_cast<Cardinal>(ACount) - 1) + 1);
 }
-
 }  // namespace
 
 TVnJSONBase::TVnJSONBase(TVnJSONBase *AOwner) {
@@ -76,7 +78,7 @@ TVnJSONBase::TVnJSONBase(TVnJSONBase *AOwner) {
 
 TVnJSONBase::~TVnJSONBase() {
   DestroyObjects();
-  if (!FInlineItems) std::free(FItems);
+  ReleaseItems();
   FItems = nullptr;
   if (FOwner) {
     TVnJSONBase *owner = FOwner;
@@ -94,23 +96,53 @@ void TVnJSONBase::OwnerRelease() {
   TVnObject::OwnerRelease();
 }
 
-void TVnJSONBase::InsertObject(TVnJSONBase *AObject) {
-  if (FInlineItems) {
-    if (FCount == 0) {
-      FItems[FCount++] = AObject;
+namespace {
+
+// A load cuts child arrays of three slots (the first array of every object and array) from its
+// pages, where the page word and the array take 32 bytes; a larger one, which grows, lives on the
+// heap, where it grows in place when the heap can.
+constexpr Integer cPagedItems = 3;
+
+}  // namespace
+
+void TVnJSONBase::ReleaseItems() noexcept {
+  if (FInlineItems || !FItems) return;
+  if (FPagedItems)
+    TVnNodePages::Release(FItems, cPagedItems * sizeof(TVnJSONBase *));
+  else
+    std::free(FItems);
+  FPagedItems = false;
+}
+
+void TVnJSONBase::GrowItems(Integer ACapacity) {
+  const std::size_t bytes = static_cast<std::size_t>(ACapacity) * sizeof(TVnJSONBase *);
+  void *block = ACapacity == cPagedItems ? TVnNodePages::CutIfLoading(bytes) : nullptr;
+  const bool paged = block != nullptr;
+  if (!block) {
+    if (!FInlineItems && !FPagedItems) {
+      // From the heap to the heap.
+      block = std::realloc(FItems, bytes);
+      if (!block) throw std::bad_alloc();
+      FItems = static_cast<TVnJSONBase **>(block);
       return;
     }
-    // A second child moves the list from the node's own slot to the heap.
-    auto **items = static_cast<TVnJSONBase **>(std::malloc(4 * sizeof(TVnJSONBase *)));
-    if (!items) throw std::bad_alloc();
-    items[0] = FItems[0];
-    FItems = items;
-    FInlineItems = false;
+    block = std::malloc(bytes);
+    if (!block) throw std::bad_alloc();
+  }
+  // A new block takes the children over from the old one, which goes back where it came from.
+  if (FCount) std::memcpy(block, FItems, static_cast<std::size_t>(FCount) * sizeof(TVnJSONBase *));
+  ReleaseItems();
+  FItems = static_cast<TVnJSONBase **>(block);
+  FInlineItems = false;
+  FPagedItems = paged;
+}
+
+void TVnJSONBase::InsertObject(TVnJSONBase *AObject) {
+  if (FInlineItems) {
+    // A second child moves the list from the node's own slot to an array.
+    if (FCount != 0) GrowItems(Capacity(2));
   } else if (Capacity(FCount + 1) != Capacity(FCount) || !FItems) {
-    const std::size_t cap = static_cast<std::size_t>(Capacity(FCount + 1));
-    auto **items = static_cast<TVnJSONBase **>(std::realloc(FItems, cap * sizeof(TVnJSONBase *)));
-    if (!items) throw std::bad_alloc();
-    FItems = items;
+    GrowItems(Capacity(FCount + 1));
   }
   FItems[FCount++] = AObject;
 }
@@ -1086,10 +1118,17 @@ void TVnJSONHandler::FinishFailed() {
 void TVnJSONHandler::Open(TVnJSONDataType AType) {
   FPendingMember = nullptr;
   TVnJSONBase *c = FCurrValue;
+  const TClass k = c ? c->ClassType() : nullptr;
   TVnJSONBase *n;
-  if (c && c->ClassType() == TVnJSONArray::StaticClass())
+  // The library's own containers by an exact look at the class first, then any class derived
+  // from them.
+  if (k == TVnJSONArray::StaticClass())
     n = static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(AType);
-  else if (c && c->Is<TVnJSONDocument>())
+  else if (k == TVnJSONObject::StaticClass()) {
+    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
+    n = m->CreateValue(AType);
+  } else if (c && c->Is<TVnJSONDocument>())
     n = static_cast<TVnJSONDocument *>(c)->CreateRootValue(AType);
   else if (c && c->Is<TVnJSONArray>())
     n = c->AddValue(AType);
@@ -1188,7 +1227,8 @@ void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, st
 void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
   TVnJSONBase *c = FCurrValue;
   if (c && c->ClassType() == TVnJSONObject::StaticClass()) {
-    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->TVnJSONObject::AddMember(VnJSONString());
+    // AddMember of the class, with the name set from the bytes.
+    TVnJSONMember *m = New<TVnJSONMember>(c);
     json::TextSetAscii(m->FTextInfo, m->FName, AData, ALength);
     FPendingMember = m;
     return;
@@ -1200,8 +1240,18 @@ void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
 
 void TVnJSONHandler::Close() {
   TVnJSONBase *c = FCurrValue ? FCurrValue->Owner() : nullptr;
-  while (c && !c->Is<TVnJSONObject>() && !c->Is<TVnJSONArray>() && !c->Is<TVnJSONDocument>())
+  while (c) {
+    // The library's own classes by an exact look first: a member is passed, a container ends.
+    const TClass k = c->ClassType();
+    if (k == TVnJSONMember::StaticClass()) {
+      c = c->Owner();
+      continue;
+    }
+    if (k == TVnJSONObject::StaticClass() || k == TVnJSONArray::StaticClass() ||
+        c->Is<TVnJSONObject>() || c->Is<TVnJSONArray>() || c->Is<TVnJSONDocument>())
+      break;
     c = c->Owner();
+  }
   FCurrValue = c;
 }
 

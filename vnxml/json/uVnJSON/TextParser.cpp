@@ -2,6 +2,10 @@
 // skip and check slots.
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "vnxml/json/uVnJSON.h"
 
 namespace vn {
@@ -22,7 +26,6 @@ constexpr TConstants cConstantsW = {&cVnAposW,      &cVnQuoteW,    &cVnSpaceW,  
                                     &cVnBackSlashW, &cVnBracketOW, &cVnBracketCW, &cVnBraceOW,
                                     &cVnBraceCW,    &cVnEqualW};
 
-constexpr TVnAsciiTable cWhite("", true);
 constexpr TVnAsciiTable cValueEnd("]},");
 constexpr TVnAsciiTable cNumber("0123456789.-+eE");
 constexpr TVnAsciiTable cEscape("\"\\/bfnrtu");
@@ -86,10 +89,14 @@ bool TVnJSONTextParser::TakeAscii(const char *&AData, std::size_t &ALength) {
   const Byte *p = FBase + (from - FBasePos);
   if (p > FCur) return false;
   const std::size_t n = static_cast<std::size_t>(FCur - p);
-  // One pass without a branch, which the compiler can do many bytes at a time.
-  Byte all = 0;
-  for (std::size_t i = 0; i < n; ++i) all |= p[i];
-  if (all >= 0x80) return false;
+  const bool seen = p == FAsciiFrom && FCur == FAsciiTo;
+  FAsciiFrom = FAsciiTo = nullptr;
+  if (!seen) {
+    // One pass without a branch, which the compiler can do many bytes at a time.
+    Byte all = 0;
+    for (std::size_t i = 0; i < n; ++i) all |= p[i];
+    if (all >= 0x80) return false;
+  }
   AData = reinterpret_cast<const char *>(p);
   ALength = n;
   ClearMark(tpMark1);
@@ -103,10 +110,53 @@ bool TVnJSONTextParser::PeekUtf8(Integer ACount, const char *&AData, std::size_t
   return true;
 }
 
+void TVnJSONTextParser::NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos) {
+  if (FMinCharBytes == 1 && FBase == ABase && FBasePos == ABasePos) {
+    FAsciiFrom = AFrom;
+    FAsciiTo = FCur;
+  }
+}
+
 bool TVnJSONTextParser::ScanString() {
   CheckCurrChar(FQuote, true);
   Step();
   SetMark(tpMark1);
+  FAsciiFrom = FAsciiTo = nullptr;
+  const Byte *from = FCur;
+  const Byte *base = FBase;
+  const Int64 basePos = FBasePos;
+  // In a byte a character: to the next quotation mark or backslash, sixteen bytes at a time,
+  // noting whether a byte above 127 passed.
+  unsigned high = 0;
+  if (FMinCharBytes == 1) {
+#if defined(__SSE2__)
+    const __m128i quote = _mm_set1_epi8('"');
+    const __m128i slash = _mm_set1_epi8('\\');
+#endif
+    for (;;) {
+      const Byte *p = FCur;
+      const Byte *e = FLimit;
+#if defined(__SSE2__)
+      while (e - p >= 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const unsigned stop = static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, quote), _mm_cmpeq_epi8(v, slash))));
+        const unsigned top = static_cast<unsigned>(_mm_movemask_epi8(v));
+        if (stop) {
+          const unsigned at = static_cast<unsigned>(__builtin_ctz(stop));
+          high |= top & ((1u << at) - 1);
+          p += at;
+          break;
+        }
+        high |= top;
+        p += 16;
+      }
+#endif
+      while (p < e && *p != '"' && *p != '\\') high |= *p++ & 0x80u;
+      FCur = p;
+      if (p < e || Available(1) == 0) break;
+    }
+  }
   bool escaped = false;
   for (;;) {
     SkipToEither('\\', '"');
@@ -119,10 +169,14 @@ bool TVnJSONTextParser::ScanString() {
     if (e == u'u')
       for (int k = 0; k < 4; ++k) StepOver();
   }
+  // The run was seen whole when it has no escape (whose "\u" passes characters unseen) and the
+  // window stayed where it was.
+  if (!escaped && !high) NoteAscii(from, base, basePos);
   return escaped;
 }
 
 TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
+  FAsciiFrom = FAsciiTo = nullptr;
   const char16_t c = Eof() ? 0 : CurrUnit();
   const char16_t *keyword = nullptr;
   TVnJSONDataType type = jdtNull;
@@ -142,7 +196,11 @@ TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
     default:
       if (c < 128 && cNumber.Member[c]) {
         SetMark(tpMark1);
+        const Byte *from = FCur;
+        const Byte *base = FBase;
+        const Int64 basePos = FBasePos;
         SkipAscii(cNumber, true);
+        NoteAscii(from, base, basePos);
         return jdtNumber;
       }
       RaiseExpected(cExpectedValue);
@@ -161,7 +219,7 @@ void TVnJSONTextParser::SkipToValueEnd() {
 }
 
 void TVnJSONTextParser::SkipWhite() {
-  SkipAscii(cWhite, true);
+  SkipControls();
 }
 
 void TVnJSONTextParser::RaiseExpected(const UnicodeString &AExpected) {

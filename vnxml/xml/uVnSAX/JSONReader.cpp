@@ -9,9 +9,6 @@ namespace vn {
 namespace {
 
 constexpr TVnAsciiTable cOpen("{[");
-constexpr TVnAsciiTable cObjectOpen("}\"");
-constexpr TVnAsciiTable cObjectNext("},");
-constexpr TVnAsciiTable cArrayNext("],");
 constexpr char16_t cExpectedRoot[] = u"{ or [";
 
 // A member's name as an element name: "_" for each character that cannot stand in a name (the
@@ -160,7 +157,7 @@ open:
   // At "{" or "[" of the container on top of the stack.
   if (stack[depth - 1].Object) {
     P->CheckCurrChar(P->FBraceO, true);
-    P->SkipAscii(cObjectOpen, false);
+    P->SkipToEither('}', '"');
     if (P->Eof() || P->CurrUnit() != u'"') goto objectEnd;
     goto member;
   }
@@ -198,7 +195,7 @@ member:
 
 objectNext:
   // Whatever stands up to the next "," or "}" is dropped; the end of the text ends the object.
-  P->SkipAscii(cObjectNext, false);
+  P->SkipToEither('}', ',');
   if (!P->Eof() && P->CurrUnit() == u',') goto member;
 
 objectEnd:
@@ -229,7 +226,7 @@ item:
   if (c != u']') ParseSimpleValue(stack[depth - 1].Name, false);
 
 arrayNext:
-  P->SkipAscii(cArrayNext, false);
+  P->SkipToEither(']', ',');
   if (!P->Eof() && P->CurrUnit() == u',') goto item;
   P->StepOver();
 
