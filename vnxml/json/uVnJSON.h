@@ -243,6 +243,8 @@ class TVnJSONTextParser : public TVnTextParser {
   // Notes the run from AFrom to the current character as seen whole and ASCII, in a byte a
   // character and when the window has not moved since AFrom was taken (ABase, ABasePos).
   void NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos);
+  // Steps over a run of number characters (digits, ".", "-", "+", "e", "E").
+  void SkipNumber();
 
   // The source bytes that the last scan saw whole and found ASCII, so that TakeAscii of that
   // same run needs no second look.

@@ -110,6 +110,36 @@ bool TVnJSONTextParser::PeekUtf8(Integer ACount, const char *&AData, std::size_t
   return true;
 }
 
+void TVnJSONTextParser::SkipNumber() {
+  if (FMinCharBytes != 1) {
+    SkipAscii(cNumber, true);
+    return;
+  }
+#if defined(__SSE2__)
+  // Sixteen bytes at a time: a digit is a byte whose distance above "0" is at most 9.
+  const __m128i zero = _mm_set1_epi8('0'), nine = _mm_set1_epi8(9);
+  const __m128i dot = _mm_set1_epi8('.'), minus = _mm_set1_epi8('-'), plus = _mm_set1_epi8('+');
+  const __m128i e = _mm_set1_epi8('e'), E = _mm_set1_epi8('E');
+  for (;;) {
+    const Byte *p = FCur;
+    if (FLimit - p < 16) break;
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+    const __m128i d = _mm_sub_epi8(v, zero);
+    __m128i in = _mm_cmpeq_epi8(_mm_min_epu8(d, nine), d);
+    in = _mm_or_si128(in, _mm_or_si128(_mm_cmpeq_epi8(v, dot), _mm_cmpeq_epi8(v, minus)));
+    in = _mm_or_si128(in, _mm_or_si128(_mm_cmpeq_epi8(v, plus), _mm_cmpeq_epi8(v, e)));
+    in = _mm_or_si128(in, _mm_cmpeq_epi8(v, E));
+    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(in));
+    if (mask != 0xFFFF) {
+      FCur = p + __builtin_ctz(~mask);
+      return;
+    }
+    FCur = p + 16;
+  }
+#endif
+  SkipAscii(cNumber, true);
+}
+
 void TVnJSONTextParser::NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos) {
   if (FMinCharBytes == 1 && FBase == ABase && FBasePos == ABasePos) {
     FAsciiFrom = AFrom;
@@ -199,7 +229,7 @@ TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
         const Byte *from = FCur;
         const Byte *base = FBase;
         const Int64 basePos = FBasePos;
-        SkipAscii(cNumber, true);
+        SkipNumber();
         NoteAscii(from, base, basePos);
         return jdtNumber;
       }

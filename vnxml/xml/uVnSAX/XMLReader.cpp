@@ -37,7 +37,6 @@ constexpr TVnCharSet cAngles = {'<', '>'};
 
 // The sets as tables of the scanner's ASCII skip loop.
 using TAsciiTable = TVnAsciiTable;
-constexpr TAsciiTable cWhiteTable{cWhite};
 constexpr TAsciiTable cTargetEndTable{cTargetEnd};
 constexpr TAsciiTable cNameEndTable{cNameEnd};
 constexpr TAsciiTable cLocalNameEndTable{cLocalNameEnd};
@@ -385,7 +384,7 @@ void TVnSAXXMLReader::ParseCharacters() {
   TVnXMLParser *P = FParser;
   P->SetMark(tpMark1);
   bool white = true;
-  P->SkipAscii(cWhiteTable.Member, true);
+  P->SkipControls();
   if (!P->Eof() && P->CurrUnit() != u'<') {
     white = false;
     P->SkipTo('<');
