@@ -203,8 +203,9 @@ open:
   goto item;
 
 member:
-  // At the next name: what lies before its quotation mark is dropped. That is mostly white
-  // space, which goes sixteen bytes at a time first.
+  // At the next name's quotation mark, or at the "," in front of it: what lies before the mark
+  // is dropped. That is mostly white space, which goes sixteen bytes at a time first.
+  if (P->CurrUnit() == u',') P->Step();
   P->SkipControls();
   P->SkipTo('"');
   P->ScanString();
