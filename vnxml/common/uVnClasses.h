@@ -451,6 +451,42 @@ class TVnTextParser : public TVnObject {
   Int64 CharLenAt(const Byte *AP);
   // The loop of SkipControls, from a current character that is in the set or at the end.
   void SkipControlsRun();
+  // The loop of the wide scans: moves on while the current character belongs to a run, refilling
+  // the window as it goes. In a byte a character AStops16 gives, for the sixteen bytes at its
+  // argument, the mask of those that end the run (bit i for byte i; it is called only where the
+  // processor has SSE2) and AKeepByte decides the bytes behind the last sixteen; in UTF-16
+  // AKeepUnit decides unit by unit.
+  template <class S, class B, class U>
+  void SkipRun(S AStops16, B AKeepByte, U AKeepUnit) {
+    if (FMinCharBytes == 1) {
+      for (;;) {
+        const Byte *p = FCur;
+        const Byte *e = FLimit;
+#if defined(__SSE2__)
+        for (; e - p >= 16; p += 16) {
+          if (const unsigned m = AStops16(p)) {
+            FCur = p + __builtin_ctz(m);
+            return;
+          }
+        }
+#endif
+        while (p < e && AKeepByte(*p)) ++p;
+        FCur = p;
+        if (p < e || Available(1) == 0) return;
+      }
+    }
+    for (;;) {
+      const Byte *p = FCur;
+      const Byte *e = FLimit;
+      for (; e - p >= 2; p += 2) {
+        char16_t u;
+        std::memcpy(&u, p, 2);
+        if (!AKeepUnit(u)) break;
+      }
+      FCur = p;
+      if (e - p >= 2 || Available(2) < 2) return;
+    }
+  }
   // The loops of SkipTo and SkipToEither.
   void SkipToRun(char AChar);
   void SkipToEitherRun(char A, char B);

@@ -1023,83 +1023,38 @@ void TVnTextParser::RaiseExpected(const UnicodeString &AExpected) {
 }
 
 void TVnTextParser::SkipToEitherRun(char A, char B) {
+  // In UTF-8 the bytes of a longer sequence are all above 127: the search decides on bytes.
   const Byte a = static_cast<Byte>(A), b = static_cast<Byte>(B);
-  if (FMinCharBytes == 1) {
-    // Sixteen bytes at a time; in UTF-8 the bytes of a longer sequence are all above 127.
+  SkipRun(
+      [a, b](const Byte *p) {
 #if defined(__SSE2__)
-    const __m128i va = _mm_set1_epi8(static_cast<char>(a));
-    const __m128i vb = _mm_set1_epi8(static_cast<char>(b));
-#endif
-    for (;;) {
-      const Byte *p = FCur;
-      const Byte *e = FLimit;
-#if defined(__SSE2__)
-      while (e - p >= 16) {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-        const int m = _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, va), _mm_cmpeq_epi8(v, vb)));
-        if (m) {
-          FCur = p + __builtin_ctz(static_cast<unsigned>(m));
-          return;
-        }
-        p += 16;
-      }
+        return static_cast<unsigned>(_mm_movemask_epi8(
+            _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(a))),
+                         _mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(b))))));
+#else
+        (void)p;
+        return 0u;
 #endif
-      while (p < e && *p != a && *p != b) ++p;
-      FCur = p;
-      if (p < e || Available(1) == 0) return;
-    }
-  }
-  for (;;) {
-    const Byte *p = FCur;
-    const Byte *e = FLimit;
-    for (; e - p >= 2; p += 2) {
-      char16_t u;
-      std::memcpy(&u, p, 2);
-      if (u == a || u == b) break;
-    }
-    FCur = p;
-    if (e - p >= 2 || Available(2) < 2) return;
-  }
+      },
+      [a, b](Byte c) { return c != a && c != b; }, [a, b](char16_t u) { return u != a && u != b; });
 }
 
 void TVnTextParser::SkipControlsRun() {
-  if (FMinCharBytes == 1) {
-    // In UTF-8 and the one-byte pages a byte up to 0x20 is always the character itself.
+  // In UTF-8 and the one-byte pages a byte up to 0x20 is always the character itself.
+  SkipRun(
+      [](const Byte *p) {
 #if defined(__SSE2__)
-    const __m128i top = _mm_set1_epi8(0x20);
-#endif
-    for (;;) {
-      const Byte *p = FCur;
-      const Byte *e = FLimit;
-#if defined(__SSE2__)
-      while (e - p >= 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
         // A byte is in the set where the smaller of it and 0x20 is the byte itself.
-        const unsigned in =
-            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(v, top), v)));
-        if (in != 0xFFFF) {
-          FCur = p + __builtin_ctz(~in);
-          return;
-        }
-        p += 16;
-      }
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const __m128i in = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(0x20)), v);
+        return ~static_cast<unsigned>(_mm_movemask_epi8(in)) & 0xFFFFu;
+#else
+        (void)p;
+        return 0u;
 #endif
-      while (p < e && *p <= 0x20) ++p;
-      FCur = p;
-      if (p < e || Available(1) == 0) return;
-    }
-  }
-  for (;;) {
-    const Byte *p = FCur;
-    const Byte *e = FLimit;
-    for (; e - p >= 2; p += 2) {
-      char16_t u;
-      std::memcpy(&u, p, 2);
-      if (u > 0x20) break;
-    }
-    FCur = p;
-    if (e - p >= 2 || Available(2) < 2) return;
-  }
+      },
+      [](Byte c) { return c <= 0x20; }, [](char16_t u) { return u <= 0x20; });
 }
 
 void TVnTextParser::SkipOver(char AChar) {

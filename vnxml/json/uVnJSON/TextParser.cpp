@@ -111,33 +111,23 @@ bool TVnJSONTextParser::PeekUtf8(Integer ACount, const char *&AData, std::size_t
 }
 
 void TVnJSONTextParser::SkipNumber() {
-  if (FMinCharBytes != 1) {
-    SkipAscii(cNumber, true);
-    return;
-  }
+  SkipRun(
+      [](const Byte *p) {
 #if defined(__SSE2__)
-  // Sixteen bytes at a time: a digit is a byte whose distance above "0" is at most 9.
-  const __m128i zero = _mm_set1_epi8('0'), nine = _mm_set1_epi8(9);
-  const __m128i dot = _mm_set1_epi8('.'), minus = _mm_set1_epi8('-'), plus = _mm_set1_epi8('+');
-  const __m128i e = _mm_set1_epi8('e'), E = _mm_set1_epi8('E');
-  for (;;) {
-    const Byte *p = FCur;
-    if (FLimit - p < 16) break;
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-    const __m128i d = _mm_sub_epi8(v, zero);
-    __m128i in = _mm_cmpeq_epi8(_mm_min_epu8(d, nine), d);
-    in = _mm_or_si128(in, _mm_or_si128(_mm_cmpeq_epi8(v, dot), _mm_cmpeq_epi8(v, minus)));
-    in = _mm_or_si128(in, _mm_or_si128(_mm_cmpeq_epi8(v, plus), _mm_cmpeq_epi8(v, e)));
-    in = _mm_or_si128(in, _mm_cmpeq_epi8(v, E));
-    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(in));
-    if (mask != 0xFFFF) {
-      FCur = p + __builtin_ctz(~mask);
-      return;
-    }
-    FCur = p + 16;
-  }
+        // A digit is a byte whose distance above "0" is at most 9.
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const __m128i d = _mm_sub_epi8(v, _mm_set1_epi8('0'));
+        __m128i in = _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8(9)), d);
+        for (const char c : {'.', '-', '+', 'e', 'E'})
+          in = _mm_or_si128(in, _mm_cmpeq_epi8(v, _mm_set1_epi8(c)));
+        return ~static_cast<unsigned>(_mm_movemask_epi8(in)) & 0xFFFFu;
+#else
+        (void)p;
+        return 0u;
 #endif
-  SkipAscii(cNumber, true);
+      },
+      [](Byte c) { return cNumber.Member[c] != 0; },
+      [](char16_t u) { return u < 128 && cNumber.Member[u] != 0; });
 }
 
 void TVnJSONTextParser::NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos) {
@@ -155,38 +145,29 @@ bool TVnJSONTextParser::ScanString() {
   const Byte *from = FCur;
   const Byte *base = FBase;
   const Int64 basePos = FBasePos;
-  // In a byte a character: to the next quotation mark or backslash, sixteen bytes at a time,
-  // noting whether a byte above 127 passed.
+  // To the next quotation mark or backslash, noting whether a byte above 127 passed.
   unsigned high = 0;
-  if (FMinCharBytes == 1) {
+  SkipRun(
+      [&high](const Byte *p) {
 #if defined(__SSE2__)
-    const __m128i quote = _mm_set1_epi8('"');
-    const __m128i slash = _mm_set1_epi8('\\');
-#endif
-    for (;;) {
-      const Byte *p = FCur;
-      const Byte *e = FLimit;
-#if defined(__SSE2__)
-      while (e - p >= 16) {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-        const unsigned stop = static_cast<unsigned>(
-            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, quote), _mm_cmpeq_epi8(v, slash))));
+        const unsigned stop = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
+            _mm_cmpeq_epi8(v, _mm_set1_epi8('"')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\\')))));
         const unsigned top = static_cast<unsigned>(_mm_movemask_epi8(v));
-        if (stop) {
-          const unsigned at = static_cast<unsigned>(__builtin_ctz(stop));
-          high |= top & ((1u << at) - 1);
-          p += at;
-          break;
-        }
-        high |= top;
-        p += 16;
-      }
+        // Only the bytes in front of the stop belong to the string.
+        high |= stop ? top & ((1u << __builtin_ctz(stop)) - 1) : top;
+        return stop;
+#else
+        (void)p;
+        return 0u;
 #endif
-      while (p < e && *p != '"' && *p != '\\') high |= *p++ & 0x80u;
-      FCur = p;
-      if (p < e || Available(1) == 0) break;
-    }
-  }
+      },
+      [&high](Byte c) {
+        if (c == '"' || c == '\\') return false;
+        high |= c & 0x80u;
+        return true;
+      },
+      [](char16_t u) { return u != u'"' && u != u'\\'; });
   bool escaped = false;
   for (;;) {
     SkipToEither('\\', '"');
