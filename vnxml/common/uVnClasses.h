@@ -475,6 +475,11 @@ class TVnTextParser : public TVnObject {
         if (p < e || Available(1) == 0) return;
       }
     }
+    SkipRunWide(AKeepUnit);
+  }
+  // SkipRun's loop in UTF-16.
+  template <class U>
+  void SkipRunWide(U AKeepUnit) {
     for (;;) {
       const Byte *p = FCur;
       const Byte *e = FLimit;

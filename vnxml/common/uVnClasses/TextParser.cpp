@@ -965,17 +965,7 @@ void TVnTextParser::SkipToRun(char AChar) {
       if (Available(1) == 0) return;
     }
   }
-  for (;;) {
-    const Byte *p = FCur;
-    const Byte *e = FLimit;
-    for (; e - p >= 2; p += 2) {
-      char16_t u;
-      std::memcpy(&u, p, 2);
-      if (u == c) break;
-    }
-    FCur = p;
-    if (e - p >= 2 || Available(2) < 2) return;
-  }
+  SkipRunWide([c](char16_t u) { return u != c; });
 }
 
 namespace {
@@ -1059,26 +1049,18 @@ void TVnTextParser::SkipControlsRun() {
 
 void TVnTextParser::SkipOver(char AChar) {
   const Byte c = static_cast<Byte>(AChar);
-  if (FMinCharBytes == 1) {
-    for (;;) {
-      const Byte *p = FCur;
-      const Byte *e = FLimit;
-      while (p < e && *p == c) ++p;
-      FCur = p;
-      if (p < e || Available(1) == 0) return;
-    }
-  }
-  for (;;) {
-    const Byte *p = FCur;
-    const Byte *e = FLimit;
-    for (; e - p >= 2; p += 2) {
-      char16_t u;
-      std::memcpy(&u, p, 2);
-      if (u != c) break;
-    }
-    FCur = p;
-    if (e - p >= 2 || Available(2) < 2) return;
-  }
+  SkipRun(
+      [c](const Byte *p) {
+#if defined(__SSE2__)
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const __m128i same = _mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(c)));
+        return ~static_cast<unsigned>(_mm_movemask_epi8(same)) & 0xFFFFu;
+#else
+        (void)p;
+        return 0u;
+#endif
+      },
+      [c](Byte b) { return b == c; }, [c](char16_t u) { return u == c; });
 }
 
 UnicodeString TVnTextParser::CurrentText() {
