@@ -221,6 +221,9 @@ class TVnJSONTextParser : public TVnTextParser {
   TVnJSONDataType ScanLiteral();
   // Skips what follows a number up to the next "]", "}" or ",".
   void SkipToValueEnd();
+  // At the next member name's quotation mark, or at the "," in front of it: drops what lies
+  // before the mark.
+  void SkipToName();
   // Skips characters up to and including U+0020.
   void SkipWhite();
 

@@ -203,11 +203,7 @@ open:
   goto item;
 
 member:
-  // At the next name's quotation mark, or at the "," in front of it: what lies before the mark
-  // is dropped. That is mostly white space, which goes sixteen bytes at a time first.
-  if (P->CurrUnit() == u',') P->Step();
-  P->SkipControls();
-  P->SkipTo('"');
+  P->SkipToName();
   P->ScanString();
   {
     // Names are kept as written, escapes included: any ASCII name can go as it stands.

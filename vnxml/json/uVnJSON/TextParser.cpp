@@ -229,6 +229,14 @@ void TVnJSONTextParser::SkipToValueEnd() {
   SkipAscii(cValueEnd, false);
 }
 
+void TVnJSONTextParser::SkipToName() {
+  // What lies there is mostly white space, which goes sixteen bytes at a time first; the comma
+  // in front of it is passed first, since the white space skip stops on it.
+  if (CurrUnit() == u',') Step();
+  SkipControls();
+  SkipTo('"');
+}
+
 void TVnJSONTextParser::SkipWhite() {
   SkipControls();
 }

@@ -165,11 +165,7 @@ open:
   goto item;
 
 member:
-  // At the next name's quotation mark, or at the "," in front of it: what lies before the mark
-  // is dropped. That is mostly white space, which goes sixteen bytes at a time first.
-  if (P->CurrUnit() == u',') P->Step();
-  P->SkipControls();
-  P->SkipTo('"');
+  P->SkipToName();
   P->ScanString();
   P->SelectedTo(tpMark1, tpCurrent, true, member);
   MakeElementName(member);
