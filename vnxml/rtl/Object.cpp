@@ -13,11 +13,6 @@ void RaiseIntfCastError() {
 }
 }  // namespace detail
 
-TClass TObject::StaticClass() noexcept {
-  static const TMetaClass mc = TMetaClass::Make<TObject, void>(u"TObject");
-  return &mc;
-}
-
 void TObject::Free() {
   BeforeDestruction();
   delete this;

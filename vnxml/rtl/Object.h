@@ -27,7 +27,8 @@ using TClass = const TMetaClass *;
 template <class T>
 class Owned;
 
-// A class reference. One immutable instance per class, created on first use.
+// A class reference. One immutable instance per class, made by the compiler (constant
+// initialization: usable from any start-up code).
 class TMetaClass {
  public:
   using TCreateFn = TObject *(*)();
@@ -64,8 +65,17 @@ class TMetaClass {
   [[noreturn]] void RaiseException(const UnicodeString &AMessage, Integer AErrorCode = 0) const;
 
   template <class Self, class Base>
-  static TMetaClass Make(const char16_t *AName);
+  static constexpr TMetaClass Make(const char16_t *AName);
 };
+
+namespace detail {
+// The class reference of Self: made by the compiler, so that asking for it (StaticClass,
+// ClassType, every Is<T>) is taking an address, with no first-use check.
+template <class Self>
+struct TClassOf {
+  static const TMetaClass Meta;
+};
+}  // namespace detail
 
 namespace detail {
 // Set by New<T> just before the constructor runs; taken by the first reference-counted base
@@ -83,14 +93,16 @@ inline void SetConstructionGuard(bool AValue) noexcept {
 }
 }  // namespace detail
 
-#define VN_CLASS_COMMON(Self)                                                              \
- public:                                                                                   \
-  static ::vn::TClass StaticClass() noexcept {                                             \
-    static const ::vn::TMetaClass mc = ::vn::TMetaClass::Make<Self, inherited>(u"" #Self); \
-    return &mc;                                                                            \
-  }                                                                                        \
-  ::vn::TClass ClassType() const noexcept override {                                       \
-    return StaticClass();                                                                  \
+#define VN_CLASS_COMMON(Self)                                   \
+ public:                                                        \
+  static constexpr const char16_t *VnClassNameText() noexcept { \
+    return u"" #Self;                                           \
+  }                                                             \
+  static constexpr ::vn::TClass StaticClass() noexcept {        \
+    return &::vn::detail::TClassOf<Self>::Meta;                 \
+  }                                                             \
+  ::vn::TClass ClassType() const noexcept override {            \
+    return StaticClass();                                       \
   }
 
 // Names a class and its parent; must stand first in the class body. Leaves the body public.
@@ -103,7 +115,8 @@ inline void SetConstructionGuard(bool AValue) noexcept {
 class TObject {
  public:
   using inherited = void;
-  static TClass StaticClass() noexcept;
+  static constexpr const char16_t *VnClassNameText() noexcept { return u"TObject"; }
+  static constexpr TClass StaticClass() noexcept { return &detail::TClassOf<TObject>::Meta; }
   virtual TClass ClassType() const noexcept { return StaticClass(); }
 
   TObject() noexcept = default;
@@ -206,7 +219,7 @@ T *As(TObject *AObj) {
 }
 
 template <class Self, class Base>
-TMetaClass TMetaClass::Make(const char16_t *AName) {
+constexpr TMetaClass TMetaClass::Make(const char16_t *AName) {
   TMetaClass mc;
   mc.FClassName = AName;
   if constexpr (!std::is_void_v<Base>) mc.FParent = Base::StaticClass();
@@ -231,5 +244,9 @@ TMetaClass TMetaClass::Make(const char16_t *AName) {
   }
   return mc;
 }
+
+template <class Self>
+constinit const TMetaClass detail::TClassOf<Self>::Meta =
+    TMetaClass::Make<Self, typename Self::inherited>(Self::VnClassNameText());
 
 }  // namespace vn
