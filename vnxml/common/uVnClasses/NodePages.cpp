@@ -44,19 +44,9 @@ constexpr std::size_t cAlign = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 constexpr std::size_t cWord = sizeof(void *);
 // Pages double from the first size up to the last.
 constexpr std::size_t cLastPage = 64 * 1024;
-// Larger nodes (classes derived by applications) come from the heap.
-constexpr std::size_t cLargestSlot = 1024;
 constexpr std::int64_t cBias = std::int64_t{1} << 48;
 
 static_assert(sizeof(TVnNodePages::TPage) <= cAlign);
-// The largest slot fits on the smallest page after the page's count.
-static_assert(cLargestSlot <= TVnNodePages::cFirstPage - 2 * cAlign);
-
-thread_local TVnNodePages *tPages = nullptr;
-
-constexpr std::size_t RoundUp(std::size_t AValue, std::size_t AUnit) noexcept {
-  return (AValue + AUnit - 1) / AUnit * AUnit;
-}
 
 // The word in front of a node.
 TVnNodePages::TPage *&PageOf(void *AObject) noexcept {
@@ -142,13 +132,15 @@ void TVnNodeReleaseBatch::Flush() noexcept {
   FCount = 0;
 }
 
-TVnNodePages::TVnNodePages() noexcept : FOuter(tPages) {
-  tPages = this;
+TVnNodePages::TVnNodePages() noexcept : FOuter(tCurrent) {
+  // The largest slot fits on the smallest page after the page's count.
+  static_assert(cLargestSlot <= cFirstPage - 2 * cAlign);
+  tCurrent = this;
 }
 
 TVnNodePages::~TVnNodePages() {
   Leave();
-  tPages = FOuter;
+  tCurrent = FOuter;
 }
 
 void TVnNodePages::Leave() noexcept {
@@ -161,8 +153,7 @@ void TVnNodePages::Leave() noexcept {
 }
 
 void *TVnNodePages::Cut(std::size_t ASize) {
-  // A slot is the page word and the node, the node aligned as the heap aligns.
-  const std::size_t slot = RoundUp(cWord + ASize, cAlign);
+  const std::size_t slot = SlotFor(ASize);
   if (slot > cLargestSlot) return nullptr;
   if (static_cast<std::size_t>(FEnd - FNext) < slot) {
     Leave();
@@ -184,8 +175,8 @@ void *TVnNodePages::Cut(std::size_t ASize) {
   return object;
 }
 
-void *TVnNodePages::Allocate(std::size_t ASize) {
-  if (TVnNodePages *pages = tPages) {
+void *TVnNodePages::AllocateOther(std::size_t ASize) {
+  if (TVnNodePages *pages = tCurrent) {
     if (void *object = pages->Cut(ASize)) return object;
   }
   // A node of its own: one alignment unit in front of it, its page word (null) at the end of it.
@@ -196,11 +187,11 @@ void *TVnNodePages::Allocate(std::size_t ASize) {
 }
 
 bool TVnNodePages::Loading() noexcept {
-  return tPages != nullptr;
+  return tCurrent != nullptr;
 }
 
 void *TVnNodePages::CutIfLoading(std::size_t ASize) {
-  TVnNodePages *pages = tPages;
+  TVnNodePages *pages = tCurrent;
   return pages ? pages->Cut(ASize) : nullptr;
 }
 
