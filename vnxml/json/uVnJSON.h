@@ -656,15 +656,16 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   void OwnerRelease() override;
 
   TVnJSONBase *FOwner = nullptr;
-  // The children: FCount pointers at FItems. The array grows in powers of two; a member
-  // keeps its one child in a slot of its own (FInlineItems).
+  // The children: FCount pointers at FItems. The first ones stand in slots of the node itself
+  // (FInlineItems: a member's one value, the first three children of an object or array); more
+  // move to an array on the heap of 5, 9, 17 slots and so on.
   TVnJSONBase **FItems = nullptr;
   Integer FCount = 0;
   TVnJSONDataType FJSONType = jdtNull;
   bool FDestroyChilds : 1 = true;
   bool FInlineItems : 1 = false;
-  // The child array (of three slots) was cut from a load's pages, not taken from the heap.
-  bool FPagedItems : 1 = false;
+  // How many slots the node has of its own (when FInlineItems).
+  Byte FOwnSlots : 2 = 0;
   // Kept for the node class's own use: the simple value's kind of value.
   Byte FClassByte = 0;
   // How the node class's own text (a value's, a member's name) is held (json::TextSet).
@@ -680,8 +681,18 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   static void DisposeTree(TVnJSONBase *ATop);
   // Gives the child array room for ACapacity children, keeping those it holds.
   void GrowItems(Integer ACapacity);
-  // Gives the child array back to where it came from (not the member's own slot).
+  // Frees the child array when it is on the heap (not the node's own slots).
   void ReleaseItems() noexcept;
+  // Points the child list at ACount slots of the node itself.
+  void UseOwnSlots(TVnJSONBase **ASlots, Byte ACount) noexcept {
+    FItems = ASlots;
+    FInlineItems = true;
+    FOwnSlots = ACount;
+  }
+  // Takes apart a node of the library's own classes that nothing holds and that has no children
+  // left: its text or child array and its memory go back without the chain of virtual
+  // destructors. False for every other node, which the caller frees as usual.
+  bool DropPlain() noexcept;
   Integer IndexOfObject(const TVnJSONBase *AObject) const noexcept;
   void CheckIndex(Integer AIndex) const;
 };
@@ -723,6 +734,7 @@ class TVnJSONSimpleType : public TVnJSONBase, public IVnJSONSimpleType {
 
  private:
   friend struct TVnJSONTreeWriter;
+  friend class TVnJSONBase;
   // How the value is held; FData's member by kind.
   enum TKind : Byte {
     vkNull,
@@ -803,6 +815,7 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   friend struct TVnJSONTreeWriter;
   friend struct TVnJSONNameMatch;
   friend class TVnJSONHandler;
+  friend class TVnJSONBase;
   UInt64 FName = 0;               // with FTextInfo (json::TextSet)
   TVnJSONBase *FValue = nullptr;  // the one child slot
 };
@@ -850,6 +863,7 @@ class TVnJSONObject : public TVnJSONBase, public IVnJSONObject {
 
  private:
   TVnJSONMember *FLastMember = nullptr;
+  TVnJSONBase *FSlots[3];  // the first three members
 };
 
 // An array. One without an owner is a selection result: it lists nodes of some tree and frees
@@ -880,6 +894,9 @@ class TVnJSONArray : public TVnJSONBase, public IVnJSONArray {
   DelphiInterface<IVnJSONBase> AddValueIntf3(const Variant &AValue) override;
   void RemoveValueIntf(IVnJSONBase *AValue) override;
   void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) override;
+
+ private:
+  TVnJSONBase *FSlots[3];  // the first three items
 };
 
 // The top of a tree: at most one root value, an object, an array or a simple value.
@@ -981,9 +998,13 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
  private:
   void Open(TVnJSONDataType AType);
   void Close();
-  // A new simple value at the cursor when the cursor is an object or array of the library's own
-  // class (the object's last member gets it); nil for any other cursor.
-  TVnJSONSimpleType *NewOwnValue(TVnJSONDataType ADataType);
+  // A new value of the type ADataType (object, array, or a simple value for the rest) at the
+  // cursor when the cursor is an object or array of the library's own class (the object's last
+  // member gets it); nil for any other cursor.
+  TVnJSONBase *NewOwnNode(TVnJSONDataType ADataType);
+  TVnJSONSimpleType *NewOwnValue(TVnJSONDataType ADataType) {
+    return static_cast<TVnJSONSimpleType *>(NewOwnNode(ADataType));
+  }
   TVnJSONReader *FReader;
   TVnJSONBase *FCurrValue;
   TVnJSONMember *FPendingMember = nullptr;

@@ -82,7 +82,13 @@ constexpr Byte cTextInline = 0x80;
 constexpr Byte cTextNarrow = 0x40;
 constexpr Byte cTextLength = 0x0F;
 void TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText);
-void TextFree(Byte &AInfo, UInt64 &AWord) noexcept;
+// Gives back the room of text on the heap (TextFree does it when there is such room).
+void TextRelease(Byte AInfo, UInt64 AWord) noexcept;
+inline void TextFree(Byte &AInfo, UInt64 &AWord) noexcept {
+  if (!(AInfo & cTextInline) && AWord) TextRelease(AInfo, AWord);
+  AInfo = 0;
+  AWord = 0;
+}
 // TextSet for ASCII text given as bytes.
 void TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size_t ALength);
 UnicodeString TextString(Byte AInfo, const UInt64 &AWord);

@@ -96,54 +96,31 @@ void TVnJSONBase::OwnerRelease() {
   TVnObject::OwnerRelease();
 }
 
-namespace {
-
-// A load cuts child arrays of three slots (the first array of every object and array) from its
-// pages, where the page word and the array take 32 bytes; a larger one, which grows, lives on the
-// heap, where it grows in place when the heap can.
-constexpr Integer cPagedItems = 3;
-
-}  // namespace
-
 void TVnJSONBase::ReleaseItems() noexcept {
-  if (FInlineItems || !FItems) return;
-  if (FPagedItems)
-    TVnNodePages::Release(FItems, cPagedItems * sizeof(TVnJSONBase *));
-  else
-    std::free(FItems);
-  FPagedItems = false;
+  if (!FInlineItems) std::free(FItems);
 }
 
 void TVnJSONBase::GrowItems(Integer ACapacity) {
   const std::size_t bytes = static_cast<std::size_t>(ACapacity) * sizeof(TVnJSONBase *);
-  void *block = ACapacity == cPagedItems ? TVnNodePages::CutIfLoading(bytes) : nullptr;
-  const bool paged = block != nullptr;
-  if (!block) {
-    if (!FInlineItems && !FPagedItems) {
-      // From the heap to the heap.
-      block = std::realloc(FItems, bytes);
-      if (!block) throw std::bad_alloc();
-      FItems = static_cast<TVnJSONBase **>(block);
-      return;
-    }
-    block = std::malloc(bytes);
+  if (!FInlineItems) {
+    // From the heap to the heap (or a first array), in place where the heap can.
+    void *block = std::realloc(FItems, bytes);
     if (!block) throw std::bad_alloc();
+    FItems = static_cast<TVnJSONBase **>(block);
+    return;
   }
-  // A new block takes the children over from the old one, which goes back where it came from.
+  // The children leave the node's own slots for the heap.
+  auto *block = static_cast<TVnJSONBase **>(std::malloc(bytes));
+  if (!block) throw std::bad_alloc();
   if (FCount) std::memcpy(block, FItems, static_cast<std::size_t>(FCount) * sizeof(TVnJSONBase *));
-  ReleaseItems();
-  FItems = static_cast<TVnJSONBase **>(block);
+  FItems = block;
   FInlineItems = false;
-  FPagedItems = paged;
 }
 
 void TVnJSONBase::InsertObject(TVnJSONBase *AObject) {
-  if (FInlineItems) {
-    // A second child moves the list from the node's own slot to an array.
-    if (FCount != 0) GrowItems(Capacity(2));
-  } else if (Capacity(FCount + 1) != Capacity(FCount) || !FItems) {
+  // Full: the node's own slots are taken, or the heap array holds as many as its size.
+  if (FInlineItems ? FCount == FOwnSlots : FCount == Capacity(FCount))
     GrowItems(Capacity(FCount + 1));
-  }
   FItems[FCount++] = AObject;
 }
 
@@ -163,26 +140,61 @@ void TVnJSONBase::RemoveObject(TVnJSONBase *AObject) {
 }
 
 void TVnJSONBase::DisposeTree(TVnJSONBase *ATop) {
-  // Each node is freed once it has no children left, so no destructor nests into another. A
-  // child that interfaces hold is detached and left to them.
+  // Down to the last child, then back up, each node freed once it has no children left, so no
+  // destructor nests into another. The way back up is the owner link of the nodes on the way
+  // down, so the walk keeps no list of its own. Every node below ATop is on its way out, so its
+  // last child is simply taken off the end of its list; a child that interfaces hold is detached
+  // and left to them.
   TVnNodeReleaseBatch batch;
-  std::vector<TVnJSONBase *> work{ATop};
-  while (!work.empty()) {
-    TVnJSONBase *n = work.back();
+  TVnJSONBase *n = ATop;
+  for (;;) {
     if (n->FCount > 0 && n->FDestroyChilds) {
-      // Every node on the work list is on its way out, so its last child is simply taken off
-      // the end of its list.
       TVnJSONBase *child = n->FItems[--n->FCount];
-      child->FOwner = nullptr;
-      if (child->RefCount() > 0)
+      if (child->RefCount() > 0) {
+        child->FOwner = nullptr;
         child->SetAutoDestroy(true);
-      else
-        work.push_back(child);
+      } else {
+        child->FOwner = n;
+        n = child;
+      }
       continue;
     }
-    work.pop_back();
-    n->Free();
+    TVnJSONBase *up = n == ATop ? nullptr : n->FOwner;
+    n->FOwner = nullptr;
+    if (!n->DropPlain()) n->Free();
+    if (!up) return;
+    n = up;
   }
+}
+
+bool TVnJSONBase::DropPlain() noexcept {
+  // Only a node whose exact class is the library's: a derived class may do more in its
+  // destructor. What the destructors of these classes would do is what follows: none of them
+  // holds anything else.
+  if (FCount != 0 || RefCount() != 0) return false;
+  const TClass k = ClassType();
+  if (k == TVnJSONSimpleType::StaticClass()) {
+    auto *v = static_cast<TVnJSONSimpleType *>(this);
+    v->ClearValue();
+    ReleaseItems();
+    TVnNodePages::Release(v, sizeof(TVnJSONSimpleType));
+  } else if (k == TVnJSONMember::StaticClass()) {
+    auto *m = static_cast<TVnJSONMember *>(this);
+    json::TextFree(FTextInfo, m->FName);
+    ReleaseItems();
+    TVnNodePages::Release(m, sizeof(TVnJSONMember));
+  } else if (k == TVnJSONObject::StaticClass()) {
+    auto *o = static_cast<TVnJSONObject *>(this);
+    ReleaseItems();
+    TVnNodePages::Release(o, sizeof(TVnJSONObject));
+  } else if (k == TVnJSONArray::StaticClass()) {
+    auto *a = static_cast<TVnJSONArray *>(this);
+    ReleaseItems();
+    TVnNodePages::Release(a, sizeof(TVnJSONArray));
+  } else {
+    return false;
+  }
+  return true;
 }
 
 void TVnJSONBase::DestroyObjects() {
@@ -647,8 +659,7 @@ void TVnJSONSimpleType::SetAsValue(const TValue &AValue) {
 
 TVnJSONMember::TVnJSONMember(TVnJSONBase *AOwner) : TVnJSONBase(nullptr) {
   // The one child lives in the member's own slot; the owner is taken after that is set up.
-  FItems = &FValue;
-  FInlineItems = true;
+  UseOwnSlots(&FValue, 1);
   if (AOwner) {
     SetAutoDestroy(false);
     FOwner = AOwner;
@@ -801,10 +812,13 @@ TVnJSONBase *TVnJSONMember::AddValue(TVnJSONDataType AType) {
 
 TVnJSONObject::TVnJSONObject(TVnJSONBase *AOwner) : TVnJSONBase(AOwner) {
   FJSONType = jdtObject;
+  UseOwnSlots(FSlots, 3);
 }
 
 void TVnJSONObject::InsertObject(TVnJSONBase *AObject) {
-  if (!AObject || !AObject->Is<TVnJSONMember>())
+  // A member of the library's own class by an exact look first.
+  if (!AObject ||
+      (AObject->ClassType() != TVnJSONMember::StaticClass() && !AObject->Is<TVnJSONMember>()))
     throw EAssertionFailed(u"Assertion failure (" __FILE__ ")");
   TVnJSONBase::InsertObject(AObject);
   FLastMember = static_cast<TVnJSONMember *>(AObject);
@@ -924,6 +938,7 @@ void TVnJSONObject::RemoveMemberIntf(IVnJSONMember *AMember) {
 
 TVnJSONArray::TVnJSONArray(TVnJSONBase *AOwner) : TVnJSONBase(AOwner) {
   FJSONType = jdtArray;
+  UseOwnSlots(FSlots, 3);
   // Without an owner the array is a list of nodes of some tree: it frees none of them.
   FDestroyChilds = AOwner != nullptr;
 }
@@ -1117,29 +1132,23 @@ void TVnJSONHandler::FinishFailed() {
 
 void TVnJSONHandler::Open(TVnJSONDataType AType) {
   FPendingMember = nullptr;
-  TVnJSONBase *c = FCurrValue;
-  const TClass k = c ? c->ClassType() : nullptr;
-  TVnJSONBase *n;
-  // The library's own containers by an exact look at the class first, then any class derived
-  // from them.
-  if (k == TVnJSONArray::StaticClass())
-    n = static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(AType);
-  else if (k == TVnJSONObject::StaticClass()) {
-    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
-    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
-    n = m->CreateValue(AType);
-  } else if (c && c->Is<TVnJSONDocument>())
-    n = static_cast<TVnJSONDocument *>(c)->CreateRootValue(AType);
-  else if (c && c->Is<TVnJSONArray>())
-    n = c->AddValue(AType);
-  else if (c && c->Is<TVnJSONObject>()) {
-    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
-    if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
-    n = m->CreateValue(AType);
-  } else if (c && c->Is<TVnJSONMember>())
-    n = static_cast<TVnJSONMember *>(c)->CreateValue(AType);
-  else
-    throw EVnJSONException(_cVnJSONOeps, 0);
+  TVnJSONBase *n = NewOwnNode(AType);
+  if (!n) {
+    // Any other class at the cursor, through its virtual operations.
+    TVnJSONBase *c = FCurrValue;
+    if (c && c->Is<TVnJSONDocument>())
+      n = static_cast<TVnJSONDocument *>(c)->CreateRootValue(AType);
+    else if (c && c->Is<TVnJSONArray>())
+      n = c->AddValue(AType);
+    else if (c && c->Is<TVnJSONObject>()) {
+      TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+      if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
+      n = m->CreateValue(AType);
+    } else if (c && c->Is<TVnJSONMember>())
+      n = static_cast<TVnJSONMember *>(c)->CreateValue(AType);
+    else
+      throw EVnJSONException(_cVnJSONOeps, 0);
+  }
   FCurrValue = n;
 }
 
@@ -1159,17 +1168,36 @@ void TVnJSONHandler::StartMember(const VnJSONString &AName) {
   FPendingMember = c->AddMember(AName);
 }
 
-TVnJSONSimpleType *TVnJSONHandler::NewOwnValue(TVnJSONDataType ADataType) {
+namespace {
+
+// A node of the library's own class for ADataType below AOwner. The constructors of these classes
+// take no interface of the node, so the guard that New sets around a constructor has nothing to
+// guard and AfterConstruction nothing to do: a plain new makes the same node without them.
+TVnJSONBase *NewPlainNode(TVnJSONBase *AOwner, TVnJSONDataType ADataType) {
+  switch (ADataType) {
+    case jdtObject:
+      return new TVnJSONObject(AOwner);
+    case jdtArray:
+      return new TVnJSONArray(AOwner);
+    default:
+      return new TVnJSONSimpleType(AOwner);
+  }
+}
+
+}  // namespace
+
+TVnJSONBase *TVnJSONHandler::NewOwnNode(TVnJSONDataType ADataType) {
   TVnJSONBase *c = FCurrValue;
   const TClass k = c ? c->ClassType() : nullptr;
   if (k == TVnJSONObject::StaticClass()) {
     TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
     if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
-    return static_cast<TVnJSONSimpleType *>(m->CreateValue(ADataType));
+    // The member just read has no value yet; any other takes its class's way.
+    if (m->ClassType() == TVnJSONMember::StaticClass() && m->FCount == 0)
+      return NewPlainNode(m, ADataType);
+    return m->CreateValue(ADataType);
   }
-  if (k == TVnJSONArray::StaticClass())
-    return static_cast<TVnJSONSimpleType *>(
-        static_cast<TVnJSONArray *>(c)->TVnJSONArray::AddValue(ADataType));
+  if (k == TVnJSONArray::StaticClass()) return NewPlainNode(c, ADataType);
   return nullptr;
 }
 
@@ -1228,7 +1256,7 @@ void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
   TVnJSONBase *c = FCurrValue;
   if (c && c->ClassType() == TVnJSONObject::StaticClass()) {
     // AddMember of the class, with the name set from the bytes.
-    TVnJSONMember *m = New<TVnJSONMember>(c);
+    auto *m = new TVnJSONMember(c);
     json::TextSetAscii(m->FTextInfo, m->FName, AData, ALength);
     FPendingMember = m;
     return;

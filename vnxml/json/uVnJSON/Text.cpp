@@ -110,13 +110,9 @@ TTextChars CharsOf(Byte AInfo, const UInt64 &AWord) noexcept {
 
 }  // namespace
 
-void json::TextFree(Byte &AInfo, UInt64 &AWord) noexcept {
-  if (!(AInfo & cInline) && AWord) {
-    THeapText *h = HeapOf(AWord);
-    TVnNodePages::Release(h, THeapText::SizeFor(h->Len, (AInfo & cNarrow) != 0));
-  }
-  AInfo = 0;
-  AWord = 0;
+void json::TextRelease(Byte AInfo, UInt64 AWord) noexcept {
+  THeapText *h = HeapOf(AWord);
+  TVnNodePages::Release(h, THeapText::SizeFor(h->Len, (AInfo & cNarrow) != 0));
 }
 
 void json::TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText) {
