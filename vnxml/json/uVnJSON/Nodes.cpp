@@ -150,6 +150,14 @@ void TVnJSONBase::DisposeTree(TVnJSONBase *ATop) {
   for (;;) {
     if (n->FCount > 0 && n->FDestroyChilds) {
       TVnJSONBase *child = n->FItems[--n->FCount];
+      // Memory is asked for ahead of the walk, so that a walk over a tree larger than the
+      // caches does not wait for every node: the child before this one, next once this one's
+      // subtree is gone, and the memory some nodes below this one. A load cuts its nodes from
+      // its pages in the order of the text, and this walk frees them in exactly the reverse
+      // order, so what lies below the node in hand is what the walk reaches next.
+      if (n->FCount > 0) __builtin_prefetch(n->FItems[n->FCount - 1]);
+      __builtin_prefetch(reinterpret_cast<const char *>(child) - 512);
+      __builtin_prefetch(reinterpret_cast<const char *>(child) - 448);
       if (child->RefCount() > 0) {
         child->FOwner = nullptr;
         child->SetAutoDestroy(true);
