@@ -112,18 +112,15 @@ void ReleasePage(TVnNodePages::TPage *APage, std::int64_t ACount) noexcept {
   if (APage->Live.fetch_sub(ACount, std::memory_order_acq_rel) == ACount) FreePage(APage);
 }
 
-// The batch of the innermost TVnNodeReleaseBatch on this thread, null when none is open.
-thread_local TVnNodeReleaseBatch *tBatch = nullptr;
-
 }  // namespace
 
-TVnNodeReleaseBatch::TVnNodeReleaseBatch() noexcept : FOuter(tBatch) {
-  tBatch = this;
+TVnNodeReleaseBatch::TVnNodeReleaseBatch() noexcept : FOuter(tCurrent) {
+  tCurrent = this;
 }
 
 TVnNodeReleaseBatch::~TVnNodeReleaseBatch() {
   Flush();
-  tBatch = FOuter;
+  tCurrent = FOuter;
 }
 
 void TVnNodeReleaseBatch::Flush() noexcept {
@@ -195,7 +192,7 @@ void *TVnNodePages::CutIfLoading(std::size_t ASize) {
   return pages ? pages->Cut(ASize) : nullptr;
 }
 
-void TVnNodePages::Release(void *AObject, std::size_t ASize) noexcept {
+void TVnNodePages::ReleaseOther(void *AObject, std::size_t ASize) noexcept {
   if (!AObject) return;
   TVnNodePages::TPage *page = PageOf(AObject);
   if (!page) {
@@ -203,7 +200,7 @@ void TVnNodePages::Release(void *AObject, std::size_t ASize) noexcept {
     return;
   }
   VN_POISON(static_cast<Byte *>(AObject) - cWord, cWord + ASize);
-  if (TVnNodeReleaseBatch *batch = tBatch) {
+  if (TVnNodeReleaseBatch *batch = TVnNodeReleaseBatch::tCurrent) {
     // Nodes freed one after the other mostly share their page: they are counted off it together.
     if (batch->FPage != page) {
       batch->Flush();

@@ -474,7 +474,9 @@ UnicodeString TVnJSONSimpleType::Text() const {
 }
 
 void TVnJSONSimpleType::SetText(UnicodeStringView AText, TVnJSONDataType ADataType) {
-  if (Kind() != vkText) ClearValue();
+  // Null and Empty hold nothing, and the text setter frees an old text itself: only the other
+  // kinds are cleared first (a new node is null).
+  if (Kind() > vkText) ClearValue();
   json::TextSet(FTextInfo, FData.Word, AText);
   FClassByte = vkText;
   FJSONType = ADataType;
@@ -482,7 +484,7 @@ void TVnJSONSimpleType::SetText(UnicodeStringView AText, TVnJSONDataType ADataTy
 
 void TVnJSONSimpleType::SetTextAscii(const char *AData, std::size_t ALength,
                                      TVnJSONDataType ADataType) {
-  if (Kind() != vkText) ClearValue();
+  if (Kind() > vkText) ClearValue();
   json::TextSetAscii(FTextInfo, FData.Word, AData, ALength);
   FClassByte = vkText;
   FJSONType = ADataType;
