@@ -2,6 +2,7 @@
 // values of simple nodes, members, objects, arrays, the document and the handler that builds a
 // tree from the reader's events.
 #include <bit>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -156,8 +157,9 @@ void TVnJSONBase::DisposeTree(TVnJSONBase *ATop) {
       // its pages in the order of the text, and this walk frees them in exactly the reverse
       // order, so what lies below the node in hand is what the walk reaches next.
       if (n->FCount > 0) __builtin_prefetch(n->FItems[n->FCount - 1]);
-      __builtin_prefetch(reinterpret_cast<const char *>(child) - 512);
-      __builtin_prefetch(reinterpret_cast<const char *>(child) - 448);
+      const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(child);
+      __builtin_prefetch(reinterpret_cast<const void *>(at - 512));
+      __builtin_prefetch(reinterpret_cast<const void *>(at - 448));
       if (child->RefCount() > 0) {
         child->FOwner = nullptr;
         child->SetAutoDestroy(true);
