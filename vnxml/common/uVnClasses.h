@@ -576,13 +576,8 @@ class TVnNodePages {
     // general way, which marks the room as usable.)
     if (TVnNodePages *pages = tCurrent) {
       const std::size_t slot = SlotFor(ASize);
-      if (slot <= cLargestSlot && slot <= static_cast<std::size_t>(pages->FEnd - pages->FNext)) {
-        Byte *word = pages->FNext;
-        pages->FNext = word + slot;
-        ++pages->FCut;
-        *reinterpret_cast<TPage **>(word) = pages->FPage;
-        return word + sizeof(void *);
-      }
+      if (slot <= cLargestSlot && slot <= static_cast<std::size_t>(pages->FEnd - pages->FNext))
+        return pages->TakeSlot(slot);
     }
 #endif
     return AllocateOther(ASize);
@@ -606,6 +601,15 @@ class TVnNodePages {
   static constexpr std::size_t SlotFor(std::size_t ASize) noexcept {
     constexpr std::size_t align = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
     return (sizeof(void *) + ASize + align - 1) / align * align;
+  }
+  // The next slot of ASlot bytes on the page in use, which has room for it: the page word is
+  // written in front of the node, whose address is returned.
+  void *TakeSlot(std::size_t ASlot) noexcept {
+    Byte *word = FNext;
+    FNext = word + ASlot;
+    ++FCut;
+    *reinterpret_cast<TPage **>(word) = FPage;
+    return word + sizeof(void *);
   }
   // Allocate when the node does not fit the page in use, or no load runs.
   static void *AllocateOther(std::size_t ASize);

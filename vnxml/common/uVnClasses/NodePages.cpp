@@ -164,12 +164,8 @@ void *TVnNodePages::Cut(std::size_t ASize) {
     FEnd = raw + size;
     VN_POISON(FNext, static_cast<std::size_t>(FEnd - FNext));
   }
-  Byte *object = FNext + cWord;
   VN_UNPOISON(FNext, cWord + ASize);
-  FNext += slot;
-  ++FCut;
-  PageOf(object) = FPage;
-  return object;
+  return TakeSlot(slot);
 }
 
 void *TVnNodePages::AllocateOther(std::size_t ASize) {

@@ -828,9 +828,7 @@ TVnJSONObject::TVnJSONObject(TVnJSONBase *AOwner) : TVnJSONBase(AOwner) {
 }
 
 void TVnJSONObject::InsertObject(TVnJSONBase *AObject) {
-  // A member of the library's own class by an exact look first.
-  if (!AObject ||
-      (AObject->ClassType() != TVnJSONMember::StaticClass() && !AObject->Is<TVnJSONMember>()))
+  if (!AObject || !AObject->Is<TVnJSONMember>())
     throw EAssertionFailed(u"Assertion failure (" __FILE__ ")");
   TVnJSONBase::InsertObject(AObject);
   FLastMember = static_cast<TVnJSONMember *>(AObject);
