@@ -121,6 +121,12 @@ TEST(SelectResults, EachNodeOnceInOrderOfDiscovery) {
   EXPECT_EQ(Selected(root, u"*|e|*[3]|e[39]"), all);
   EXPECT_EQ(Selected(root, u"e[39]|*[3]|*"), later);
   EXPECT_EQ(Selected(root, u"e/..|//e/..|."), "r");
+  // Below a node: its matching children first, then the same below each child in turn.
+  Doc nested = Load(
+      u"<r><a><x id=\"1\"/><b><x id=\"2\"/></b></a><c><x id=\"3\"/></c>"
+      u"<x id=\"4\"><x id=\"5\"/></x></r>");
+  EXPECT_EQ(Selected(nested.get(), u"//x"), "x#4 x#1 x#2 x#3 x#5");
+  EXPECT_EQ(Selected(nested.get(), u"//x[@id > 1]"), "x#4 x#2 x#3 x#5");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -233,31 +233,46 @@ struct TVnPathStep {
   // The rest of the path; null when the step is the last.
   std::unique_ptr<TVnPathStep> Next;
 
-  // The last name records met and whether they matched: nodes of a loaded document share one
-  // record per name, so most comparisons are answered here.
+  // The name records met and whether they matched, a slot for each by its address: nodes of a
+  // loaded document share one record per name, and a document has few names, so nearly every
+  // comparison is answered here without looking at the text. A slot holds its record, so that
+  // no other record can take its address while the answer is kept.
   struct TSeen {
+    const TVnDOMName *Key = nullptr;
     TVnDOMNameRef Name;
     bool Match = false;
-    bool Set = false;
   };
-  TSeen Seen[2];
-  Byte SeenNext = 0;
+  static constexpr std::size_t cSeen = 16;
+  TSeen Seen[cSeen];
 
   void Raise() const { ErrorClass(ErrorMessage); }
 
   // Whether the name of ANode, an element for a name step or an attribute for an attribute
   // step, is one the step selects; ALocalName is the program's name matching.
-  bool NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation, bool ALocalName);
+  bool NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation, bool ALocalName) {
+    TVnDOMName *name = ANode->GetNameRecord();
+    const TSeen &seen = Seen[SeenSlot(name)];
+    if (seen.Key == name) return seen.Match;
+    return CompareName(ANode, ACollation, ALocalName);
+  }
   bool PrefixMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation) const {
     return AnyPrefix || ACollation->SameText(Prefix, ANode->GetPrefix());
   }
+
+ private:
+  // The slot of a record: records are heap blocks, so the low bits of the address say little.
+  static std::size_t SeenSlot(const TVnDOMName *AName) noexcept {
+    const auto a = reinterpret_cast<std::uintptr_t>(AName);
+    return ((a >> 4) ^ (a >> 9)) & (cSeen - 1);
+  }
+  // NameMatches when the slot has no answer for the record: compares the texts and keeps the
+  // answer.
+  bool CompareName(TVnDOMNode *ANode, TVnXPathCollationClass ACollation, bool ALocalName);
 };
 
-bool TVnPathStep::NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation,
+bool TVnPathStep::CompareName(TVnDOMNode *ANode, TVnXPathCollationClass ACollation,
                               bool ALocalName) {
   TVnDOMName *name = ANode->GetNameRecord();
-  for (const TSeen &s : Seen)
-    if (s.Set && s.Name.Get() == name) return s.Match;
   bool match;
   if (Kind == skAttribute) {
     // Namespace declarations are no attributes to a path that matches qualified names.
@@ -269,12 +284,11 @@ bool TVnPathStep::NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollati
     match =
         ACollation->SameText(LocalName, ANode->GetLocalName()) && PrefixMatches(ANode, ACollation);
   }
-  TSeen &slot = Seen[SeenNext];
-  SeenNext ^= 1;
+  TSeen &slot = Seen[SeenSlot(name)];
   name->AddRef();
   slot.Name = TVnDOMNameRef(name);
+  slot.Key = name;
   slot.Match = match;
-  slot.Set = true;
   return match;
 }
 
@@ -597,29 +611,42 @@ bool IsPlainDescent(const TVnPathProgram &AProgram, const TVnPathStep &AStep) {
 
 // "//name[...]" as the last step: the nodes in the order in which the general walk meets them
 // (the matching children of a node, filtered, then the same below each child in turn), with
-// one frame of a node pointer per node and no work items. Nodes without children are not
-// entered: no child of theirs can match.
+// one frame of a node pointer per node and no work items. One pass over the children of a node
+// finds its candidates and the children to enter, which it pushes in order and then turns
+// round, so that the first is entered first. Nodes without children are not entered: no child
+// of theirs can match.
 void DescendByName(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode,
                    TVnDOMObjectList &ACandidates, TFound &AFound) {
+  const TVnXPathCollationClass collation = AProgram.Collation;
+  const bool localName = AProgram.LocalName;
   dom::TWalkStack<TVnDOMNode *> nodes;
   nodes.Push(ANode);
+  ACandidates.Clear();
   while (!nodes.Empty()) {
     TVnDOMNode *node = nodes.Top();
     nodes.Pop();
-    ACandidates.Clear();
-    Collect(AProgram, AStep, node, ACandidates);
-    ApplyFilters(AProgram, AStep, ACandidates);
-    for (TVnDOMObject *c : ACandidates) AFound.Add(static_cast<TVnDOMNode *>(c));
-    // Each child pushed will have its own children read: their arrays are asked for now.
+    const std::size_t entered = nodes.Size();
     const TVnDOMNodeArray &children = node->Children();
-    for (std::size_t i = children.size(); i-- > 0;) {
+    const std::size_t n = children.size();
+    for (std::size_t i = 0; i < n; ++i) {
+      // The children are read one after the other: a node a few places ahead is asked for
+      // while this one is compared.
+      if (i + 4 < n) __builtin_prefetch(children[i + 4]);
       TVnDOMNode *child = children[i];
       if (child->GetNodeType() == ntAttribute) continue;
-      TVnDOMNode *const *grandChildren = child->Children().begin();
-      if (!grandChildren) continue;
-      __builtin_prefetch(grandChildren);
-      nodes.Push(child);
+      if (AStep.NameMatches(child, collation, localName)) ACandidates.Add(child);
+      // A child entered will have its own children read: their array is asked for now.
+      if (TVnDOMNode *const *grandChildren = child->Children().begin()) {
+        __builtin_prefetch(grandChildren);
+        nodes.Push(child);
+      }
     }
+    for (std::size_t i = entered, j = nodes.Size(); i + 1 < j; ++i, --j)
+      std::swap(nodes[i], nodes[j - 1]);
+    if (ACandidates.Count() == 0) continue;
+    ApplyFilters(AProgram, AStep, ACandidates);
+    for (TVnDOMObject *c : ACandidates) AFound.Add(static_cast<TVnDOMNode *>(c));
+    ACandidates.Clear();
   }
 }
 
