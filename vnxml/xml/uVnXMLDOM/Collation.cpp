@@ -62,7 +62,10 @@ class TCollators {
         (A.empty() || std::memcmp(A.data(), B.data(), A.size() * sizeof(char16_t)) == 0))
       return true;
     const std::uint64_t *key = FKeys[ALevels == cCaseSensitive ? 1 : 0].data();
-    std::size_t i = 0, j = 0;
+    // The walk of two equal runs of ASCII units is the same in both texts: it may start behind
+    // the longest such run that they begin with.
+    const std::size_t start = CommonASCIIPrefix(A, B);
+    std::size_t i = start, j = start;
     for (;;) {
       while (i < A.size() && A[i] < 0x80 && key[A[i]] == 0) ++i;
       while (j < B.size() && B[j] < 0x80 && key[B[j]] == 0) ++j;
@@ -88,10 +91,34 @@ class TCollators {
     return c;
   }
 
+  // The bits of four UTF-16 units that are set in a unit beyond ASCII.
+  static constexpr std::uint64_t cBeyondASCII = 0xFF80FF80FF80FF80u;
+
+  // The length of the longest run of ASCII units that A and B both begin with: four units a
+  // step while they are equal, then one at a time.
+  static std::size_t CommonASCIIPrefix(UnicodeStringView A, UnicodeStringView B) noexcept {
+    const std::size_t n = std::min(A.size(), B.size());
+    std::size_t k = 0;
+    for (; k + 4 <= n; k += 4) {
+      std::uint64_t a, b;
+      std::memcpy(&a, A.data() + k, sizeof a);
+      std::memcpy(&b, B.data() + k, sizeof b);
+      if (a != b || (a & cBeyondASCII)) break;
+    }
+    while (k < n && A[k] == B[k] && A[k] < 0x80) ++k;
+    return k;
+  }
+
   static bool IsASCII(UnicodeStringView S) noexcept {
-    char16_t any = 0;
-    for (char16_t c : S) any |= c;
-    return any < 0x80;
+    std::uint64_t any = 0;
+    std::size_t k = 0;
+    for (; k + 4 <= S.size(); k += 4) {
+      std::uint64_t w;
+      std::memcpy(&w, S.data() + k, sizeof w);
+      any |= w;
+    }
+    for (; k < S.size(); ++k) any |= S[k];
+    return (any & cBeyondASCII) == 0;
   }
 
   static UCollationResult Coll(const UCollator *AColl, char16_t A, char16_t B) {

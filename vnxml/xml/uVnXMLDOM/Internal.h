@@ -215,13 +215,14 @@ class TVnMadeNodes {
     if (FCount < cKept) {
       FKept[FCount++] = ANode;
     } else {
-      FMore.insert(ANode);
+      if (!FMore) FMore = std::make_unique<std::unordered_set<TVnDOMNode *>>();
+      FMore->insert(ANode);
     }
   }
   bool Contains(TVnDOMNode *ANode) const {
     for (std::size_t i = 0; i < FCount; ++i)
       if (FKept[i] == ANode) return true;
-    return !FMore.empty() && FMore.count(ANode) > 0;
+    return FMore && FMore->count(ANode) > 0;
   }
   bool Empty() const noexcept { return FCount == 0; }
 
@@ -229,7 +230,9 @@ class TVnMadeNodes {
   static constexpr std::size_t cKept = 8;
   TVnDOMNode *FKept[cKept];
   std::size_t FCount = 0;
-  std::unordered_set<TVnDOMNode *> FMore;
+  // Made by the first node beyond those kept: every run has a set of its own, and most never
+  // need it.
+  std::unique_ptr<std::unordered_set<TVnDOMNode *>> FMore;
 };
 
 struct TVnPathProgram {

@@ -5,6 +5,8 @@
 // opening child equations at "(" and "not", closing them at ")", and chaining siblings at "and"
 // and "or". Terms are read by ReadTerm: literals, lists, calls, and paths, which the path walk
 // evaluates again for each candidate.
+#include <cstdint>
+#include <cstring>
 #include <unordered_set>
 
 #include "vnxml/common/uVnClasses/BoolChain.h"
@@ -162,6 +164,23 @@ bool Apply(TVnXPathValueComparisonOperator AOperator, const T &A, const T &B) {
 
 bool IsTrue(const Variant &AValue) {
   return VarType(AValue) == varBoolean && AValue.AsBoolean();
+}
+
+// Whether the text holds an "&": four units a step (a unit equal to "&" leaves a zero unit in
+// the difference, which the borrow test finds).
+bool HasAmpersand(UnicodeStringView AText) noexcept {
+  constexpr std::uint64_t cOnes = 0x0001000100010001u, cHighs = 0x8000800080008000u;
+  constexpr std::uint64_t cAmpersands = 0x0026002600260026u;
+  std::size_t k = 0;
+  for (; k + 4 <= AText.size(); k += 4) {
+    std::uint64_t w;
+    std::memcpy(&w, AText.data() + k, sizeof w);
+    const std::uint64_t x = w ^ cAmpersands;
+    if ((x - cOnes) & ~x & cHighs) return true;
+  }
+  for (; k < AText.size(); ++k)
+    if (AText[k] == u'&') return true;
+  return false;
 }
 
 }  // namespace
@@ -454,12 +473,12 @@ TVnXPathValueTerm::TSingleText TVnXPathValueTerm::SingleText(TVnDOMObjectList *A
   if (found.size() > 1) return stMany;
   TVnDOMNode *node = found[0];
   if (node->GetNodeType() == ntAttribute) {
-    if (TVnDOMNode::IsNamespaceName(node->GetPrefix(), node->GetLocalName())) return stNull;
+    if (node->GetNameRecord()->IsNamespace()) return stNull;
     // The library's own attribute keeps its value in lexical form: without a reference in it,
     // that is the value itself.
     if (node->ClassType() == TVnDOMAttribute::StaticClass()) {
       const UnicodeString &stored = static_cast<TVnDOMAttribute *>(node)->GetStoredValue();
-      if (stored.find(u'&') == UnicodeString::npos) {
+      if (!HasAmpersand(stored)) {
         AText = &stored;
         return stText;
       }

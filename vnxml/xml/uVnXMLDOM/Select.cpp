@@ -486,14 +486,16 @@ class TFound {
       FItems.push_back(ANode);
       return;
     }
-    if (FSet.empty()) FSet.insert(FItems.begin(), FItems.end());
-    if (FSet.insert(ANode).second) FItems.push_back(ANode);
+    if (!FSet)
+      FSet = std::make_unique<std::unordered_set<TVnDOMNode *>>(FItems.begin(), FItems.end());
+    if (FSet->insert(ANode).second) FItems.push_back(ANode);
   }
 
  private:
   static constexpr std::size_t cSearched = 16;
   std::vector<TVnDOMNode *> &FItems;
-  std::unordered_set<TVnDOMNode *> FSet;
+  // Made when the list grows past the searched ones: most lists stay short.
+  std::unique_ptr<std::unordered_set<TVnDOMNode *>> FSet;
 };
 
 // The top of the tree a node stands in, for a path from the document of a node without one.
