@@ -1689,6 +1689,9 @@ class TVnDOMElement : public TVnDOMNode {
   TVnDOMText *AddText(const UnicodeString &AValue);
   TVnDOMCDATA *AddCDATA(const UnicodeString &AValue);
   TVnDOMElement *AddElement(const UnicodeString &AName);
+  // Adds an element that shares the name record ARecord (taking a reference of its own): for a
+  // caller that makes many elements of one name, where AddElement(AName) makes a record each.
+  TVnDOMElement *AddElement(TVnDOMName *ARecord);
   // The URI is applied when the new element is attached.
   TVnDOMElement *AddElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
   TVnDOMAttribute *AddAttribute(const UnicodeString &AName);
@@ -1954,6 +1957,8 @@ class TVnDOMElement : public TVnDOMNode {
   // What SetParentNode does once the parent link is made: the space setting from the element's
   // own xml:space or from AParent, and the kept namespace URI once the element has a parent.
   void TakeParentSettings(TVnDOMObject *AParent, bool AFreshParent);
+  // Places AElement, just made, as InsertElement does; frees it when that fails.
+  TVnDOMElement *PlaceNew(TVnDOMElement *AElement, TVnDOMPosition APosition, TVnDOMNode *ARefNode);
   // The start tag with the attributes, closed as empty (" />", answering false) when there are
   // no other children; and the end tag. AHasElements tells whether child elements follow.
   bool SaveStartTag(TStream *AStream, Word ACodePage, bool AFormatted, Integer &ALevel,

@@ -274,14 +274,28 @@ TVnDOMCDATA *TVnDOMElement::InsertCDATA(const UnicodeString &AValue, TVnDOMPosit
 
 TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &AName, TVnDOMPosition APosition,
                                             TVnDOMNode *ARefNode) {
-  auto *e = dom::NewNode<TVnDOMElement>([&](auto *n) { n->SetQualifiedName(AName); });
+  return PlaceNew(dom::NewNode<TVnDOMElement>([&](auto *n) { n->SetQualifiedName(AName); }),
+                  APosition, ARefNode);
+}
+
+TVnDOMElement *TVnDOMElement::AddElement(TVnDOMName *ARecord) {
+  return PlaceNew(dom::NewNode<TVnDOMElement>([&](auto *n) {
+                    ARecord->AddRef();
+                    n->AdoptName(ARecord);
+                  }),
+                  rdpLast, nullptr);
+}
+
+TVnDOMElement *TVnDOMElement::PlaceNew(TVnDOMElement *AElement, TVnDOMPosition APosition,
+                                       TVnDOMNode *ARefNode) {
   try {
-    if (APosition != rdpLast || !AppendFresh(this, e)) AddChild(e, ARefNode, APosition);
+    if (APosition != rdpLast || !AppendFresh(this, AElement))
+      AddChild(AElement, ARefNode, APosition);
   } catch (...) {
-    if (!e->GetParent()) e->Free();
+    if (!AElement->GetParent()) AElement->Free();
     throw;
   }
-  return e;
+  return AElement;
 }
 
 TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &ANamespaceURI,

@@ -5,6 +5,7 @@
 // opening child equations at "(" and "not", closing them at ")", and chaining siblings at "and"
 // and "or". Terms are read by ReadTerm: literals, lists, calls, and paths, which the path walk
 // evaluates again for each candidate.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <unordered_set>
@@ -873,11 +874,21 @@ void ParseFilter(TVnXPathEquation *ARoot, const UnicodeString &AFilter) {
 void ApplyFilter(TVnXPathEquation *ARoot, TVnDOMObjectList &ANodes, bool ANodesOnly) {
   TPooled<TVnDOMObjectList> kept;
   const Integer n = ANodes.Count();
+  auto node = [&ANodes](Integer AIndex) { return static_cast<TVnDOMNode *>(ANodes.Get(AIndex)); };
   for (Integer i = 0; i < n; ++i) {
-    // Most predicates read the attributes or children of the node: the child array of a node a
-    // few places ahead is asked for while this one is evaluated.
-    if (ANodesOnly && i + 2 < n)
-      __builtin_prefetch(static_cast<TVnDOMNode *>(ANodes.Get(i + 2))->Children().begin());
+    // Most predicates read the attributes or children of the node, three reads that each wait
+    // for the one before: the node, its child array, its first children. While this node is
+    // evaluated, each is asked for a few nodes ahead, the earlier ones further ahead, so that
+    // each finds the one before it at hand.
+    if (ANodesOnly) {
+      if (i + 8 < n) __builtin_prefetch(node(i + 8));
+      if (i + 4 < n) __builtin_prefetch(node(i + 4)->Children().begin());
+      if (i + 2 < n) {
+        const TVnDOMNodeArray &children = node(i + 2)->Children();
+        for (std::size_t c = 0, m = std::min<std::size_t>(children.size(), 4); c < m; ++c)
+          __builtin_prefetch(children[c]);
+      }
+    }
     if (ARoot->Evaluate(&ANodes, i)) kept->Add(ANodes.Get(i));
   }
   ANodes.Assign(&*kept);

@@ -224,9 +224,12 @@ struct TVnPathStep {
   // The predicates in order, each "[...]", and their trees once parsed.
   std::vector<UnicodeString> Filters;
   std::vector<std::unique_ptr<TVnXPathEquation, void (*)(TVnXPathEquation *)>> Trees;
-  // Creation: allowed when there is no predicate or only "[0]"; the name of the new element.
+  // Creation: allowed when there is no predicate or only "[0]"; the name of the new element,
+  // and its record once the step has made one.
   bool MayCreate = false;
   UnicodeString CreateName;
+  std::unique_ptr<TVnDOMName, void (*)(TVnDOMName *)> CreateRecord{
+      nullptr, [](TVnDOMName *R) { R->Release(); }};
   // The path in parentheses of a group, taken apart on first use.
   UnicodeString GroupPath;
   std::unique_ptr<TVnPathProgram> Group;
@@ -697,9 +700,12 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
     if (candidates.Count() == 0 && AProgram.Create && step.MayCreate &&
         w.Node->GetNodeType() == ntElement) {
       // Only an element of the library's own lineage knows how to add one.
-      if (auto *element = dynamic_cast<TVnDOMElement *>(w.Node)) {
+      if (w.Node->Is<TVnDOMElement>()) {
         if (step.Descendant) throw Exception(cCreateDescendant);
-        TVnDOMElement *made = element->AddElement(step.CreateName);
+        // The elements a step makes share one name record.
+        if (!step.CreateRecord) step.CreateRecord.reset(TVnDOMName::MakeQualified(step.CreateName));
+        TVnDOMElement *made =
+            static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateRecord.get());
         AProgram.Created->Insert(made);
         candidates.Add(made);
       }
