@@ -23,8 +23,10 @@
 //
 // Who: "vnxml" selects with soCaseSensitive, the name and value matching of the peers; "vnxml_ci"
 // with the default options (names and values compared ASCII case-insensitively) for reference;
-// "pugixml_compiled" (xpath_query made once), "pugixml_percall" (select_nodes of the text),
-// "libxml2" (xmlXPathEval on a context made once).
+// "vnxml_walk" (Attr only) no query but a bare walk over the library's tree that reads what
+// "//x" must read, the floor of the Attr rows on this tree; "pugixml_compiled" (xpath_query made
+// once), "pugixml_percall" (select_nodes of the text), "libxml2" (xmlXPathEval on a context made
+// once).
 //
 // Times are the processor time of the thread (manual time), so that other work on the machine
 // does not count. Counters: bytes_per_second is the document's size over the time of one query;
@@ -537,6 +539,44 @@ void AttrPugiPerCall(benchmark::State &state) {
 void AttrXml2(benchmark::State &state) {
   QueryXml2(state, wAttr);
 }
+// Not a query: a bare walk over the library's tree, as "//x" must read it at the least: every
+// child list once, each child's kind and name record (a record met before answers by its
+// address, as the path engine's name test does), elements with children entered. The floor of
+// the Attr rows on this tree, reported against the peers like them.
+void AttrVnWalk(benchmark::State &state) {
+  const int input = static_cast<int>(state.range(0));
+  const TQuery &q = QueryOf(input, wAttr);
+  const std::string name = q.Pugi.substr(2, q.Pugi.find('[') - 2);
+  const UnicodeString local = UTF8ToString(name);
+  TVnDOMDocument *d = VnDocument(input);
+  double total = 0;
+  for (auto _ : state) {
+    const auto t0 = TClock::now();
+    Int64 named = 0;
+    TVnDOMName *match = nullptr;
+    std::vector<TVnDOMNode *> nodes{d};
+    while (!nodes.empty()) {
+      TVnDOMNode *node = nodes.back();
+      nodes.pop_back();
+      for (TVnDOMNode *child : node->Children()) {
+        if (child->GetNodeType() != ntElement) continue;
+        TVnDOMName *record = child->GetNameRecord();
+        if (record == match || (!match && record->LocalName() == local)) {
+          match = record;
+          ++named;
+        }
+        if (!child->Children().empty()) nodes.push_back(child);
+      }
+    }
+    benchmark::DoNotOptimize(named);
+    const auto t1 = TClock::now();
+    state.SetIterationTime(Seconds(t0, t1));
+    total += Seconds(t0, t1);
+  }
+  SetRates(state, static_cast<Int64>(Inputs()[input].Text.size()), q.Candidates);
+  Finish(state, FamilyOf(input, wAttr), "vnxml_walk", total);
+}
+
 void MiddleVn(benchmark::State &state) {
   QueryVn(state, wMiddle, {soCaseSensitive}, "vnxml");
 }
@@ -580,6 +620,7 @@ VN_SELECT_BENCH(AttrPugiCompiled, "Attr", "pugixml_compiled")
 VN_SELECT_BENCH(AttrPugiPerCall, "Attr", "pugixml_percall")
 VN_SELECT_BENCH(AttrVn, "Attr", "vnxml")
 VN_SELECT_BENCH(AttrVnCI, "Attr", "vnxml_ci")
+VN_SELECT_BENCH(AttrVnWalk, "Attr", "vnxml_walk")
 VN_SELECT_BENCH(MiddleXml2, "Middle", "libxml2")
 VN_SELECT_BENCH(MiddlePugiCompiled, "Middle", "pugixml_compiled")
 VN_SELECT_BENCH(MiddlePugiPerCall, "Middle", "pugixml_percall")

@@ -656,6 +656,19 @@ TEST(XmlElement, RenamingOneOfManyLeavesTheOthers) {
   EXPECT_EQ(static_cast<TVnDOMNode *>(kept.get())->GetXML(), u"<q:b k=\"1\" />");
 }
 
+TEST(XmlElement, ElementsAddedWithOneRecordShareIt) {
+  Doc d = Load(u"<r xmlns:p=\"urn:p\"/>");
+  TVnDOMElement *r = d->GetRootNode();
+  TVnDOMName *record = TVnDOMName::MakeQualified(u"p:item");
+  TVnDOMElement *a = r->AddElement(record);
+  TVnDOMElement *b = r->AddElement(record);
+  record->Release();
+  EXPECT_EQ(a->GetNameRecord(), b->GetNameRecord());
+  EXPECT_EQ(a->GetNamespaceURI(), u"urn:p");
+  b->SetPrefix(u"q");
+  EXPECT_EQ(r->GetXML(), u"<r xmlns:p=\"urn:p\"><p:item /><q:item /></r>");
+}
+
 // The child list is a view of the node's children: changes through either show in both, and the
 // siblings follow.
 TEST(XmlElement, ChildListAndSiblingsAgree) {
