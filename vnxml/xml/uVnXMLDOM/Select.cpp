@@ -6,6 +6,7 @@
 // its predicates (parsed when first needed) and what an error in it would raise. The walk then
 // runs the steps over the tree on a stack of its own, in the order in which a step-by-step walk
 // that calls itself for the rest of the path and then for each child would meet the nodes.
+#include <algorithm>
 #include <unordered_set>
 
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
@@ -624,13 +625,16 @@ void DescendByName(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANo
                    TVnDOMObjectList &ACandidates, TFound &AFound) {
   const TVnXPathCollationClass collation = AProgram.Collation;
   const bool localName = AProgram.LocalName;
-  dom::TWalkStack<TVnDOMNode *> nodes;
-  nodes.Push(ANode);
+  // The stack holds every child still to enter of the nodes on the way down: a list from the
+  // thread's pool, whose room stays from one walk to the next.
+  dom::TPooled<std::vector<TVnDOMNode *>> pooled;
+  std::vector<TVnDOMNode *> &nodes = *pooled;
+  nodes.push_back(ANode);
   ACandidates.Clear();
-  while (!nodes.Empty()) {
-    TVnDOMNode *node = nodes.Top();
-    nodes.Pop();
-    const std::size_t entered = nodes.Size();
+  while (!nodes.empty()) {
+    TVnDOMNode *node = nodes.back();
+    nodes.pop_back();
+    const std::size_t entered = nodes.size();
     const TVnDOMNodeArray &children = node->Children();
     const std::size_t n = children.size();
     for (std::size_t i = 0; i < n; ++i) {
@@ -643,11 +647,10 @@ void DescendByName(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANo
       // A child entered will have its own children read: their array is asked for now.
       if (TVnDOMNode *const *grandChildren = child->Children().begin()) {
         __builtin_prefetch(grandChildren);
-        nodes.Push(child);
+        nodes.push_back(child);
       }
     }
-    for (std::size_t i = entered, j = nodes.Size(); i + 1 < j; ++i, --j)
-      std::swap(nodes[i], nodes[j - 1]);
+    std::reverse(nodes.begin() + static_cast<std::ptrdiff_t>(entered), nodes.end());
     if (ACandidates.Count() == 0) continue;
     ApplyFilters(AProgram, AStep, ACandidates);
     for (TVnDOMObject *c : ACandidates) AFound.Add(static_cast<TVnDOMNode *>(c));
