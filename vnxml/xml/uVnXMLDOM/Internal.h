@@ -253,6 +253,11 @@ struct TVnPathProgram {
   // ACreated collects the elements made (a group passes its caller's set on).
   void Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly,
            TVnMadeNodes *ACreated = nullptr);
+  // For a path of one plain step from the context node (no brackets, no descendant mode, no
+  // group, no creation), as a predicate's "@id" or "price" is: the first node the step selects
+  // from ANode and how many it selects, without a list. False, with nothing done, for any other
+  // path.
+  bool SelectPlain(TVnDOMNode *ANode, TVnDOMNode *&AFirst, std::size_t &ACount);
 
   bool LocalName;
   bool Create;

@@ -419,17 +419,27 @@ TVnXPathValueTerm::TVnXPathValueTerm(TVnXPathEquation *AEquation, TVnTextParser 
 
 TVnXPathValueTerm::~TVnXPathValueTerm() = default;
 
-void TVnXPathValueTerm::Collect(TVnDOMObjectList *ANodeList, Integer AIndex,
-                                std::vector<TVnDOMNode *> &AFound) {
-  TVnDOMNode *node = As<TVnDOMNode>(ANodeList->Get(AIndex));
-  if (!FProgram) {
-    const TVnDOMSelectOptions options = FEquation->GetSelectOptions();
-    FProgram = std::make_unique<TVnPathProgram>(FPath, options.Contains(soLocalName), false,
+namespace {
+
+// The program of a value term's path, taken apart on first use under the equation's options.
+TVnPathProgram &ProgramOf(std::unique_ptr<TVnPathProgram> &AProgram, const UnicodeString &APath,
+                          TVnXPathEquation *AEquation) {
+  if (!AProgram) {
+    const TVnDOMSelectOptions options = AEquation->GetSelectOptions();
+    AProgram = std::make_unique<TVnPathProgram>(APath, options.Contains(soLocalName), false,
                                                 options.Contains(soCaseInsensitive)
                                                     ? TVnXPathCollationASCIICI::StaticClass()
                                                     : TVnXPathCollationCodepoint::StaticClass());
   }
-  FProgram->Run(node, AFound, false);
+  return *AProgram;
+}
+
+}  // namespace
+
+void TVnXPathValueTerm::Collect(TVnDOMObjectList *ANodeList, Integer AIndex,
+                                std::vector<TVnDOMNode *> &AFound) {
+  TVnDOMNode *node = As<TVnDOMNode>(ANodeList->Get(AIndex));
+  ProgramOf(FProgram, FPath, FEquation).Run(node, AFound, false);
 }
 
 TVnDOMNodeList *TVnXPathValueTerm::Nodes(TVnDOMObjectList *ANodeList, Integer AIndex) {
@@ -467,12 +477,19 @@ TVnXPathValueTerm::TSingleText TVnXPathValueTerm::SingleText(TVnDOMObjectList *A
                                                              Integer AIndex,
                                                              UnicodeString &AScratch,
                                                              const UnicodeString *&AText) {
-  dom::TPooled<std::vector<TVnDOMNode *>> pooled;
-  std::vector<TVnDOMNode *> &found = *pooled;
-  Collect(ANodeList, AIndex, found);
-  if (found.empty()) return stNull;
-  if (found.size() > 1) return stMany;
-  TVnDOMNode *node = found[0];
+  // A plain step ("@id") is counted where it stands; any other path collects its nodes.
+  TVnDOMNode *node = nullptr;
+  std::size_t count = 0;
+  TVnPathProgram &program = ProgramOf(FProgram, FPath, FEquation);
+  if (!program.SelectPlain(As<TVnDOMNode>(ANodeList->Get(AIndex)), node, count)) {
+    dom::TPooled<std::vector<TVnDOMNode *>> pooled;
+    std::vector<TVnDOMNode *> &found = *pooled;
+    Collect(ANodeList, AIndex, found);
+    count = found.size();
+    if (count == 1) node = found[0];
+  }
+  if (count == 0) return stNull;
+  if (count > 1) return stMany;
   if (node->GetNodeType() == ntAttribute) {
     if (node->GetNameRecord()->IsNamespace()) return stNull;
     // The library's own attribute keeps its value in lexical form: without a reference in it,

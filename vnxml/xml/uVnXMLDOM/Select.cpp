@@ -658,6 +658,19 @@ void DescendByName(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANo
   }
 }
 
+// The one step of a path that is one plain step from the context node (no brackets, no
+// descendant mode, no group, no creation, no error), or null.
+TVnPathStep *PlainStep(TVnPathProgram &AProgram) {
+  if (AProgram.Alternatives.size() != 1 ||
+      AProgram.Alternatives[0].Start != TVnPathProgram::psContext || AProgram.Create)
+    return nullptr;
+  TVnPathStep *step = AProgram.Alternatives[0].First.get();
+  if (step && !step->Next && !step->Descendant && step->Filters.empty() && !step->ErrorClass &&
+      step->Kind != TVnPathStep::skGroup)
+    return step;
+  return nullptr;
+}
+
 // Runs the chain that starts with AFirst from ANode.
 void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFound &AFound) {
   dom::TNestingGuard guard;
@@ -727,6 +740,23 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
 
 }  // namespace
 
+bool TVnPathProgram::SelectPlain(TVnDOMNode *ANode, TVnDOMNode *&AFirst, std::size_t &ACount) {
+  TVnPathStep *step = PlainStep(*this);
+  if (!step) return false;
+  // The candidates of one step from one node are distinct: counted as they come.
+  struct TCount {
+    TVnDOMNode *First = nullptr;
+    std::size_t Count = 0;
+    void Add(TVnDOMNode *ANode) {
+      if (Count++ == 0) First = ANode;
+    }
+  } count;
+  Collect(*this, *step, ANode, count);
+  AFirst = count.First;
+  ACount = count.Count;
+  return true;
+}
+
 void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, bool AFirstOnly,
                          TVnMadeNodes *ACreated) {
   TVnMadeNodes created;
@@ -740,13 +770,9 @@ void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, b
   TFound found(AFound);
   // A path of one plain step from the context, as a predicate's "@name" or "name" is, needs
   // neither the walk's stack nor its candidate list.
-  if (Alternatives.size() == 1 && Alternatives[0].Start == psContext && !Create) {
-    TVnPathStep *step = Alternatives[0].First.get();
-    if (step && !step->Next && !step->Descendant && step->Filters.empty() && !step->ErrorClass &&
-        step->Kind != TVnPathStep::skGroup) {
-      Collect(*this, *step, ANode, found);
-      return;
-    }
+  if (TVnPathStep *step = PlainStep(*this)) {
+    Collect(*this, *step, ANode, found);
+    return;
   }
   for (TAlternative &a : Alternatives) {
     switch (a.Start) {
