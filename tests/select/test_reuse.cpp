@@ -118,6 +118,7 @@ TEST(SelectCompare, ThePathsTextIsItsValue) {
       u"<i id=\"1\" v=\"a&amp;b\" p:w=\"k\"><t>x</t></i>"
       u"<i id=\"2\" v=\"c\" w=\"k\"><t>y</t></i>"
       u"<i id=\"3\"/>"
+      u"<i id=\"4\"><t>x</t><t>z</t></i>"
       u"</r>");
   TVnDOMElement *root = doc->GetRootNode();
   // A reference in the stored form is read as what it stands for.
@@ -133,6 +134,9 @@ TEST(SelectCompare, ThePathsTextIsItsValue) {
   EXPECT_EQ(Selected(root, u"i[@v>=\"c\"]"), "i#2");
   // An element's text.
   EXPECT_EQ(Selected(root, u"i[t=\"y\"]"), "i#2");
+  // Several nodes selected: any of them may match.
+  EXPECT_EQ(Selected(root, u"i[t=\"z\"]"), "i#4");
+  EXPECT_EQ(Selected(root, u"i[t=\"x\"]"), "i#1 i#4");
   // Several attributes of one name by local name: any of them may match.
   EXPECT_EQ(Selected(root, u"i[@w=\"k\"]", {soLocalName}), "i#1 i#2");
   EXPECT_EQ(Selected(root, u"i[@w=\"k\"]", {soQualifiedName}), "i#2");
