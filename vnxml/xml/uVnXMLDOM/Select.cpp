@@ -246,7 +246,7 @@ struct TVnPathStep {
     TVnDOMNameRef Name;
     bool Match = false;
   };
-  static constexpr std::size_t cSeen = 16;
+  static constexpr std::size_t cSeen = 32;
   TSeen Seen[cSeen];
 
   void Raise() const { ErrorClass(ErrorMessage); }
