@@ -635,8 +635,9 @@ void DescendByName(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANo
     TVnDOMNode *node = nodes.back();
     nodes.pop_back();
     const std::size_t entered = nodes.size();
-    const TVnDOMNodeArray &children = node->Children();
-    const std::size_t n = children.size();
+    // Nothing in the loop changes the child list: its items are read where they stand.
+    TVnDOMNode *const *children = node->Children().begin();
+    const std::size_t n = node->Children().size();
     for (std::size_t i = 0; i < n; ++i) {
       // The children are read one after the other: a node a few places ahead is asked for
       // while this one is compared.
