@@ -288,6 +288,8 @@ bool TVnXPathEquation::Evaluate(TVnDOMObjectList *ANodeList, Integer AIndex, boo
   auto term = [&](TVnXPathEquation *E, bool &AStop) {
     if (!E->FTerm) throw Exception(cInvalidOperation);
     const Variant v = E->FTerm->Value(ANodeList, AIndex);
+    // A comparison's answer, the common term, is a boolean already.
+    if (VarType(v) == varBoolean) return v.AsBoolean();
     if (VnVarIsEmpty(v)) {
       ANil = true;
       AStop = true;
