@@ -508,6 +508,24 @@ TVnDOMNode *TopOf(TVnDOMNode *ANode) {
   return ANode;
 }
 
+// The children of ANode but its attributes, in order, for a name step: AMatch takes those the
+// step selects, AEach every one after that. The items are read where they stand (neither
+// callback may change the child list), a node a few places ahead asked for while this one is
+// compared.
+template <class FMatch, class FEach>
+void ForEachByName(TVnPathStep &AStep, TVnDOMNode *ANode, TVnXPathCollationClass ACollation,
+                   bool ALocalName, FMatch AMatch, FEach AEach) {
+  TVnDOMNode *const *children = ANode->Children().begin();
+  const std::size_t n = ANode->Children().size();
+  for (std::size_t i = 0; i < n; ++i) {
+    if (i + 4 < n) __builtin_prefetch(children[i + 4]);
+    TVnDOMNode *child = children[i];
+    if (child->GetNodeType() == ntAttribute) continue;
+    if (AStep.NameMatches(child, ACollation, ALocalName)) AMatch(child);
+    AEach(child);
+  }
+}
+
 struct TWork {
   enum TWhat : Byte { wRun, wDescend, wAdd };
   TWhat What;
@@ -571,20 +589,11 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode, TS
     case TVnPathStep::skParent:
       if (TVnDOMNode *parent = ANode->ParentNode()) ACandidates.Add(parent);
       return;
-    case TVnPathStep::skName: {
-      // The children are read one after the other: a node a few places ahead is asked for
-      // while this one is compared.
-      const TVnDOMNodeArray &children = ANode->Children();
-      const std::size_t n = children.size();
-      for (std::size_t i = 0; i < n; ++i) {
-        if (i + 4 < n) __builtin_prefetch(children[i + 4]);
-        TVnDOMNode *child = children[i];
-        if (child->GetNodeType() != ntAttribute &&
-            AStep.NameMatches(child, collation, AProgram.LocalName))
-          ACandidates.Add(child);
-      }
+    case TVnPathStep::skName:
+      ForEachByName(
+          AStep, ANode, collation, AProgram.LocalName,
+          [&ACandidates](TVnDOMNode *AChild) { ACandidates.Add(AChild); }, [](TVnDOMNode *) {});
       return;
-    }
   }
 }
 
@@ -635,22 +644,16 @@ void DescendByName(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANo
     TVnDOMNode *node = nodes.back();
     nodes.pop_back();
     const std::size_t entered = nodes.size();
-    // Nothing in the loop changes the child list: its items are read where they stand.
-    TVnDOMNode *const *children = node->Children().begin();
-    const std::size_t n = node->Children().size();
-    for (std::size_t i = 0; i < n; ++i) {
-      // The children are read one after the other: a node a few places ahead is asked for
-      // while this one is compared.
-      if (i + 4 < n) __builtin_prefetch(children[i + 4]);
-      TVnDOMNode *child = children[i];
-      if (child->GetNodeType() == ntAttribute) continue;
-      if (AStep.NameMatches(child, collation, localName)) ACandidates.Add(child);
-      // A child entered will have its own children read: their array is asked for now.
-      if (TVnDOMNode *const *grandChildren = child->Children().begin()) {
-        __builtin_prefetch(grandChildren);
-        nodes.push_back(child);
-      }
-    }
+    ForEachByName(
+        AStep, node, collation, localName,
+        [&ACandidates](TVnDOMNode *AChild) { ACandidates.Add(AChild); },
+        [&nodes](TVnDOMNode *AChild) {
+          // A child entered will have its own children read: their array is asked for now.
+          if (TVnDOMNode *const *grandChildren = AChild->Children().begin()) {
+            __builtin_prefetch(grandChildren);
+            nodes.push_back(AChild);
+          }
+        });
     std::reverse(nodes.begin() + static_cast<std::ptrdiff_t>(entered), nodes.end());
     if (ACandidates.Count() == 0) continue;
     ApplyFilters(AProgram, AStep, ACandidates);
