@@ -20,6 +20,7 @@
 // family) that is detached from its tree lives on until the last interface lets go of it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -491,9 +492,16 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   TVnJSONBase *Owner() const noexcept { return FOwner; }
   TVnJSONDataType JSONType() const noexcept { return FJSONType; }
   TVnJSONDataType GetJSONType() override { return FJSONType; }
-  // The children in order (a member's one child is its value).
+  // The children in order (a member's one child is its value). A load keeps the simple values
+  // it reads in a compact form; the first call that asks for one here makes its node, which
+  // stays.
   Integer ObjectCount() const noexcept { return FCount; }
-  TVnJSONBase *Objects(Integer AIndex) const noexcept { return FItems[AIndex]; }
+  TVnJSONBase *Objects(Integer AIndex) const {
+    TVnJSONBase *child = FItems[AIndex];
+    if (reinterpret_cast<std::uintptr_t>(child) & 1) [[unlikely]]
+      child = const_cast<TVnJSONBase *>(this)->MakeNode(AIndex);
+    return child;
+  }
   // Registers a child; RemoveObject takes it out of the list and leaves it alone.
   virtual void InsertObject(TVnJSONBase *AObject);
   virtual void RemoveObject(TVnJSONBase *AObject);
@@ -677,6 +685,9 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   friend class TVnJSONObject;
   friend class TVnJSONArray;
   friend class TVnJSONDocument;
+  friend struct TVnJSONSlots;
+  // Makes the node of the compact value in the child slot AIndex and puts it there.
+  [[gnu::cold, gnu::noinline]] TVnJSONBase *MakeNode(Integer AIndex);
   // Destroys a subtree whose top has already left its owner, without calls that nest.
   static void DisposeTree(TVnJSONBase *ATop);
   // Gives the child array room for ACapacity children, keeping those it holds.
@@ -775,7 +786,7 @@ class TVnJSONMember : public TVnJSONBase, public IVnJSONMember {
   // Whether the name is AName, with or without regard to case (ASCII letters).
   bool NameIs(UnicodeStringView AName, bool ACaseInsensitive) const noexcept;
   void SetName(const VnJSONString &AName) override;
-  TVnJSONBase *GetValueObj() override { return FCount ? FItems[0] : nullptr; }
+  TVnJSONBase *GetValueObj() override { return FCount ? Objects(0) : nullptr; }
   // Makes AValue the member's value: the old one is freed, and AValue leaves its owner.
   void SetValue(TVnJSONBase *AValue) override;
   DelphiInterface<IVnJSONBase> GetValue() override;
@@ -1005,6 +1016,11 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   TVnJSONSimpleType *NewOwnValue(TVnJSONDataType ADataType) {
     return static_cast<TVnJSONSimpleType *>(NewOwnNode(ADataType));
   }
+  // Where a value read from text can stay compact: an array of the library's own class, or the
+  // member just read (of the library's own class, still without a value); nil otherwise.
+  TVnJSONBase *LatentTarget() const noexcept;
+  // Appends the compact value AValue to ATarget; false (and nothing done) when AValue is nil.
+  bool AddLatent(TVnJSONBase *ATarget, TVnJSONBase *AValue);
   TVnJSONReader *FReader;
   TVnJSONBase *FCurrValue;
   TVnJSONMember *FPendingMember = nullptr;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -96,6 +97,38 @@ void TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord);
 void TextAppendEscaped(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord);
 bool TextEquals(Byte AInfo, const UInt64 &AWord, UnicodeStringView AText, bool ACaseInsensitive);
 
+// Latent values. A value read from text that nobody has asked for as a node yet stands in the
+// child slot of its array or member as a tagged word instead of a node: bit 0 set (a node's
+// address never has it). With bit 1 set the word holds the value whole: bits 2-3 the data type
+// (jdtNull to jdtBoolean), bits 4-6 the length, bytes 1 to 7 the characters (up to 7, each below
+// 256). Without it the word less its three low bits is the address of a heap text of narrow
+// characters (as TextSet makes them), and bit 2 tells a number (set) from a string. A load keeps
+// most of a document's values this way, without a node each; TVnJSONBase::Objects makes the
+// node when the value is first asked for, and the walks that only read or free (output, the
+// free walk, a path's descent) take the word as it is.
+constexpr std::uintptr_t cLatent = 1;
+constexpr std::uintptr_t cLatentWhole = 2;
+constexpr std::uintptr_t cLatentNumber = 4;
+inline bool IsLatent(const TVnJSONBase *ASlot) noexcept {
+  return (reinterpret_cast<std::uintptr_t>(ASlot) & cLatent) != 0;
+}
+// The latent value of a text, or null when the text cannot be one (characters from 256 on, a
+// keyword longer than 7 characters); the narrow form takes characters below 256, one a byte.
+TVnJSONBase *LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow);
+TVnJSONBase *LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText);
+// A latent value's data type and its text in TextSet's form (still the latent value's own).
+struct TLatentText {
+  TVnJSONDataType Type;
+  Byte Info;
+  UInt64 Word;
+};
+TLatentText LatentRead(const TVnJSONBase *ASlot) noexcept;
+// Gives the latent value's text to a node in TextSet's form: its room moves to the node, or is
+// given back when the node holds the text in its word.
+TLatentText LatentTake(TVnJSONBase *ASlot) noexcept;
+// Gives back the room of a latent value.
+void LatentFree(TVnJSONBase *ASlot) noexcept;
+
 // The walk that writes a node and what lies below it; into a stream as UTF-16, or as text.
 void SaveTree(TVnJSONBase *ANode, TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent,
               Word ACodePage = CP_UTF16);
@@ -112,6 +145,18 @@ inline void Write(TStream *AStream, UnicodeStringView AText) {
 }
 
 }  // namespace json
+
+// The child slots as they stand, latent values included, for the walks of the unit that read or
+// free a tree without making nodes of its values.
+struct TVnJSONSlots {
+  static TVnJSONBase *At(const TVnJSONBase *ANode, Integer AIndex) noexcept {
+    return ANode->FItems[AIndex];
+  }
+  // A member's value as it stands: null when there is none.
+  static TVnJSONBase *ValueOf(const TVnJSONBase *AMember) noexcept {
+    return AMember->FCount ? AMember->FItems[0] : nullptr;
+  }
+};
 
 // A name held the way member names are held, for many comparisons with them: since the same
 // characters are always stored the same way, two texts differ when their information bytes do,

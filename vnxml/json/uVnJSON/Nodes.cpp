@@ -151,6 +151,10 @@ void TVnJSONBase::DisposeTree(TVnJSONBase *ATop) {
   for (;;) {
     if (n->FCount > 0 && n->FDestroyChilds) {
       TVnJSONBase *child = n->FItems[--n->FCount];
+      if (json::IsLatent(child)) {
+        json::LatentFree(child);
+        continue;
+      }
       // Memory is asked for ahead of the walk, so that a walk over a tree larger than the
       // caches does not wait for every node: the child before this one, next once this one's
       // subtree is gone, and the memory some nodes below this one. A load cuts its nodes from
@@ -211,6 +215,11 @@ void TVnJSONBase::DestroyObjects() {
   if (FDestroyChilds) {
     while (FCount > 0) {
       TVnJSONBase *child = FItems[FCount - 1];
+      if (json::IsLatent(child)) {
+        --FCount;
+        json::LatentFree(child);
+        continue;
+      }
       RemoveObject(child);
       child->FOwner = nullptr;
       if (child->RefCount() > 0)
@@ -220,6 +229,21 @@ void TVnJSONBase::DestroyObjects() {
     }
   }
   FCount = 0;
+}
+
+TVnJSONBase *TVnJSONBase::MakeNode(Integer AIndex) {
+  TVnJSONBase *slot = FItems[AIndex];
+  auto *v = new TVnJSONSimpleType(nullptr);
+  // Nothing below can fail: the node takes the text's room as it is.
+  const json::TLatentText t = json::LatentTake(slot);
+  v->FJSONType = t.Type;
+  v->FClassByte = TVnJSONSimpleType::vkText;
+  v->FTextInfo = t.Info;
+  v->FData.Word = t.Word;
+  v->SetAutoDestroy(false);
+  v->FOwner = this;
+  FItems[AIndex] = v;
+  return v;
 }
 
 void TVnJSONBase::FreeObject() {
@@ -850,7 +874,7 @@ DelphiInterface<IVnJSONObject> TVnJSONObject::GetAsObjectIntf() {
 
 TVnJSONBase *TVnJSONObject::Item(Integer AIndex) {
   CheckIndex(AIndex);
-  return FItems[AIndex];
+  return Objects(AIndex);
 }
 
 TVnJSONMember *TVnJSONObject::AddMember(const VnJSONString &AName) {
@@ -959,7 +983,7 @@ DelphiInterface<IVnJSONArray> TVnJSONArray::GetAsArrayIntf() {
 
 TVnJSONBase *TVnJSONArray::Item(Integer AIndex) {
   CheckIndex(AIndex);
-  return FItems[AIndex];
+  return Objects(AIndex);
 }
 
 TVnJSONBase *TVnJSONArray::AddValue(TVnJSONDataType AType) {
@@ -999,7 +1023,7 @@ void TVnJSONArray::RemoveValue(TVnJSONBase *AValue) {
 
 void TVnJSONArray::DeleteValue(Integer AIndex) {
   CheckIndex(AIndex);
-  RemoveValue(FItems[AIndex]);
+  RemoveValue(Objects(AIndex));
 }
 
 void TVnJSONArray::Exchange(Integer A, Integer B) {
@@ -1068,7 +1092,7 @@ TVnJSONDocument *TVnJSONDocument::CreateFromStream(TStream *AStream, Word ACodeP
 }
 
 TVnJSONBase *TVnJSONDocument::GetRootValue() {
-  return FCount == 1 ? FItems[0] : nullptr;
+  return FCount == 1 ? Objects(0) : nullptr;
 }
 
 DelphiInterface<IVnJSONBase> TVnJSONDocument::GetRootValueIntf() {
@@ -1211,7 +1235,57 @@ TVnJSONBase *TVnJSONHandler::NewOwnNode(TVnJSONDataType ADataType) {
   return nullptr;
 }
 
+TVnJSONBase *TVnJSONHandler::LatentTarget() const noexcept {
+  TVnJSONBase *c = FCurrValue;
+  const TClass k = c ? c->ClassType() : nullptr;
+  if (k == TVnJSONArray::StaticClass()) return c;
+  if (k == TVnJSONObject::StaticClass()) {
+    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
+    if (m && m->ClassType() == TVnJSONMember::StaticClass() && m->FCount == 0) return m;
+  }
+  return nullptr;
+}
+
+bool TVnJSONHandler::AddLatent(TVnJSONBase *ATarget, TVnJSONBase *AValue) {
+  if (!AValue) return false;
+  try {
+    ATarget->TVnJSONBase::InsertObject(AValue);
+  } catch (...) {
+    json::LatentFree(AValue);
+    throw;
+  }
+  FPendingMember = nullptr;
+  return true;
+}
+
 void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
+  // Text without escapes is stored as it came; the rest is decoded first. One pass over the
+  // units, without the per-unit set search of find_first_of.
+  bool plain = true;
+  for (const char16_t ch : AValue)
+    if (ch == u'\\' || ch == u'%') {
+      plain = false;
+      break;
+    }
+  if (TVnJSONBase *target = LatentTarget()) {
+    if (plain) {
+      if (AddLatent(target, json::LatentMake(ADataType, UnicodeStringView(AValue)))) return;
+    } else {
+      UnicodeString text;
+      try {
+        text = VnJSONtoStr(AValue, ADataType);
+      } catch (...) {
+        // As with a node made before its text: the value stays, without its text.
+        FPendingMember = nullptr;
+        NewOwnValue(ADataType);
+        throw;
+      }
+      if (AddLatent(target, json::LatentMake(ADataType, UnicodeStringView(text)))) return;
+      FPendingMember = nullptr;
+      NewOwnValue(ADataType)->SetText(text, ADataType);
+      return;
+    }
+  }
   FPendingMember = nullptr;
   TVnJSONBase *c = FCurrValue;
   // The library's own classes first, by an exact look at the class.
@@ -1228,14 +1302,6 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
       throw EVnJSONException(_cVnJSONOeps, 0);
     }
   }
-  // Text without escapes is stored as it came; the rest is decoded first. One pass over the
-  // units, without the per-unit set search of find_first_of.
-  bool plain = true;
-  for (const char16_t ch : AValue)
-    if (ch == u'\\' || ch == u'%') {
-      plain = false;
-      break;
-    }
   if (plain)
     v->SetText(AValue, ADataType);
   else
@@ -1243,6 +1309,11 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
 }
 
 void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, std::size_t ALength) {
+  // ASCII without a backslash: nothing to decode but a "%" in a number.
+  const bool percent = ADataType == jdtNumber && std::memchr(AData, '%', ALength);
+  if (!percent)
+    if (TVnJSONBase *target = LatentTarget())
+      if (AddLatent(target, json::LatentMake(ADataType, std::string_view(AData, ALength)))) return;
   TVnJSONSimpleType *v = NewOwnValue(ADataType);
   if (!v) {
     // Another class at the cursor takes the general way.
@@ -1252,8 +1323,7 @@ void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, st
     return;
   }
   FPendingMember = nullptr;
-  // ASCII without a backslash: nothing to decode but a "%" in a number.
-  if (ADataType == jdtNumber && std::memchr(AData, '%', ALength)) {
+  if (percent) {
     UnicodeString text(ALength, u'\0');
     for (std::size_t i = 0; i < ALength; ++i) text[i] = static_cast<unsigned char>(AData[i]);
     v->SetText(VnJSONtoStr(text, ADataType), ADataType);

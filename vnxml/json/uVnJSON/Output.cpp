@@ -160,8 +160,12 @@ struct TVnJSONTreeWriter {
           W.Put(u'"');
           W.PutTextEscaped(m->FTextInfo, m->FName);
           W.Put(u"\": ");
-          TVnJSONBase *v = m->GetValueObj();
+          TVnJSONBase *v = library ? TVnJSONSlots::ValueOf(m) : m->GetValueObj();
           if (!v) return;
+          if (json::IsLatent(v)) {
+            WriteLatent(v);
+            return;
+          }
           ANode = v;
           AIndent = false;
           continue;
@@ -188,6 +192,24 @@ struct TVnJSONTreeWriter {
           Stack.push_back({ANode, 0, ALevel, nkOther, AIndent});
           return;
       }
+    }
+  }
+
+  // A compact value, written as the node it stands for would be.
+  void WriteLatent(const TVnJSONBase *ASlot) {
+    const json::TLatentText t = json::LatentRead(ASlot);
+    switch (t.Type) {
+      case jdtNull:
+        W.Put(u"null");
+        return;
+      case jdtString:
+        W.Put(u'"');
+        W.PutTextEscaped(t.Info, t.Word);
+        W.Put(u'"');
+        return;
+      default:
+        W.PutText(t.Info, t.Word);
+        return;
     }
   }
 
@@ -234,13 +256,19 @@ struct TVnJSONTreeWriter {
       TFrame &f = Stack.back();
       if (f.Next < f.Node->ObjectCount()) {
         const Integer i = f.Next++;
-        TVnJSONBase *child = f.Node->Objects(i);
+        TVnJSONBase *child = TVnJSONSlots::At(f.Node, i);
         const Integer level = f.Level;
         if (f.Kind == nkOther) {
+          if (json::IsLatent(child)) child = f.Node->Objects(i);
           Emit(child, level, f.Indent, false);
         } else {
           if (i > 0) W.Put(u", ");
-          Emit(child, level + 1, i == 0, false);
+          if (json::IsLatent(child)) {
+            if (Formatted && i == 0) W.Indent(level + 1);
+            WriteLatent(child);
+          } else {
+            Emit(child, level + 1, i == 0, false);
+          }
         }
         continue;
       }

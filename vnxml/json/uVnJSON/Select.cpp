@@ -898,8 +898,13 @@ void TPathQuery::Walk(TAltPath &APath, TVnJSONBase *AStart, std::vector<TVnJSONB
         if (f.Deep) {
           const std::size_t count = static_cast<std::size_t>(f.Node->ObjectCount());
           while (!next && f.I < count) {
-            TVnJSONBase *c = f.Node->Objects(static_cast<Integer>(f.I++));
-            if (IsMember(c)) c = c->GetValueObj();
+            // A compact value is never a container: it is passed without making its node.
+            TVnJSONBase *c = TVnJSONSlots::At(f.Node, static_cast<Integer>(f.I++));
+            if (json::IsLatent(c)) continue;
+            if (IsMember(c)) {
+              if (json::IsLatent(TVnJSONSlots::ValueOf(c))) continue;
+              c = c->GetValueObj();
+            }
             if (c && IsContainer(c)) next = c;
           }
         }

@@ -2,6 +2,7 @@
 // the type bridges of the serializers.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -168,6 +169,88 @@ void json::TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size
   TextFree(AInfo, AWord);
   AInfo = info;
   AWord = word;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Latent values
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little,
+              "a latent value keeps its characters in the high bytes of its word");
+
+// The latent value of the narrow characters that AAt gives for 0 to ALength - 1.
+template <class F>
+TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt) {
+  if (ADataType > jdtBoolean) return nullptr;
+  if (ALength <= 7) {
+    UInt64 word = json::cLatent | json::cLatentWhole | (UInt64(ADataType) << 2) | (ALength << 4);
+    for (std::size_t i = 0; i < ALength; ++i) word |= UInt64(AAt(i)) << (8 * (i + 1));
+    return reinterpret_cast<TVnJSONBase *>(static_cast<std::uintptr_t>(word));
+  }
+  if (ADataType != jdtString && ADataType != jdtNumber) return nullptr;
+  if (ALength > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
+  auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(ALength, true)));
+  h->Len = static_cast<Cardinal>(ALength);
+  Byte *d = h->Data();
+  for (std::size_t i = 0; i < ALength; ++i) d[i] = AAt(i);
+  return reinterpret_cast<TVnJSONBase *>(reinterpret_cast<std::uintptr_t>(h) | json::cLatent |
+                                         (ADataType == jdtNumber ? json::cLatentNumber : 0));
+}
+
+THeapText *LatentHeap(const TVnJSONBase *ASlot) noexcept {
+  return reinterpret_cast<THeapText *>(reinterpret_cast<std::uintptr_t>(ASlot) &
+                                       ~std::uintptr_t(7));
+}
+
+}  // namespace
+
+TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow) {
+  const char *p = ANarrow.data();
+  return MakeLatent(ADataType, ANarrow.size(),
+                    [p](std::size_t I) { return static_cast<Byte>(p[I]); });
+}
+
+TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText) {
+  char16_t all = 0;
+  for (char16_t c : AText) all |= c;
+  if (all >= 256) return nullptr;
+  const char16_t *p = AText.data();
+  return MakeLatent(ADataType, AText.size(),
+                    [p](std::size_t I) { return static_cast<Byte>(p[I]); });
+}
+
+json::TLatentText json::LatentRead(const TVnJSONBase *ASlot) noexcept {
+  const auto word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(ASlot));
+  if (word & cLatentWhole) {
+    const auto length = static_cast<Byte>((word >> 4) & 7);
+    return {static_cast<TVnJSONDataType>((word >> 2) & 3),
+            static_cast<Byte>(length ? cInline | cNarrow | length : 0), word >> 8};
+  }
+  THeapText *h = LatentHeap(ASlot);
+  return {(word & cLatentNumber) ? jdtNumber : jdtString,
+          static_cast<Byte>(cNarrow | std::min<std::size_t>(h->Len, cLength)),
+          static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h))};
+}
+
+json::TLatentText json::LatentTake(TVnJSONBase *ASlot) noexcept {
+  TLatentText t = LatentRead(ASlot);
+  if (t.Info & cInline) return t;
+  // Text of up to 8 characters stands in the word of a node, as TextSet would keep it.
+  THeapText *h = LatentHeap(ASlot);
+  if (h->Len > 8) return t;
+  UInt64 word = 0;
+  std::memcpy(&word, h->Data(), h->Len);
+  t.Info = static_cast<Byte>(cInline | cNarrow | h->Len);
+  t.Word = word;
+  TVnNodePages::Release(h, THeapText::SizeFor(h->Len, true));
+  return t;
+}
+
+void json::LatentFree(TVnJSONBase *ASlot) noexcept {
+  if (reinterpret_cast<std::uintptr_t>(ASlot) & cLatentWhole) return;
+  THeapText *h = LatentHeap(ASlot);
+  TVnNodePages::Release(h, THeapText::SizeFor(h->Len, true));
 }
 
 void json::TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord) {
