@@ -640,6 +640,87 @@ TEST(JSONTexts, EveryLengthAndWidthComesBackAsStored) {
   EXPECT_EQ(m->GetAsString(), UnicodeString(300, u'\u0416'));
 }
 
+// A load keeps simple values compact until a node is asked for: every form of value (every
+// text length around the forms' limits, both widths, escapes, keywords) must write the same
+// before and after its node is made, give the same node each time, and be freed, deleted,
+// exchanged and replaced while still compact. Loaded from UTF-16 and from UTF-8 (the reader's
+// two ways of handing values over).
+TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
+  const std::u16string values =
+      u"\"\",\"a\",\"abcdefg\",\"abcdefgh\",\"abcdefghi\",\"" + std::u16string(40, u'x') +
+      u"\",\"\u00E9t\u00E9\",\"\u0416\",\"a\\nb\",\"\\u0041\",0,-1234567,12345678,"
+      u"-65.613616999999977,1e5,true,false,null";
+  const std::u16string json = u"{\"a\":[" + values + u"],\"s\":\"abcdefghij\",\"n\":7,\"e\":\"\"}";
+  for (bool utf8 : {false, true}) {
+    SCOPED_TRACE(utf8);
+    auto load = [&] {
+      Doc d = MakeOwned<TVnJSONDocument>();
+      if (utf8)
+        d->SetAsJSON(std::string_view(UTF8Encode(json)));
+      else
+        d->SetAsJSON(json);
+      return d;
+    };
+    Doc d = load();
+    const UnicodeString before = d->GetAsJSON();
+    const UnicodeString formatted = d->GetFormattedJSON();
+    TVnJSONBase *a = d->FindMember(u"a")->GetValueObj();
+    ASSERT_EQ(a->Count(), 18);
+    const std::vector<std::u16string> texts = {u"",
+                                               u"a",
+                                               u"abcdefg",
+                                               u"abcdefgh",
+                                               u"abcdefghi",
+                                               std::u16string(40, u'x'),
+                                               u"\u00E9t\u00E9",
+                                               u"\u0416",
+                                               u"a\nb",
+                                               u"A",
+                                               u"0",
+                                               u"-1234567",
+                                               u"12345678",
+                                               u"-65.613616999999977",
+                                               u"1e5",
+                                               u"true",
+                                               u"false",
+                                               u"null"};
+    for (Integer i = 0; i < a->Count(); ++i) {
+      TVnJSONBase *v = a->Item(i);
+      EXPECT_EQ(v, a->Objects(i)) << i;
+      EXPECT_EQ(v->Owner(), a);
+      EXPECT_EQ(v->GetAsString(), texts[i]) << i;
+      EXPECT_EQ(v->JSONType(), i < 10   ? jdtString
+                               : i < 15 ? jdtNumber
+                               : i < 17 ? jdtBoolean
+                                        : jdtNull);
+    }
+    EXPECT_EQ(d->GetAsJSON(), before);
+    EXPECT_EQ(d->GetFormattedJSON(), formatted);
+    EXPECT_EQ(d->FindMember(u"s")->GetAsString(), u"abcdefghij");
+    EXPECT_EQ(d->FindMember(u"n")->GetAsInteger(), 7);
+
+    // Edits on values still compact.
+    Doc e = load();
+    TVnJSONArray *b = e->FindMember(u"a")->GetAsArray();
+    b->Exchange(0, 5);
+    b->DeleteValue(4);
+    b->DeleteValue(16);
+    e->FindMember(u"s")->SetValue(nullptr);
+    e->FindMember(u"n")->SetAsString(u"x");
+    e->FindMember(u"e")->CreateValue(jdtArray);
+    EXPECT_EQ(e->GetAsJSON(), u"{\"a\": [\"" + std::u16string(40, u'x') +
+                                  u"\", \"a\", \"abcdefg\", \"abcdefgh\", \"\", \"\u00E9t\u00E9\", "
+                                  u"\"\\u0416\", \"a\\nb\", \"A\", 0, -1234567, 12345678, "
+                                  u"-65.613616999999977, 1e5, true, false], \"s\": , "
+                                  u"\"n\": \"x\", \"e\": []}");
+    // A path's descent passes compact values and finds the ones asked for.
+    Doc f = load();
+    DelphiInterface<IVnJSONArray> found = f->SelectIntf(u"$..n", {});
+    ASSERT_EQ(found->Count(), 1);
+    EXPECT_EQ(found->GetItem(0)->GetAsString(), u"7");
+  }
+}
+
 // ---------------------------------------------------------------------------------------------
 // The interface family
 

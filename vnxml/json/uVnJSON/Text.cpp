@@ -235,7 +235,7 @@ json::TLatentText json::LatentRead(const TVnJSONBase *ASlot) noexcept {
 
 json::TLatentText json::LatentTake(TVnJSONBase *ASlot) noexcept {
   TLatentText t = LatentRead(ASlot);
-  if (t.Info & cInline) return t;
+  if (reinterpret_cast<std::uintptr_t>(ASlot) & cLatentWhole) return t;
   // Text of up to 8 characters stands in the word of a node, as TextSet would keep it.
   THeapText *h = LatentHeap(ASlot);
   if (h->Len > 8) return t;
