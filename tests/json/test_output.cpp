@@ -111,6 +111,27 @@ TEST(JSONOutput, Escapes) {
   EXPECT_EQ(names->Item(0)->GetAsJSON(), u"\"\\u0100\\\"\": 1");
 }
 
+// Text kept a byte a character is escaped and encoded many characters at a step: every length
+// up to 40, with each character that escaping changes (or keeps) at every place, must write as
+// the same text kept in UTF-16 escapes, and the UTF-8 output must be that text encoded.
+TEST(JSONOutput, NarrowTextAtEveryLengthAndPlace) {
+  Doc d = MakeOwned<TVnJSONDocument>();
+  TVnJSONBase *value = d->CreateRootValue(jdtObject)->AddMember(u"k", jdtString)->GetValueObj();
+  for (std::size_t n = 0; n <= 40; ++n)
+    for (char16_t special : {u'"', u'\\', u'/', u'\n', u'\u0001', u'\u000B', u'\u00E9', u'~'})
+      for (std::size_t at = 0; at <= n; ++at) {
+        UnicodeString text(n, u'a');
+        for (std::size_t i = 0; i < n; ++i) text[i] = static_cast<char16_t>(u'a' + i % 26);
+        if (at < n) text[at] = special;
+        value->SetAsString(text);
+        const UnicodeString json = u"{\"k\": \"" + VnStrToJSON(text) + u"\"}";
+        ASSERT_EQ(d->GetAsJSON(), json) << n << " " << at << " " << int(special);
+        TMemoryStream s;
+        d->SaveToStream(&s, false, CP_UTF8, false);
+        ASSERT_EQ(Bytes(s), UTF8Encode(json)) << n << " " << at;
+      }
+}
+
 TEST(JSONOutput, UnexpectedTypeOfASimpleValue) {
   Doc d = Load(u"[]");
   TVnJSONBase *v = d->GetRootValue()->AddValue(jdtObject, u"x");

@@ -7,6 +7,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "vnxml/json/uVnJSON/Internal.h"
 #include "vnxml/rtl/DateUtils.h"
 #include "vnxml/json/uVnJSONSerializer.h"
@@ -53,6 +57,66 @@ void AppendEscapedUnits(UnicodeString &r, std::size_t ACount, F AUnit) {
   for (std::size_t i = 0; i < ACount; ++i) d = json::PutEscaped(d, AUnit(i));
 }
 
+#if defined(__SSE2__)
+// Eight or sixteen characters given a byte a character, as UTF-16 units at ADest.
+inline void Widen8(const Byte *ASource, char16_t *ADest) noexcept {
+  const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(ASource));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(ADest),
+                   _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+}
+inline void Widen16(const Byte *ASource, char16_t *ADest) noexcept {
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(ASource));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(ADest),
+                   _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(ADest + 8),
+                   _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
+}
+// The lanes of ABytes that escaping changes, or may change: below 14, '"', '/' and '\\'.
+inline int EscapeMask(__m128i ABytes) noexcept {
+  const __m128i hit =
+      _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(ABytes, _mm_set1_epi8(13)), ABytes),
+                                _mm_cmpeq_epi8(ABytes, _mm_set1_epi8('"'))),
+                   _mm_or_si128(_mm_cmpeq_epi8(ABytes, _mm_set1_epi8('/')),
+                                _mm_cmpeq_epi8(ABytes, _mm_set1_epi8('\\'))));
+  return _mm_movemask_epi8(hit);
+}
+inline bool Plain8(const Byte *AData) noexcept {
+  return (EscapeMask(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(AData))) & 0xFF) == 0;
+}
+#endif
+
+// Copies ACount characters given a byte a character as UTF-16 units. From eight characters on,
+// the last eight are taken by a step that may overlap the one before.
+void Widen(const Byte *ASource, std::size_t ACount, char16_t *ADest) noexcept {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  for (; i + 16 <= ACount; i += 16) Widen16(ASource + i, ADest + i);
+  if (ACount >= 8) {
+    if (ACount - i > 8) Widen8(ASource + i, ADest + i);
+    if (i < ACount) Widen8(ASource + ACount - 8, ADest + ACount - 8);
+    return;
+  }
+#endif
+  for (; i < ACount; ++i) ADest[i] = ASource[i];
+}
+
+// Whether no character of the narrow text changes when escaped (sixteen or eight at a time
+// where the machine can).
+bool EscapesAsItStands(const Byte *AData, std::size_t ACount) noexcept {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  for (; i + 16 <= ACount; i += 16)
+    if (EscapeMask(_mm_loadu_si128(reinterpret_cast<const __m128i *>(AData + i)))) return false;
+  if (ACount >= 8) {
+    if (ACount - i > 8 && !Plain8(AData + i)) return false;
+    return i == ACount || Plain8(AData + ACount - 8);
+  }
+#endif
+  for (; i < ACount; ++i)
+    if (json::cEscapedWidth[AData[i]] != 1) return false;
+  return true;
+}
+
 }  // namespace
 
 void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
@@ -61,6 +125,13 @@ void json::AppendEscaped(UnicodeString &r, UnicodeStringView AText) {
 }
 
 void json::AppendEscaped(UnicodeString &r, std::string_view ANarrow) {
+  const auto *bytes = reinterpret_cast<const Byte *>(ANarrow.data());
+  if (EscapesAsItStands(bytes, ANarrow.size())) {
+    const std::size_t at = r.size();
+    r.resize(at + ANarrow.size());
+    Widen(bytes, ANarrow.size(), r.data() + at);
+    return;
+  }
   const char *p = ANarrow.data();
   AppendEscapedUnits(r, ANarrow.size(), [p](std::size_t I) {
     return static_cast<char16_t>(static_cast<unsigned char>(p[I]));
@@ -206,9 +277,17 @@ THeapText *LatentHeap(const TVnJSONBase *ASlot) noexcept {
 }  // namespace
 
 TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow) {
+  const std::size_t n = ANarrow.size();
+  if (n > 7 && (ADataType == jdtString || ADataType == jdtNumber) && n <= 0x7FFFFFFFu) {
+    // The common long text, copied whole.
+    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(n, true)));
+    h->Len = static_cast<Cardinal>(n);
+    std::memcpy(h->Data(), ANarrow.data(), n);
+    return reinterpret_cast<TVnJSONBase *>(reinterpret_cast<std::uintptr_t>(h) | json::cLatent |
+                                           (ADataType == jdtNumber ? json::cLatentNumber : 0));
+  }
   const char *p = ANarrow.data();
-  return MakeLatent(ADataType, ANarrow.size(),
-                    [p](std::size_t I) { return static_cast<Byte>(p[I]); });
+  return MakeLatent(ADataType, n, [p](std::size_t I) { return static_cast<Byte>(p[I]); });
 }
 
 TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText) {
@@ -260,7 +339,7 @@ void json::TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord) {
   ADest.resize(at + t.Len);
   char16_t *d = ADest.data() + at;
   if (t.Narrow)
-    for (std::size_t i = 0; i < t.Len; ++i) d[i] = t.Data[i];
+    Widen(t.Data, t.Len, d);
   else
     std::memcpy(d, t.Data, t.Len * 2);
 }
@@ -313,6 +392,19 @@ std::size_t json::ToUTF8(UnicodeStringView AText, char *ADest) noexcept {
   const char16_t *e = p + AText.size();
   char *d = ADest;
   while (p < e) {
+#if defined(__SSE2__)
+    // Runs of ASCII, the most of most documents, eight units at a time.
+    while (e - p >= 8) {
+      const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(-128)),
+                                            _mm_setzero_si128())) != 0xFFFF)
+        break;
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(d), _mm_packus_epi16(units, units));
+      p += 8;
+      d += 8;
+    }
+    if (p == e) break;
+#endif
     const char16_t c = *p++;
     if (c < 0x80) {
       *d++ = static_cast<char>(c);
