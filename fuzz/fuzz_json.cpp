@@ -3,7 +3,8 @@
 // their count is even, as UTF-16 (Parse(UnicodeString)); then into a TVnJSONDocument through
 // SetAsJSON (the bytes read as UTF-8, once as UTF-16 text and once in place) and LoadFromStream
 // (the raw bytes, page 65001), and what loaded is written out with GetAsJSON and
-// GetFormattedJSON. The same text goes through the JSON date forms.
+// GetFormattedJSON, before and after every node of the tree is asked for. The same text goes
+// through the JSON date forms.
 //
 // The handler checks the shape of the event stream: one StartDocument first, objects and arrays
 // closed in the order they were opened, a member only inside an object, EndDocument last, and
@@ -144,12 +145,26 @@ void Read(const std::function<void(TVnJSONReader *)> &AParse) {
 void Load(const std::function<void(TVnJSONDocument *)> &ALoad) {
   TVnJSONDocument *doc = New<TVnJSONDocument>();
   Guarded([&] { ALoad(doc); });
-  // A failed load leaves a partial tree, which is written out as well.
+  // A failed load leaves a partial tree, which is written out as well; then every node is asked
+  // for (which makes the nodes of the values a load keeps compact), and the tree must write the
+  // same text again.
+  VnJSONString text, formatted;
+  if (!Guarded([&] {
+        text = doc->GetAsJSON();
+        formatted = doc->GetFormattedJSON();
+      })) {
+    doc->Free();
+    return;
+  }
+  std::vector<TVnJSONBase *> pending{doc};
+  while (!pending.empty()) {
+    TVnJSONBase *n = pending.back();
+    pending.pop_back();
+    for (Integer i = 0; i < n->ObjectCount(); ++i) pending.push_back(n->Objects(i));
+  }
   Guarded([&] {
-    const VnJSONString text = doc->GetAsJSON();
-    const VnJSONString formatted = doc->GetFormattedJSON();
-    (void)text;
-    (void)formatted;
+    if (doc->GetAsJSON() != text || doc->GetFormattedJSON() != formatted)
+      Finding("output changed once the nodes were made", UTF8Encode(text));
   });
   doc->Free();
 }
