@@ -2,6 +2,7 @@
 // at once, and documents, subtrees and nodes of one load handed to other threads, so that the
 // pages of a load and the name records its nodes share die on threads other than the one that
 // made them.
+#include <functional>
 #include <memory>
 
 #include "threads_util.h"
@@ -164,40 +165,61 @@ TEST(Documents, IndependentDocumentsOnEveryThread) {
 // Loaders hand whole documents to other threads, which check and free them; the loaders go on
 // loading meanwhile, so the pages of finished loads die on other threads while new loads cut
 // theirs.
-TEST(Documents, FreedOnOtherThreads) {
-  const UnicodeString xml = Catalogue(3, cBooks);
-  std::string expected;
-  {
-    TLog log;
-    Doc d(TVnDOMDocument::CreateFromXML(xml));
-    Query(d.get(), log);
-    expected = log.Text();
-  }
-  constexpr int cPerLoader = 6;
+// ACount documents made by AMake on each of half the threads, handed over a queue to the other
+// half, which describe each with ADescribe and free it: every description must be AExpected.
+void MadeHereFreedThere(int ACount, const std::function<TVnDOMDocument *()> &AMake,
+                        const std::function<std::string(TVnDOMDocument *)> &ADescribe,
+                        const std::string &AExpected) {
   TQueue<TVnDOMDocument *> queue;
-  std::atomic<int> loadersLeft{cThreads / 2};
+  std::atomic<int> makersLeft{cThreads / 2};
   std::vector<std::vector<std::string>> results =
       OnThreads<std::vector<std::string>>(cThreads, [&](int AThread) {
         std::vector<std::string> r;
         if (AThread % 2 == 0) {
-          for (int i = 0; i < cPerLoader; ++i) queue.Push(TVnDOMDocument::CreateFromXML(xml));
-          if (--loadersLeft == 0) queue.Close();
+          for (int i = 0; i < ACount; ++i) queue.Push(AMake());
+          if (--makersLeft == 0) queue.Close();
           return r;
         }
         while (std::optional<TVnDOMDocument *> d = queue.Pop()) {
           Doc doc(*d);
-          TLog log;
-          Query(doc.get(), log);
-          r.push_back(log.Text());
+          r.push_back(ADescribe(doc.get()));
         }
         return r;
       });
   std::size_t checked = 0;
   for (const std::vector<std::string> &r : results) {
-    ExpectAllEqual(r, expected);
+    ExpectAllEqual(r, AExpected);
     checked += r.size();
   }
-  EXPECT_EQ(checked, std::size_t(cThreads / 2 * cPerLoader));
+  EXPECT_EQ(checked, std::size_t(cThreads / 2 * ACount));
+}
+
+std::string Queried(TVnDOMDocument *ADoc) {
+  TLog log;
+  Query(ADoc, log);
+  return log.Text();
+}
+
+TEST(Documents, FreedOnOtherThreads) {
+  const UnicodeString xml = Catalogue(3, cBooks);
+  Doc d(TVnDOMDocument::CreateFromXML(xml));
+  MadeHereFreedThere(
+      6, [&] { return TVnDOMDocument::CreateFromXML(xml); }, Queried, Queried(d.get()));
+}
+
+// Elements that paths create share their thread's edit pages: documents built that way on some
+// threads are freed on others while the builders go on cutting from pages that hold nodes of
+// the documents being freed.
+TEST(Documents, CreatedElementsFreedOnOtherThreads) {
+  auto build = [] {
+    Doc d(TVnDOMDocument::CreateFromXML(u"<r/>"));
+    for (int i = 0; i < 300; ++i)
+      d->GetRootNode()->SelectSingleNode(u"p" + IntToStr(i % 7) + u"/a/b", {soCreate});
+    return d.release();
+  };
+  auto xml = [](TVnDOMDocument *ADoc) { return UTF8Encode(ADoc->GetXML()); };
+  Doc d(build());
+  MadeHereFreedThere(6, build, xml, xml(d.get()));
 }
 
 // A document handed out as an interface: from then on it lives while an interface on it or on

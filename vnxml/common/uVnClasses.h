@@ -592,7 +592,27 @@ class TVnNodePages {
   // Room for a node of ASize bytes, or null when the node is too large for a page.
   void *Cut(std::size_t ASize);
 
+  // While one lives and no load runs on the thread, nodes are cut from the thread's edit pages:
+  // for a caller that makes a few nodes at a time, many times over (the elements a path
+  // creates), so that they share pages instead of taking the heap one by one. The edit pages
+  // stay the thread's between uses, with pages of the first size only; a page goes back to the
+  // heap once the thread has moved on from it (or ended) and its last node is gone.
+  class TEditUse {
+   public:
+    TEditUse() noexcept;
+    ~TEditUse();
+    TEditUse(const TEditUse &) = delete;
+    TEditUse &operator=(const TEditUse &) = delete;
+
+   private:
+    bool FActive;
+  };
+
  private:
+  struct TEdit {};
+  // The thread's edit pages: not made current by being made.
+  explicit TVnNodePages(TEdit) noexcept : FOuter(nullptr), FEdit(true) {}
+  static TVnNodePages &EditPages() noexcept;
   // The pages of the load that runs on this thread, null when none runs.
   static inline thread_local TVnNodePages *tCurrent = nullptr;
   // Nodes larger than this (classes derived by applications) come from the heap.
@@ -624,6 +644,8 @@ class TVnNodePages {
   Byte *FEnd = nullptr;
   std::int64_t FCut = 0;
   std::size_t FNextSize = cFirstPage;
+  // Edit pages keep to the first size: their pages live as long as any node on them.
+  bool FEdit = false;
 };
 
 // While one lives, the nodes freed on its thread are counted off their pages in runs, one count

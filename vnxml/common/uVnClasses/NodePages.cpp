@@ -137,7 +137,15 @@ TVnNodePages::TVnNodePages() noexcept : FOuter(tCurrent) {
 
 TVnNodePages::~TVnNodePages() {
   Leave();
-  tCurrent = FOuter;
+  if (tCurrent == this) tCurrent = FOuter;
+}
+
+TVnNodePages::TEditUse::TEditUse() noexcept : FActive(tCurrent == nullptr) {
+  if (FActive) tCurrent = &EditPages();
+}
+
+TVnNodePages::TEditUse::~TEditUse() {
+  if (FActive) tCurrent = nullptr;
 }
 
 void TVnNodePages::Leave() noexcept {
@@ -155,7 +163,7 @@ void *TVnNodePages::Cut(std::size_t ASize) {
   if (static_cast<std::size_t>(FEnd - FNext) < slot) {
     Leave();
     const std::size_t size = FNextSize;
-    FNextSize = std::min(FNextSize * 2, cLastPage);
+    if (!FEdit) FNextSize = std::min(FNextSize * 2, cLastPage);
     auto *raw = static_cast<Byte *>(NewPage(size));
     FPage = new (raw) TPage{cBias, size};
     // The first node starts one alignment unit in, after the page's count; its word sits just
@@ -166,6 +174,11 @@ void *TVnNodePages::Cut(std::size_t ASize) {
   }
   VN_UNPOISON(FNext, cWord + ASize);
   return TakeSlot(slot);
+}
+
+TVnNodePages &TVnNodePages::EditPages() noexcept {
+  static thread_local TVnNodePages pages(TEdit{});
+  return pages;
 }
 
 void *TVnNodePages::AllocateOther(std::size_t ASize) {

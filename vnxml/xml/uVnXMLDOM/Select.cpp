@@ -724,8 +724,13 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
         if (step.Descendant) throw Exception(cCreateDescendant);
         // The elements a step makes share one name record.
         if (!step.CreateRecord) step.CreateRecord.reset(TVnDOMName::MakeQualified(step.CreateName));
-        TVnDOMElement *made =
-            static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateRecord.get());
+        // A path makes an element or a few at a time, often many times over: they share the
+        // thread's edit pages rather than take the heap one by one.
+        TVnDOMElement *made;
+        {
+          TVnNodePages::TEditUse pages;
+          made = static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateRecord.get());
+        }
         AProgram.Created->Insert(made);
         candidates.Add(made);
       }
