@@ -719,6 +719,13 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
     ASSERT_EQ(found->Count(), 1);
     EXPECT_EQ(found->GetItem(0)->GetAsString(), u"7");
   }
+  // A value whose escape does not decode stops the load and stays, a null value, in an array
+  // and in a member alike.
+  Doc g = MakeOwned<TVnJSONDocument>();
+  EXPECT_THROW(g->SetAsJSON(u"{\"a\":[1,\"\\uZZZZ\"]}"), EConvertError);
+  EXPECT_EQ(g->GetAsJSON(), u"{\"a\": [1, null]}");
+  EXPECT_THROW(g->SetAsJSON(u"{\"b\":\"\\uZZZZ\"}"), EConvertError);
+  EXPECT_EQ(g->GetAsJSON(), u"{\"b\": null}");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -586,7 +586,8 @@ class TVnNodePages {
   // Room from the pages of the load that runs on this thread, or null when no load runs or
   // ASize does not fit a page; Release gives it back.
   static void *CutIfLoading(std::size_t ASize);
-  // Whether a load runs on this thread (so that CutIfLoading can give room).
+  // Whether a load (or an edit use, below) runs on this thread, so that CutIfLoading gives
+  // room from pages: the nodes and their child arrays then share pages.
   static bool Loading() noexcept;
 
   // Room for a node of ASize bytes, or null when the node is too large for a page.
@@ -613,7 +614,8 @@ class TVnNodePages {
   // The thread's edit pages: not made current by being made.
   explicit TVnNodePages(TEdit) noexcept : FOuter(nullptr), FEdit(true) {}
   static TVnNodePages &EditPages() noexcept;
-  // The pages of the load that runs on this thread, null when none runs.
+  // The pages of the load that runs on this thread (or the edit pages during an edit use), null
+  // when none runs.
   static inline thread_local TVnNodePages *tCurrent = nullptr;
   // Nodes larger than this (classes derived by applications) come from the heap.
   static constexpr std::size_t cLargestSlot = 1024;

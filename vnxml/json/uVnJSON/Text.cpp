@@ -247,8 +247,8 @@ void json::TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little,
-              "a latent value keeps its characters in the high bytes of its word");
+static_assert(std::endian::native == std::endian::little && sizeof(std::uintptr_t) == 8,
+              "a latent value keeps up to seven characters in the high bytes of its word");
 
 // The latent value of the narrow characters that AAt gives for 0 to ALength - 1.
 template <class F>
@@ -393,11 +393,14 @@ std::size_t json::ToUTF8(UnicodeStringView AText, char *ADest) noexcept {
   char *d = ADest;
   while (p < e) {
 #if defined(__SSE2__)
-    // Runs of ASCII, the most of most documents, eight units at a time.
+    // Runs of ASCII, the most of most documents, eight units at a time; after a step that meets
+    // anything else, the next eight units go one by one, so that text mostly beyond ASCII does
+    // not pay for a failed step on every character.
+    const __m128i high = _mm_set1_epi16(-128);
     while (e - p >= 8) {
       const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-      if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(-128)),
-                                            _mm_setzero_si128())) != 0xFFFF)
+      if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(units, high), _mm_setzero_si128())) !=
+          0xFFFF)
         break;
       _mm_storel_epi64(reinterpret_cast<__m128i *>(d), _mm_packus_epi16(units, units));
       p += 8;
@@ -405,23 +408,26 @@ std::size_t json::ToUTF8(UnicodeStringView AText, char *ADest) noexcept {
     }
     if (p == e) break;
 #endif
-    const char16_t c = *p++;
-    if (c < 0x80) {
-      *d++ = static_cast<char>(c);
-    } else if (c < 0x800) {
-      *d++ = static_cast<char>(0xC0 | (c >> 6));
-      *d++ = static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c >= 0xD800 && c <= 0xDBFF && p < e && *p >= 0xDC00 && *p <= 0xDFFF) {
-      const char32_t u = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(*p++) - 0xDC00);
-      *d++ = static_cast<char>(0xF0 | (u >> 18));
-      *d++ = static_cast<char>(0x80 | ((u >> 12) & 0x3F));
-      *d++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-      *d++ = static_cast<char>(0x80 | (u & 0x3F));
-    } else {
-      const char16_t u = (c >= 0xD800 && c <= 0xDFFF) ? char16_t(0xFFFD) : c;
-      *d++ = static_cast<char>(0xE0 | (u >> 12));
-      *d++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-      *d++ = static_cast<char>(0x80 | (u & 0x3F));
+    const char16_t *stop = e - p > 8 ? p + 8 : e;
+    while (p < stop) {
+      const char16_t c = *p++;
+      if (c < 0x80) {
+        *d++ = static_cast<char>(c);
+      } else if (c < 0x800) {
+        *d++ = static_cast<char>(0xC0 | (c >> 6));
+        *d++ = static_cast<char>(0x80 | (c & 0x3F));
+      } else if (c >= 0xD800 && c <= 0xDBFF && p < e && *p >= 0xDC00 && *p <= 0xDFFF) {
+        const char32_t u = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(*p++) - 0xDC00);
+        *d++ = static_cast<char>(0xF0 | (u >> 18));
+        *d++ = static_cast<char>(0x80 | ((u >> 12) & 0x3F));
+        *d++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        *d++ = static_cast<char>(0x80 | (u & 0x3F));
+      } else {
+        const char16_t u = (c >= 0xD800 && c <= 0xDFFF) ? char16_t(0xFFFD) : c;
+        *d++ = static_cast<char>(0xE0 | (u >> 12));
+        *d++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        *d++ = static_cast<char>(0x80 | (u & 0x3F));
+      }
     }
   }
   return static_cast<std::size_t>(d - ADest);
