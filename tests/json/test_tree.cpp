@@ -719,6 +719,17 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
     ASSERT_EQ(found->Count(), 1);
     EXPECT_EQ(found->GetItem(0)->GetAsString(), u"7");
   }
+  // Strings with characters from 256 on stay compact as well, as UTF-16 units: up to 4 become a
+  // node's word, longer ones move their room to the node.
+  Doc w = Load(u"[\"\u0416\u0417\u0418\u0419\u041A\",\"\U0001F600\",\"a\\u0416\",\"\u0416\"]");
+  const UnicodeString written = w->GetAsJSON();
+  EXPECT_EQ(written,
+            u"[\"\\u0416\\u0417\\u0418\\u0419\\u041A\", \"\\uD83D\\uDE00\", \"a\\u0416\", "
+            u"\"\\u0416\"]");
+  const std::vector<std::u16string> wide = {u"\u0416\u0417\u0418\u0419\u041A", u"\U0001F600",
+                                            u"a\u0416", u"\u0416"};
+  for (Integer i = 0; i < 4; ++i) EXPECT_EQ(w->Item(i)->GetAsString(), wide[i]) << i;
+  EXPECT_EQ(w->GetAsJSON(), written);
   // A value whose escape does not decode stops the load and stays, a null value, in an array
   // and in a member alike.
   Doc g = MakeOwned<TVnJSONDocument>();

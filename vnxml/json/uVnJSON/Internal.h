@@ -102,18 +102,22 @@ bool TextEquals(Byte AInfo, const UInt64 &AWord, UnicodeStringView AText, bool A
 // address never has it). With bit 1 set the word holds the value whole: bits 2-3 the data type
 // (jdtNull to jdtBoolean), bits 4-6 the length, bytes 1 to 7 the characters (up to 7, each below
 // 256). Without it the word less its three low bits is the address of a heap text of narrow
-// characters (as TextSet makes them), and bit 2 tells a number (set) from a string. A load keeps
+// characters (as TextSet makes them), and bit 2 tells a number (set) from a string. With bits 1
+// and 7 set the word is a string with characters from 256 on: the address of its heap text of
+// UTF-16 units stands in the word shifted up by eight bits. A load keeps
 // most of a document's values this way, without a node each; TVnJSONBase::Objects makes the
 // node when the value is first asked for, and the walks that only read or free (output, the
 // free walk, a path's descent) take the word as it is.
 constexpr std::uintptr_t cLatent = 1;
 constexpr std::uintptr_t cLatentWhole = 2;
 constexpr std::uintptr_t cLatentNumber = 4;
+constexpr std::uintptr_t cLatentWide = 0x80;
 inline bool IsLatent(const TVnJSONBase *ASlot) noexcept {
   return (reinterpret_cast<std::uintptr_t>(ASlot) & cLatent) != 0;
 }
-// The latent value of a text, or null when the text cannot be one (characters from 256 on, a
-// keyword longer than 7 characters); the narrow form takes characters below 256, one a byte.
+// The latent value of a text, or null when the text cannot be one (a keyword longer than 7
+// characters, anything but a string with characters from 256 on); the narrow form takes
+// characters below 256, one a byte.
 TVnJSONBase *LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow);
 TVnJSONBase *LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText);
 // A latent value's data type and its text in TextSet's form (still the latent value's own).

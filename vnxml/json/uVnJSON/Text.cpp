@@ -269,9 +269,15 @@ TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt)
                                          (ADataType == jdtNumber ? json::cLatentNumber : 0));
 }
 
+constexpr std::uintptr_t cWideMark = json::cLatent | json::cLatentWhole | json::cLatentWide;
+
+bool IsWideLatent(std::uintptr_t AWord) noexcept {
+  return (AWord & cWideMark) == cWideMark;
+}
+
 THeapText *LatentHeap(const TVnJSONBase *ASlot) noexcept {
-  return reinterpret_cast<THeapText *>(reinterpret_cast<std::uintptr_t>(ASlot) &
-                                       ~std::uintptr_t(7));
+  const auto word = reinterpret_cast<std::uintptr_t>(ASlot);
+  return reinterpret_cast<THeapText *>(IsWideLatent(word) ? word >> 8 : word & ~std::uintptr_t(7));
 }
 
 }  // namespace
@@ -293,7 +299,22 @@ TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, std::string_view ANarro
 TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText) {
   char16_t all = 0;
   for (char16_t c : AText) all |= c;
-  if (all >= 256) return nullptr;
+  if (all >= 256) {
+    // A string with wider characters keeps them as UTF-16 units on the heap; the address must
+    // leave room for the eight bits it is shifted by (user addresses do).
+    const std::size_t n = AText.size();
+    if (ADataType != jdtString || n > 0x7FFFFFFFu) return nullptr;
+    const std::size_t size = THeapText::SizeFor(n, false);
+    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(size));
+    const auto at = reinterpret_cast<std::uintptr_t>(h);
+    if (at >> (8 * sizeof(std::uintptr_t) - 8)) {
+      TVnNodePages::Release(h, size);
+      return nullptr;
+    }
+    h->Len = static_cast<Cardinal>(n);
+    std::memcpy(h->Data(), AText.data(), n * 2);
+    return reinterpret_cast<TVnJSONBase *>((at << 8) | cWideMark);
+  }
   const char16_t *p = AText.data();
   return MakeLatent(ADataType, AText.size(),
                     [p](std::size_t I) { return static_cast<Byte>(p[I]); });
@@ -301,6 +322,11 @@ TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText
 
 json::TLatentText json::LatentRead(const TVnJSONBase *ASlot) noexcept {
   const auto word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(ASlot));
+  if (IsWideLatent(word)) {
+    THeapText *h = LatentHeap(ASlot);
+    return {jdtString, static_cast<Byte>(std::min<std::size_t>(h->Len, cLength)),
+            static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h))};
+  }
   if (word & cLatentWhole) {
     const auto length = static_cast<Byte>((word >> 4) & 7);
     return {static_cast<TVnJSONDataType>((word >> 2) & 3),
@@ -314,22 +340,27 @@ json::TLatentText json::LatentRead(const TVnJSONBase *ASlot) noexcept {
 
 json::TLatentText json::LatentTake(TVnJSONBase *ASlot) noexcept {
   TLatentText t = LatentRead(ASlot);
-  if (reinterpret_cast<std::uintptr_t>(ASlot) & cLatentWhole) return t;
-  // Text of up to 8 characters stands in the word of a node, as TextSet would keep it.
+  const auto slot = reinterpret_cast<std::uintptr_t>(ASlot);
+  const bool wide = IsWideLatent(slot);
+  if ((slot & cLatentWhole) && !wide) return t;
+  // Text of up to 8 narrow characters (4 others) stands in the word of a node, as TextSet would
+  // keep it.
   THeapText *h = LatentHeap(ASlot);
-  if (h->Len > 8) return t;
+  if (h->Len > (wide ? 4u : 8u)) return t;
   UInt64 word = 0;
-  std::memcpy(&word, h->Data(), h->Len);
-  t.Info = static_cast<Byte>(cInline | cNarrow | h->Len);
+  std::memcpy(&word, h->Data(), h->Len * (wide ? 2 : 1));
+  t.Info = static_cast<Byte>(cInline | (wide ? 0 : cNarrow) | h->Len);
   t.Word = word;
-  TVnNodePages::Release(h, THeapText::SizeFor(h->Len, true));
+  TVnNodePages::Release(h, THeapText::SizeFor(h->Len, !wide));
   return t;
 }
 
 void json::LatentFree(TVnJSONBase *ASlot) noexcept {
-  if (reinterpret_cast<std::uintptr_t>(ASlot) & cLatentWhole) return;
+  const auto slot = reinterpret_cast<std::uintptr_t>(ASlot);
+  const bool wide = IsWideLatent(slot);
+  if ((slot & cLatentWhole) && !wide) return;
   THeapText *h = LatentHeap(ASlot);
-  TVnNodePages::Release(h, THeapText::SizeFor(h->Len, true));
+  TVnNodePages::Release(h, THeapText::SizeFor(h->Len, !wide));
 }
 
 void json::TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord) {
