@@ -256,12 +256,12 @@ struct TVnJSONTreeWriter {
       TFrame &f = Stack.back();
       if (f.Next < f.Node->ObjectCount()) {
         const Integer i = f.Next++;
-        TVnJSONBase *child = TVnJSONSlots::At(f.Node, i);
         const Integer level = f.Level;
         if (f.Kind == nkOther) {
-          if (json::IsLatent(child)) child = f.Node->Objects(i);
-          Emit(child, level, f.Indent, false);
+          // A document's root: always a node.
+          Emit(f.Node->Objects(i), level, f.Indent, false);
         } else {
+          TVnJSONBase *child = TVnJSONSlots::At(f.Node, i);
           if (i > 0) W.Put(u", ");
           if (json::IsLatent(child)) {
             if (Formatted && i == 0) W.Indent(level + 1);

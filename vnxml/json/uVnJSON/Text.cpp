@@ -250,9 +250,10 @@ namespace {
 static_assert(std::endian::native == std::endian::little && sizeof(std::uintptr_t) == 8,
               "a latent value keeps up to seven characters in the high bytes of its word");
 
-// The latent value of the narrow characters that AAt gives for 0 to ALength - 1.
-template <class F>
-TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt) {
+// The latent value of ALength narrow characters: AAt gives the I-th for text that stands in the
+// word, ACopy writes them all into the room of a longer text.
+template <class F, class G>
+TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt, G &&ACopy) {
   if (ADataType > jdtBoolean) return nullptr;
   if (ALength <= 7) {
     UInt64 word = json::cLatent | json::cLatentWhole | (UInt64(ADataType) << 2) | (ALength << 4);
@@ -263,8 +264,7 @@ TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt)
   if (ALength > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
   auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(ALength, true)));
   h->Len = static_cast<Cardinal>(ALength);
-  Byte *d = h->Data();
-  for (std::size_t i = 0; i < ALength; ++i) d[i] = AAt(i);
+  ACopy(h->Data());
   return reinterpret_cast<TVnJSONBase *>(reinterpret_cast<std::uintptr_t>(h) | json::cLatent |
                                          (ADataType == jdtNumber ? json::cLatentNumber : 0));
 }
@@ -283,17 +283,10 @@ THeapText *LatentHeap(const TVnJSONBase *ASlot) noexcept {
 }  // namespace
 
 TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow) {
-  const std::size_t n = ANarrow.size();
-  if (n > 7 && (ADataType == jdtString || ADataType == jdtNumber) && n <= 0x7FFFFFFFu) {
-    // The common long text, copied whole.
-    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(n, true)));
-    h->Len = static_cast<Cardinal>(n);
-    std::memcpy(h->Data(), ANarrow.data(), n);
-    return reinterpret_cast<TVnJSONBase *>(reinterpret_cast<std::uintptr_t>(h) | json::cLatent |
-                                           (ADataType == jdtNumber ? json::cLatentNumber : 0));
-  }
   const char *p = ANarrow.data();
-  return MakeLatent(ADataType, n, [p](std::size_t I) { return static_cast<Byte>(p[I]); });
+  return MakeLatent(
+      ADataType, ANarrow.size(), [p](std::size_t I) { return static_cast<Byte>(p[I]); },
+      [ANarrow](Byte *ADest) { std::memcpy(ADest, ANarrow.data(), ANarrow.size()); });
 }
 
 TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText) {
@@ -316,8 +309,10 @@ TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText
     return reinterpret_cast<TVnJSONBase *>((at << 8) | cWideMark);
   }
   const char16_t *p = AText.data();
-  return MakeLatent(ADataType, AText.size(),
-                    [p](std::size_t I) { return static_cast<Byte>(p[I]); });
+  auto at = [p](std::size_t I) { return static_cast<Byte>(p[I]); };
+  return MakeLatent(ADataType, AText.size(), at, [&](Byte *ADest) {
+    for (std::size_t i = 0; i < AText.size(); ++i) ADest[i] = at(i);
+  });
 }
 
 json::TLatentText json::LatentRead(const TVnJSONBase *ASlot) noexcept {
