@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
 #include "vnxml/common/uVnClasses.h"
 #include "vnxml/rtl/Owned.h"
 
@@ -266,4 +270,33 @@ TEST(VnObjectTest, AnOwnerCountsAsOneReference) {
     t->_AddRef();
   }
   EXPECT_EQ(gLive, 0);
+}
+
+// Texts are cut from a load's pages in steps of eight bytes and nodes at the heap's alignment:
+// whatever sizes come one after the other, every node stays aligned, texts keep eight, and no
+// two pieces of room overlap (each is filled and checked after all are cut).
+TEST(NodePagesTest, NodesStayAlignedAmongTextsOfEverySize) {
+  struct TPiece {
+    Byte *At;
+    std::size_t Size;
+    bool Text;
+  };
+  std::vector<TPiece> pieces;
+  {
+    TVnNodePages pages;
+    for (std::size_t round = 0; round < 3; ++round)
+      for (std::size_t size = 1; size <= 72; ++size) {
+        const bool text = (size + round) % 3 != 0;
+        void *at = text ? TVnNodePages::AllocateText(size) : TVnNodePages::Allocate(size);
+        const auto address = reinterpret_cast<std::uintptr_t>(at);
+        EXPECT_EQ(address % (text ? 8 : __STDCPP_DEFAULT_NEW_ALIGNMENT__), 0u) << size;
+        std::memset(at, static_cast<int>(pieces.size() & 0xFF), size);
+        pieces.push_back({static_cast<Byte *>(at), size, text});
+      }
+  }
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    for (std::size_t k = 0; k < pieces[i].Size; ++k)
+      ASSERT_EQ(pieces[i].At[k], static_cast<Byte>(i & 0xFF)) << i;
+    TVnNodePages::Release(pieces[i].At, pieces[i].Size);
+  }
 }

@@ -641,15 +641,16 @@ TEST(JSONTexts, EveryLengthAndWidthComesBackAsStored) {
 }
 
 // A load keeps simple values compact until a node is asked for: every form of value (every
-// text length around the forms' limits, both widths, escapes, keywords) must write the same
-// before and after its node is made, give the same node each time, and be freed, deleted,
-// exchanged and replaced while still compact. Loaded from UTF-16 and from UTF-8 (the reader's
-// two ways of handing values over).
+// text length around the forms' limits, both widths, escapes, numbers with each character they
+// may have, keywords) must write the same before and after its node is made, give the same node
+// each time, and be freed, deleted, exchanged and replaced while still compact. Loaded from
+// UTF-16 and from UTF-8 (the reader's two ways of handing values over).
 TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
   const std::u16string values =
       u"\"\",\"a\",\"abcdefg\",\"abcdefgh\",\"abcdefghi\",\"" + std::u16string(40, u'x') +
       u"\",\"\u00E9t\u00E9\",\"\u0416\",\"a\\nb\",\"\\u0041\",0,-1234567,12345678,"
-      u"-65.613616999999977,1e5,true,false,null";
+      u"-65.613616999999977,1e5,-9876543210.5E+1e,123456789012345678901234567890,"
+      u"1234567890123456789012345678901,true,false,null";
   const std::u16string json = u"{\"a\":[" + values + u"],\"s\":\"abcdefghij\",\"n\":7,\"e\":\"\"}";
   for (bool utf8 : {false, true}) {
     SCOPED_TRACE(utf8);
@@ -665,7 +666,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
     const UnicodeString before = d->GetAsJSON();
     const UnicodeString formatted = d->GetFormattedJSON();
     TVnJSONBase *a = d->FindMember(u"a")->GetValueObj();
-    ASSERT_EQ(a->Count(), 18);
+    ASSERT_EQ(a->Count(), 21);
     const std::vector<std::u16string> texts = {u"",
                                                u"a",
                                                u"abcdefg",
@@ -681,6 +682,9 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
                                                u"12345678",
                                                u"-65.613616999999977",
                                                u"1e5",
+                                               u"-9876543210.5E+1e",
+                                               u"123456789012345678901234567890",
+                                               u"1234567890123456789012345678901",
                                                u"true",
                                                u"false",
                                                u"null"};
@@ -690,8 +694,8 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
       EXPECT_EQ(v->Owner(), a);
       EXPECT_EQ(v->GetAsString(), texts[i]) << i;
       EXPECT_EQ(v->JSONType(), i < 10   ? jdtString
-                               : i < 15 ? jdtNumber
-                               : i < 17 ? jdtBoolean
+                               : i < 18 ? jdtNumber
+                               : i < 20 ? jdtBoolean
                                         : jdtNull);
     }
     EXPECT_EQ(d->GetAsJSON(), before);
@@ -704,14 +708,16 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
     TVnJSONArray *b = e->FindMember(u"a")->GetAsArray();
     b->Exchange(0, 5);
     b->DeleteValue(4);
-    b->DeleteValue(16);
+    b->DeleteValue(19);
     e->FindMember(u"s")->SetValue(nullptr);
     e->FindMember(u"n")->SetAsString(u"x");
     e->FindMember(u"e")->CreateValue(jdtArray);
     EXPECT_EQ(e->GetAsJSON(), u"{\"a\": [\"" + std::u16string(40, u'x') +
                                   u"\", \"a\", \"abcdefg\", \"abcdefgh\", \"\", \"\u00E9t\u00E9\", "
                                   u"\"\\u0416\", \"a\\nb\", \"A\", 0, -1234567, 12345678, "
-                                  u"-65.613616999999977, 1e5, true, false], \"s\": , "
+                                  u"-65.613616999999977, 1e5, -9876543210.5E+1e, "
+                                  u"123456789012345678901234567890, "
+                                  u"1234567890123456789012345678901, true, false], \"s\": , "
                                   u"\"n\": \"x\", \"e\": []}");
     // A path's descent passes compact values and finds the ones asked for.
     Doc f = load();

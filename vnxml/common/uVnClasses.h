@@ -569,19 +569,10 @@ class TVnNodePages {
 
   // Room for ASize bytes, aligned as the heap aligns: from the pages of the load that runs on
   // this thread, or from the heap. Release gives it back; ASize must be the size asked for.
-  static void *Allocate(std::size_t ASize) {
-#if !defined(__SANITIZE_ADDRESS__)
-    // Inline, the common case of a node that fits the page in use: a size known where a node
-    // is made turns this into a few instructions. (The address sanitizer build takes the
-    // general way, which marks the room as usable.)
-    if (TVnNodePages *pages = tCurrent) {
-      const std::size_t slot = SlotFor(ASize);
-      if (slot <= cLargestSlot && slot <= static_cast<std::size_t>(pages->FEnd - pages->FNext))
-        return pages->TakeSlot(slot);
-    }
-#endif
-    return AllocateOther(ASize);
-  }
+  static void *Allocate(std::size_t ASize) { return AllocateAs<false>(ASize); }
+  // Room for ASize bytes of data aligned to eight bytes at most (texts): cut in steps of eight
+  // instead of the heap's alignment, so that short texts side by side take less room.
+  static void *AllocateText(std::size_t ASize) { return AllocateAs<true>(ASize); }
   static inline void Release(void *AObject, std::size_t ASize) noexcept;
   // Room from the pages of the load that runs on this thread, or null when no load runs or
   // ASize does not fit a page; Release gives it back.
@@ -589,9 +580,6 @@ class TVnNodePages {
   // Whether a load (or an edit use, below) runs on this thread, so that CutIfLoading gives
   // room from pages: the nodes and their child arrays then share pages.
   static bool Loading() noexcept;
-
-  // Room for a node of ASize bytes, or null when the node is too large for a page.
-  void *Cut(std::size_t ASize);
 
   // While one lives and no load runs on the thread, nodes are cut from the thread's edit pages:
   // for a caller that makes a few nodes at a time, many times over (the elements a path
@@ -619,22 +607,46 @@ class TVnNodePages {
   static inline thread_local TVnNodePages *tCurrent = nullptr;
   // Nodes larger than this (classes derived by applications) come from the heap.
   static constexpr std::size_t cLargestSlot = 1024;
-  // A node's slot: the page word and the node, the node aligned as the heap aligns.
-  static constexpr std::size_t SlotFor(std::size_t ASize) noexcept {
-    constexpr std::size_t align = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+  // A slot is the page word and the room: a node's room aligned as the heap aligns, a text's to
+  // eight bytes. Slots start eight bytes apart; a node's slot skips eight bytes when the one
+  // before it was a text that left the room misaligned.
+  static constexpr std::size_t SlotFor(std::size_t ASize, bool AText) noexcept {
+    const std::size_t align = AText ? sizeof(void *) : __STDCPP_DEFAULT_NEW_ALIGNMENT__;
     return (sizeof(void *) + ASize + align - 1) / align * align;
   }
-  // The next slot of ASlot bytes on the page in use, which has room for it: the page word is
-  // written in front of the node, whose address is returned.
-  void *TakeSlot(std::size_t ASlot) noexcept {
-    Byte *word = FNext;
-    FNext = word + ASlot;
-    ++FCut;
-    *reinterpret_cast<TPage **>(word) = FPage;
-    return word + sizeof(void *);
+  // Where the next slot's page word goes: a node's room must be aligned as the heap aligns.
+  Byte *SlotStart(bool AText) const noexcept {
+    if (AText) return FNext;
+    return FNext + (~reinterpret_cast<std::uintptr_t>(FNext) & sizeof(void *));
   }
-  // Allocate when the node does not fit the page in use, or no load runs.
-  static void *AllocateOther(std::size_t ASize);
+  template <bool AText>
+  static void *AllocateAs(std::size_t ASize) {
+#if !defined(__SANITIZE_ADDRESS__)
+    // Inline, the common case of room that fits the page in use: a size known where a node is
+    // made turns this into a few instructions. (The address sanitizer build takes the general
+    // way, which marks the room as usable.)
+    if (TVnNodePages *pages = tCurrent) {
+      const std::size_t slot = SlotFor(ASize, AText);
+      Byte *word = pages->SlotStart(AText);
+      if (slot <= cLargestSlot && static_cast<std::ptrdiff_t>(slot) <= pages->FEnd - word)
+        return pages->TakeSlot(word, slot);
+    }
+#endif
+    return AllocateOther(ASize, AText);
+  }
+  // Takes the slot of ASlot bytes at AWord on the page in use, which has room for it: the page
+  // word is written in front of the room, whose address is returned.
+  void *TakeSlot(Byte *AWord, std::size_t ASlot) noexcept {
+    FNext = AWord + ASlot;
+    ++FCut;
+    *reinterpret_cast<TPage **>(AWord) = FPage;
+    return AWord + sizeof(void *);
+  }
+  // Allocate when the room does not fit the page in use, or no load runs.
+  static void *AllocateOther(std::size_t ASize, bool AText);
+  // Room for ASize bytes on the pages (a text's when AText), or null when they are too many for
+  // a page.
+  void *Cut(std::size_t ASize, bool AText);
   // Release of any node that is not counted off inline.
   static void ReleaseOther(void *AObject, std::size_t ASize) noexcept;
   // Hands the current page over to its nodes.

@@ -157,10 +157,11 @@ void TVnNodePages::Leave() noexcept {
   FCut = 0;
 }
 
-void *TVnNodePages::Cut(std::size_t ASize) {
-  const std::size_t slot = SlotFor(ASize);
+void *TVnNodePages::Cut(std::size_t ASize, bool AText) {
+  const std::size_t slot = SlotFor(ASize, AText);
   if (slot > cLargestSlot) return nullptr;
-  if (static_cast<std::size_t>(FEnd - FNext) < slot) {
+  Byte *word = SlotStart(AText);
+  if (FEnd - word < static_cast<std::ptrdiff_t>(slot)) {
     Leave();
     const std::size_t size = FNextSize;
     if (!FEdit) FNextSize = std::min(FNextSize * 2, cLastPage);
@@ -171,9 +172,10 @@ void *TVnNodePages::Cut(std::size_t ASize) {
     FNext = raw + sizeof(TPage) + cAlign - cWord;
     FEnd = raw + size;
     VN_POISON(FNext, static_cast<std::size_t>(FEnd - FNext));
+    word = FNext;
   }
-  VN_UNPOISON(FNext, cWord + ASize);
-  return TakeSlot(slot);
+  VN_UNPOISON(word, cWord + ASize);
+  return TakeSlot(word, slot);
 }
 
 TVnNodePages &TVnNodePages::EditPages() noexcept {
@@ -181,9 +183,9 @@ TVnNodePages &TVnNodePages::EditPages() noexcept {
   return pages;
 }
 
-void *TVnNodePages::AllocateOther(std::size_t ASize) {
+void *TVnNodePages::AllocateOther(std::size_t ASize, bool AText) {
   if (TVnNodePages *pages = tCurrent) {
-    if (void *object = pages->Cut(ASize)) return object;
+    if (void *object = pages->Cut(ASize, AText)) return object;
   }
   // A node of its own: one alignment unit in front of it, its page word (null) at the end of it.
   auto *raw = static_cast<Byte *>(::operator new(cAlign + ASize));
@@ -198,7 +200,7 @@ bool TVnNodePages::Loading() noexcept {
 
 void *TVnNodePages::CutIfLoading(std::size_t ASize) {
   TVnNodePages *pages = tCurrent;
-  return pages ? pages->Cut(ASize) : nullptr;
+  return pages ? pages->Cut(ASize, false) : nullptr;
 }
 
 void TVnNodePages::ReleaseOther(void *AObject, std::size_t ASize) noexcept {

@@ -104,7 +104,9 @@ bool TextEquals(Byte AInfo, const UInt64 &AWord, UnicodeStringView AText, bool A
 // 256). Without it the word less its three low bits is the address of a heap text of narrow
 // characters (as TextSet makes them), and bit 2 tells a number (set) from a string. With bits 1
 // and 7 set the word is a string with characters from 256 on: the address of its heap text of
-// UTF-16 units stands in the word shifted up by eight bits. A load keeps
+// UTF-16 units stands in the word shifted up by eight bits; with bits 1, 2 and 7 set, a number
+// of 8 to 30 characters, digits and signs only, kept two characters a byte, whose address
+// stands in the word the same way. A load keeps
 // most of a document's values this way, without a node each; TVnJSONBase::Objects makes the
 // node when the value is first asked for, and the walks that only read or free (output, the
 // free walk, a path's descent) take the word as it is.
@@ -120,16 +122,20 @@ inline bool IsLatent(const TVnJSONBase *ASlot) noexcept {
 // characters below 256, one a byte.
 TVnJSONBase *LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow);
 TVnJSONBase *LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText);
-// A latent value's data type and its text in TextSet's form (still the latent value's own).
+// A latent value's data type and its text in TextSet's form (still the latent value's own, or
+// written out into Room, for a packed number).
 struct TLatentText {
   TVnJSONDataType Type;
   Byte Info;
   UInt64 Word;
+  UInt64 Room[5];
 };
-TLatentText LatentRead(const TVnJSONBase *ASlot) noexcept;
+void LatentRead(const TVnJSONBase *ASlot, TLatentText &AText) noexcept;
 // Gives the latent value's text to a node in TextSet's form: its room moves to the node, or is
-// given back when the node holds the text in its word.
-TLatentText LatentTake(TVnJSONBase *ASlot) noexcept;
+// given back when the node holds the text in its word or in room of its own (a packed number's
+// characters are written out). Raises only when that room cannot be had, with the latent value
+// unchanged.
+void LatentTake(TVnJSONBase *ASlot, TLatentText &AText);
 // Gives back the room of a latent value.
 void LatentFree(TVnJSONBase *ASlot) noexcept;
 

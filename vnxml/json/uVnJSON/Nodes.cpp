@@ -234,8 +234,14 @@ void TVnJSONBase::DestroyObjects() {
 TVnJSONBase *TVnJSONBase::MakeNode(Integer AIndex) {
   TVnJSONBase *slot = FItems[AIndex];
   auto *v = new TVnJSONSimpleType(nullptr);
+  json::TLatentText t;
+  try {
+    json::LatentTake(slot, t);
+  } catch (...) {
+    DisposeTree(v);
+    throw;
+  }
   // Nothing below can fail: the node takes the text's room as it is.
-  const json::TLatentText t = json::LatentTake(slot);
   v->FJSONType = t.Type;
   v->FClassByte = TVnJSONSimpleType::vkText;
   v->FTextInfo = t.Info;

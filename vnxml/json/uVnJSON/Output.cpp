@@ -197,7 +197,8 @@ struct TVnJSONTreeWriter {
 
   // A compact value, written as the node it stands for would be.
   void WriteLatent(const TVnJSONBase *ASlot) {
-    const json::TLatentText t = json::LatentRead(ASlot);
+    json::TLatentText t;
+    json::LatentRead(ASlot, t);
     switch (t.Type) {
       case jdtNull:
         W.Put(u"null");

@@ -206,7 +206,7 @@ void json::TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText) {
       std::memcpy(d, AText.data(), n * 2);
   } else {
     if (n > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
-    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(n, narrow)));
+    auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(n, narrow)));
     h->Len = static_cast<Cardinal>(n);
     Byte *d = h->Data();
     if (narrow)
@@ -231,7 +231,8 @@ void json::TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size
     std::memcpy(&word, AData, ALength);
   } else {
     if (ALength > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
-    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(ALength, true)));
+    auto *h =
+        static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(ALength, true)));
     h->Len = static_cast<Cardinal>(ALength);
     std::memcpy(h->Data(), AData, ALength);
     info = static_cast<Byte>(cNarrow | std::min<std::size_t>(ALength, cLength));
@@ -250,6 +251,57 @@ namespace {
 static_assert(std::endian::native == std::endian::little && sizeof(std::uintptr_t) == 8,
               "a latent value keeps up to seven characters in the high bytes of its word");
 
+constexpr std::uintptr_t cWideMark = json::cLatent | json::cLatentWhole | json::cLatentWide;
+constexpr std::uintptr_t cPackedMark = cWideMark | json::cLatentNumber;
+constexpr std::uintptr_t cShiftedMarks = cPackedMark;
+
+// A number of 8 to 30 characters, all digits, signs, points and exponent marks, is kept two
+// characters a byte (a number's text is mostly its digits): a byte of its length, then a code
+// of four bits a character, the first in the low half.
+constexpr std::size_t cPackedMin = 8;
+constexpr std::size_t cPackedMax = 30;
+constexpr char cPackedChars[] = "0123456789.-+eE";
+constexpr Byte cNotPacked = 0xFF;
+constexpr auto cPackedCodes = [] {
+  std::array<Byte, 256> r{};
+  for (auto &c : r) c = cNotPacked;
+  for (Byte i = 0; i < sizeof cPackedChars - 1; ++i)
+    r[static_cast<unsigned char>(cPackedChars[i])] = i;
+  return r;
+}();
+
+std::size_t PackedSize(std::size_t ALength) noexcept {
+  return 1 + (ALength + 1) / 2;
+}
+
+// The word of a text at AAt, with AMark, which the address is shifted above; null when the
+// address does not leave its top eight bits free (user addresses do), after freeing the room.
+TVnJSONBase *ShiftedLatent(void *AAt, std::size_t ASize, std::uintptr_t AMark) noexcept {
+  const auto at = reinterpret_cast<std::uintptr_t>(AAt);
+  if (at >> (8 * sizeof(std::uintptr_t) - 8)) {
+    TVnNodePages::Release(AAt, ASize);
+    return nullptr;
+  }
+  return reinterpret_cast<TVnJSONBase *>((at << 8) | AMark);
+}
+
+// The packed latent number of ALength characters given by AAt, or null when one of them has no
+// code.
+template <class F>
+TVnJSONBase *PackNumber(std::size_t ALength, F &&AAt) {
+  Byte codes[cPackedMax + 1];
+  Byte any = 0;
+  for (std::size_t i = 0; i < ALength; ++i) any |= codes[i] = cPackedCodes[AAt(i)];
+  if (any & 0xF0) return nullptr;
+  codes[ALength] = 0;
+  const std::size_t size = PackedSize(ALength);
+  auto *room = static_cast<Byte *>(TVnNodePages::AllocateText(size));
+  room[0] = static_cast<Byte>(ALength);
+  for (std::size_t i = 0; i < ALength; i += 2)
+    room[1 + i / 2] = static_cast<Byte>(codes[i] | (codes[i + 1] << 4));
+  return ShiftedLatent(room, size, cPackedMark);
+}
+
 // The latent value of ALength narrow characters: AAt gives the I-th for text that stands in the
 // word, ACopy writes them all into the room of a longer text.
 template <class F, class G>
@@ -261,23 +313,39 @@ TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt,
     return reinterpret_cast<TVnJSONBase *>(static_cast<std::uintptr_t>(word));
   }
   if (ADataType != jdtString && ADataType != jdtNumber) return nullptr;
+  if (ADataType == jdtNumber && ALength <= cPackedMax)
+    if (TVnJSONBase *packed = PackNumber(ALength, AAt)) return packed;
   if (ALength > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
-  auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(THeapText::SizeFor(ALength, true)));
+  auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(ALength, true)));
   h->Len = static_cast<Cardinal>(ALength);
   ACopy(h->Data());
   return reinterpret_cast<TVnJSONBase *>(reinterpret_cast<std::uintptr_t>(h) | json::cLatent |
                                          (ADataType == jdtNumber ? json::cLatentNumber : 0));
 }
 
-constexpr std::uintptr_t cWideMark = json::cLatent | json::cLatentWhole | json::cLatentWide;
-
 bool IsWideLatent(std::uintptr_t AWord) noexcept {
-  return (AWord & cWideMark) == cWideMark;
+  return (AWord & cShiftedMarks) == cWideMark;
+}
+
+bool IsPackedLatent(std::uintptr_t AWord) noexcept {
+  return (AWord & cShiftedMarks) == cPackedMark;
 }
 
 THeapText *LatentHeap(const TVnJSONBase *ASlot) noexcept {
   const auto word = reinterpret_cast<std::uintptr_t>(ASlot);
   return reinterpret_cast<THeapText *>(IsWideLatent(word) ? word >> 8 : word & ~std::uintptr_t(7));
+}
+
+Byte *LatentPacked(const TVnJSONBase *ASlot) noexcept {
+  return reinterpret_cast<Byte *>(reinterpret_cast<std::uintptr_t>(ASlot) >> 8);
+}
+
+// Writes the characters of a packed number at ADest; returns their count.
+std::size_t Unpack(const Byte *APacked, Byte *ADest) noexcept {
+  const std::size_t n = APacked[0];
+  for (std::size_t i = 0; i < n; ++i)
+    ADest[i] = static_cast<Byte>(cPackedChars[(APacked[1 + i / 2] >> (4 * (i & 1))) & 0xF]);
+  return n;
 }
 
 }  // namespace
@@ -298,15 +366,10 @@ TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText
     const std::size_t n = AText.size();
     if (ADataType != jdtString || n > 0x7FFFFFFFu) return nullptr;
     const std::size_t size = THeapText::SizeFor(n, false);
-    auto *h = static_cast<THeapText *>(TVnNodePages::Allocate(size));
-    const auto at = reinterpret_cast<std::uintptr_t>(h);
-    if (at >> (8 * sizeof(std::uintptr_t) - 8)) {
-      TVnNodePages::Release(h, size);
-      return nullptr;
-    }
+    auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(size));
     h->Len = static_cast<Cardinal>(n);
     std::memcpy(h->Data(), AText.data(), n * 2);
-    return reinterpret_cast<TVnJSONBase *>((at << 8) | cWideMark);
+    return ShiftedLatent(h, size, cWideMark);
   }
   const char16_t *p = AText.data();
   auto at = [p](std::size_t I) { return static_cast<Byte>(p[I]); };
@@ -315,43 +378,77 @@ TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText
   });
 }
 
-json::TLatentText json::LatentRead(const TVnJSONBase *ASlot) noexcept {
+void json::LatentRead(const TVnJSONBase *ASlot, TLatentText &AText) noexcept {
   const auto word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(ASlot));
-  if (IsWideLatent(word)) {
-    THeapText *h = LatentHeap(ASlot);
-    return {jdtString, static_cast<Byte>(std::min<std::size_t>(h->Len, cLength)),
-            static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h))};
-  }
-  if (word & cLatentWhole) {
+  THeapText *h;
+  if (IsPackedLatent(word)) {
+    // The characters are written out into the room that comes with AText.
+    static_assert(sizeof AText.Room >= sizeof(THeapText) + cPackedMax);
+    h = reinterpret_cast<THeapText *>(AText.Room);
+    h->Len = static_cast<Cardinal>(Unpack(LatentPacked(ASlot), h->Data()));
+    AText.Type = jdtNumber;
+  } else if (IsWideLatent(word)) {
+    h = LatentHeap(ASlot);
+    AText.Type = jdtString;
+    AText.Info = static_cast<Byte>(std::min<std::size_t>(h->Len, cLength));
+    AText.Word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
+    return;
+  } else if (word & cLatentWhole) {
     const auto length = static_cast<Byte>((word >> 4) & 7);
-    return {static_cast<TVnJSONDataType>((word >> 2) & 3),
-            static_cast<Byte>(length ? cInline | cNarrow | length : 0), word >> 8};
+    AText.Type = static_cast<TVnJSONDataType>((word >> 2) & 3);
+    AText.Info = static_cast<Byte>(length ? cInline | cNarrow | length : 0);
+    AText.Word = word >> 8;
+    return;
+  } else {
+    h = LatentHeap(ASlot);
+    AText.Type = (word & cLatentNumber) ? jdtNumber : jdtString;
   }
-  THeapText *h = LatentHeap(ASlot);
-  return {(word & cLatentNumber) ? jdtNumber : jdtString,
-          static_cast<Byte>(cNarrow | std::min<std::size_t>(h->Len, cLength)),
-          static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h))};
+  AText.Info = static_cast<Byte>(cNarrow | std::min<std::size_t>(h->Len, cLength));
+  AText.Word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
 }
 
-json::TLatentText json::LatentTake(TVnJSONBase *ASlot) noexcept {
-  TLatentText t = LatentRead(ASlot);
+void json::LatentTake(TVnJSONBase *ASlot, TLatentText &AText) {
   const auto slot = reinterpret_cast<std::uintptr_t>(ASlot);
+  if (IsPackedLatent(slot)) {
+    // The node holds the characters one a byte: in its word, or in room of its own.
+    Byte *packed = LatentPacked(ASlot);
+    const std::size_t n = packed[0];
+    AText.Type = jdtNumber;
+    if (n <= 8) {
+      UInt64 word = 0;
+      Unpack(packed, reinterpret_cast<Byte *>(&word));
+      AText.Info = static_cast<Byte>(cInline | cNarrow | n);
+      AText.Word = word;
+    } else {
+      auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(n, true)));
+      h->Len = static_cast<Cardinal>(Unpack(packed, h->Data()));
+      AText.Info = static_cast<Byte>(cNarrow | std::min<std::size_t>(n, cLength));
+      AText.Word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
+    }
+    TVnNodePages::Release(packed, PackedSize(n));
+    return;
+  }
+  LatentRead(ASlot, AText);
   const bool wide = IsWideLatent(slot);
-  if ((slot & cLatentWhole) && !wide) return t;
+  if ((slot & cLatentWhole) && !wide) return;
   // Text of up to 8 narrow characters (4 others) stands in the word of a node, as TextSet would
   // keep it.
   THeapText *h = LatentHeap(ASlot);
-  if (h->Len > (wide ? 4u : 8u)) return t;
+  if (h->Len > (wide ? 4u : 8u)) return;
   UInt64 word = 0;
   std::memcpy(&word, h->Data(), h->Len * (wide ? 2 : 1));
-  t.Info = static_cast<Byte>(cInline | (wide ? 0 : cNarrow) | h->Len);
-  t.Word = word;
+  AText.Info = static_cast<Byte>(cInline | (wide ? 0 : cNarrow) | h->Len);
+  AText.Word = word;
   TVnNodePages::Release(h, THeapText::SizeFor(h->Len, !wide));
-  return t;
 }
 
 void json::LatentFree(TVnJSONBase *ASlot) noexcept {
   const auto slot = reinterpret_cast<std::uintptr_t>(ASlot);
+  if (IsPackedLatent(slot)) {
+    Byte *packed = LatentPacked(ASlot);
+    TVnNodePages::Release(packed, PackedSize(packed[0]));
+    return;
+  }
   const bool wide = IsWideLatent(slot);
   if ((slot & cLatentWhole) && !wide) return;
   THeapText *h = LatentHeap(ASlot);
@@ -464,6 +561,18 @@ namespace {
 // The integer conversion of a hexadecimal escape: raises EConvertError for anything that is not
 // a hexadecimal number.
 Integer HexValue(UnicodeStringView ADigits) {
+  // Digits only, the escapes of any document, are read here; the rest takes the conversion
+  // with its messages.
+  Integer r = ADigits.empty() || ADigits.size() > 4 ? -1 : 0;
+  for (std::size_t i = 0; r >= 0 && i < ADigits.size(); ++i) {
+    const char16_t c = ADigits[i];
+    const int d = c >= u'0' && c <= u'9'   ? c - u'0'
+                  : c >= u'a' && c <= u'f' ? c - u'a' + 10
+                  : c >= u'A' && c <= u'F' ? c - u'A' + 10
+                                           : -1;
+    r = d < 0 ? -1 : r * 16 + d;
+  }
+  if (r >= 0) return r;
   UnicodeString t(u"$");
   t.append(ADigits);
   return StrToInt(t);
