@@ -745,6 +745,26 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
   EXPECT_EQ(g->GetAsJSON(), u"{\"b\": null}");
 }
 
+// The tree builder takes events from any source, not only its reader: a number whose characters
+// are not all a number's keeps them as given, at every length.
+TEST(JSONTexts, BuilderKeepsNumbersOfAnyCharacters) {
+  Doc d = MakeOwned<TVnJSONDocument>();
+  TVnJSONHandler *h = New<TVnJSONHandler>(nullptr, d.get());
+  Owned<TVnJSONHandler> owner(h);
+  const std::u16string numbers[] = {u"1x",
+                                    u"12345678x90",
+                                    u"1,2345678",
+                                    u"0x123456789abcdef0",
+                                    u"1/2/3/4/5/6/7/8/9",
+                                    std::u16string(29, u'7') + u"Z"};
+  h->StartArray();
+  for (const auto &n : numbers) h->Value(jdtNumber, n);
+  h->EndArray();
+  TVnJSONBase *a = d->GetRootValue();
+  ASSERT_EQ(a->Count(), 6);
+  for (Integer i = 0; i < 6; ++i) EXPECT_EQ(a->Item(i)->GetAsString(), numbers[i]) << i;
+}
+
 // ---------------------------------------------------------------------------------------------
 // The interface family
 

@@ -1021,6 +1021,10 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   TVnJSONBase *LatentTarget() const noexcept;
   // Appends the compact value AValue to ATarget; false (and nothing done) when AValue is nil.
   bool AddLatent(TVnJSONBase *ATarget, TVnJSONBase *AValue);
+  // ValueAscii of a number as the reader's scanner takes it: its characters are only those a
+  // number may have ("0" to "9", ".", "-", "+", "e", "E"), so none needs a look.
+  friend class TVnJSONReader;
+  void ScannedNumber(const char *AData, std::size_t ALength);
   TVnJSONReader *FReader;
   TVnJSONBase *FCurrValue;
   TVnJSONMember *FPendingMember = nullptr;

@@ -104,9 +104,9 @@ bool TextEquals(Byte AInfo, const UInt64 &AWord, UnicodeStringView AText, bool A
 // 256). Without it the word less its three low bits is the address of a heap text of narrow
 // characters (as TextSet makes them), and bit 2 tells a number (set) from a string. With bits 1
 // and 7 set the word is a string with characters from 256 on: the address of its heap text of
-// UTF-16 units stands in the word shifted up by eight bits; with bits 1, 2 and 7 set, a number
-// of 8 to 30 characters, digits and signs only, kept two characters a byte, whose address
-// stands in the word the same way. A load keeps
+// UTF-16 units stands in the word shifted up by eight bits; with bits 0, 1, 2 and 7 set, a
+// number of 8 to 30 characters, digits and signs only, kept two characters a byte, whose address
+// stands in the word the same way, its length in the top byte. A load keeps
 // most of a document's values this way, without a node each; TVnJSONBase::Objects makes the
 // node when the value is first asked for, and the walks that only read or free (output, the
 // free walk, a path's descent) take the word as it is.
@@ -120,7 +120,9 @@ inline bool IsLatent(const TVnJSONBase *ASlot) noexcept {
 // The latent value of a text, or null when the text cannot be one (a keyword longer than 7
 // characters, anything but a string with characters from 256 on); the narrow form takes
 // characters below 256, one a byte.
-TVnJSONBase *LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow);
+// AScanned: the text is a number as the reader's scanner takes it, whose characters need no
+// look before they are packed.
+TVnJSONBase *LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow, bool AScanned = false);
 TVnJSONBase *LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText);
 // A latent value's data type and its text in TextSet's form (still the latent value's own, or
 // written out into Room, for a packed number).

@@ -1338,6 +1338,13 @@ void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, st
   v->SetTextAscii(AData, ALength, ADataType);
 }
 
+void TVnJSONHandler::ScannedNumber(const char *AData, std::size_t ALength) {
+  if (TVnJSONBase *target = LatentTarget())
+    if (AddLatent(target, json::LatentMake(jdtNumber, std::string_view(AData, ALength), true)))
+      return;
+  ValueAscii(jdtNumber, AData, ALength);
+}
+
 void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
   TVnJSONBase *c = FCurrValue;
   if (c && c->ClassType() == TVnJSONObject::StaticClass()) {

@@ -168,7 +168,10 @@ void TVnJSONReader::ParseSimpleValue() {
   }
   const TVnJSONDataType type = P->ScanLiteral();
   if (FTreeHandler && P->TakeAscii(data, n)) {
-    FTreeHandler->ValueAscii(type, data, n);
+    if (type == jdtNumber)
+      FTreeHandler->ScannedNumber(data, n);
+    else
+      FTreeHandler->ValueAscii(type, data, n);
   } else {
     TakeText();
     FContentHandler->Value(type, FText);

@@ -1,7 +1,6 @@
 // The text conversions of JSON: escaping, unescaping, values as JSON text, the date forms and
 // the type bridges of the serializers.
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -256,56 +255,105 @@ constexpr std::uintptr_t cPackedMark = cWideMark | json::cLatentNumber;
 constexpr std::uintptr_t cShiftedMarks = cPackedMark;
 
 // A number of 8 to 30 characters, all digits, signs, points and exponent marks, is kept two
-// characters a byte (a number's text is mostly its digits): a byte of its length, then a code
-// of four bits a character, the first in the low half.
+// characters a byte (a number's text is mostly its digits), the first in the low half: a digit
+// as its value, a sign or point as the low half of its character (B, D, E), an exponent mark as
+// A ("E") or C ("e"). The length stands in the word's top byte above the address, the codes in
+// room of 8 bytes (up to 16 characters) or 16.
 constexpr std::size_t cPackedMin = 8;
 constexpr std::size_t cPackedMax = 30;
-constexpr char cPackedChars[] = "0123456789.-+eE";
-constexpr Byte cNotPacked = 0xFF;
-constexpr auto cPackedCodes = [] {
-  std::array<Byte, 256> r{};
-  for (auto &c : r) c = cNotPacked;
-  for (Byte i = 0; i < sizeof cPackedChars - 1; ++i)
-    r[static_cast<unsigned char>(cPackedChars[i])] = i;
-  return r;
-}();
+constexpr char cPackedChars[] = "0123456789E+e-.?";
 
 std::size_t PackedSize(std::size_t ALength) noexcept {
-  return 1 + (ALength + 1) / 2;
+  return ALength <= 16 ? 8 : 16;
 }
 
-// The word of a text at AAt, with AMark, which the address is shifted above; null when the
-// address does not leave its top eight bits free (user addresses do), after freeing the room.
-TVnJSONBase *ShiftedLatent(void *AAt, std::size_t ASize, std::uintptr_t AMark) noexcept {
+// The word of a text at AAt, with AMark, which the address is shifted above, and ATopBits
+// more bits above the address; null when the address does not leave them and the eight of
+// the shift free (user addresses do), after freeing the room.
+TVnJSONBase *ShiftedLatent(void *AAt, std::size_t ASize, std::uintptr_t AMark,
+                           unsigned ATopBits) noexcept {
   const auto at = reinterpret_cast<std::uintptr_t>(AAt);
-  if (at >> (8 * sizeof(std::uintptr_t) - 8)) {
+  if (at >> (8 * sizeof(std::uintptr_t) - 8 - ATopBits)) {
     TVnNodePages::Release(AAt, ASize);
     return nullptr;
   }
   return reinterpret_cast<TVnJSONBase *>((at << 8) | AMark);
 }
 
-// The packed latent number of ALength characters given by AAt, or null when one of them has no
-// code.
-template <class F>
-TVnJSONBase *PackNumber(std::size_t ALength, F &&AAt) {
-  Byte codes[cPackedMax + 1];
-  Byte any = 0;
-  for (std::size_t i = 0; i < ALength; ++i) any |= codes[i] = cPackedCodes[AAt(i)];
-  if (any & 0xF0) return nullptr;
-  codes[ALength] = 0;
+// Packs 16 characters a half (a number's, then "0"s) into 8 bytes of codes a half, AHalves
+// of them; false when one of the characters is not a number's (looked at unless AScanned).
+bool PackCodes(const char *AChars, int AHalves, bool AScanned, Byte *ACodes) noexcept {
+#if defined(__SSE2__)
+  __m128i pairs[2] = {_mm_setzero_si128(), _mm_setzero_si128()};
+  for (int half = 0; half < AHalves; ++half) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(AChars + 16 * half));
+    // An exponent mark either way, by its lower case; the rest from "+" to "9" but "," and "/".
+    const __m128i mark = _mm_cmpeq_epi8(_mm_or_si128(v, _mm_set1_epi8(0x20)), _mm_set1_epi8('e'));
+    if (!AScanned) {
+      const __m128i from = _mm_sub_epi8(v, _mm_set1_epi8('+'));
+      const __m128i inRange = _mm_cmpeq_epi8(_mm_min_epu8(from, _mm_set1_epi8('9' - '+')), from);
+      const __m128i gap = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(',')),
+                                       _mm_cmpeq_epi8(v, _mm_set1_epi8('/')));
+      if (_mm_movemask_epi8(_mm_or_si128(_mm_andnot_si128(gap, inRange), mark)) != 0xFFFF)
+        return false;
+    }
+    // The low half of the character; for a mark five more, and two more again for "e".
+    const __m128i low = _mm_and_si128(v, _mm_set1_epi8(0x0F));
+    const __m128i lower = _mm_srli_epi16(_mm_and_si128(v, _mm_set1_epi8(0x20)), 4);
+    const __m128i codes =
+        _mm_add_epi8(low, _mm_and_si128(mark, _mm_add_epi8(lower, _mm_set1_epi8(5))));
+    // Two codes a byte: the high byte of each 16-bit lane moves into the high half of its low
+    // byte.
+    pairs[half] =
+        _mm_and_si128(_mm_or_si128(codes, _mm_srli_epi16(codes, 4)), _mm_set1_epi16(0xFF));
+  }
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(ACodes), _mm_packus_epi16(pairs[0], pairs[1]));
+  return true;
+#else
+  (void)AScanned;
+  for (std::size_t i = 0; i < 16 * static_cast<std::size_t>(AHalves); ++i) {
+    const auto c = static_cast<unsigned char>(AChars[i]);
+    int code;
+    if (c >= '0' && c <= '9')
+      code = c - '0';
+    else if (c == '+' || c == '-' || c == '.')
+      code = c & 0x0F;
+    else if (c == 'e' || c == 'E')
+      code = (c & 0x0F) + 5 + ((c & 0x20) >> 4);
+    else
+      return false;
+    if (i & 1)
+      ACodes[i / 2] = static_cast<Byte>(ACodes[i / 2] | (code << 4));
+    else
+      ACodes[i / 2] = static_cast<Byte>(code);
+  }
+  return true;
+#endif
+}
+
+// The packed latent number of ALength characters, which ACopy writes, or null when one of them
+// has no code.
+template <class G>
+TVnJSONBase *PackNumber(std::size_t ALength, bool AScanned, G &&ACopy) {
+  char chars[32];
+  std::memset(chars, '0', sizeof chars);
+  ACopy(reinterpret_cast<Byte *>(chars));
+  Byte codes[16];
+  if (!PackCodes(chars, ALength <= 16 ? 1 : 2, AScanned, codes)) return nullptr;
   const std::size_t size = PackedSize(ALength);
-  auto *room = static_cast<Byte *>(TVnNodePages::AllocateText(size));
-  room[0] = static_cast<Byte>(ALength);
-  for (std::size_t i = 0; i < ALength; i += 2)
-    room[1 + i / 2] = static_cast<Byte>(codes[i] | (codes[i + 1] << 4));
-  return ShiftedLatent(room, size, cPackedMark);
+  void *room = TVnNodePages::AllocateText(size);
+  if (size == 8)
+    std::memcpy(room, codes, 8);
+  else
+    std::memcpy(room, codes, 16);
+  return ShiftedLatent(room, size, (UInt64(ALength) << 56) | cPackedMark, 8);
 }
 
 // The latent value of ALength narrow characters: AAt gives the I-th for text that stands in the
 // word, ACopy writes them all into the room of a longer text.
 template <class F, class G>
-TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt, G &&ACopy) {
+TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, bool AScanned, F &&AAt,
+                        G &&ACopy) {
   if (ADataType > jdtBoolean) return nullptr;
   if (ALength <= 7) {
     UInt64 word = json::cLatent | json::cLatentWhole | (UInt64(ADataType) << 2) | (ALength << 4);
@@ -313,8 +361,8 @@ TVnJSONBase *MakeLatent(TVnJSONDataType ADataType, std::size_t ALength, F &&AAt,
     return reinterpret_cast<TVnJSONBase *>(static_cast<std::uintptr_t>(word));
   }
   if (ADataType != jdtString && ADataType != jdtNumber) return nullptr;
-  if (ADataType == jdtNumber && ALength <= cPackedMax)
-    if (TVnJSONBase *packed = PackNumber(ALength, AAt)) return packed;
+  if (ADataType == jdtNumber && ALength >= cPackedMin && ALength <= cPackedMax)
+    if (TVnJSONBase *packed = PackNumber(ALength, AScanned, ACopy)) return packed;
   if (ALength > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
   auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(ALength, true)));
   h->Len = static_cast<Cardinal>(ALength);
@@ -337,24 +385,43 @@ THeapText *LatentHeap(const TVnJSONBase *ASlot) noexcept {
 }
 
 Byte *LatentPacked(const TVnJSONBase *ASlot) noexcept {
-  return reinterpret_cast<Byte *>(reinterpret_cast<std::uintptr_t>(ASlot) >> 8);
+  return reinterpret_cast<Byte *>((reinterpret_cast<std::uintptr_t>(ASlot) >> 8) &
+                                  ((std::uintptr_t(1) << 48) - 1));
+}
+
+std::size_t PackedLength(const TVnJSONBase *ASlot) noexcept {
+  return reinterpret_cast<std::uintptr_t>(ASlot) >> 56;
 }
 
 // Writes the characters of a packed number at ADest; returns their count.
-std::size_t Unpack(const Byte *APacked, Byte *ADest) noexcept {
-  const std::size_t n = APacked[0];
+std::size_t Unpack(const TVnJSONBase *ASlot, Byte *ADest) noexcept {
+  const Byte *codes = LatentPacked(ASlot);
+  const std::size_t n = PackedLength(ASlot);
   for (std::size_t i = 0; i < n; ++i)
-    ADest[i] = static_cast<Byte>(cPackedChars[(APacked[1 + i / 2] >> (4 * (i & 1))) & 0xF]);
+    ADest[i] = static_cast<Byte>(cPackedChars[(codes[i / 2] >> (4 * (i & 1))) & 0xF]);
   return n;
+}
+
+// Copies ALength bytes; from 8 to 32, by two fixed copies that may overlap instead of a call.
+void CopyBytes(Byte *ADest, const char *ASource, std::size_t ALength) noexcept {
+  if (ALength >= 8 && ALength <= 16) {
+    std::memcpy(ADest, ASource, 8);
+    std::memcpy(ADest + ALength - 8, ASource + ALength - 8, 8);
+  } else if (ALength > 16 && ALength <= 32) {
+    std::memcpy(ADest, ASource, 16);
+    std::memcpy(ADest + ALength - 16, ASource + ALength - 16, 16);
+  } else {
+    std::memcpy(ADest, ASource, ALength);
+  }
 }
 
 }  // namespace
 
-TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow) {
+TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, std::string_view ANarrow, bool AScanned) {
   const char *p = ANarrow.data();
   return MakeLatent(
-      ADataType, ANarrow.size(), [p](std::size_t I) { return static_cast<Byte>(p[I]); },
-      [ANarrow](Byte *ADest) { std::memcpy(ADest, ANarrow.data(), ANarrow.size()); });
+      ADataType, ANarrow.size(), AScanned, [p](std::size_t I) { return static_cast<Byte>(p[I]); },
+      [ANarrow](Byte *ADest) { CopyBytes(ADest, ANarrow.data(), ANarrow.size()); });
 }
 
 TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText) {
@@ -369,11 +436,11 @@ TVnJSONBase *json::LatentMake(TVnJSONDataType ADataType, UnicodeStringView AText
     auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(size));
     h->Len = static_cast<Cardinal>(n);
     std::memcpy(h->Data(), AText.data(), n * 2);
-    return ShiftedLatent(h, size, cWideMark);
+    return ShiftedLatent(h, size, cWideMark, 0);
   }
   const char16_t *p = AText.data();
   auto at = [p](std::size_t I) { return static_cast<Byte>(p[I]); };
-  return MakeLatent(ADataType, AText.size(), at, [&](Byte *ADest) {
+  return MakeLatent(ADataType, AText.size(), false, at, [&](Byte *ADest) {
     for (std::size_t i = 0; i < AText.size(); ++i) ADest[i] = at(i);
   });
 }
@@ -385,7 +452,7 @@ void json::LatentRead(const TVnJSONBase *ASlot, TLatentText &AText) noexcept {
     // The characters are written out into the room that comes with AText.
     static_assert(sizeof AText.Room >= sizeof(THeapText) + cPackedMax);
     h = reinterpret_cast<THeapText *>(AText.Room);
-    h->Len = static_cast<Cardinal>(Unpack(LatentPacked(ASlot), h->Data()));
+    h->Len = static_cast<Cardinal>(Unpack(ASlot, h->Data()));
     AText.Type = jdtNumber;
   } else if (IsWideLatent(word)) {
     h = LatentHeap(ASlot);
@@ -411,21 +478,20 @@ void json::LatentTake(TVnJSONBase *ASlot, TLatentText &AText) {
   const auto slot = reinterpret_cast<std::uintptr_t>(ASlot);
   if (IsPackedLatent(slot)) {
     // The node holds the characters one a byte: in its word, or in room of its own.
-    Byte *packed = LatentPacked(ASlot);
-    const std::size_t n = packed[0];
+    const std::size_t n = PackedLength(ASlot);
     AText.Type = jdtNumber;
     if (n <= 8) {
       UInt64 word = 0;
-      Unpack(packed, reinterpret_cast<Byte *>(&word));
+      Unpack(ASlot, reinterpret_cast<Byte *>(&word));
       AText.Info = static_cast<Byte>(cInline | cNarrow | n);
       AText.Word = word;
     } else {
       auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(n, true)));
-      h->Len = static_cast<Cardinal>(Unpack(packed, h->Data()));
+      h->Len = static_cast<Cardinal>(Unpack(ASlot, h->Data()));
       AText.Info = static_cast<Byte>(cNarrow | std::min<std::size_t>(n, cLength));
       AText.Word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
     }
-    TVnNodePages::Release(packed, PackedSize(n));
+    TVnNodePages::Release(LatentPacked(ASlot), PackedSize(n));
     return;
   }
   LatentRead(ASlot, AText);
@@ -445,8 +511,7 @@ void json::LatentTake(TVnJSONBase *ASlot, TLatentText &AText) {
 void json::LatentFree(TVnJSONBase *ASlot) noexcept {
   const auto slot = reinterpret_cast<std::uintptr_t>(ASlot);
   if (IsPackedLatent(slot)) {
-    Byte *packed = LatentPacked(ASlot);
-    TVnNodePages::Release(packed, PackedSize(packed[0]));
+    TVnNodePages::Release(LatentPacked(ASlot), PackedSize(PackedLength(ASlot)));
     return;
   }
   const bool wide = IsWideLatent(slot);
