@@ -393,12 +393,37 @@ std::size_t PackedLength(const TVnJSONBase *ASlot) noexcept {
   return reinterpret_cast<std::uintptr_t>(ASlot) >> 56;
 }
 
-// Writes the characters of a packed number at ADest; returns their count.
+// Writes the characters of a packed number at ADest, which has room for 32 (what stands behind
+// the number's own is left undefined); returns their count.
 std::size_t Unpack(const TVnJSONBase *ASlot, Byte *ADest) noexcept {
   const Byte *codes = LatentPacked(ASlot);
   const std::size_t n = PackedLength(ASlot);
+#if defined(__SSE2__)
+  // The room holds 8 bytes of codes up to 16 characters, else 16.
+  const __m128i packed = n <= 16 ? _mm_loadl_epi64(reinterpret_cast<const __m128i *>(codes))
+                                 : _mm_loadu_si128(reinterpret_cast<const __m128i *>(codes));
+  const __m128i nibble = _mm_set1_epi8(0x0F);
+  const __m128i low = _mm_and_si128(packed, nibble);
+  const __m128i high = _mm_and_si128(_mm_srli_epi16(packed, 4), nibble);
+  const __m128i halves[2] = {_mm_unpacklo_epi8(low, high), _mm_unpackhi_epi8(low, high)};
+  for (int k = 0; k < (n <= 16 ? 1 : 2); ++k) {
+    const __m128i x = halves[k];
+    // A digit is 0x30 above its code, a sign or point 0x20 (the codes are their low halves);
+    // the marks are 0x45 ("E", A) and 0x65 ("e", C).
+    const __m128i digit = _mm_cmplt_epi8(x, _mm_set1_epi8(10));
+    const __m128i lower = _mm_cmpeq_epi8(x, _mm_set1_epi8(12));
+    const __m128i mark = _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(10)), lower);
+    const __m128i other = _mm_or_si128(_mm_or_si128(x, _mm_set1_epi8(0x20)),
+                                       _mm_and_si128(digit, _mm_set1_epi8(0x10)));
+    const __m128i letter =
+        _mm_or_si128(_mm_set1_epi8(0x45), _mm_and_si128(lower, _mm_set1_epi8(0x20)));
+    const __m128i chars = _mm_or_si128(_mm_andnot_si128(mark, other), _mm_and_si128(mark, letter));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(ADest + 16 * k), chars);
+  }
+#else
   for (std::size_t i = 0; i < n; ++i)
     ADest[i] = static_cast<Byte>(cPackedChars[(codes[i / 2] >> (4 * (i & 1))) & 0xF]);
+#endif
   return n;
 }
 
@@ -450,7 +475,7 @@ void json::LatentRead(const TVnJSONBase *ASlot, TLatentText &AText) noexcept {
   THeapText *h;
   if (IsPackedLatent(word)) {
     // The characters are written out into the room that comes with AText.
-    static_assert(sizeof AText.Room >= sizeof(THeapText) + cPackedMax);
+    static_assert(sizeof AText.Room >= sizeof(THeapText) + 32);
     h = reinterpret_cast<THeapText *>(AText.Room);
     h->Len = static_cast<Cardinal>(Unpack(ASlot, h->Data()));
     AText.Type = jdtNumber;
@@ -480,14 +505,17 @@ void json::LatentTake(TVnJSONBase *ASlot, TLatentText &AText) {
     // The node holds the characters one a byte: in its word, or in room of its own.
     const std::size_t n = PackedLength(ASlot);
     AText.Type = jdtNumber;
+    Byte chars[32];
+    Unpack(ASlot, chars);
     if (n <= 8) {
       UInt64 word = 0;
-      Unpack(ASlot, reinterpret_cast<Byte *>(&word));
+      std::memcpy(&word, chars, n);
       AText.Info = static_cast<Byte>(cInline | cNarrow | n);
       AText.Word = word;
     } else {
       auto *h = static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(n, true)));
-      h->Len = static_cast<Cardinal>(Unpack(ASlot, h->Data()));
+      h->Len = static_cast<Cardinal>(n);
+      std::memcpy(h->Data(), chars, n);
       AText.Info = static_cast<Byte>(cNarrow | std::min<std::size_t>(n, cLength));
       AText.Word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
     }
