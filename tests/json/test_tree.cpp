@@ -649,7 +649,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
   const std::u16string values =
       u"\"\",\"a\",\"abcdefg\",\"abcdefgh\",\"abcdefghi\",\"" + std::u16string(40, u'x') +
       u"\",\"\u00E9t\u00E9\",\"\u0416\",\"a\\nb\",\"\\u0041\",0,-1234567,12345678,"
-      u"-65.613616999999977,1e5,-9876543210.5E+1e,123456789012345678901234567890,"
+      u"-65.613616999999977,1e5,-9876543210.5E+1e,1234567890.5e-3,123456789012345678901234567890,"
       u"1234567890123456789012345678901,true,false,null";
   const std::u16string json = u"{\"a\":[" + values + u"],\"s\":\"abcdefghij\",\"n\":7,\"e\":\"\"}";
   for (bool utf8 : {false, true}) {
@@ -666,7 +666,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
     const UnicodeString before = d->GetAsJSON();
     const UnicodeString formatted = d->GetFormattedJSON();
     TVnJSONBase *a = d->FindMember(u"a")->GetValueObj();
-    ASSERT_EQ(a->Count(), 21);
+    ASSERT_EQ(a->Count(), 22);
     const std::vector<std::u16string> texts = {u"",
                                                u"a",
                                                u"abcdefg",
@@ -683,6 +683,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
                                                u"-65.613616999999977",
                                                u"1e5",
                                                u"-9876543210.5E+1e",
+                                               u"1234567890.5e-3",
                                                u"123456789012345678901234567890",
                                                u"1234567890123456789012345678901",
                                                u"true",
@@ -694,8 +695,8 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
       EXPECT_EQ(v->Owner(), a);
       EXPECT_EQ(v->GetAsString(), texts[i]) << i;
       EXPECT_EQ(v->JSONType(), i < 10   ? jdtString
-                               : i < 18 ? jdtNumber
-                               : i < 20 ? jdtBoolean
+                               : i < 19 ? jdtNumber
+                               : i < 21 ? jdtBoolean
                                         : jdtNull);
     }
     EXPECT_EQ(d->GetAsJSON(), before);
@@ -708,14 +709,14 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
     TVnJSONArray *b = e->FindMember(u"a")->GetAsArray();
     b->Exchange(0, 5);
     b->DeleteValue(4);
-    b->DeleteValue(19);
+    b->DeleteValue(20);
     e->FindMember(u"s")->SetValue(nullptr);
     e->FindMember(u"n")->SetAsString(u"x");
     e->FindMember(u"e")->CreateValue(jdtArray);
     EXPECT_EQ(e->GetAsJSON(), u"{\"a\": [\"" + std::u16string(40, u'x') +
                                   u"\", \"a\", \"abcdefg\", \"abcdefgh\", \"\", \"\u00E9t\u00E9\", "
                                   u"\"\\u0416\", \"a\\nb\", \"A\", 0, -1234567, 12345678, "
-                                  u"-65.613616999999977, 1e5, -9876543210.5E+1e, "
+                                  u"-65.613616999999977, 1e5, -9876543210.5E+1e, 1234567890.5e-3, "
                                   u"123456789012345678901234567890, "
                                   u"1234567890123456789012345678901, true, false], \"s\": , "
                                   u"\"n\": \"x\", \"e\": []}");
