@@ -250,6 +250,8 @@ namespace {
 static_assert(std::endian::native == std::endian::little && sizeof(std::uintptr_t) == 8,
               "a latent value keeps up to seven characters in the high bytes of its word");
 
+// The marks of the two forms whose address stands shifted up by eight bits, and the bits that
+// tell them from each other and from the other forms.
 constexpr std::uintptr_t cWideMark = json::cLatent | json::cLatentWhole | json::cLatentWide;
 constexpr std::uintptr_t cPackedMark = cWideMark | json::cLatentNumber;
 constexpr std::uintptr_t cShiftedMarks = cPackedMark;
