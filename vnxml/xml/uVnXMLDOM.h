@@ -1052,7 +1052,8 @@ class TVnDOMNode : public TVnDOMObject {
   Integer NodeCount() const noexcept;
   bool HasChilds() const noexcept { return NodeCount() > 0; }
   TVnDOMNode *InsertBefore(TVnDOMNode *ANode, TVnDOMNode *ARefNode);
-  TVnDOMNode *ParentNode() const noexcept;
+  // The parent of a node is always a node: only AddChild makes one.
+  TVnDOMNode *ParentNode() const noexcept { return static_cast<TVnDOMNode *>(FParent); }
   // Next or Previous on the parent's child list; null without a parent.
   TVnDOMNode *NextSibling();
   TVnDOMNode *PreviousSibling();

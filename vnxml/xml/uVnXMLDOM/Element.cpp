@@ -130,6 +130,8 @@ TVnDOMAttribute *TVnDOMElement::FindOwnAttribute(const UnicodeString &AQualified
 }
 
 TVnDOMAttribute *TVnDOMElement::FindOwnSpaceAttribute() {
+  // No children, no attribute: the common case of an element just made.
+  if (FChildren.empty()) return nullptr;
   static const UnicodeString cSpaceName(u"xml:space");
   if (AttributesOrNil()) return FindOwnAttribute(cSpaceName);
   const TVnXPathCollationClass collation = GetCollation();
@@ -632,7 +634,7 @@ void TVnDOMElement::TakeParentSettings(TVnDOMObject *AParent, bool AFreshParent)
       _SetPreseveSpace(inherited);
     }
   }
-  if (AFreshParent && AParent && !StoredNamespaceURI().empty())
+  if (AFreshParent && AParent && FRare && !StoredNamespaceURI().empty())
     SetNamespaceURI(StoredNamespaceURI());
 }
 
@@ -677,7 +679,7 @@ void TVnDOMElement::RefreshElementNamespaces(TVnDOMAttrList **AScope) {
     if (parentPrefix == prefix || GetCollation()->SameText(parentPrefix, prefix)) {
       FNamespace = p->FNamespace;
       resolve = false;
-      if (GetPrefix().empty() && StoredNamespaceURI().empty() && FNamespace) {
+      if (FNamespace && GetPrefix().empty() && StoredNamespaceURI().empty()) {
         FNamespace = nullptr;
         SetNamespaceURI(UnicodeString());
       }

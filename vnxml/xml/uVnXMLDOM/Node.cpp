@@ -696,11 +696,6 @@ TVnDOMNode *TVnDOMNode::InsertBefore(TVnDOMNode *ANode, TVnDOMNode *ARefNode) {
   return AddChild(ANode, ARefNode, rdpBefore);
 }
 
-TVnDOMNode *TVnDOMNode::ParentNode() const noexcept {
-  // The parent of a node is always a node: only AddChild makes one.
-  return static_cast<TVnDOMNode *>(FParent);
-}
-
 TVnDOMNode *TVnDOMNode::NextSibling() {
   TVnDOMNode *parent = ParentNode();
   return parent ? TVnDOMNodeListBase::NextIn(parent->FChildren, this) : nullptr;
