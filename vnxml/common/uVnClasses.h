@@ -576,10 +576,15 @@ class TVnNodePages {
   static inline void Release(void *AObject, std::size_t ASize) noexcept;
   // Room from the pages of the load that runs on this thread, or null when no load runs or
   // ASize does not fit a page; Release gives it back.
-  static void *CutIfLoading(std::size_t ASize);
+  static void *CutIfLoading(std::size_t ASize) {
+    TVnNodePages *pages = tCurrent;
+    if (!pages) return nullptr;
+    if (void *room = pages->TakeInline(ASize, false)) return room;
+    return pages->Cut(ASize, false);
+  }
   // Whether a load (or an edit use, below) runs on this thread, so that CutIfLoading gives
   // room from pages: the nodes and their child arrays then share pages.
-  static bool Loading() noexcept;
+  static bool Loading() noexcept { return tCurrent != nullptr; }
 
   // While one lives and no load runs on the thread, nodes are cut from the thread's edit pages:
   // for a caller that makes a few nodes at a time, many times over (the elements a path
@@ -619,19 +624,22 @@ class TVnNodePages {
     if (AText) return FNext;
     return FNext + (~reinterpret_cast<std::uintptr_t>(FNext) & sizeof(void *));
   }
+  // Inline, the common case of room that fits the page in use: a size known where a node is made
+  // turns this into a few instructions. Null when the room does not fit, and always in the
+  // address sanitizer build, which takes the general way that marks the room as usable.
+  void *TakeInline([[maybe_unused]] std::size_t ASize, [[maybe_unused]] bool AText) noexcept {
+#if !defined(__SANITIZE_ADDRESS__)
+    const std::size_t slot = SlotFor(ASize, AText);
+    Byte *word = SlotStart(AText);
+    if (slot <= cLargestSlot && static_cast<std::ptrdiff_t>(slot) <= FEnd - word)
+      return TakeSlot(word, slot);
+#endif
+    return nullptr;
+  }
   template <bool AText>
   static void *AllocateAs(std::size_t ASize) {
-#if !defined(__SANITIZE_ADDRESS__)
-    // Inline, the common case of room that fits the page in use: a size known where a node is
-    // made turns this into a few instructions. (The address sanitizer build takes the general
-    // way, which marks the room as usable.)
-    if (TVnNodePages *pages = tCurrent) {
-      const std::size_t slot = SlotFor(ASize, AText);
-      Byte *word = pages->SlotStart(AText);
-      if (slot <= cLargestSlot && static_cast<std::ptrdiff_t>(slot) <= pages->FEnd - word)
-        return pages->TakeSlot(word, slot);
-    }
-#endif
+    if (TVnNodePages *pages = tCurrent)
+      if (void *room = pages->TakeInline(ASize, AText)) return room;
     return AllocateOther(ASize, AText);
   }
   // Takes the slot of ASlot bytes at AWord on the page in use, which has room for it: the page

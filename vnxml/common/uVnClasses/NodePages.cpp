@@ -194,15 +194,6 @@ void *TVnNodePages::AllocateOther(std::size_t ASize, bool AText) {
   return object;
 }
 
-bool TVnNodePages::Loading() noexcept {
-  return tCurrent != nullptr;
-}
-
-void *TVnNodePages::CutIfLoading(std::size_t ASize) {
-  TVnNodePages *pages = tCurrent;
-  return pages ? pages->Cut(ASize, false) : nullptr;
-}
-
 void TVnNodePages::ReleaseOther(void *AObject, std::size_t ASize) noexcept {
   if (!AObject) return;
   TVnNodePages::TPage *page = PageOf(AObject);

@@ -160,9 +160,12 @@ class TProgramCache {
   std::vector<std::unique_ptr<TVnPathProgram>> FSpare;
 };
 
-// The nodes a path selects from ANode with the options, after the checks of the options.
-std::vector<TVnDOMNode *> Select(TVnDOMNode *ANode, const UnicodeString &APath,
-                                 TVnDOMSelectOptions AOptions, bool AFirstOnly) {
+// The nodes a path selects from ANode with the options, after the checks of the options, into
+// AFound (empty). The entry points borrow AFound from the thread's pool, so that a call does not
+// take a list from the heap each time.
+using TFoundNodes = dom::TPooled<std::vector<TVnDOMNode *>>;
+void Select(TVnDOMNode *ANode, const UnicodeString &APath, TVnDOMSelectOptions AOptions,
+            bool AFirstOnly, std::vector<TVnDOMNode *> &AFound) {
   CheckSelectOptions(AOptions);
   TProgramCache &cache = TProgramCache::OfThread();
   TVnPathProgram *program = cache.Lease(APath, LocalNameOf(ANode, AOptions),
@@ -172,9 +175,7 @@ std::vector<TVnDOMNode *> Select(TVnDOMNode *ANode, const UnicodeString &APath,
     TVnPathProgram *Program;
     ~TGiveBack() { Cache.Return(Program); }
   } giveBack{cache, program};
-  std::vector<TVnDOMNode *> found;
-  program->Run(ANode, found, AFirstOnly);
-  return found;
+  program->Run(ANode, AFound, AFirstOnly);
 }
 
 // A new list of class L that holds the nodes, each checked to be a T.
@@ -543,9 +544,9 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode, TS
         AStep.Group = std::make_unique<TVnPathProgram>(AStep.GroupPath, AProgram.LocalName,
                                                        AProgram.Create, collation);
       }
-      std::vector<TVnDOMNode *> found;
-      AStep.Group->Run(ANode, found, false, AProgram.Created);
-      for (TVnDOMNode *n : found) ACandidates.Add(n);
+      TFoundNodes found;
+      AStep.Group->Run(ANode, *found, false, AProgram.Created);
+      for (TVnDOMNode *n : *found) ACandidates.Add(n);
       return;
     }
     case TVnPathStep::skChildren:
@@ -805,8 +806,9 @@ void TVnPathProgram::Run(TVnDOMNode *ANode, std::vector<TVnDOMNode *> &AFound, b
 // The entry points
 
 TVnDOMNode *TVnDOMNode::SelectSingleNode(const UnicodeString &APath, TVnDOMSelectOptions AOptions) {
-  const std::vector<TVnDOMNode *> found = Select(this, APath, AOptions, true);
-  if (!found.empty()) return found.front();
+  TFoundNodes found;
+  Select(this, APath, AOptions, true, *found);
+  if (!found->empty()) return found->front();
   if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoNodeForPath, {APath});
   if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
   return nullptr;
@@ -814,12 +816,13 @@ TVnDOMNode *TVnDOMNode::SelectSingleNode(const UnicodeString &APath, TVnDOMSelec
 
 TVnDOMNodeList *TVnDOMNode::CreateNodeList(const UnicodeString &APath,
                                            TVnDOMSelectOptions AOptions) {
-  const std::vector<TVnDOMNode *> found = Select(this, APath, AOptions, false);
-  if (found.empty()) {
+  TFoundNodes found;
+  Select(this, APath, AOptions, false, *found);
+  if (found->empty()) {
     if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoNodesForPath, {APath});
     if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
   }
-  return MakeList<TVnDOMNodeList, TVnDOMNode>(found);
+  return MakeList<TVnDOMNodeList, TVnDOMNode>(*found);
 }
 
 TVnDOMElement *TVnDOMElement::SelectSingleElement(const UnicodeString &APath,
@@ -829,12 +832,13 @@ TVnDOMElement *TVnDOMElement::SelectSingleElement(const UnicodeString &APath,
 
 TVnDOMElementList *TVnDOMElement::CreateElementList(const UnicodeString &APath,
                                                     TVnDOMSelectOptions AOptions) {
-  const std::vector<TVnDOMNode *> found = Select(this, APath, AOptions, false);
-  if (found.empty()) {
+  TFoundNodes found;
+  Select(this, APath, AOptions, false, *found);
+  if (found->empty()) {
     if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoElementsForPath, {APath});
     if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
   }
-  return MakeList<TVnDOMElementList, TVnDOMElement>(found);
+  return MakeList<TVnDOMElementList, TVnDOMElement>(*found);
 }
 
 TVnDOMElementList *TVnDOMDocument::CreateElementList(const UnicodeString &APath,
