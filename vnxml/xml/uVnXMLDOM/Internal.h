@@ -342,10 +342,16 @@ class TPooled {
     return item;
   }
   static void Empty(TVnDOMObjectList &AList) noexcept { AList.Clear(); }
+  // A list grown large (the result of a selection over a big document) gives its storage back
+  // rather than hold it for the thread's life.
   template <class U>
   static void Empty(std::vector<U> &AList) noexcept {
-    AList.clear();
+    if (AList.capacity() > cKeptCapacity)
+      std::vector<U>().swap(AList);
+    else
+      AList.clear();
   }
+  static constexpr std::size_t cKeptCapacity = 4096;
 
   std::unique_ptr<T> FItem;
 };
