@@ -1188,7 +1188,9 @@ class TVnDOMNode : public TVnDOMObject {
 
   // The namespace URI the node keeps for itself while no parent resolves it; few nodes have one.
   // Once it has held text the record stays, so a reference to the text stays valid.
-  const UnicodeString &StoredNamespaceURI() const noexcept;
+  const UnicodeString &StoredNamespaceURI() const noexcept {
+    return FRare ? RareNamespaceURI() : cNoNamespaceURI;
+  }
   void SetStoredNamespaceURI(const UnicodeString &AURI);
   void ClearStoredNamespaceURI() noexcept;
 
@@ -1208,6 +1210,8 @@ class TVnDOMNode : public TVnDOMObject {
   // What few nodes have: the kept namespace URI, the parse events, the list object of the
   // children. One pointer wide while no node needs it.
   struct TRare;
+  static inline const UnicodeString cNoNamespaceURI;
+  const UnicodeString &RareNamespaceURI() const noexcept;
   TRare &Rare();
   // The document whose root this node was until it left the document's children, if the node
   // is that document's departed root.

@@ -634,7 +634,7 @@ void TVnDOMElement::TakeParentSettings(TVnDOMObject *AParent, bool AFreshParent)
       _SetPreseveSpace(inherited);
     }
   }
-  if (AFreshParent && AParent && FRare && !StoredNamespaceURI().empty())
+  if (AFreshParent && AParent && !StoredNamespaceURI().empty())
     SetNamespaceURI(StoredNamespaceURI());
 }
 

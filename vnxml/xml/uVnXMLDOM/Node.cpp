@@ -237,9 +237,8 @@ TVnDOMNode::TRare &TVnDOMNode::Rare() {
   return *FRare;
 }
 
-const UnicodeString &TVnDOMNode::StoredNamespaceURI() const noexcept {
-  static const UnicodeString none;
-  return FRare ? FRare->NamespaceURI : none;
+const UnicodeString &TVnDOMNode::RareNamespaceURI() const noexcept {
+  return FRare->NamespaceURI;
 }
 
 void TVnDOMNode::SetStoredNamespaceURI(const UnicodeString &AURI) {

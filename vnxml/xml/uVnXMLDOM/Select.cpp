@@ -814,15 +814,27 @@ TVnDOMNode *TVnDOMNode::SelectSingleNode(const UnicodeString &APath, TVnDOMSelec
   return nullptr;
 }
 
-TVnDOMNodeList *TVnDOMNode::CreateNodeList(const UnicodeString &APath,
-                                           TVnDOMSelectOptions AOptions) {
+namespace {
+
+// The list of class L of every node the path selects, each checked to be a T; none raises
+// ANoneMessage under soRaise.
+template <class L, class T>
+L *SelectList(TVnDOMNode *ANode, const UnicodeString &APath, TVnDOMSelectOptions AOptions,
+              const char16_t *ANoneMessage) {
   TFoundNodes found;
-  Select(this, APath, AOptions, false, *found);
+  Select(ANode, APath, AOptions, false, *found);
   if (found->empty()) {
-    if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoNodesForPath, {APath});
+    if (AOptions.Contains(soRaise)) throw EVnDomNotFound(ANoneMessage, {APath});
     if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
   }
-  return MakeList<TVnDOMNodeList, TVnDOMNode>(*found);
+  return MakeList<L, T>(*found);
+}
+
+}  // namespace
+
+TVnDOMNodeList *TVnDOMNode::CreateNodeList(const UnicodeString &APath,
+                                           TVnDOMSelectOptions AOptions) {
+  return SelectList<TVnDOMNodeList, TVnDOMNode>(this, APath, AOptions, cNoNodesForPath);
 }
 
 TVnDOMElement *TVnDOMElement::SelectSingleElement(const UnicodeString &APath,
@@ -832,13 +844,7 @@ TVnDOMElement *TVnDOMElement::SelectSingleElement(const UnicodeString &APath,
 
 TVnDOMElementList *TVnDOMElement::CreateElementList(const UnicodeString &APath,
                                                     TVnDOMSelectOptions AOptions) {
-  TFoundNodes found;
-  Select(this, APath, AOptions, false, *found);
-  if (found->empty()) {
-    if (AOptions.Contains(soRaise)) throw EVnDomNotFound(cNoElementsForPath, {APath});
-    if (AOptions.Contains(soCreate)) throw EVnDomNotFound(cTooComplex, {APath});
-  }
-  return MakeList<TVnDOMElementList, TVnDOMElement>(*found);
+  return SelectList<TVnDOMElementList, TVnDOMElement>(this, APath, AOptions, cNoElementsForPath);
 }
 
 TVnDOMElementList *TVnDOMDocument::CreateElementList(const UnicodeString &APath,
