@@ -122,6 +122,11 @@ TEST(SaxEvents, NamespaceScopes) {
   ExpectEvents(u"<a xmlns:p='1' xmlns:p='2'><p:b/></a>",
                {"SD", "SPM(p,1)", "SPM(p,2)", "SE(,a,a)[p,xmlns:p,=1;p,xmlns:p,=2]", "SE(2,b,p:b)",
                 "EE(2,b,p:b)", "EE(,a,a)", "EPM(p)", "EPM(p)", "ED"});
+  // The default namespace comes and goes with its element, around and between prefixed names.
+  ExpectEvents(u"<a xmlns:p='1'><b xmlns='u'><p:c/><c/></b><d/><P:e/></a>",
+               {"SD", "SPM(p,1)", "SE(,a,a)[p,xmlns:p,=1]", "SPM(,u)", "SE(u,b,b)[xmlns,xmlns,=u]",
+                "SE(1,c,p:c)", "EE(1,c,p:c)", "SE(u,c,c)", "EE(u,c,c)", "EE(u,b,b)", "EPM()",
+                "SE(,d,d)", "EE(,d,d)", "SE(1,e,P:e)", "EE(1,e,P:e)", "EE(,a,a)", "EPM(p)", "ED"});
   // The URI of an end tag is what its prefix resolves to at that moment.
   ExpectEvents(u"<a xmlns:p='1' xmlns:q='2'><p:b></q:b></a>",
                {"SD", "SPM(p,1)", "SPM(q,2)", "SE(,a,a)[p,xmlns:p,=1;q,xmlns:q,=2]", "SE(1,b,p:b)",

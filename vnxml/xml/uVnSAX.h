@@ -332,9 +332,17 @@ class TVnSAXNamespaceList : public TObject {
   // Appends a record, then reports StartPrefixMapping(APrefix, AURI).
   void AddURI(Integer ALevel, const VnXMLString &APrefix, const VnXMLString &AURI);
   // The newest record of that prefix, nil when there is none.
-  PVnSAXNamespace GetNamespace(const VnXMLString &APrefix);
+  PVnSAXNamespace GetNamespace(const VnXMLString &APrefix) {
+    const TKept &kept = FKept[APrefix.empty() ? 0 : 1];
+    if (kept.Valid && (kept.Found ? SpelledAs(kept.Found->Prefix, APrefix) : APrefix.empty()))
+      return kept.Found;
+    return FindNamespace(APrefix);
+  }
   // The URI of that record; empty when there is none.
-  const VnXMLString &GetURI(const VnXMLString &APrefix);
+  const VnXMLString &GetURI(const VnXMLString &APrefix) {
+    PVnSAXNamespace ns = GetNamespace(APrefix);
+    return ns ? ns->URI : cNoURI;
+  }
   // From the newest record to the oldest: each record of level ALevel or deeper is reported
   // with EndPrefixMapping and removed. Records of lower levels stay.
   void RemoveLevel(Integer ALevel) {
@@ -346,8 +354,28 @@ class TVnSAXNamespaceList : public TObject {
 
  private:
   void RemoveLevelFrom(Integer ALevel);
+  PVnSAXNamespace FindNamespace(const VnXMLString &APrefix);
+  // The same characters, case included: prefixes are short, so a plain loop.
+  static bool SpelledAs(const VnXMLString &A, const VnXMLString &B) noexcept {
+    if (A.size() != B.size()) return false;
+    for (std::size_t i = 0; i < A.size(); ++i)
+      if (A[i] != B[i]) return false;
+    return true;
+  }
+  static inline const VnXMLString cNoURI;
+  // Forgets the answers kept by GetNamespace: the list has changed.
+  void Changed() noexcept { FKept[0].Valid = FKept[1].Valid = false; }
   TVnSAXReader *FOwner;
   std::vector<std::unique_ptr<TVnSAXNamespace>> FList;
+  // The last answer of GetNamespace for the empty prefix ([0]) and for a prefix ([1]): a
+  // document names the same one or two prefixes on tag after tag, and the list changes only
+  // where a declaration comes or goes. A record found holds while it still spells the prefix
+  // asked for exactly; "none" holds for the empty prefix only.
+  struct TKept {
+    bool Valid = false;
+    PVnSAXNamespace Found = nullptr;
+  };
+  TKept FKept[2];
   // The deepest level of a record: RemoveLevel of a deeper level has nothing to do.
   Integer FMaxLevel = std::numeric_limits<Integer>::min();
 };

@@ -1,5 +1,6 @@
 // The attribute list handed to StartElement, and the namespace scope list.
 #include <algorithm>
+#include <cstring>
 
 #include "vnxml/xml/uVnSAX.h"
 
@@ -87,16 +88,25 @@ PVnSAXXMAttribute TVnSAXXMAttributes::FindIndex(Integer AIdx) {
   return nullptr;
 }
 
+namespace {
+// SameText, with the common answers inline: texts of other lengths differ, and a name asked for
+// is mostly spelt as the document spells it.
+inline bool SameName(const VnXMLString &A, const VnXMLString &B) {
+  return A.size() == B.size() &&
+         (std::memcmp(A.data(), B.data(), A.size() * sizeof(char16_t)) == 0 || SameText(A, B));
+}
+}  // namespace
+
 PVnSAXXMAttribute TVnSAXXMAttributes::FindQName(const VnXMLString &AQName) {
   for (FCurrent = FFirst; FCurrent; FCurrent = FCurrent->Next)
-    if (SameText(FCurrent->QName, AQName)) return FCurrent;
+    if (SameName(FCurrent->QName, AQName)) return FCurrent;
   return nullptr;
 }
 
 PVnSAXXMAttribute TVnSAXXMAttributes::FindPair(const VnXMLString &AURI,
                                                const VnXMLString &ALocalName, bool AAnyURI) {
   for (FCurrent = FFirst; FCurrent; FCurrent = FCurrent->Next)
-    if (SameText(FCurrent->LocalName, ALocalName) && (AAnyURI || SameText(FCurrent->URI, AURI)))
+    if (SameName(FCurrent->LocalName, ALocalName) && (AAnyURI || SameName(FCurrent->URI, AURI)))
       return FCurrent;
   return nullptr;
 }
@@ -183,23 +193,24 @@ void TVnSAXNamespaceList::AddURI(Integer ALevel, const VnXMLString &APrefix,
   ns->Prefix = APrefix;
   ns->URI = AURI;
   FList.push_back(std::move(ns));
+  Changed();
   FMaxLevel = std::max(FMaxLevel, ALevel);
   if (DelphiInterface<IVnSAXContentHandler> h = FOwner->GetContentHandler())
     h->StartPrefixMapping(APrefix, AURI);
 }
 
-PVnSAXNamespace TVnSAXNamespaceList::GetNamespace(const VnXMLString &APrefix) {
+PVnSAXNamespace TVnSAXNamespaceList::FindNamespace(const VnXMLString &APrefix) {
+  TKept &kept = FKept[APrefix.empty() ? 0 : 1];
+  PVnSAXNamespace found = nullptr;
   for (auto it = FList.rbegin(); it != FList.rend(); ++it)
     if ((*it)->Prefix.size() == APrefix.size() &&
-        (APrefix.empty() || SameText((*it)->Prefix, APrefix)))
-      return it->get();
-  return nullptr;
-}
-
-const VnXMLString &TVnSAXNamespaceList::GetURI(const VnXMLString &APrefix) {
-  static const VnXMLString empty;
-  PVnSAXNamespace ns = GetNamespace(APrefix);
-  return ns ? ns->URI : empty;
+        (APrefix.empty() || SameText((*it)->Prefix, APrefix))) {
+      found = it->get();
+      break;
+    }
+  kept.Valid = true;
+  kept.Found = found;
+  return found;
 }
 
 void TVnSAXNamespaceList::RemoveLevelFrom(Integer ALevel) {
@@ -208,7 +219,10 @@ void TVnSAXNamespaceList::RemoveLevelFrom(Integer ALevel) {
     // The record goes only once its handler has seen the event.
     if (DelphiInterface<IVnSAXContentHandler> h = FOwner->GetContentHandler())
       h->EndPrefixMapping(FList[i]->Prefix);
-    if (i < FList.size()) FList.erase(FList.begin() + static_cast<std::ptrdiff_t>(i));
+    if (i < FList.size()) {
+      FList.erase(FList.begin() + static_cast<std::ptrdiff_t>(i));
+      Changed();
+    }
   }
   FMaxLevel = std::numeric_limits<Integer>::min();
   for (const auto &ns : FList) FMaxLevel = std::max(FMaxLevel, ns->Level);
@@ -216,6 +230,7 @@ void TVnSAXNamespaceList::RemoveLevelFrom(Integer ALevel) {
 
 void TVnSAXNamespaceList::Clear() {
   FList.clear();
+  Changed();
   FMaxLevel = std::numeric_limits<Integer>::min();
 }
 

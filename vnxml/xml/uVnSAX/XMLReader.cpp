@@ -61,13 +61,18 @@ bool IsXmlns(const VnXMLString &AName) noexcept {
   return true;
 }
 
-// Drops the characters up to blank at both ends, as Trim does, in place.
-void TrimInPlace(VnXMLString &AText) {
+// Drops the characters up to blank at both ends, as Trim does, in place. Names rarely have any:
+// the test of both ends is inline, the trim itself is not.
+[[gnu::noinline]] void TrimEnds(VnXMLString &AText) {
   std::size_t b = 0, e = AText.size();
   while (e > 0 && AText[e - 1] <= u' ') --e;
   while (b < e && AText[b] <= u' ') ++b;
   if (e != AText.size()) AText.resize(e);
   if (b > 0) AText.erase(0, b);
+}
+inline void TrimInPlace(VnXMLString &AText) {
+  if (!AText.empty() && AText.front() > u' ' && AText.back() > u' ') return;
+  TrimEnds(AText);
 }
 
 // The handler of a call is held for the length of the call, so that a handler that re-points

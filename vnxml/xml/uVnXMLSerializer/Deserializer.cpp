@@ -82,7 +82,13 @@ const TVnTypeInfo *TypeByQualifiedName(const UnicodeString &AName) {
 }
 
 bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
-  return AAttribute->URI.find(u"www.w3.org") != UnicodeString::npos;
+  // The schema instance's URI, that of xsi:type, first: nearly every attribute the writer puts
+  // on an element has it.
+  static const UnicodeStringView cXSI = cVnXSINamespaceURI;
+  const VnXMLString &uri = AAttribute->URI;
+  return (uri.size() == cXSI.size() &&
+          std::memcmp(uri.data(), cXSI.data(), cXSI.size() * sizeof(char16_t)) == 0) ||
+         uri.find(u"www.w3.org") != UnicodeString::npos;
 }
 
 // True when an attribute of the list is one that the replay gives as a member (xsi:type and
@@ -281,7 +287,11 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
   }
   if (FLevel == 1) {
     FCanDeserialize = desNo;
-    FURI = AUri;
+    // The members of a document mostly share one namespace: its URI is copied only when it
+    // changes.
+    if (FURI.size() != AUri.size() ||
+        std::memcmp(FURI.data(), AUri.data(), AUri.size() * sizeof(char16_t)) != 0)
+      FURI = AUri;
     FLocalName = ALocalName;
     FAttribs = AAttributes;
     if (IsArraySerializer()) {
