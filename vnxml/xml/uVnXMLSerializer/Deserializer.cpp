@@ -84,7 +84,7 @@ const TVnTypeInfo *TypeByQualifiedName(const UnicodeString &AName) {
 bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
   // The schema instance's URI, that of xsi:type, first: nearly every attribute the writer puts
   // on an element has it.
-  static const UnicodeStringView cXSI = cVnXSINamespaceURI;
+  static constexpr UnicodeStringView cXSI = cVnXSINamespaceURI;
   const VnXMLString &uri = AAttribute->URI;
   return (uri.size() == cXSI.size() &&
           std::memcmp(uri.data(), cXSI.data(), cXSI.size() * sizeof(char16_t)) == 0) ||
