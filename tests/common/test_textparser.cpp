@@ -259,6 +259,36 @@ TEST(TextParserTest, MalformedUtf8BecomesReplacementCharacters) {
   p->Free();
 }
 
+TEST(TextParserTest, Utf8TextOfAnyLengthConvertsWhereverItsFirstNonAsciiByteStands) {
+  // ASCII is widened in blocks, the last block overlapping the one before: every length up to
+  // three blocks, with a two-byte character or a malformed byte at every place or nowhere, into
+  // one reused string, so that it grows and shrinks between the texts.
+  UnicodeString into;
+  for (std::size_t n = 1; n <= 40; ++n) {
+    for (std::size_t at = 0; at <= n; ++at) {
+      for (const bool malformed : {false, true}) {
+        std::string bytes;
+        UnicodeString expected;
+        for (std::size_t i = 0; i < n; ++i) {
+          if (i == at) {
+            bytes += malformed ? "\xFF" : "\xC3\xA9";
+            expected += malformed ? u'\uFFFD' : u'\u00e9';
+          } else {
+            bytes += static_cast<char>('a' + i % 26);
+            expected += static_cast<char16_t>(u'a' + i % 26);
+          }
+        }
+        TVnTextParser *p = New<TVnTextParser>(bytes.data(), bytes.size(), CP_UTF8);
+        p->SetMark(tpMark1);
+        while (!p->Eof()) p->NextChar();
+        p->SelectedTo(tpMark1, tpCurrent, false, into);
+        EXPECT_EQ(into, expected) << "length " << n << ", other at " << at;
+        p->Free();
+      }
+    }
+  }
+}
+
 TEST(TextParserTest, LoneSurrogatesInUtf16PassThroughUnchanged) {
   UnicodeString text = u"x";
   text.push_back(static_cast<char16_t>(0xDC00));

@@ -527,6 +527,10 @@ class TVnTextParser : public TVnObject {
   Int64 MarkPos(TVnTextParserPosType APos) const;
   UnicodeString Convert(const Byte *AFrom, const Byte *ATo);
   void ConvertTo(const Byte *AFrom, const Byte *ATo, UnicodeString &ADest);
+  // ConvertTo for all but UTF-8 text that is ASCII throughout; in UTF-8, the first AAscii bytes
+  // are already in ADest, which holds ATo - AFrom units.
+  [[gnu::noinline]] void ConvertOther(const Byte *AFrom, const Byte *ATo, std::size_t AAscii,
+                                      UnicodeString &ADest);
   void SelectedToSlow(TVnTextParserPosType AStart, TVnTextParserPosType AEnd, bool AClear,
                       UnicodeString &ADest);
   [[noreturn]] static void RaiseBadMark();

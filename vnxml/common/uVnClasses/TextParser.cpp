@@ -68,36 +68,63 @@ inline Int64 CountUTF8Starts(const Byte *AP, const Byte *AE) noexcept {
   return n - cont;
 }
 
-// Widens the leading bytes below 128 of the range to UTF-16, sixteen at a time where the
-// processor has SSE2; returns how many there were.
-inline std::size_t WidenASCII(const Byte *AFrom, char16_t *ATo, std::size_t ACount) noexcept {
+// Widens bytes below 128 one at a time from the start of the range; returns how many there were.
+inline std::size_t WidenASCIIBytes(const Byte *AFrom, char16_t *ATo, std::size_t ACount) noexcept {
   std::size_t k = 0;
-#if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
-  for (; k + 16 <= ACount; k += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(AFrom + k));
-    if (_mm_movemask_epi8(v) != 0) break;
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k), _mm_unpacklo_epi8(v, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k + 8), _mm_unpackhi_epi8(v, zero));
-  }
-  if (k + 8 <= ACount) {
-    const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(AFrom + k));
-    if (_mm_movemask_epi8(v) == 0) {
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k), _mm_unpacklo_epi8(v, zero));
-      k += 8;
-    }
-  }
-#endif
-  if (k + 4 <= ACount) {
-    std::uint32_t w;
-    std::memcpy(&w, AFrom + k, 4);
-    if (!(w & 0x80808080u)) {
-      for (int j = 0; j < 4; ++j) ATo[k + j] = AFrom[k + j];
-      k += 4;
-    }
-  }
   for (; k < ACount && AFrom[k] < 0x80; ++k) ATo[k] = AFrom[k];
   return k;
+}
+
+// Widens the leading bytes below 128 of the range to UTF-16; returns how many there were. Blocks
+// of sixteen bytes where the processor has SSE2, of eight or of four otherwise. The bytes left
+// behind the last whole block are taken as one more block that ends with the range, overlapping
+// bytes already widened (they are ASCII, so widening them again changes nothing): most texts
+// read are short names, which this takes without a loop over their bytes.
+inline std::size_t WidenASCII(const Byte *AFrom, char16_t *ATo, std::size_t ACount) noexcept {
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  if (ACount >= 16) {
+    std::size_t k = 0;
+    for (; k + 16 <= ACount; k += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(AFrom + k));
+      if (_mm_movemask_epi8(v) != 0) return k + WidenASCIIBytes(AFrom + k, ATo + k, ACount - k);
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k), _mm_unpacklo_epi8(v, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + k + 8), _mm_unpackhi_epi8(v, zero));
+    }
+    if (k == ACount) return k;
+    const std::size_t t = ACount - 16;
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(AFrom + t));
+    if (_mm_movemask_epi8(v) != 0) return k + WidenASCIIBytes(AFrom + k, ATo + k, ACount - k);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + t), _mm_unpacklo_epi8(v, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + t + 8), _mm_unpackhi_epi8(v, zero));
+    return ACount;
+  }
+  if (ACount >= 8) {
+    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(AFrom));
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(AFrom + ACount - 8));
+    if (_mm_movemask_epi8(_mm_or_si128(a, b)) != 0) return WidenASCIIBytes(AFrom, ATo, ACount);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo), _mm_unpacklo_epi8(a, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(ATo + ACount - 8), _mm_unpacklo_epi8(b, zero));
+    return ACount;
+  }
+#endif
+  if (ACount >= 4) {
+    std::size_t k = 0;
+    for (; k + 4 <= ACount; k += 4) {
+      std::uint32_t w;
+      std::memcpy(&w, AFrom + k, 4);
+      if (w & 0x80808080u) return k + WidenASCIIBytes(AFrom + k, ATo + k, ACount - k);
+      for (int j = 0; j < 4; ++j) ATo[k + j] = AFrom[k + j];
+    }
+    if (k == ACount) return k;
+    const std::size_t t = ACount - 4;
+    std::uint32_t w;
+    std::memcpy(&w, AFrom + t, 4);
+    if (w & 0x80808080u) return k + WidenASCIIBytes(AFrom + k, ATo + k, ACount - k);
+    for (int j = 0; j < 4; ++j) ATo[t + j] = AFrom[t + j];
+    return ACount;
+  }
+  return WidenASCIIBytes(AFrom, ATo, ACount);
 }
 
 // Decodes well-formed UTF-8 into AOut, which has room for ASize units; false at the first
@@ -802,6 +829,23 @@ UnicodeString TVnTextParser::Convert(const Byte *AFrom, const Byte *ATo) {
 }
 
 void TVnTextParser::ConvertTo(const Byte *AFrom, const Byte *ATo, UnicodeString &ADest) {
+  // Every byte of UTF-8 gives at most one UTF-16 unit, a malformed one included (U+FFFD), and
+  // ASCII, the common case, gives exactly one: the string takes that size at once, the leading
+  // ASCII is widened in the same pass that looks for the end of it, and only text beyond ASCII
+  // is cut to its length afterwards. That common case is all this part does, so that the calls
+  // for short names stay cheap; everything else is ConvertOther's.
+  const std::size_t n = static_cast<std::size_t>(ATo - AFrom);
+  std::size_t ascii = 0;
+  if (FCharSetType == cstU && n != 0) {
+    if (ADest.size() != n) ADest.resize(n);
+    ascii = WidenASCII(AFrom, ADest.data(), n);
+    if (ascii == n) return;
+  }
+  ConvertOther(AFrom, ATo, ascii, ADest);
+}
+
+void TVnTextParser::ConvertOther(const Byte *AFrom, const Byte *ATo, std::size_t AAscii,
+                                 UnicodeString &ADest) {
   const std::size_t n = static_cast<std::size_t>(ATo - AFrom);
   if (n == 0) {
     ADest.clear();
@@ -814,14 +858,8 @@ void TVnTextParser::ConvertTo(const Byte *AFrom, const Byte *ATo, UnicodeString 
       return;
     }
     case cstU: {
-      // Every byte gives at most one UTF-16 unit, a malformed one included (U+FFFD), and ASCII,
-      // the common case, gives exactly one: the string takes that size at once, the leading
-      // ASCII is widened in the same pass that looks for the end of it, and only text beyond
-      // ASCII is cut to its length afterwards.
-      if (ADest.size() != n) ADest.resize(n);
       char16_t *d = ADest.data();
-      const std::size_t ascii = WidenASCII(AFrom, d, n);
-      if (ascii == n) return;
+      const std::size_t ascii = AAscii;
       std::size_t len = 0;
       if (DecodeWellFormedUTF8(AFrom + ascii, n - ascii, d + ascii, len)) {
         ADest.resize(ascii + len);
