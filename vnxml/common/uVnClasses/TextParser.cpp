@@ -76,10 +76,11 @@ inline std::size_t WidenASCIIBytes(const Byte *AFrom, char16_t *ATo, std::size_t
 }
 
 // Widens the leading bytes below 128 of the range to UTF-16; returns how many there were. Blocks
-// of sixteen bytes where the processor has SSE2, of eight or of four otherwise. The bytes left
-// behind the last whole block are taken as one more block that ends with the range, overlapping
-// bytes already widened (they are ASCII, so widening them again changes nothing): most texts
-// read are short names, which this takes without a loop over their bytes.
+// of sixteen bytes where the processor has SSE2 (eight for a text of 8 to 15 bytes), of four
+// otherwise and for a text of 4 to 7 bytes. The bytes left behind the last whole block are
+// taken as one more block that ends with the range, overlapping bytes already widened (they are
+// ASCII, so widening them again changes nothing): most texts read are short names, which this
+// takes without a loop over their bytes.
 inline std::size_t WidenASCII(const Byte *AFrom, char16_t *ATo, std::size_t ACount) noexcept {
 #if defined(__SSE2__)
   const __m128i zero = _mm_setzero_si128();
