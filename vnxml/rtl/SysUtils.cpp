@@ -93,8 +93,8 @@ Integer CompareText(UnicodeStringView A, UnicodeStringView B) {
   return static_cast<Integer>(A.size()) - static_cast<Integer>(B.size());
 }
 
-bool SameText(UnicodeStringView A, UnicodeStringView B) {
-  return A.size() == B.size() && SameTextPart(A, B);
+bool detail::SameTextFolded(UnicodeStringView A, UnicodeStringView B) noexcept {
+  return SameTextPart(A, B);
 }
 
 Integer CompareStr(UnicodeStringView A, UnicodeStringView B) {
@@ -102,10 +102,6 @@ Integer CompareStr(UnicodeStringView A, UnicodeStringView B) {
   for (std::size_t i = 0; i < n; ++i)
     if (A[i] != B[i]) return static_cast<Integer>(A[i]) - static_cast<Integer>(B[i]);
   return static_cast<Integer>(A.size()) - static_cast<Integer>(B.size());
-}
-
-bool SameStr(UnicodeStringView A, UnicodeStringView B) {
-  return A == B;
 }
 
 UnicodeString Trim(UnicodeStringView S) {

@@ -1,6 +1,7 @@
 // Exceptions, Format, text and number conversions of the run-time.
 #pragma once
 
+#include <cstring>
 #include <exception>
 #include <initializer_list>
 #include <span>
@@ -338,9 +339,22 @@ UnicodeString ASCIIToString(std::string_view AText);
 UnicodeString UpperCase(UnicodeStringView S);                   // a-z only
 UnicodeString LowerCase(UnicodeStringView S);                   // A-Z only
 Integer CompareText(UnicodeStringView A, UnicodeStringView B);  // ASCII case folded
-bool SameText(UnicodeStringView A, UnicodeStringView B);
 Integer CompareStr(UnicodeStringView A, UnicodeStringView B);
-bool SameStr(UnicodeStringView A, UnicodeStringView B);
+// The same characters, case included, compared as bytes. Inline, like SameText: both answer the
+// name lookups of scanners and caches, mostly for short names.
+inline bool SameStr(UnicodeStringView A, UnicodeStringView B) noexcept {
+  return A.size() == B.size() &&
+         (A.empty() || std::memcmp(A.data(), B.data(), A.size() * sizeof(char16_t)) == 0);
+}
+namespace detail {
+// SameText of two texts of one length: ASCII letters folded.
+bool SameTextFolded(UnicodeStringView A, UnicodeStringView B) noexcept;
+}  // namespace detail
+// The same characters, ASCII letters folded. Texts compared without case are mostly the same to
+// the letter: those take no folding.
+inline bool SameText(UnicodeStringView A, UnicodeStringView B) {
+  return SameStr(A, B) || (A.size() == B.size() && detail::SameTextFolded(A, B));
+}
 UnicodeString Trim(UnicodeStringView S);  // drops characters <= blank at both ends
 UnicodeString TrimLeft(UnicodeStringView S);
 UnicodeString TrimRight(UnicodeStringView S);

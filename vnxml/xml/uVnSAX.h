@@ -334,7 +334,7 @@ class TVnSAXNamespaceList : public TObject {
   // The newest record of that prefix, nil when there is none.
   PVnSAXNamespace GetNamespace(const VnXMLString &APrefix) {
     const TKept &kept = FKept[APrefix.empty() ? 0 : 1];
-    if (kept.Valid && (kept.Found ? SpelledAs(kept.Found->Prefix, APrefix) : APrefix.empty()))
+    if (kept.Valid && (kept.Found ? SameStr(kept.Found->Prefix, APrefix) : APrefix.empty()))
       return kept.Found;
     return FindNamespace(APrefix);
   }
@@ -355,13 +355,6 @@ class TVnSAXNamespaceList : public TObject {
  private:
   void RemoveLevelFrom(Integer ALevel);
   PVnSAXNamespace FindNamespace(const VnXMLString &APrefix);
-  // The same characters, case included: prefixes are short, so a plain loop.
-  static bool SpelledAs(const VnXMLString &A, const VnXMLString &B) noexcept {
-    if (A.size() != B.size()) return false;
-    for (std::size_t i = 0; i < A.size(); ++i)
-      if (A[i] != B[i]) return false;
-    return true;
-  }
   static inline const VnXMLString cNoURI;
   // Forgets the answers kept by GetNamespace: the list has changed.
   void Changed() noexcept { FKept[0].Valid = FKept[1].Valid = false; }

@@ -1,6 +1,5 @@
 // TVnDeserializer: the reader's machine that every notation shares, and the entry functions of
 // reading.
-#include <cstring>
 
 #include "vnxml/common/uVnSerializer.h"
 #include "vnxml/common/uVnSerializer/Internal.h"
@@ -133,9 +132,7 @@ TMemberLookup FindMember(TRttiType *AType, const UnicodeString &AName, bool APro
                   (n ? AName[0] * 13 + AName[n - 1] * 17 + AName[n / 2] : 0);
   TEntry &e = cache[h & 511];
   const UInt64 generation = detail::RegistrationGeneration();
-  // Names compared as bytes: the character-by-character compare of char16_t strings is slower.
-  if (e.Type == AType && e.Name.size() == n &&
-      std::memcmp(e.Name.data(), AName.data(), n * sizeof(char16_t)) == 0 &&
+  if (e.Type == AType && SameStr(e.Name, AName) &&
       (e.MissGeneration == 0 || e.MissGeneration == generation))
     return e.Found;
   TMemberLookup found;

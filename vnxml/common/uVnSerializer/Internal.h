@@ -3,7 +3,6 @@
 
 #include <charconv>
 #include <cstddef>
-#include <cstring>
 #include <system_error>
 
 #include "vnxml/common/uVnTypes.h"
@@ -60,10 +59,7 @@ const TVnTypeInfo *CachedTypeInfo(const UnicodeString &AName) {
   const std::size_t n = AName.size();
   const std::size_t h = n * 7 + (n ? AName[n - 1] * 31 + AName[n / 2] * 5 + AName[0] : 0);
   TEntry &e = cache[h & (ASlots - 1)];
-  // Names compared as bytes: the character-by-character compare of char16_t strings is slower.
-  if (e.Type && e.Name.size() == n &&
-      std::memcmp(e.Name.data(), AName.data(), n * sizeof(char16_t)) == 0)
-    return e.Type;
+  if (e.Type && SameStr(e.Name, AName)) return e.Type;
   const TVnTypeInfo *type = TVnTypes::GetTypeInfo(AName, AKind, false);
   if (type) {
     e.Name = AName;

@@ -1,6 +1,5 @@
 // The attribute list handed to StartElement, and the namespace scope list.
 #include <algorithm>
-#include <cstring>
 
 #include "vnxml/xml/uVnSAX.h"
 
@@ -88,25 +87,16 @@ PVnSAXXMAttribute TVnSAXXMAttributes::FindIndex(Integer AIdx) {
   return nullptr;
 }
 
-namespace {
-// SameText, with the common answers inline: texts of other lengths differ, and a name asked for
-// is mostly spelt as the document spells it.
-inline bool SameName(const VnXMLString &A, const VnXMLString &B) {
-  return A.size() == B.size() &&
-         (std::memcmp(A.data(), B.data(), A.size() * sizeof(char16_t)) == 0 || SameText(A, B));
-}
-}  // namespace
-
 PVnSAXXMAttribute TVnSAXXMAttributes::FindQName(const VnXMLString &AQName) {
   for (FCurrent = FFirst; FCurrent; FCurrent = FCurrent->Next)
-    if (SameName(FCurrent->QName, AQName)) return FCurrent;
+    if (SameText(FCurrent->QName, AQName)) return FCurrent;
   return nullptr;
 }
 
 PVnSAXXMAttribute TVnSAXXMAttributes::FindPair(const VnXMLString &AURI,
                                                const VnXMLString &ALocalName, bool AAnyURI) {
   for (FCurrent = FFirst; FCurrent; FCurrent = FCurrent->Next)
-    if (SameName(FCurrent->LocalName, ALocalName) && (AAnyURI || SameName(FCurrent->URI, AURI)))
+    if (SameText(FCurrent->LocalName, ALocalName) && (AAnyURI || SameText(FCurrent->URI, AURI)))
       return FCurrent;
   return nullptr;
 }

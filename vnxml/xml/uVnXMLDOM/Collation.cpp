@@ -58,9 +58,7 @@ class TCollators {
   // differs: the characters that are not ignorable must be equal at every level, pair by pair.
   // Text beyond ASCII is left to the collator.
   bool Same(UnicodeStringView A, UnicodeStringView B, int ALevels) const {
-    if (A.size() == B.size() &&
-        (A.empty() || std::memcmp(A.data(), B.data(), A.size() * sizeof(char16_t)) == 0))
-      return true;
+    if (SameStr(A, B)) return true;
     const std::uint64_t *key = FKeys[ALevels == cCaseSensitive ? 1 : 0].data();
     // The walk of two equal runs of ASCII units is the same in both texts: it may start behind
     // the longest such run that they begin with.

@@ -86,9 +86,7 @@ bool IsW3CAttribute(const PVnSAXXMAttribute AAttribute) {
   // on an element has it.
   static constexpr UnicodeStringView cXSI = cVnXSINamespaceURI;
   const VnXMLString &uri = AAttribute->URI;
-  return (uri.size() == cXSI.size() &&
-          std::memcmp(uri.data(), cXSI.data(), cXSI.size() * sizeof(char16_t)) == 0) ||
-         uri.find(u"www.w3.org") != UnicodeString::npos;
+  return SameStr(uri, cXSI) || uri.find(u"www.w3.org") != UnicodeString::npos;
 }
 
 // True when an attribute of the list is one that the replay gives as a member (xsi:type and
@@ -289,9 +287,7 @@ void TVnXMLDeserializer::StartElement(const VnXMLString &AUri, const VnXMLString
     FCanDeserialize = desNo;
     // The members of a document mostly share one namespace: its URI is copied only when it
     // changes.
-    if (FURI.size() != AUri.size() ||
-        std::memcmp(FURI.data(), AUri.data(), AUri.size() * sizeof(char16_t)) != 0)
-      FURI = AUri;
+    if (!SameStr(FURI, AUri)) FURI = AUri;
     FLocalName = ALocalName;
     FAttribs = AAttributes;
     if (IsArraySerializer()) {
