@@ -746,6 +746,85 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
   EXPECT_EQ(g->GetAsJSON(), u"{\"b\": null}");
 }
 
+// A load keeps a member with a simple value as a record of name and value until the member is
+// asked for: names of every form (lengths around the word's eight, both widths, a backslash,
+// which a name keeps as read) among
+// members that hold containers, more than an object's own slots. Each must write the same before
+// and after its node is made, give the same node each time, be found by name with and without
+// case, and be deleted, edited and selected while still a record.
+TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
+  const std::vector<std::u16string> names = {u"",   u"a",       u"abcdefgh", u"abcdefghi",
+                                             u"\u00E9t\u00E9", u"\u0416", u"a\\nb", u"ob",
+                                             std::u16string(40, u'k'), u"ar", u"z"};
+  const std::u16string json =
+      u"{\"\":1,\"a\":\"x\",\"abcdefgh\":true,\"abcdefghi\":null,\"\u00E9t\u00E9\":\"\u0416\u0417"
+      u"\",\"\u0416\":-2.5e3,\"a\\nb\":\"" +
+      std::u16string(20, u'v') + u"\",\"ob\":{\"i\":2},\"" + std::u16string(40, u'k') +
+      u"\":\"\",\"ar\":[3],\"z\":0}";
+  for (bool utf8 : {false, true}) {
+    SCOPED_TRACE(utf8);
+    auto load = [&] {
+      Doc d = MakeOwned<TVnJSONDocument>();
+      if (utf8)
+        d->SetAsJSON(std::string_view(UTF8Encode(json)));
+      else
+        d->SetAsJSON(json);
+      return d;
+    };
+    Doc d = load();
+    const UnicodeString before = d->GetAsJSON();
+    const UnicodeString formatted = d->GetFormattedJSON();
+    // Found by name first (only that member is made), then every member in order.
+    auto *o = static_cast<TVnJSONObject *>(d->GetRootValue());
+    TVnJSONMember *k = o->FindMember(u"ABCDEFGHI", true);
+    ASSERT_NE(k, nullptr);
+    EXPECT_EQ(o->FindMember(u"ABCDEFGHI"), nullptr);
+    EXPECT_EQ(d->GetAsJSON(), before);
+    ASSERT_EQ(o->Count(), static_cast<Integer>(names.size()));
+    for (Integer i = 0; i < o->Count(); ++i) {
+      auto *m = static_cast<TVnJSONMember *>(o->Item(i));
+      EXPECT_EQ(m->GetName(), names[i]) << i;
+      EXPECT_EQ(m, o->FindMember(names[i])) << i;
+      EXPECT_EQ(m->Owner(), o);
+      ASSERT_NE(m->GetValueObj(), nullptr);
+      EXPECT_EQ(m->GetValueObj()->Owner(), m);
+    }
+    EXPECT_EQ(k, o->Item(3));
+    EXPECT_EQ(static_cast<TVnJSONMember *>(o->Item(4))->GetAsString(), u"\u0416\u0417");
+    EXPECT_EQ(static_cast<TVnJSONMember *>(o->Item(5))->GetAsDouble(), -2500.0);
+    EXPECT_EQ(d->GetAsJSON(), before);
+    EXPECT_EQ(d->GetFormattedJSON(), formatted);
+
+    // Edits while the members are still records; the last member is one.
+    Doc e = load();
+    auto *p = static_cast<TVnJSONObject *>(e->GetRootValue());
+    EXPECT_EQ(p->LastMember()->GetName(), u"z");
+    p->DeleteMember(1);
+    p->DeleteMember(0);
+    p->FindMember(u"abcdefgh")->SetAsInteger(9);
+    p->AddMember(u"n", jdtNumber, u"4");
+    EXPECT_EQ(e->GetAsJSON(), u"{\"abcdefgh\": 9, \"abcdefghi\": null, \"\u00E9t\u00E9\": "
+                              u"\"\\u0416\\u0417\", \"\\u0416\": -2.5e3, \"a\\\\nb\": \"" +
+                                  std::u16string(20, u'v') + u"\", \"ob\": {\"i\": 2}, \"" +
+                                  std::u16string(40, u'k') +
+                                  u"\": \"\", \"ar\": [3], \"z\": 0, \"n\": 4}");
+    // A path's name steps compare a record's name where it stands, with and without case.
+    Doc f = load();
+    DelphiInterface<IVnJSONArray> found = f->SelectIntf(u"$.ABCDEFGH", {jsoCaseInsensitive});
+    ASSERT_EQ(found->Count(), 1);
+    EXPECT_EQ(found->GetItem(0)->GetAsString(), u"true");
+    EXPECT_EQ(f->SelectIntf(u"$.*", {})->Count(), static_cast<Integer>(names.size()));
+    EXPECT_EQ(f->GetAsJSON(), before);
+  }
+  // A member held by an interface outlives the document that made it from its record.
+  DelphiInterface<IVnJSONMember> held;
+  {
+    Doc g = Load(u"{\"a\":1,\"b\":\"bb\"}");
+    held = g->GetRootValue()->FindMemberIntf(u"b", false);
+  }
+  EXPECT_EQ(held->GetAsString(), u"bb");
+}
+
 // The tree builder takes events from any source, not only its reader: a number whose characters
 // are not all a number's keeps them as given, at every length.
 TEST(JSONTexts, BuilderKeepsNumbersOfAnyCharacters) {

@@ -493,8 +493,8 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   TVnJSONDataType JSONType() const noexcept { return FJSONType; }
   TVnJSONDataType GetJSONType() override { return FJSONType; }
   // The children in order (a member's one child is its value). A load keeps the simple values
-  // it reads in a compact form; the first call that asks for one here makes its node, which
-  // stays.
+  // it reads in a compact form, and the members of an object that have one as a record of name
+  // and value; the first call that asks for one here makes its node, which stays.
   Integer ObjectCount() const noexcept { return FCount; }
   TVnJSONBase *Objects(Integer AIndex) const {
     TVnJSONBase *child = FItems[AIndex];
@@ -672,6 +672,9 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   TVnJSONDataType FJSONType = jdtNull;
   bool FDestroyChilds : 1 = true;
   bool FInlineItems : 1 = false;
+  // Whether compact children are member records (json::RecordMake), not values: set on an
+  // object of the library's own class when a load puts the first record into it.
+  bool FMemberRecords : 1 = false;
   // How many slots the node has of its own (when FInlineItems).
   Byte FOwnSlots : 2 = 0;
   // Kept for the node class's own use: the simple value's kind of value.
@@ -686,7 +689,8 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   friend class TVnJSONArray;
   friend class TVnJSONDocument;
   friend struct TVnJSONSlots;
-  // Makes the node of the compact value in the child slot AIndex and puts it there.
+  // Makes the node of the compact value or member record in the child slot AIndex and puts it
+  // there.
   [[gnu::cold, gnu::noinline]] TVnJSONBase *MakeNode(Integer AIndex);
   // Destroys a subtree whose top has already left its owner, without calls that nest.
   static void DisposeTree(TVnJSONBase *ATop);
@@ -840,14 +844,16 @@ class TVnJSONObject : public TVnJSONBase, public IVnJSONObject {
   TObject *Implementor() override { return this; }
 
   void InsertObject(TVnJSONBase *AObject) override;
-  void RemoveObject(TVnJSONBase *AObject) override;
   // "<object>".
   VnJSONString GetName() override;
   TVnJSONObject *GetAsObject() override { return this; }
   DelphiInterface<IVnJSONObject> GetAsObjectIntf() override;
   Integer Count() override { return FCount; }
   TVnJSONBase *Item(Integer AIndex) override;
-  TVnJSONMember *LastMember() const noexcept { return FLastMember; }
+  // The last member in the list, null when there is none.
+  TVnJSONMember *LastMember() const {
+    return FCount ? static_cast<TVnJSONMember *>(Objects(FCount - 1)) : nullptr;
+  }
 
   using TVnJSONBase::AddMember;
   TVnJSONMember *AddMember(const VnJSONString &AName) override;
@@ -873,7 +879,6 @@ class TVnJSONObject : public TVnJSONBase, public IVnJSONObject {
   void SaveToStream(TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent) override;
 
  private:
-  TVnJSONMember *FLastMember = nullptr;
   TVnJSONBase *FSlots[3];  // the first three members
 };
 
@@ -983,6 +988,7 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   VN_IMPLEMENTS(TVnObject, IVnJSONContentHandler, IVnJSONErrorHandler)
  public:
   TVnJSONHandler(TVnJSONReader *AReader, TVnJSONBase *ANode);
+  ~TVnJSONHandler() override;
 
   void SetDocumentLocator(IVnJSONLocator *) override {}
   void StartDocument() override {}
@@ -1016,11 +1022,19 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   TVnJSONSimpleType *NewOwnValue(TVnJSONDataType ADataType) {
     return static_cast<TVnJSONSimpleType *>(NewOwnNode(ADataType));
   }
-  // Where a value read from text can stay compact: an array of the library's own class, or the
-  // member just read (of the library's own class, still without a value); nil otherwise.
+  // Where a value read from text can stay compact: an array of the library's own class, the
+  // member just read (of the library's own class, still without a value), or the object whose
+  // member name waits in FName; nil otherwise.
   TVnJSONBase *LatentTarget() const noexcept;
-  // Appends the compact value AValue to ATarget; false (and nothing done) when AValue is nil.
+  // Appends the compact value AValue to ATarget, as a member record with the waiting name when
+  // ATarget is the object that waits for it; false (and nothing done) when AValue is nil.
   bool AddLatent(TVnJSONBase *ATarget, TVnJSONBase *AValue);
+  // Makes the member node of a waiting name, for every event but a compact value: the member
+  // then stands as it would have stood had it been made when its name was read.
+  void FlushName() {
+    if (FNameOwner) MakeNamedMember();
+  }
+  void MakeNamedMember();
   // ValueAscii of a number as the reader's scanner takes it: its characters are only those a
   // number may have ("0" to "9", ".", "-", "+", "e", "E"), so none needs a look.
   friend class TVnJSONReader;
@@ -1028,6 +1042,12 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   TVnJSONReader *FReader;
   TVnJSONBase *FCurrValue;
   TVnJSONMember *FPendingMember = nullptr;
+  // The name of the member just read into an object of the library's own class (FNameOwner),
+  // held as a member holds its name until the value comes: a simple value makes a member record
+  // of both, anything else the member node (FlushName). FNameOwner is nil when no name waits.
+  TVnJSONBase *FNameOwner = nullptr;
+  UInt64 FName = 0;
+  Byte FNameInfo = 0;
 };
 
 }  // namespace vn

@@ -141,6 +141,29 @@ void LatentTake(TVnJSONBase *ASlot, TLatentText &AText);
 // Gives back the room of a latent value.
 void LatentFree(TVnJSONBase *ASlot) noexcept;
 
+// Member records. A member that a load reads with a simple value stands in its object's child
+// slot as a record of two words instead of a node: the name's word (TextSet's form) and the
+// latent value. The slot holds the record's address with bit 0 set and the name's information
+// byte in bits 56-63 (addresses stay below 2^56, and the record is aligned to eight bytes); an
+// object whose FMemberRecords is set reads its compact children this way. TVnJSONBase::Objects
+// makes the member node when the member is first asked for; the walks that only read or free
+// take the record as it is.
+struct TMemberRecord {
+  UInt64 Name;
+  TVnJSONBase *Value;  // always latent
+};
+constexpr unsigned cRecordInfoShift = 56;
+inline TMemberRecord *RecordOf(const TVnJSONBase *ASlot, Byte &AInfo) noexcept {
+  const auto w = reinterpret_cast<std::uintptr_t>(ASlot);
+  AInfo = static_cast<Byte>(w >> cRecordInfoShift);
+  return reinterpret_cast<TMemberRecord *>(w & ((std::uintptr_t(1) << cRecordInfoShift) - 8));
+}
+// The record of a name and a latent value, cut from the load's pages; it takes both over. Raises
+// only when that room cannot be had, with nothing taken over.
+TVnJSONBase *RecordMake(Byte AInfo, UInt64 AName, TVnJSONBase *AValue);
+// Gives back the record's room, and with AWhole its name's and its value's too.
+void RecordFree(TVnJSONBase *ASlot, bool AWhole) noexcept;
+
 // The walk that writes a node and what lies below it; into a stream as UTF-16, or as text.
 void SaveTree(TVnJSONBase *ANode, TStream *AStream, bool AFormatted, Integer ALevel, bool AIndent,
               Word ACodePage = CP_UTF16);
@@ -183,11 +206,20 @@ struct TVnJSONNameMatch {
   TVnJSONNameMatch &operator=(const TVnJSONNameMatch &) = delete;
 
   bool Matches(const TVnJSONMember *AMember, bool ACaseInsensitive) const noexcept {
+    return Matches(AMember->FTextInfo, AMember->FName, ACaseInsensitive);
+  }
+  // The name of a member record (json::RecordOf).
+  bool MatchesRecord(const TVnJSONBase *ASlot, bool ACaseInsensitive) const noexcept {
+    Byte info;
+    const json::TMemberRecord *r = json::RecordOf(ASlot, info);
+    return Matches(info, r->Name, ACaseInsensitive);
+  }
+  bool Matches(Byte AInfo, const UInt64 &AWord, bool ACaseInsensitive) const noexcept {
     if (!ACaseInsensitive) {
-      if (AMember->FTextInfo != Info) return false;
-      if (Info & json::cTextInline) return AMember->FName == Word;
+      if (AInfo != Info) return false;
+      if (Info & json::cTextInline) return AWord == Word;
     }
-    return json::TextEquals(AMember->FTextInfo, AMember->FName, Name, ACaseInsensitive);
+    return json::TextEquals(AInfo, AWord, Name, ACaseInsensitive);
   }
 
   UnicodeString Name;

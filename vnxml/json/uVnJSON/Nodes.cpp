@@ -152,7 +152,10 @@ void TVnJSONBase::DisposeTree(TVnJSONBase *ATop) {
     if (n->FCount > 0 && n->FDestroyChilds) {
       TVnJSONBase *child = n->FItems[--n->FCount];
       if (json::IsLatent(child)) {
-        json::LatentFree(child);
+        if (n->FMemberRecords)
+          json::RecordFree(child, true);
+        else
+          json::LatentFree(child);
         continue;
       }
       // Memory is asked for ahead of the walk, so that a walk over a tree larger than the
@@ -217,7 +220,10 @@ void TVnJSONBase::DestroyObjects() {
       TVnJSONBase *child = FItems[FCount - 1];
       if (json::IsLatent(child)) {
         --FCount;
-        json::LatentFree(child);
+        if (FMemberRecords)
+          json::RecordFree(child, true);
+        else
+          json::LatentFree(child);
         continue;
       }
       RemoveObject(child);
@@ -233,6 +239,22 @@ void TVnJSONBase::DestroyObjects() {
 
 TVnJSONBase *TVnJSONBase::MakeNode(Integer AIndex) {
   TVnJSONBase *slot = FItems[AIndex];
+  if (FMemberRecords) {
+    // The member takes the record's name and value as they are; its value stays compact in
+    // the member's own slot until it is asked for.
+    auto *m = new TVnJSONMember(nullptr);
+    Byte info;
+    const json::TMemberRecord *r = json::RecordOf(slot, info);
+    m->FTextInfo = info;
+    m->FName = r->Name;
+    m->FValue = r->Value;
+    m->FCount = 1;
+    m->SetAutoDestroy(false);
+    m->FOwner = this;
+    FItems[AIndex] = m;
+    json::RecordFree(slot, false);
+    return m;
+  }
   auto *v = new TVnJSONSimpleType(nullptr);
   json::TLatentText t;
   try {
@@ -861,13 +883,6 @@ void TVnJSONObject::InsertObject(TVnJSONBase *AObject) {
   if (!AObject || !AObject->Is<TVnJSONMember>())
     throw EAssertionFailed(u"Assertion failure (" __FILE__ ")");
   TVnJSONBase::InsertObject(AObject);
-  FLastMember = static_cast<TVnJSONMember *>(AObject);
-}
-
-void TVnJSONObject::RemoveObject(TVnJSONBase *AObject) {
-  TVnJSONBase::RemoveObject(AObject);
-  if (FLastMember == AObject)
-    FLastMember = FCount ? static_cast<TVnJSONMember *>(FItems[FCount - 1]) : nullptr;
 }
 
 VnJSONString TVnJSONObject::GetName() {
@@ -928,7 +943,7 @@ TVnJSONMember *TVnJSONObject::AddMember(const VnJSONString &AName, const Variant
 
 void TVnJSONObject::DeleteMember(Integer AIndex) {
   CheckIndex(AIndex);
-  FItems[AIndex]->FreeObject();
+  Objects(AIndex)->FreeObject();
 }
 
 void TVnJSONObject::RemoveMember(TVnJSONMember *AMember) {
@@ -937,7 +952,16 @@ void TVnJSONObject::RemoveMember(TVnJSONMember *AMember) {
 
 TVnJSONMember *TVnJSONObject::FindMember(const VnJSONString &AName, bool ACaseInsensitive) {
   for (Integer i = 0; i < FCount; ++i) {
-    auto *m = static_cast<TVnJSONMember *>(FItems[i]);
+    TVnJSONBase *slot = FItems[i];
+    if (json::IsLatent(slot)) {
+      // A member record: its name is compared where it stands; only the member found is made.
+      Byte info;
+      const json::TMemberRecord *r = json::RecordOf(slot, info);
+      if (json::TextEquals(info, r->Name, AName, ACaseInsensitive))
+        return static_cast<TVnJSONMember *>(Objects(i));
+      continue;
+    }
+    auto *m = static_cast<TVnJSONMember *>(slot);
     if (m->NameIs(AName, ACaseInsensitive)) return m;
   }
   return nullptr;
@@ -1165,12 +1189,36 @@ void TVnJSONDocument::LoadFromFile(const UnicodeString &AFileName, Word ACodePag
 TVnJSONHandler::TVnJSONHandler(TVnJSONReader *AReader, TVnJSONBase *ANode)
     : FReader(AReader), FCurrValue(ANode) {}
 
+TVnJSONHandler::~TVnJSONHandler() {
+  json::TextFree(FNameInfo, FName);
+}
+
+void TVnJSONHandler::MakeNamedMember() {
+  TVnJSONBase *owner = FNameOwner;
+  FNameOwner = nullptr;
+  // AddMember of the class, with the name that waits.
+  TVnJSONMember *m;
+  try {
+    m = new TVnJSONMember(owner);
+  } catch (...) {
+    json::TextFree(FNameInfo, FName);
+    throw;
+  }
+  m->FTextInfo = FNameInfo;
+  m->FName = FName;
+  FNameInfo = 0;
+  FName = 0;
+  FPendingMember = m;
+}
+
 void TVnJSONHandler::FinishFailed() {
+  FlushName();
   if (FPendingMember && !FPendingMember->GetValueObj()) FPendingMember->CreateValue(jdtNull);
   FPendingMember = nullptr;
 }
 
 void TVnJSONHandler::Open(TVnJSONDataType AType) {
+  FlushName();
   FPendingMember = nullptr;
   TVnJSONBase *n = NewOwnNode(AType);
   if (!n) {
@@ -1201,7 +1249,15 @@ void TVnJSONHandler::StartArray() {
 }
 
 void TVnJSONHandler::StartMember(const VnJSONString &AName) {
+  FlushName();
   TVnJSONBase *c = FCurrValue;
+  if (c && c->ClassType() == TVnJSONObject::StaticClass()) {
+    // The name waits for its value (see FNameOwner).
+    FPendingMember = nullptr;
+    json::TextSet(FNameInfo, FName, AName);
+    FNameOwner = c;
+    return;
+  }
   if (!c || !c->Is<TVnJSONObject>()) throw Exception(_cVnJSONInvalidObjectType);
   // The member gets its value from the event that follows, which always comes in a parse that
   // succeeds; a parse that fails before it leaves the member with a null value (FinishFailed).
@@ -1242,23 +1298,38 @@ TVnJSONBase *TVnJSONHandler::NewOwnNode(TVnJSONDataType ADataType) {
 }
 
 TVnJSONBase *TVnJSONHandler::LatentTarget() const noexcept {
+  if (FNameOwner) return FNameOwner;
   TVnJSONBase *c = FCurrValue;
   const TClass k = c ? c->ClassType() : nullptr;
   if (k == TVnJSONArray::StaticClass()) return c;
-  if (k == TVnJSONObject::StaticClass()) {
-    TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
-    if (m && m->ClassType() == TVnJSONMember::StaticClass() && m->FCount == 0) return m;
+  if (k == TVnJSONObject::StaticClass() && c->FCount > 0) {
+    // The last member as it stands: a member record already has its value.
+    TVnJSONBase *last = TVnJSONSlots::At(c, c->FCount - 1);
+    if (json::IsLatent(last)) return nullptr;
+    auto *m = static_cast<TVnJSONMember *>(last);
+    if (m->ClassType() == TVnJSONMember::StaticClass() && m->FCount == 0) return m;
   }
   return nullptr;
 }
 
 bool TVnJSONHandler::AddLatent(TVnJSONBase *ATarget, TVnJSONBase *AValue) {
   if (!AValue) return false;
+  const bool record = ATarget == FNameOwner;
+  TVnJSONBase *child = AValue;
   try {
-    ATarget->TVnJSONBase::InsertObject(AValue);
+    if (record) child = json::RecordMake(FNameInfo, FName, AValue);
+    ATarget->TVnJSONBase::InsertObject(child);
   } catch (...) {
+    // The name still waits; a failed parse makes its member with a null value (FinishFailed).
+    if (child != AValue) json::RecordFree(child, false);
     json::LatentFree(AValue);
     throw;
+  }
+  if (record) {
+    ATarget->FMemberRecords = true;
+    FNameOwner = nullptr;
+    FNameInfo = 0;
+    FName = 0;
   }
   FPendingMember = nullptr;
   return true;
@@ -1282,16 +1353,19 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
         text = VnJSONtoStr(AValue, ADataType);
       } catch (...) {
         // As with a node made before its text: the value stays, without its text.
+        FlushName();
         FPendingMember = nullptr;
         NewOwnValue(ADataType);
         throw;
       }
       if (AddLatent(target, json::LatentMake(ADataType, UnicodeStringView(text)))) return;
+      FlushName();
       FPendingMember = nullptr;
       NewOwnValue(ADataType)->SetText(text, ADataType);
       return;
     }
   }
+  FlushName();
   FPendingMember = nullptr;
   TVnJSONBase *c = FCurrValue;
   // The library's own classes first, by an exact look at the class.
@@ -1320,6 +1394,7 @@ void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, st
   if (!percent)
     if (TVnJSONBase *target = LatentTarget())
       if (AddLatent(target, json::LatentMake(ADataType, std::string_view(AData, ALength)))) return;
+  FlushName();
   TVnJSONSimpleType *v = NewOwnValue(ADataType);
   if (!v) {
     // Another class at the cursor takes the general way.
@@ -1348,10 +1423,11 @@ void TVnJSONHandler::ScannedNumber(const char *AData, std::size_t ALength) {
 void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
   TVnJSONBase *c = FCurrValue;
   if (c && c->ClassType() == TVnJSONObject::StaticClass()) {
-    // AddMember of the class, with the name set from the bytes.
-    auto *m = new TVnJSONMember(c);
-    json::TextSetAscii(m->FTextInfo, m->FName, AData, ALength);
-    FPendingMember = m;
+    // The name waits for its value (see FNameOwner).
+    FlushName();
+    FPendingMember = nullptr;
+    json::TextSetAscii(FNameInfo, FName, AData, ALength);
+    FNameOwner = c;
     return;
   }
   UnicodeString name(ALength, u'\0');
@@ -1360,6 +1436,7 @@ void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
 }
 
 void TVnJSONHandler::Close() {
+  FlushName();
   TVnJSONBase *c = FCurrValue ? FCurrValue->Owner() : nullptr;
   while (c) {
     // The library's own classes by an exact look first: a member is passed, a container ends.

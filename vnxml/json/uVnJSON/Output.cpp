@@ -266,6 +266,15 @@ struct TVnJSONTreeWriter {
           if (i > 0) W.Put(u", ");
           if (json::IsLatent(child)) {
             if (Formatted && i == 0) W.Indent(level + 1);
+            // In an object, a member record: written as its member node would be.
+            if (f.Kind == nkObject) {
+              Byte info;
+              const json::TMemberRecord *r = json::RecordOf(child, info);
+              W.Put(u'"');
+              W.PutTextEscaped(info, r->Name);
+              W.Put(u"\": ");
+              child = r->Value;
+            }
             WriteLatent(child);
           } else {
             Emit(child, level + 1, i == 0, false);

@@ -810,6 +810,10 @@ void TPathQuery::Collect(TStep &AStep, TVnJSONBase *N, std::size_t ABegin) {
         const bool ci = FOptions.Contains(jsoCaseInsensitive);
         if (object) {
           for (Integer k = 0; k < count; ++k) {
+            // A member record's name is read where it stands: only a member found is made.
+            TVnJSONBase *slot = TVnJSONSlots::At(N, k);
+            if (json::IsLatent(slot) && !part.Star && !part.Match->MatchesRecord(slot, ci))
+              continue;
             auto *m = static_cast<TVnJSONMember *>(N->Objects(k));
             if (part.Star || part.Match->Matches(m, ci))
               if (TVnJSONBase *v = m->GetValueObj()) FBuffer.push_back(v);

@@ -550,6 +550,24 @@ void json::LatentFree(TVnJSONBase *ASlot) noexcept {
   TVnNodePages::Release(h, THeapText::SizeFor(h->Len, !wide));
 }
 
+TVnJSONBase *json::RecordMake(Byte AInfo, UInt64 AName, TVnJSONBase *AValue) {
+  auto *r = static_cast<TMemberRecord *>(TVnNodePages::AllocateText(sizeof(TMemberRecord)));
+  r->Name = AName;
+  r->Value = AValue;
+  return reinterpret_cast<TVnJSONBase *>(reinterpret_cast<std::uintptr_t>(r) |
+                                         std::uintptr_t(AInfo) << cRecordInfoShift | cLatent);
+}
+
+void json::RecordFree(TVnJSONBase *ASlot, bool AWhole) noexcept {
+  Byte info;
+  TMemberRecord *r = RecordOf(ASlot, info);
+  if (AWhole) {
+    TextFree(info, r->Name);
+    LatentFree(r->Value);
+  }
+  TVnNodePages::Release(r, sizeof(TMemberRecord));
+}
+
 void json::TextAppend(UnicodeString &ADest, Byte AInfo, const UInt64 &AWord) {
   const TTextChars t = CharsOf(AInfo, AWord);
   if (!t.Len) return;
