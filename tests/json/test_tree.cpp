@@ -753,14 +753,27 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
 // and after its node is made, give the same node each time, be found by name with and without
 // case, and be deleted, edited and selected while still a record.
 TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
-  const std::vector<std::u16string> names = {u"",   u"a",       u"abcdefgh", u"abcdefghi",
-                                             u"\u00E9t\u00E9", u"\u0416", u"a\\nb", u"ob",
-                                             std::u16string(40, u'k'), u"ar", u"z"};
+  const std::vector<std::u16string> names = {u"",
+                                             u"a",
+                                             u"abcdefgh",
+                                             u"abcdefghi",
+                                             u"\u00E9t\u00E9",
+                                             u"\u0416",
+                                             u"a\\nb",
+                                             u"ob",
+                                             std::u16string(40, u'k'),
+                                             u"ar",
+                                             u"z",
+                                             u"abc",
+                                             u"abcd",
+                                             u"abcde",
+                                             u"abcdef",
+                                             u"abcdefg"};
   const std::u16string json =
       u"{\"\":1,\"a\":\"x\",\"abcdefgh\":true,\"abcdefghi\":null,\"\u00E9t\u00E9\":\"\u0416\u0417"
       u"\",\"\u0416\":-2.5e3,\"a\\nb\":\"" +
       std::u16string(20, u'v') + u"\",\"ob\":{\"i\":2},\"" + std::u16string(40, u'k') +
-      u"\":\"\",\"ar\":[3],\"z\":0}";
+      u"\":\"\",\"ar\":[3],\"z\":0,\"abc\":3,\"abcd\":4,\"abcde\":5,\"abcdef\":6,\"abcdefg\":7}";
   for (bool utf8 : {false, true}) {
     SCOPED_TRACE(utf8);
     auto load = [&] {
@@ -798,16 +811,18 @@ TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
     // Edits while the members are still records; the last member is one.
     Doc e = load();
     auto *p = static_cast<TVnJSONObject *>(e->GetRootValue());
-    EXPECT_EQ(p->LastMember()->GetName(), u"z");
+    EXPECT_EQ(p->LastMember()->GetName(), u"abcdefg");
     p->DeleteMember(1);
     p->DeleteMember(0);
     p->FindMember(u"abcdefgh")->SetAsInteger(9);
     p->AddMember(u"n", jdtNumber, u"4");
-    EXPECT_EQ(e->GetAsJSON(), u"{\"abcdefgh\": 9, \"abcdefghi\": null, \"\u00E9t\u00E9\": "
-                              u"\"\\u0416\\u0417\", \"\\u0416\": -2.5e3, \"a\\\\nb\": \"" +
-                                  std::u16string(20, u'v') + u"\", \"ob\": {\"i\": 2}, \"" +
-                                  std::u16string(40, u'k') +
-                                  u"\": \"\", \"ar\": [3], \"z\": 0, \"n\": 4}");
+    EXPECT_EQ(e->GetAsJSON(),
+              u"{\"abcdefgh\": 9, \"abcdefghi\": null, \"\u00E9t\u00E9\": "
+              u"\"\\u0416\\u0417\", \"\\u0416\": -2.5e3, \"a\\\\nb\": \"" +
+                  std::u16string(20, u'v') + u"\", \"ob\": {\"i\": 2}, \"" +
+                  std::u16string(40, u'k') +
+                  u"\": \"\", \"ar\": [3], \"z\": 0, \"abc\": 3, \"abcd\": 4, \"abcde\": 5, "
+                  u"\"abcdef\": 6, \"abcdefg\": 7, \"n\": 4}");
     // A path's name steps compare a record's name where it stands, with and without case.
     Doc f = load();
     DelphiInterface<IVnJSONArray> found = f->SelectIntf(u"$.ABCDEFGH", {jsoCaseInsensitive});

@@ -666,7 +666,7 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   TVnJSONBase *FOwner = nullptr;
   // The children: FCount pointers at FItems. The first ones stand in slots of the node itself
   // (FInlineItems: a member's one value, the first three children of an object or array); more
-  // move to an array on the heap of 5, 9, 17 slots and so on.
+  // move to an array of 5, 9, 17 slots and so on (GrowItems).
   TVnJSONBase **FItems = nullptr;
   Integer FCount = 0;
   TVnJSONDataType FJSONType = jdtNull;
@@ -696,8 +696,10 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   static void DisposeTree(TVnJSONBase *ATop);
   // Gives the child array room for ACapacity children, keeping those it holds.
   void GrowItems(Integer ACapacity);
-  // Frees the child array when it is on the heap (not the node's own slots).
+  // Frees the child array when it is not the node's own slots.
   void ReleaseItems() noexcept;
+  // How many children the child array has room for.
+  Integer ItemsCapacity() const noexcept;
   // Points the child list at ACount slots of the node itself.
   void UseOwnSlots(TVnJSONBase **ASlots, Byte ACount) noexcept {
     FItems = ASlots;

@@ -58,9 +58,8 @@ void TVnJSONNodeList::Assign(const TVnJSONNodeList *ASource) {
 namespace {
 
 // The slots an array of ACount children has: none for none, then 3, 5, 9, 17 and so on (a power
-// of two and one more). Each such array fills the heap chunk it takes (the allocator adds a word
-// and rounds to 16 bytes), so the many small objects and arrays of a document are made once for
-// up to three children and grow in steps that cost no more memory than the powers of two.
+// of two and one more), so that the many small objects and arrays of a document grow in few
+// steps.
 Integer Capacity(Integer ACount) noexcept {
   if (ACount == 0) return 0;
   if (ACount <= 3) return 3;
@@ -97,31 +96,36 @@ void TVnJSONBase::OwnerRelease() {
   TVnObject::OwnerRelease();
 }
 
+// A child array beyond the node's own slots is cut like a text (TVnNodePages::AllocateText: from
+// the load's pages while a load runs, from the heap otherwise), with its capacity in the word in
+// front of the slots: an array outgrown during a load costs no trip to the heap, and a tree freed
+// as a whole counts its arrays off their pages with its nodes.
+Integer TVnJSONBase::ItemsCapacity() const noexcept {
+  if (FInlineItems) return FOwnSlots;
+  return FItems ? static_cast<Integer>(reinterpret_cast<const std::size_t *>(FItems)[-1]) : 0;
+}
+
 void TVnJSONBase::ReleaseItems() noexcept {
-  if (!FInlineItems) std::free(FItems);
+  if (FInlineItems || !FItems) return;
+  std::size_t *block = reinterpret_cast<std::size_t *>(FItems) - 1;
+  TVnNodePages::Release(block, (block[0] + 1) * sizeof(std::size_t));
 }
 
 void TVnJSONBase::GrowItems(Integer ACapacity) {
-  const std::size_t bytes = static_cast<std::size_t>(ACapacity) * sizeof(TVnJSONBase *);
-  if (!FInlineItems) {
-    // From the heap to the heap (or a first array), in place where the heap can.
-    void *block = std::realloc(FItems, bytes);
-    if (!block) throw std::bad_alloc();
-    FItems = static_cast<TVnJSONBase **>(block);
-    return;
-  }
-  // The children leave the node's own slots for the heap.
-  auto *block = static_cast<TVnJSONBase **>(std::malloc(bytes));
-  if (!block) throw std::bad_alloc();
-  if (FCount) std::memcpy(block, FItems, static_cast<std::size_t>(FCount) * sizeof(TVnJSONBase *));
-  FItems = block;
+  static_assert(sizeof(std::size_t) == sizeof(TVnJSONBase *));
+  const auto capacity = static_cast<std::size_t>(ACapacity);
+  auto *block =
+      static_cast<std::size_t *>(TVnNodePages::AllocateText((capacity + 1) * sizeof(std::size_t)));
+  block[0] = capacity;
+  auto **items = reinterpret_cast<TVnJSONBase **>(block + 1);
+  if (FCount) std::memcpy(items, FItems, static_cast<std::size_t>(FCount) * sizeof(TVnJSONBase *));
+  ReleaseItems();
+  FItems = items;
   FInlineItems = false;
 }
 
 void TVnJSONBase::InsertObject(TVnJSONBase *AObject) {
-  // Full: the node's own slots are taken, or the heap array holds as many as its size.
-  if (FInlineItems ? FCount == FOwnSlots : FCount == Capacity(FCount))
-    GrowItems(Capacity(FCount + 1));
+  if (FCount == ItemsCapacity()) GrowItems(Capacity(FCount + 1));
   FItems[FCount++] = AObject;
 }
 

@@ -220,6 +220,37 @@ void json::TextSet(Byte &AInfo, UInt64 &AWord, UnicodeStringView AText) {
   AWord = word;
 }
 
+namespace {
+
+// Copies ALength bytes; from 8 to 32, by two fixed copies that may overlap instead of a call.
+void CopyBytes(Byte *ADest, const char *ASource, std::size_t ALength) noexcept {
+  if (ALength >= 8 && ALength <= 16) {
+    std::memcpy(ADest, ASource, 8);
+    std::memcpy(ADest + ALength - 8, ASource + ALength - 8, 8);
+  } else if (ALength > 16 && ALength <= 32) {
+    std::memcpy(ADest, ASource, 16);
+    std::memcpy(ADest + ALength - 16, ASource + ALength - 16, 16);
+  } else {
+    std::memcpy(ADest, ASource, ALength);
+  }
+}
+
+// The word of 1 to 8 narrow characters: two fixed loads that may overlap instead of a call.
+UInt64 ShortWord(const char *AData, std::size_t ALength) noexcept {
+  if (ALength >= 4) {
+    std::uint32_t lo, hi;
+    std::memcpy(&lo, AData, 4);
+    std::memcpy(&hi, AData + ALength - 4, 4);
+    return lo | static_cast<UInt64>(hi) << ((ALength - 4) * 8);
+  }
+  UInt64 word = static_cast<Byte>(AData[0]);
+  if (ALength > 1) word |= static_cast<UInt64>(static_cast<Byte>(AData[1])) << 8;
+  if (ALength > 2) word |= static_cast<UInt64>(static_cast<Byte>(AData[2])) << 16;
+  return word;
+}
+
+}  // namespace
+
 void json::TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size_t ALength) {
   Byte info;
   UInt64 word = 0;
@@ -227,13 +258,13 @@ void json::TextSetAscii(Byte &AInfo, UInt64 &AWord, const char *AData, std::size
     info = 0;
   } else if (ALength <= 8) {
     info = static_cast<Byte>(cInline | cNarrow | ALength);
-    std::memcpy(&word, AData, ALength);
+    word = ShortWord(AData, ALength);
   } else {
     if (ALength > 0x7FFFFFFFu) throw EOutOfMemory(u"Out of memory");
     auto *h =
         static_cast<THeapText *>(TVnNodePages::AllocateText(THeapText::SizeFor(ALength, true)));
     h->Len = static_cast<Cardinal>(ALength);
-    std::memcpy(h->Data(), AData, ALength);
+    CopyBytes(h->Data(), AData, ALength);
     info = static_cast<Byte>(cNarrow | std::min<std::size_t>(ALength, cLength));
     word = static_cast<UInt64>(reinterpret_cast<std::uintptr_t>(h));
   }
@@ -427,19 +458,6 @@ std::size_t Unpack(const TVnJSONBase *ASlot, Byte *ADest) noexcept {
     ADest[i] = static_cast<Byte>(cPackedChars[(codes[i / 2] >> (4 * (i & 1))) & 0xF]);
 #endif
   return n;
-}
-
-// Copies ALength bytes; from 8 to 32, by two fixed copies that may overlap instead of a call.
-void CopyBytes(Byte *ADest, const char *ASource, std::size_t ALength) noexcept {
-  if (ALength >= 8 && ALength <= 16) {
-    std::memcpy(ADest, ASource, 8);
-    std::memcpy(ADest + ALength - 8, ASource + ALength - 8, 8);
-  } else if (ALength > 16 && ALength <= 32) {
-    std::memcpy(ADest, ASource, 16);
-    std::memcpy(ADest + ALength - 16, ASource + ALength - 16, 16);
-  } else {
-    std::memcpy(ADest, ASource, ALength);
-  }
 }
 
 }  // namespace
