@@ -433,6 +433,8 @@ class TVnTextParser : public TVnObject {
   Int64 BufferCapacity() const noexcept { return FBufferCap; }
 
  protected:
+  // Where mark AMark (tpMark1 to tpMark3) stands, -1 when it is not set.
+  Int64 MarkPos(TVnTextParserPosType AMark) const noexcept { return FMarks[AMark - tpMark1]; }
   // Raises EVnTextParserEOF.
   [[noreturn]] void RaiseEOF();
   // Makes at least ABytes bytes available from the current character, unless the input ends
@@ -524,7 +526,6 @@ class TVnTextParser : public TVnObject {
   void SyncCounters(Int64 AToPos);
   Int64 PrevPos();
   Int64 NextPos();
-  Int64 MarkPos(TVnTextParserPosType APos) const;
   UnicodeString Convert(const Byte *AFrom, const Byte *ATo);
   void ConvertTo(const Byte *AFrom, const Byte *ATo, UnicodeString &ADest);
   // ConvertTo for all but UTF-8 text that is ASCII throughout; in UTF-8, the first AAscii bytes

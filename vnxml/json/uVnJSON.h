@@ -200,7 +200,18 @@ class TVnJSONTextParser : public TVnTextParser {
   // The source bytes from mark 1 to the current character, when the source takes a byte a
   // character (or is UTF-8), they lie in the window and are all ASCII: then the mark is released
   // and true returned. Otherwise nothing changes.
-  bool TakeAscii(const char *&AData, std::size_t &ALength);
+  bool TakeAscii(const char *&AData, std::size_t &ALength) {
+    // The run the scan just saw whole and found ASCII, when neither the current character nor
+    // mark 1 has moved since.
+    if (FAsciiFrom && FAsciiTo == FCur && MarkPos(tpMark1) == FBasePos + (FAsciiFrom - FBase)) {
+      AData = reinterpret_cast<const char *>(FAsciiFrom);
+      ALength = static_cast<std::size_t>(FCur - FAsciiFrom);
+      FAsciiFrom = FAsciiTo = nullptr;
+      ClearMark(tpMark1);
+      return true;
+    }
+    return TakeAsciiOther(AData, ALength);
+  }
   // Up to ACount source bytes from the current character on, where they lie (fewer near the end),
   // for a look ahead that nothing consumes: in a UTF-8 source only, where ASCII text reads byte
   // for byte. False in other widths.
@@ -249,6 +260,8 @@ class TVnJSONTextParser : public TVnTextParser {
   void NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos);
   // Steps over a run of number characters (digits, ".", "-", "+", "e", "E").
   void SkipNumber();
+  // TakeAscii of a run that no scan noted: its bytes are looked at.
+  bool TakeAsciiOther(const char *&AData, std::size_t &ALength);
 
   // The source bytes that the last scan saw whole and found ASCII, so that TakeAscii of that
   // same run needs no second look.

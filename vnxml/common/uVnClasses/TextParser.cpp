@@ -806,10 +806,6 @@ void TVnTextParser::RaiseBadMark() {
   throw EArgumentOutOfRangeException(u"Only the three marks can be set or cleared");
 }
 
-Int64 TVnTextParser::MarkPos(TVnTextParserPosType APos) const {
-  return FMarks[APos - tpMark1];
-}
-
 Int64 TVnTextParser::GetPos(TVnTextParserPosType APos) {
   switch (APos) {
     case tpPrev:

@@ -82,21 +82,18 @@ void TVnJSONTextParser::SetCharacterSetType(TVnCharacterSetType AType) {
   FEqual = c->Equal;
 }
 
-bool TVnJSONTextParser::TakeAscii(const char *&AData, std::size_t &ALength) {
+bool TVnJSONTextParser::TakeAsciiOther(const char *&AData, std::size_t &ALength) {
+  FAsciiFrom = FAsciiTo = nullptr;
   if (FMinCharBytes != 1) return false;
   const Int64 from = GetPos(tpMark1);
   if (from < FBasePos) return false;
   const Byte *p = FBase + (from - FBasePos);
   if (p > FCur) return false;
   const std::size_t n = static_cast<std::size_t>(FCur - p);
-  const bool seen = p == FAsciiFrom && FCur == FAsciiTo;
-  FAsciiFrom = FAsciiTo = nullptr;
-  if (!seen) {
-    // One pass without a branch, which the compiler can do many bytes at a time.
-    Byte all = 0;
-    for (std::size_t i = 0; i < n; ++i) all |= p[i];
-    if (all >= 0x80) return false;
-  }
+  // One pass without a branch, which the compiler can do many bytes at a time.
+  Byte all = 0;
+  for (std::size_t i = 0; i < n; ++i) all |= p[i];
+  if (all >= 0x80) return false;
   AData = reinterpret_cast<const char *>(p);
   ALength = n;
   ClearMark(tpMark1);
@@ -138,7 +135,9 @@ void TVnJSONTextParser::NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 AB
 }
 
 bool TVnJSONTextParser::ScanString() {
-  CheckCurrChar(FQuote, true);
+  // The readers call it on the quotation mark: the general check only raises.
+  if (CurrUnit() != u'"') [[unlikely]]
+    CheckCurrChar(FQuote, true);
   Step();
   SetMark(tpMark1);
   FAsciiFrom = FAsciiTo = nullptr;
