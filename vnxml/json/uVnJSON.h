@@ -260,13 +260,18 @@ class TVnJSONTextParser : public TVnTextParser {
   void NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos);
   // Steps over a run of number characters (digits, ".", "-", "+", "e", "E").
   void SkipNumber();
-  // TakeAscii of a run that no scan noted: its bytes are looked at.
+  // TakeAscii of a run that the last scan did not find ASCII: its bytes are looked at, unless
+  // the scan saw a byte above 127 in it.
   bool TakeAsciiOther(const char *&AData, std::size_t &ALength);
 
   // The source bytes that the last scan saw whole and found ASCII, so that TakeAscii of that
   // same run needs no second look.
   const Byte *FAsciiFrom = nullptr;
   const Byte *FAsciiTo = nullptr;
+  // The run (mark 1 and end, as positions) that the last string scan found a byte above 127 in,
+  // so that TakeAscii of that same run answers at once; -1 when there is none.
+  Int64 FNotAsciiMark = -1;
+  Int64 FNotAsciiEnd = -1;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -711,8 +716,19 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
   void GrowItems(Integer ACapacity);
   // Frees the child array when it is not the node's own slots.
   void ReleaseItems() noexcept;
-  // How many children the child array has room for.
-  Integer ItemsCapacity() const noexcept;
+  // How many children the child array has room for: the node's own slots, or the count in the
+  // word in front of an array of its own.
+  Integer ItemsCapacity() const noexcept {
+    if (FInlineItems) return FOwnSlots;
+    return FItems ? static_cast<Integer>(reinterpret_cast<const std::size_t *>(FItems)[-1]) : 0;
+  }
+  // Appends a child as InsertObject of this class does, inline.
+  void AppendChild(TVnJSONBase *AChild) {
+    if (FCount == ItemsCapacity()) [[unlikely]]
+      GrowForOneMore();
+    FItems[FCount++] = AChild;
+  }
+  void GrowForOneMore();
   // Points the child list at ACount slots of the node itself.
   void UseOwnSlots(TVnJSONBase **ASlots, Byte ACount) noexcept {
     FItems = ASlots;
@@ -1054,8 +1070,11 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   // number may have ("0" to "9", ".", "-", "+", "e", "E"), so none needs a look.
   friend class TVnJSONReader;
   void ScannedNumber(const char *AData, std::size_t ALength);
+  // Makes ANode the cursor and notes whether its class is exactly the library's object or array.
+  void SetCurrValue(TVnJSONBase *ANode) noexcept;
   TVnJSONReader *FReader;
-  TVnJSONBase *FCurrValue;
+  TVnJSONBase *FCurrValue = nullptr;
+  enum : Byte { ckOther, ckObject, ckArray } FCurrKind = ckOther;
   TVnJSONMember *FPendingMember = nullptr;
   // The name of the member just read into an object of the library's own class (FNameOwner),
   // held as a member holds its name until the value comes: a simple value makes a member record

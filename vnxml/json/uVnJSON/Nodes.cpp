@@ -100,11 +100,6 @@ void TVnJSONBase::OwnerRelease() {
 // the load's pages while a load runs, from the heap otherwise), with its capacity in the word in
 // front of the slots: an array outgrown during a load costs no trip to the heap, and a tree freed
 // as a whole counts its arrays off their pages with its nodes.
-Integer TVnJSONBase::ItemsCapacity() const noexcept {
-  if (FInlineItems) return FOwnSlots;
-  return FItems ? static_cast<Integer>(reinterpret_cast<const std::size_t *>(FItems)[-1]) : 0;
-}
-
 void TVnJSONBase::ReleaseItems() noexcept {
   if (FInlineItems || !FItems) return;
   std::size_t *block = reinterpret_cast<std::size_t *>(FItems) - 1;
@@ -124,9 +119,12 @@ void TVnJSONBase::GrowItems(Integer ACapacity) {
   FInlineItems = false;
 }
 
+void TVnJSONBase::GrowForOneMore() {
+  GrowItems(Capacity(FCount + 1));
+}
+
 void TVnJSONBase::InsertObject(TVnJSONBase *AObject) {
-  if (FCount == ItemsCapacity()) GrowItems(Capacity(FCount + 1));
-  FItems[FCount++] = AObject;
+  AppendChild(AObject);
 }
 
 Integer TVnJSONBase::IndexOfObject(const TVnJSONBase *AObject) const noexcept {
@@ -1190,8 +1188,17 @@ void TVnJSONDocument::LoadFromFile(const UnicodeString &AFileName, Word ACodePag
 // ---------------------------------------------------------------------------------------------
 // TVnJSONHandler
 
-TVnJSONHandler::TVnJSONHandler(TVnJSONReader *AReader, TVnJSONBase *ANode)
-    : FReader(AReader), FCurrValue(ANode) {}
+TVnJSONHandler::TVnJSONHandler(TVnJSONReader *AReader, TVnJSONBase *ANode) : FReader(AReader) {
+  SetCurrValue(ANode);
+}
+
+void TVnJSONHandler::SetCurrValue(TVnJSONBase *ANode) noexcept {
+  FCurrValue = ANode;
+  const TClass k = ANode ? ANode->ClassType() : nullptr;
+  FCurrKind = k == TVnJSONObject::StaticClass()  ? ckObject
+              : k == TVnJSONArray::StaticClass() ? ckArray
+                                                 : ckOther;
+}
 
 TVnJSONHandler::~TVnJSONHandler() {
   json::TextFree(FNameInfo, FName);
@@ -1241,7 +1248,7 @@ void TVnJSONHandler::Open(TVnJSONDataType AType) {
     else
       throw EVnJSONException(_cVnJSONOeps, 0);
   }
-  FCurrValue = n;
+  SetCurrValue(n);
 }
 
 void TVnJSONHandler::StartObject() {
@@ -1255,7 +1262,7 @@ void TVnJSONHandler::StartArray() {
 void TVnJSONHandler::StartMember(const VnJSONString &AName) {
   FlushName();
   TVnJSONBase *c = FCurrValue;
-  if (c && c->ClassType() == TVnJSONObject::StaticClass()) {
+  if (FCurrKind == ckObject) {
     // The name waits for its value (see FNameOwner).
     FPendingMember = nullptr;
     json::TextSet(FNameInfo, FName, AName);
@@ -1288,8 +1295,7 @@ TVnJSONBase *NewPlainNode(TVnJSONBase *AOwner, TVnJSONDataType ADataType) {
 
 TVnJSONBase *TVnJSONHandler::NewOwnNode(TVnJSONDataType ADataType) {
   TVnJSONBase *c = FCurrValue;
-  const TClass k = c ? c->ClassType() : nullptr;
-  if (k == TVnJSONObject::StaticClass()) {
+  if (FCurrKind == ckObject) {
     TVnJSONMember *m = static_cast<TVnJSONObject *>(c)->LastMember();
     if (!m) throw EVnJSONException(_cVnJSONOeps, 0);
     // The member just read has no value yet; any other takes its class's way.
@@ -1297,16 +1303,15 @@ TVnJSONBase *TVnJSONHandler::NewOwnNode(TVnJSONDataType ADataType) {
       return NewPlainNode(m, ADataType);
     return m->CreateValue(ADataType);
   }
-  if (k == TVnJSONArray::StaticClass()) return NewPlainNode(c, ADataType);
+  if (FCurrKind == ckArray) return NewPlainNode(c, ADataType);
   return nullptr;
 }
 
 TVnJSONBase *TVnJSONHandler::LatentTarget() const noexcept {
   if (FNameOwner) return FNameOwner;
   TVnJSONBase *c = FCurrValue;
-  const TClass k = c ? c->ClassType() : nullptr;
-  if (k == TVnJSONArray::StaticClass()) return c;
-  if (k == TVnJSONObject::StaticClass() && c->FCount > 0) {
+  if (FCurrKind == ckArray) return c;
+  if (FCurrKind == ckObject && c->FCount > 0) {
     // The last member as it stands: a member record already has its value.
     TVnJSONBase *last = TVnJSONSlots::At(c, c->FCount - 1);
     if (json::IsLatent(last)) return nullptr;
@@ -1322,7 +1327,7 @@ bool TVnJSONHandler::AddLatent(TVnJSONBase *ATarget, TVnJSONBase *AValue) {
   TVnJSONBase *child = AValue;
   try {
     if (record) child = json::RecordMake(FNameInfo, FName, AValue);
-    ATarget->TVnJSONBase::InsertObject(child);
+    ATarget->AppendChild(child);
   } catch (...) {
     // The name still waits; a failed parse makes its member with a null value (FinishFailed).
     if (child != AValue) json::RecordFree(child, false);
@@ -1426,7 +1431,7 @@ void TVnJSONHandler::ScannedNumber(const char *AData, std::size_t ALength) {
 
 void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
   TVnJSONBase *c = FCurrValue;
-  if (c && c->ClassType() == TVnJSONObject::StaticClass()) {
+  if (FCurrKind == ckObject) {
     // The name waits for its value (see FNameOwner).
     FlushName();
     FPendingMember = nullptr;
@@ -1454,7 +1459,7 @@ void TVnJSONHandler::Close() {
       break;
     c = c->Owner();
   }
-  FCurrValue = c;
+  SetCurrValue(c);
 }
 
 void TVnJSONHandler::EndArray() {

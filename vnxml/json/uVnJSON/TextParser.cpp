@@ -85,6 +85,10 @@ void TVnJSONTextParser::SetCharacterSetType(TVnCharacterSetType AType) {
 bool TVnJSONTextParser::TakeAsciiOther(const char *&AData, std::size_t &ALength) {
   FAsciiFrom = FAsciiTo = nullptr;
   if (FMinCharBytes != 1) return false;
+  if (FNotAsciiEnd == GetCurPos() && FNotAsciiMark == MarkPos(tpMark1)) {
+    FNotAsciiEnd = -1;
+    return false;
+  }
   const Int64 from = GetPos(tpMark1);
   if (from < FBasePos) return false;
   const Byte *p = FBase + (from - FBasePos);
@@ -181,7 +185,13 @@ bool TVnJSONTextParser::ScanString() {
   }
   // The run was seen whole when it has no escape (whose "\u" passes characters unseen) and the
   // window stayed where it was.
-  if (!escaped && !high) NoteAscii(from, base, basePos);
+  if (high) {
+    // A byte in front of the first stop, so within the string.
+    FNotAsciiMark = MarkPos(tpMark1);
+    FNotAsciiEnd = GetCurPos();
+  } else if (!escaped) {
+    NoteAscii(from, base, basePos);
+  }
   return escaped;
 }
 
@@ -216,11 +226,15 @@ TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
       RaiseExpected(cExpectedValue);
   }
   SetMark(tpMark1);
+  const Byte *from = FCur;
+  const Byte *base = FBase;
+  const Int64 basePos = FBasePos;
   // Each letter must match, case included.
   for (const char16_t *k = keyword; *k; ++k) {
     if (Eof() || CurrUnit() != *k) RaiseExpected(UnicodeString(1, *k));
     Step();
   }
+  NoteAscii(from, base, basePos);
   return type;
 }
 
