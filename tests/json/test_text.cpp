@@ -51,6 +51,13 @@ TEST(JSONText, JSONtoStrUndoesTheEscapes) {
   EXPECT_EQ(VnJSONtoStr(u"\\uD800x", jdtString), (UnicodeString{char16_t(0xD800), u'x'}));
   // \% takes two hexadecimal digits in any type.
   EXPECT_EQ(VnJSONtoStr(u"\\%41", jdtString), u"A");
+  // Escapes are found at every place of texts longer than one step of the search, and a "%"
+  // in a number likewise.
+  for (std::size_t k = 0; k < 20; ++k) {
+    const std::u16string a(k, u'a'), b(19 - k, u'b');
+    EXPECT_EQ(VnJSONtoStr(a + u"\\n" + b, jdtString), a + u"\n" + b) << k;
+    EXPECT_EQ(VnJSONtoStr(a + u"%41" + b, jdtNumber), a + u"A" + b) << k;
+  }
 }
 
 TEST(JSONText, JSONtoStrReadsPercentEscapesInNumbersOnly) {

@@ -16,6 +16,9 @@ namespace json {
 // A reader for a parse: the JSON reader, or the form reader for a form-URL-encoded body.
 TVnJSONReader *CreateReader(bool AFormURLEncoded);
 
+// The index of the first backslash or "%" in AText from AFrom on, or its size.
+std::size_t FindBackslashOrPercent(UnicodeStringView AText, std::size_t AFrom) noexcept;
+
 // Appends AText escaped as VnStrToJSON escapes it; the narrow form takes characters below 256,
 // one a byte.
 void AppendEscaped(UnicodeString &ADest, UnicodeStringView AText);

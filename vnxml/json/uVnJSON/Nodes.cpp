@@ -1345,14 +1345,8 @@ bool TVnJSONHandler::AddLatent(TVnJSONBase *ATarget, TVnJSONBase *AValue) {
 }
 
 void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue) {
-  // Text without escapes is stored as it came; the rest is decoded first. One pass over the
-  // units, without the per-unit set search of find_first_of.
-  bool plain = true;
-  for (const char16_t ch : AValue)
-    if (ch == u'\\' || ch == u'%') {
-      plain = false;
-      break;
-    }
+  // Text without escapes is stored as it came; the rest is decoded first.
+  const bool plain = json::FindBackslashOrPercent(AValue, 0) == AValue.size();
   if (TVnJSONBase *target = LatentTarget()) {
     if (plain) {
       if (AddLatent(target, json::LatentMake(ADataType, UnicodeStringView(AValue)))) return;
