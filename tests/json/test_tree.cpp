@@ -831,6 +831,13 @@ TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
     EXPECT_EQ(f->SelectIntf(u"$.*", {})->Count(), static_cast<Integer>(names.size()));
     EXPECT_EQ(f->GetAsJSON(), before);
   }
+  // A builder fed by hand makes each member when its name comes.
+  Doc h = MakeOwned<TVnJSONDocument>();
+  Owned<TVnJSONHandler> builder(New<TVnJSONHandler>(nullptr, h.get()));
+  builder->StartObject();
+  builder->StartMemberAscii("n", 1);
+  builder->StartMember(u"m");
+  EXPECT_EQ(h->GetRootValue()->Count(), 2);
   // A member held by an interface outlives the document that made it from its record.
   DelphiInterface<IVnJSONMember> held;
   {

@@ -1079,6 +1079,11 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   // The name of the member just read into an object of the library's own class (FNameOwner),
   // held as a member holds its name until the value comes: a simple value makes a member record
   // of both, anything else the member node (FlushName). FNameOwner is nil when no name waits.
+  // Names wait only in a load (FDeferNames, set by TVnJSONBase::LoadFromStream), which sees
+  // every parse to its end or to FinishFailed; a handler fed by any other caller makes each
+  // member when its name comes.
+  friend class TVnJSONBase;
+  bool FDeferNames = false;
   TVnJSONBase *FNameOwner = nullptr;
   UInt64 FName = 0;
   Byte FNameInfo = 0;

@@ -471,6 +471,7 @@ void TVnJSONBase::LoadFromStream(TStream *AStream, Word ACodePage, bool AFormURL
   Owned<TVnJSONReader> readerOwner(reader);
   TVnJSONHandler *handler = New<TVnJSONHandler>(reader, this);
   handler->SetAutoDestroy(false);
+  handler->FDeferNames = true;
   Owned<TVnJSONHandler> handlerOwner(handler);
   reader->SetContentHandler(handler);
   reader->SetErrorHandler(handler);
@@ -1262,7 +1263,7 @@ void TVnJSONHandler::StartArray() {
 void TVnJSONHandler::StartMember(const VnJSONString &AName) {
   FlushName();
   TVnJSONBase *c = FCurrValue;
-  if (FCurrKind == ckObject) {
+  if (FCurrKind == ckObject && FDeferNames) {
     // The name waits for its value (see FNameOwner).
     FPendingMember = nullptr;
     json::TextSet(FNameInfo, FName, AName);
@@ -1426,11 +1427,18 @@ void TVnJSONHandler::ScannedNumber(const char *AData, std::size_t ALength) {
 void TVnJSONHandler::StartMemberAscii(const char *AData, std::size_t ALength) {
   TVnJSONBase *c = FCurrValue;
   if (FCurrKind == ckObject) {
-    // The name waits for its value (see FNameOwner).
     FlushName();
-    FPendingMember = nullptr;
-    json::TextSetAscii(FNameInfo, FName, AData, ALength);
-    FNameOwner = c;
+    if (FDeferNames) {
+      // The name waits for its value (see FNameOwner).
+      FPendingMember = nullptr;
+      json::TextSetAscii(FNameInfo, FName, AData, ALength);
+      FNameOwner = c;
+      return;
+    }
+    // AddMember of the class, with the name set from the bytes.
+    auto *m = new TVnJSONMember(c);
+    json::TextSetAscii(m->FTextInfo, m->FName, AData, ALength);
+    FPendingMember = m;
     return;
   }
   UnicodeString name(ALength, u'\0');
