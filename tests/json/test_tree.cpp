@@ -654,14 +654,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
   const std::u16string json = u"{\"a\":[" + values + u"],\"s\":\"abcdefghij\",\"n\":7,\"e\":\"\"}";
   for (bool utf8 : {false, true}) {
     SCOPED_TRACE(utf8);
-    auto load = [&] {
-      Doc d = MakeOwned<TVnJSONDocument>();
-      if (utf8)
-        d->SetAsJSON(std::string_view(UTF8Encode(json)));
-      else
-        d->SetAsJSON(json);
-      return d;
-    };
+    auto load = [&] { return Load(json, utf8); };
     Doc d = load();
     const UnicodeString before = d->GetAsJSON();
     const UnicodeString formatted = d->GetFormattedJSON();
@@ -776,14 +769,7 @@ TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
       u"\":\"\",\"ar\":[3],\"z\":0,\"abc\":3,\"abcd\":4,\"abcde\":5,\"abcdef\":6,\"abcdefg\":7}";
   for (bool utf8 : {false, true}) {
     SCOPED_TRACE(utf8);
-    auto load = [&] {
-      Doc d = MakeOwned<TVnJSONDocument>();
-      if (utf8)
-        d->SetAsJSON(std::string_view(UTF8Encode(json)));
-      else
-        d->SetAsJSON(json);
-      return d;
-    };
+    auto load = [&] { return Load(json, utf8); };
     Doc d = load();
     const UnicodeString before = d->GetAsJSON();
     const UnicodeString formatted = d->GetFormattedJSON();

@@ -25,6 +25,15 @@ inline Doc Load(const UnicodeString &AJSON) {
   return d;
 }
 
+// Load, or with AUTF8 the same text loaded from its UTF-8 bytes (the reader's other way of
+// handing text over).
+inline Doc Load(const UnicodeString &AJSON, bool AUTF8) {
+  if (!AUTF8) return Load(AJSON);
+  Doc d = MakeOwned<TVnJSONDocument>();
+  d->SetAsJSON(std::string_view(UTF8Encode(AJSON)));
+  return d;
+}
+
 // The bytes of a memory stream.
 inline std::string Bytes(TMemoryStream &AStream) {
   return std::string(static_cast<const char *>(AStream.Memory()),

@@ -184,8 +184,8 @@ inline void Write(TStream *AStream, UnicodeStringView AText) {
 
 }  // namespace json
 
-// The child slots as they stand, latent values included, for the walks of the unit that read or
-// free a tree without making nodes of its values.
+// The child slots as they stand, compact values and member records included, for the walks of
+// the unit that read or free a tree without making nodes of them.
 struct TVnJSONSlots {
   static TVnJSONBase *At(const TVnJSONBase *ANode, Integer AIndex) noexcept {
     return ANode->FItems[AIndex];
