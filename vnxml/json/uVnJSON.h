@@ -728,6 +728,7 @@ class TVnJSONBase : public TVnObject, public virtual IVnJSONBase {
       GrowForOneMore();
     FItems[FCount++] = AChild;
   }
+  // GrowItems to the next capacity, out of line.
   void GrowForOneMore();
   // Points the child list at ACount slots of the node itself.
   void UseOwnSlots(TVnJSONBase **ASlots, Byte ACount) noexcept {
