@@ -654,8 +654,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
   const std::u16string json = u"{\"a\":[" + values + u"],\"s\":\"abcdefghij\",\"n\":7,\"e\":\"\"}";
   for (bool utf8 : {false, true}) {
     SCOPED_TRACE(utf8);
-    auto load = [&] { return Load(json, utf8); };
-    Doc d = load();
+    Doc d = Load(json, utf8);
     const UnicodeString before = d->GetAsJSON();
     const UnicodeString formatted = d->GetFormattedJSON();
     TVnJSONBase *a = d->FindMember(u"a")->GetValueObj();
@@ -698,7 +697,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
     EXPECT_EQ(d->FindMember(u"n")->GetAsInteger(), 7);
 
     // Edits on values still compact.
-    Doc e = load();
+    Doc e = Load(json, utf8);
     TVnJSONArray *b = e->FindMember(u"a")->GetAsArray();
     b->Exchange(0, 5);
     b->DeleteValue(4);
@@ -714,7 +713,7 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
                                   u"1234567890123456789012345678901, true, false], \"s\": , "
                                   u"\"n\": \"x\", \"e\": []}");
     // A path's descent passes compact values and finds the ones asked for.
-    Doc f = load();
+    Doc f = Load(json, utf8);
     DelphiInterface<IVnJSONArray> found = f->SelectIntf(u"$..n", {});
     ASSERT_EQ(found->Count(), 1);
     EXPECT_EQ(found->GetItem(0)->GetAsString(), u"7");
@@ -769,8 +768,7 @@ TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
       u"\":\"\",\"ar\":[3],\"z\":0,\"abc\":3,\"abcd\":4,\"abcde\":5,\"abcdef\":6,\"abcdefg\":7}";
   for (bool utf8 : {false, true}) {
     SCOPED_TRACE(utf8);
-    auto load = [&] { return Load(json, utf8); };
-    Doc d = load();
+    Doc d = Load(json, utf8);
     const UnicodeString before = d->GetAsJSON();
     const UnicodeString formatted = d->GetFormattedJSON();
     // Found by name first (only that member is made), then every member in order.
@@ -795,7 +793,7 @@ TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
     EXPECT_EQ(d->GetFormattedJSON(), formatted);
 
     // Edits while the members are still records; the last member is one.
-    Doc e = load();
+    Doc e = Load(json, utf8);
     auto *p = static_cast<TVnJSONObject *>(e->GetRootValue());
     EXPECT_EQ(p->LastMember()->GetName(), u"abcdefg");
     p->DeleteMember(1);
@@ -810,7 +808,7 @@ TEST(JSONTexts, LoadedMembersBecomeNodesOnDemand) {
                   u"\": \"\", \"ar\": [3], \"z\": 0, \"abc\": 3, \"abcd\": 4, \"abcde\": 5, "
                   u"\"abcdef\": 6, \"abcdefg\": 7, \"n\": 4}");
     // A path's name steps compare a record's name where it stands, with and without case.
-    Doc f = load();
+    Doc f = Load(json, utf8);
     DelphiInterface<IVnJSONArray> found = f->SelectIntf(u"$.ABCDEFGH", {jsoCaseInsensitive});
     ASSERT_EQ(found->Count(), 1);
     EXPECT_EQ(found->GetItem(0)->GetAsString(), u"true");

@@ -157,9 +157,7 @@ struct TVnJSONTreeWriter {
         case nkMember: {
           auto *m = static_cast<TVnJSONMember *>(ANode);
           if (Formatted && AIndent) W.Indent(ALevel);
-          W.Put(u'"');
-          W.PutTextEscaped(m->FTextInfo, m->FName);
-          W.Put(u"\": ");
+          WriteName(m->FTextInfo, m->FName);
           TVnJSONBase *v = library ? TVnJSONSlots::ValueOf(m) : m->GetValueObj();
           if (!v) return;
           if (json::IsLatent(v)) {
@@ -193,6 +191,13 @@ struct TVnJSONTreeWriter {
           return;
       }
     }
+  }
+
+  // A member's name and what follows it up to the value.
+  void WriteName(Byte AInfo, const UInt64 &AName) {
+    W.Put(u'"');
+    W.PutTextEscaped(AInfo, AName);
+    W.Put(u"\": ");
   }
 
   // A compact value, written as the node it stands for would be.
@@ -270,9 +275,7 @@ struct TVnJSONTreeWriter {
             if (f.Kind == nkObject) {
               Byte info;
               const json::TMemberRecord *r = json::RecordOf(child, info);
-              W.Put(u'"');
-              W.PutTextEscaped(info, r->Name);
-              W.Put(u"\": ");
+              WriteName(info, r->Name);
               child = r->Value;
             }
             WriteLatent(child);

@@ -214,26 +214,23 @@ TVnJSONDataType TVnJSONTextParser::ScanLiteral() {
       type = jdtNull;
       break;
     default:
-      if (c < 128 && cNumber.Member[c]) {
-        SetMark(tpMark1);
-        const Byte *from = FCur;
-        const Byte *base = FBase;
-        const Int64 basePos = FBasePos;
-        SkipNumber();
-        NoteAscii(from, base, basePos);
-        return jdtNumber;
-      }
-      RaiseExpected(cExpectedValue);
+      if (c >= 128 || !cNumber.Member[c]) RaiseExpected(cExpectedValue);
+      type = jdtNumber;
   }
   SetMark(tpMark1);
   const Byte *from = FCur;
   const Byte *base = FBase;
   const Int64 basePos = FBasePos;
-  // Each letter must match, case included.
-  for (const char16_t *k = keyword; *k; ++k) {
-    if (Eof() || CurrUnit() != *k) RaiseExpected(UnicodeString(1, *k));
-    Step();
+  if (!keyword) {
+    SkipNumber();
+  } else {
+    // Each letter must match, case included.
+    for (const char16_t *k = keyword; *k; ++k) {
+      if (Eof() || CurrUnit() != *k) RaiseExpected(UnicodeString(1, *k));
+      Step();
+    }
   }
+  // Either way the run is ASCII.
   NoteAscii(from, base, basePos);
   return type;
 }
