@@ -738,6 +738,45 @@ TEST(JSONTexts, LoadedValuesOfEveryFormBecomeNodesOnDemand) {
   EXPECT_EQ(g->GetAsJSON(), u"{\"b\": null}");
 }
 
+// A string read from UTF-8 into an array or member is decoded where it stands, in one pass. It
+// must give what the general way gives (the bytes to UTF-16, ill-formed ones replaced, then the
+// escapes decoded) for every escape, width and ill-formed byte, and fail alike.
+TEST(JSONTexts, UTF8StringsDecodeInOnePassAsTheGeneralWayDoes) {
+  const std::vector<std::string> bodies = {"",
+                                           "caf\xC3\xA9",
+                                           "\xE6\x97\xA5\xE6\x9C\xAC",
+                                           "\xF0\x9F\x98\x80 smile",
+                                           "plain ascii text",
+                                           "a\\u00e9\\u4E2D\\ud83d\\ude00b",
+                                           "\\ud800 lone",
+                                           "\\\"\\\\\\/\\b\\f\\n\\r\\t",
+                                           "50% \\u0025",
+                                           "x\\u00ff\\u0100y" + std::string(30, 'z'),
+                                           "a\xFF"
+                                           "b",
+                                           "\xC0\xAF",
+                                           "\xED\xA0\x80 surrogate",
+                                           "\xE6\x97 cut",
+                                           "\xF4\x90\x80\x80",
+                                           "tail \xC3",
+                                           std::string(100, 'w') + "\xC3\xA9\\n"};
+  for (const std::string &body : bodies) {
+    SCOPED_TRACE(body);
+    const UnicodeString expected = VnJSONtoStr(UTF8ToString(body), jdtString);
+    Doc d = MakeOwned<TVnJSONDocument>();
+    d->SetAsJSON(std::string_view("{\"a\":[\"" + body + "\",\"" + body + body + "\"],\"m\":\"" +
+                                  body + "\"}"));
+    EXPECT_EQ(d->FindMember(u"a")->GetValueObj()->Item(0)->GetAsString(), expected);
+    EXPECT_EQ(d->FindMember(u"a")->GetValueObj()->Item(1)->GetAsString(), expected + expected);
+    EXPECT_EQ(d->FindMember(u"m")->GetAsString(), expected);
+  }
+  Doc g = MakeOwned<TVnJSONDocument>();
+  EXPECT_THROW(g->SetAsJSON(std::string_view("{\"a\":[1,\"\xC3\xA9\\uZZZZ\"]}")), EConvertError);
+  EXPECT_EQ(g->GetAsJSON(), u"{\"a\": [1, null]}");
+  EXPECT_THROW(g->SetAsJSON(std::string_view("{\"b\":\"\\u12G4\"}")), EConvertError);
+  EXPECT_EQ(g->GetAsJSON(), u"{\"b\": null}");
+}
+
 // A load keeps a member with a simple value as a record of name and value until the member is
 // asked for: names of every form (lengths around the word's eight, both widths, a backslash,
 // which a name keeps as read) among

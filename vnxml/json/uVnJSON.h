@@ -216,6 +216,9 @@ class TVnJSONTextParser : public TVnTextParser {
   // for a look ahead that nothing consumes: in a UTF-8 source only, where ASCII text reads byte
   // for byte. False in other widths.
   bool PeekUtf8(Integer ACount, const char *&AData, std::size_t &ALength);
+  // The source bytes from mark 1 to the current character, when the source is UTF-8 and they lie
+  // in the window. Mark 1 stays. False in other widths.
+  bool SelectedUTF8(const char *&AData, std::size_t &ALength);
   // Steps over the current character; nothing at the end of the text.
   void StepOver() {
     if (!_GetEOF()) Step();
@@ -263,6 +266,12 @@ class TVnJSONTextParser : public TVnTextParser {
   // TakeAscii of a run that the last scan did not find ASCII: its bytes are looked at, unless
   // the scan saw a byte above 127 in it.
   bool TakeAsciiOther(const char *&AData, std::size_t &ALength);
+  // The first source byte from mark 1 on, when the run from there to the current character lies
+  // in the window; nil otherwise.
+  const Byte *MarkedRun();
+  // ScanString from the string's first character on, the general way (out of line, so that the
+  // common case needs few registers).
+  [[gnu::noinline]] bool ScanStringRest();
 
   // The source bytes that the last scan saw whole and found ASCII, so that TakeAscii of that
   // same run needs no second look.
@@ -1071,6 +1080,14 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   // number may have ("0" to "9", ".", "-", "+", "e", "E"), so none needs a look.
   friend class TVnJSONReader;
   void ScannedNumber(const char *AData, std::size_t ALength);
+  // Value of a string as the reader's scan saw it in a UTF-8 source (the bytes between its
+  // quotation marks), decoded in one pass where it can stay compact. False, with nothing done,
+  // when it cannot stay compact or needs the general decoding; the reader then hands it over as
+  // UTF-16.
+  bool ValueUTF8(const char *AData, std::size_t ALength);
+  // Stores the decoded text AText at ATarget (LatentTarget), compact where it can be, as a node
+  // otherwise.
+  void AddDecoded(TVnJSONBase *ATarget, TVnJSONDataType ADataType, UnicodeStringView AText);
   // Makes ANode the cursor and notes whether its class is exactly the library's object or array.
   void SetCurrValue(TVnJSONBase *ANode) noexcept;
   TVnJSONReader *FReader;
@@ -1088,6 +1105,8 @@ class TVnJSONHandler : public TVnObject, public IVnJSONContentHandler, public IV
   TVnJSONBase *FNameOwner = nullptr;
   UInt64 FName = 0;
   Byte FNameInfo = 0;
+  // ValueUTF8's room for the decoded text, kept for the next string.
+  UnicodeString FDecoded;
 };
 
 }  // namespace vn

@@ -8,11 +8,13 @@
 #endif
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstdint>
 #include <cstring>
 
 #include "vnxml/common/uVnClasses.h"
+#include "vnxml/common/uVnClasses/Utf8.h"
 
 namespace vn {
 
@@ -128,21 +130,58 @@ inline std::size_t WidenASCII(const Byte *AFrom, char16_t *ATo, std::size_t ACou
   return WidenASCIIBytes(AFrom, ATo, ACount);
 }
 
-// Decodes well-formed UTF-8 into AOut, which has room for ASize units; false at the first
-// ill-formed sequence, which the caller leaves to the converter with its replacement rules.
-bool DecodeWellFormedUTF8(const Byte *AP, std::size_t ASize, char16_t *AOut,
-                          std::size_t &ALen) noexcept {
+inline bool Compare(TVnTextParserSkipOp AOp, UChar32 ACh, UChar32 AChar) noexcept {
+  switch (AOp) {
+    case soEqual:
+      return ACh == AChar;
+    case soLess:
+      return ACh < AChar;
+    case soGreater:
+      return ACh > AChar;
+    case soNotEqual:
+      return ACh != AChar;
+    case soLessOrEqual:
+      return ACh <= AChar;
+    case soGreaterOrEqual:
+      return ACh >= AChar;
+    default:
+      return false;
+  }
+}
+
+[[noreturn]] void RaiseBadSkipOp() {
+  throw EArgumentOutOfRangeException(u"The skip operation does not fit the kind of argument");
+}
+
+}  // namespace
+
+bool detail::DecodeWellFormedUTF8(const Byte *AP, std::size_t ASize, char16_t *AOut,
+                                  std::size_t &ALen) noexcept {
   const Byte *e = AP + ASize;
   char16_t *d = AOut;
   while (AP < e) {
     if (e - AP >= 8) {
+      // Eight bytes widened at once; the ASCII ones in front of the first other byte count.
+      // The units written beyond them lie within the room: a unit never takes less than a byte.
       std::uint64_t w;
       std::memcpy(&w, AP, 8);
-      if (!(w & 0x8080808080808080ull)) {
-        for (int k = 0; k < 8; ++k) d[k] = AP[k];
+      const std::uint64_t high = w & 0x8080808080808080ull;
+#if defined(__SSE2__)
+      _mm_storeu_si128(
+          reinterpret_cast<__m128i *>(d),
+          _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<long long>(w)), _mm_setzero_si128()));
+#else
+      for (int k = 0; k < 8; ++k) d[k] = AP[k];
+#endif
+      if (!high) {
         d += 8;
         AP += 8;
         continue;
+      }
+      if constexpr (std::endian::native == std::endian::little) {
+        const auto ascii = static_cast<unsigned>(std::countr_zero(high)) / 8;
+        d += ascii;
+        AP += ascii;
       }
     }
     const Byte b = *AP;
@@ -176,31 +215,6 @@ bool DecodeWellFormedUTF8(const Byte *AP, std::size_t ASize, char16_t *AOut,
   ALen = static_cast<std::size_t>(d - AOut);
   return true;
 }
-
-inline bool Compare(TVnTextParserSkipOp AOp, UChar32 ACh, UChar32 AChar) noexcept {
-  switch (AOp) {
-    case soEqual:
-      return ACh == AChar;
-    case soLess:
-      return ACh < AChar;
-    case soGreater:
-      return ACh > AChar;
-    case soNotEqual:
-      return ACh != AChar;
-    case soLessOrEqual:
-      return ACh <= AChar;
-    case soGreaterOrEqual:
-      return ACh >= AChar;
-    default:
-      return false;
-  }
-}
-
-[[noreturn]] void RaiseBadSkipOp() {
-  throw EArgumentOutOfRangeException(u"The skip operation does not fit the kind of argument");
-}
-
-}  // namespace
 
 // ---------------------------------------------------------------------------------------------
 // The slots of each width.
@@ -858,7 +872,7 @@ void TVnTextParser::ConvertOther(const Byte *AFrom, const Byte *ATo, std::size_t
       char16_t *d = ADest.data();
       const std::size_t ascii = AAscii;
       std::size_t len = 0;
-      if (DecodeWellFormedUTF8(AFrom + ascii, n - ascii, d + ascii, len)) {
+      if (detail::DecodeWellFormedUTF8(AFrom + ascii, n - ascii, d + ascii, len)) {
         ADest.resize(ascii + len);
         return;
       }

@@ -19,6 +19,14 @@ TVnJSONReader *CreateReader(bool AFormURLEncoded);
 // The index of the first backslash or "%" in AText from AFrom on, or its size.
 std::size_t FindBackslashOrPercent(UnicodeStringView AText, std::size_t AFrom) noexcept;
 
+// Decodes a string's UTF-8 source as it stands between its quotation marks (escapes as the
+// reader's scan admits them) into AOut, which has room for ALength units, in one pass: what
+// VnJSONtoStr gives for the UTF-16 form of those bytes. False, with AOut's content undefined, at
+// anything the pass leaves to the general way: an ill-formed UTF-8 sequence (which the
+// conversion replaces), a "\u" without four hexadecimal digits, a backslash at the end.
+bool DecodeStringUTF8(const char *AData, std::size_t ALength, char16_t *AOut,
+                      std::size_t &ALen) noexcept;
+
 // Appends AText escaped as VnStrToJSON escapes it; the narrow form takes characters below 256,
 // one a byte.
 void AppendEscaped(UnicodeString &ADest, UnicodeStringView AText);

@@ -1362,10 +1362,7 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
         NewOwnValue(ADataType);
         throw;
       }
-      if (AddLatent(target, json::LatentMake(ADataType, UnicodeStringView(text)))) return;
-      FlushName();
-      FPendingMember = nullptr;
-      NewOwnValue(ADataType)->SetText(text, ADataType);
+      AddDecoded(target, ADataType, text);
       return;
     }
   }
@@ -1390,6 +1387,25 @@ void TVnJSONHandler::Value(TVnJSONDataType ADataType, const VnJSONString &AValue
     v->SetText(AValue, ADataType);
   else
     v->SetText(VnJSONtoStr(AValue, ADataType), ADataType);
+}
+
+void TVnJSONHandler::AddDecoded(TVnJSONBase *ATarget, TVnJSONDataType ADataType,
+                                UnicodeStringView AText) {
+  if (AddLatent(ATarget, json::LatentMake(ADataType, AText))) return;
+  FlushName();
+  FPendingMember = nullptr;
+  NewOwnValue(ADataType)->SetText(AText, ADataType);
+}
+
+bool TVnJSONHandler::ValueUTF8(const char *AData, std::size_t ALength) {
+  TVnJSONBase *target = LatentTarget();
+  if (!target) return false;
+  // A unit a byte at most; the room only grows.
+  if (FDecoded.size() < ALength) FDecoded.resize(std::max(ALength, FDecoded.size() * 2));
+  std::size_t n;
+  if (!json::DecodeStringUTF8(AData, ALength, FDecoded.data(), n)) return false;
+  AddDecoded(target, jdtString, UnicodeStringView(FDecoded.data(), n));
+  return true;
 }
 
 void TVnJSONHandler::ValueAscii(TVnJSONDataType ADataType, const char *AData, std::size_t ALength) {

@@ -157,10 +157,16 @@ void TVnJSONReader::ParseSimpleValue() {
   std::size_t n;
   if (!P->Eof() && P->CurrUnit() == u'"') {
     const bool escaped = P->ScanString();
-    // Text with an escape is decoded by the handler, which needs it as UTF-16.
-    if (FTreeHandler && !escaped && P->TakeAscii(data, n)) {
-      FTreeHandler->ValueAscii(jdtString, data, n);
-      return;
+    if (FTreeHandler) {
+      if (!escaped && P->TakeAscii(data, n)) {
+        FTreeHandler->ValueAscii(jdtString, data, n);
+        return;
+      }
+      // Other text of a UTF-8 source is decoded where it stands; the rest goes as UTF-16.
+      if (P->SelectedUTF8(data, n) && FTreeHandler->ValueUTF8(data, n)) {
+        P->ClearMark(tpMark1);
+        return;
+      }
     }
     TakeText();
     FContentHandler->Value(jdtString, FText);

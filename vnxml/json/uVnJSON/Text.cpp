@@ -10,6 +10,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "vnxml/common/uVnClasses/Utf8.h"
 #include "vnxml/json/uVnJSON/Internal.h"
 #include "vnxml/rtl/DateUtils.h"
 #include "vnxml/json/uVnJSONSerializer.h"
@@ -689,6 +690,14 @@ std::size_t json::ToUTF8(UnicodeStringView AText, char *ADest) noexcept {
 
 namespace {
 
+// The value of a hexadecimal digit, -1 for any other character.
+constexpr int HexDigit(char16_t AChar) noexcept {
+  return AChar >= u'0' && AChar <= u'9'   ? AChar - u'0'
+         : AChar >= u'a' && AChar <= u'f' ? AChar - u'a' + 10
+         : AChar >= u'A' && AChar <= u'F' ? AChar - u'A' + 10
+                                          : -1;
+}
+
 // The integer conversion of a hexadecimal escape: raises EConvertError for anything that is not
 // a hexadecimal number.
 Integer HexValue(UnicodeStringView ADigits) {
@@ -696,11 +705,7 @@ Integer HexValue(UnicodeStringView ADigits) {
   // with its messages.
   Integer r = ADigits.empty() || ADigits.size() > 4 ? -1 : 0;
   for (std::size_t i = 0; r >= 0 && i < ADigits.size(); ++i) {
-    const char16_t c = ADigits[i];
-    const int d = c >= u'0' && c <= u'9'   ? c - u'0'
-                  : c >= u'a' && c <= u'f' ? c - u'a' + 10
-                  : c >= u'A' && c <= u'F' ? c - u'A' + 10
-                                           : -1;
+    const int d = HexDigit(ADigits[i]);
     r = d < 0 ? -1 : r * 16 + d;
   }
   if (r >= 0) return r;
@@ -784,6 +789,64 @@ UnicodeString VnJSONtoStr(UnicodeStringView AJSON, TVnJSONDataType ADataType) {
     }
   }
   return r;
+}
+
+bool json::DecodeStringUTF8(const char *AData, std::size_t ALength, char16_t *AOut,
+                            std::size_t &ALen) noexcept {
+  const Byte *p = reinterpret_cast<const Byte *>(AData);
+  const Byte *const e = p + ALength;
+  char16_t *d = AOut;
+  for (;;) {
+    // The run up to the next backslash, then the escape.
+    const auto *bs =
+        static_cast<const Byte *>(std::memchr(p, '\\', static_cast<std::size_t>(e - p)));
+    const Byte *runEnd = bs ? bs : e;
+    std::size_t len;
+    if (!detail::DecodeWellFormedUTF8(p, static_cast<std::size_t>(runEnd - p), d, len))
+      return false;
+    d += len;
+    if (!bs) break;
+    p = bs + 1;
+    if (p == e) return false;
+    const Byte c = *p++;
+    switch (c) {
+      case 'b':
+        *d++ = 8;
+        break;
+      case 'f':
+        *d++ = 12;
+        break;
+      case 'n':
+        *d++ = 10;
+        break;
+      case 'r':
+        *d++ = 13;
+        break;
+      case 't':
+        *d++ = 9;
+        break;
+      case 'u': {
+        if (e - p < 4) return false;
+        unsigned v = 0;
+        for (int k = 0; k < 4; ++k) {
+          const int digit = HexDigit(p[k]);
+          if (digit < 0) return false;
+          v = v * 16 + static_cast<unsigned>(digit);
+        }
+        *d++ = static_cast<char16_t>(v);
+        p += 4;
+        break;
+      }
+      default:
+        // '"', '\\', '/' and other ASCII characters stand for themselves, but for "%", which
+        // takes two hexadecimal digits.
+        if (c == '%' || c >= 0x80) return false;
+        *d++ = c;
+        break;
+    }
+  }
+  ALen = static_cast<std::size_t>(d - AOut);
+  return true;
 }
 
 TVnJSONDataType VnVarTypeToJSONType(const Variant &AValue) {

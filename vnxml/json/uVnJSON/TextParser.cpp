@@ -82,6 +82,13 @@ void TVnJSONTextParser::SetCharacterSetType(TVnCharacterSetType AType) {
   FEqual = c->Equal;
 }
 
+const Byte *TVnJSONTextParser::MarkedRun() {
+  const Int64 from = GetPos(tpMark1);
+  if (from < FBasePos) return nullptr;
+  const Byte *p = FBase + (from - FBasePos);
+  return p > FCur ? nullptr : p;
+}
+
 bool TVnJSONTextParser::TakeAsciiOther(const char *&AData, std::size_t &ALength) {
   FAsciiFrom = FAsciiTo = nullptr;
   if (FMinCharBytes != 1) return false;
@@ -89,10 +96,8 @@ bool TVnJSONTextParser::TakeAsciiOther(const char *&AData, std::size_t &ALength)
     FNotAsciiEnd = -1;
     return false;
   }
-  const Int64 from = GetPos(tpMark1);
-  if (from < FBasePos) return false;
-  const Byte *p = FBase + (from - FBasePos);
-  if (p > FCur) return false;
+  const Byte *p = MarkedRun();
+  if (!p) return false;
   const std::size_t n = static_cast<std::size_t>(FCur - p);
   // One pass without a branch, which the compiler can do many bytes at a time.
   Byte all = 0;
@@ -108,6 +113,14 @@ bool TVnJSONTextParser::PeekUtf8(Integer ACount, const char *&AData, std::size_t
   if (FCharSetType != cstU || ACount <= 0) return false;
   ALength = static_cast<std::size_t>(Available(ACount));
   AData = reinterpret_cast<const char *>(FCur);
+  return true;
+}
+
+bool TVnJSONTextParser::SelectedUTF8(const char *&AData, std::size_t &ALength) {
+  const Byte *p = FCharSetType == cstU ? MarkedRun() : nullptr;
+  if (!p) return false;
+  AData = reinterpret_cast<const char *>(p);
+  ALength = static_cast<std::size_t>(FCur - p);
   return true;
 }
 
@@ -138,6 +151,23 @@ void TVnJSONTextParser::NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 AB
   }
 }
 
+#if defined(__SSE2__)
+namespace {
+
+// The mask of the sixteen bytes at AP that end a string's run (a quotation mark or backslash);
+// AHigh gathers the bytes above 127 in front of the first of them.
+inline unsigned StringStops16(const Byte *AP, unsigned &AHigh) noexcept {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(AP));
+  const unsigned stop = static_cast<unsigned>(_mm_movemask_epi8(
+      _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('"')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\\')))));
+  const unsigned top = static_cast<unsigned>(_mm_movemask_epi8(v));
+  AHigh |= stop ? top & ((1u << __builtin_ctz(stop)) - 1) : top;
+  return stop;
+}
+
+}  // namespace
+#endif
+
 bool TVnJSONTextParser::ScanString() {
   // The readers call it on the quotation mark: the general check only raises.
   if (CurrUnit() != u'"') [[unlikely]]
@@ -146,6 +176,33 @@ bool TVnJSONTextParser::ScanString() {
   SetMark(tpMark1);
   FAsciiFrom = FAsciiTo = nullptr;
   const Byte *from = FCur;
+#if defined(__SSE2__)
+  if (FMinCharBytes == 1) {
+    // Most strings end within the window without an escape: that case goes sixteen bytes a step
+    // on pointers held in registers. An escape sends the string the general way from its start.
+    unsigned high = 0;
+    for (const Byte *p = from; FLimit - p >= 16; p += 16) {
+      const unsigned stop = StringStops16(p, high);
+      if (!stop) continue;
+      const Byte *q = p + __builtin_ctz(stop);
+      if (*q != '"') break;
+      FCur = q;
+      if (high) {
+        FNotAsciiMark = MarkPos(tpMark1);
+        FNotAsciiEnd = GetCurPos();
+      } else {
+        FAsciiFrom = from;
+        FAsciiTo = q;
+      }
+      return false;
+    }
+  }
+#endif
+  return ScanStringRest();
+}
+
+bool TVnJSONTextParser::ScanStringRest() {
+  const Byte *from = FCur;
   const Byte *base = FBase;
   const Int64 basePos = FBasePos;
   // To the next quotation mark or backslash, noting whether a byte above 127 passed.
@@ -153,13 +210,7 @@ bool TVnJSONTextParser::ScanString() {
   SkipRun(
       [&high](const Byte *p) {
 #if defined(__SSE2__)
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-        const unsigned stop = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
-            _mm_cmpeq_epi8(v, _mm_set1_epi8('"')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\\')))));
-        const unsigned top = static_cast<unsigned>(_mm_movemask_epi8(v));
-        // Only the bytes in front of the stop belong to the string.
-        high |= stop ? top & ((1u << __builtin_ctz(stop)) - 1) : top;
-        return stop;
+        return StringStops16(p, high);
 #else
         (void)p;
         return 0u;
