@@ -241,6 +241,18 @@ class TVnJSONTextParser : public TVnTextParser {
   void SkipToName();
   // Skips characters up to and including U+0020.
   void SkipWhite();
+  // After a member name's scan: over its closing quotation mark, on to the next ":" and over it,
+  // then over the characters up to U+0020 behind it. A ":" right behind the mark takes one step.
+  void SkipNameEnd() {
+    if (FMinCharBytes == 1 && FLimit - FCur >= 2 && FCur[1] == ':') {
+      FCur += 2;
+    } else {
+      StepOver();
+      SkipTo(':');
+      StepOver();
+    }
+    SkipControls();
+  }
 
   TVnJSONTextParserSkipFunc SkipWhileFunc = nullptr;
   TVnJSONTextParserCheckFunc CheckCurrCharFunc = nullptr;

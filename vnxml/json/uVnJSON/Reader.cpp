@@ -225,10 +225,7 @@ member:
       H->StartMember(FText);
     }
   }
-  P->StepOver();
-  P->SkipTo(':');
-  P->StepOver();
-  P->SkipControls();
+  P->SkipNameEnd();
   goto value;
 
 item:
