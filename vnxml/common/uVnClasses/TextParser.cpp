@@ -167,9 +167,9 @@ bool detail::DecodeWellFormedUTF8(const Byte *AP, std::size_t ASize, char16_t *A
       std::memcpy(&w, AP, 8);
       const std::uint64_t high = w & 0x8080808080808080ull;
 #if defined(__SSE2__)
-      _mm_storeu_si128(
-          reinterpret_cast<__m128i *>(d),
-          _mm_unpacklo_epi8(_mm_cvtsi64_si128(static_cast<long long>(w)), _mm_setzero_si128()));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(d),
+                       _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(AP)),
+                                         _mm_setzero_si128()));
 #else
       for (int k = 0; k < 8; ++k) d[k] = AP[k];
 #endif
