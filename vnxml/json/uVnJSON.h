@@ -272,7 +272,26 @@ class TVnJSONTextParser : public TVnTextParser {
   void Sniff(Word ACodePage);
   // Notes the run from AFrom to the current character as seen whole and ASCII, in a byte a
   // character and when the window has not moved since AFrom was taken (ABase, ABasePos).
-  void NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos);
+  void NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos) {
+    if (FMinCharBytes == 1 && FBase == ABase && FBasePos == ABasePos) {
+      FAsciiFrom = AFrom;
+      FAsciiTo = FCur;
+    }
+  }
+  // After a string's scan that ends on the current character: notes the run from AFrom (mark 1)
+  // as holding a byte above 127 when AHigh, else as seen whole and ASCII when it has no escape
+  // (NoteAscii).
+  void NoteString(unsigned AHigh, bool AEscaped, const Byte *AFrom, const Byte *ABase,
+                  Int64 ABasePos) {
+    if (AHigh) {
+      // A byte in front of the first stop, so within the string.
+      FNotAsciiMark = MarkPos(tpMark1);
+      FNotAsciiEnd = GetCurPos();
+    } else if (!AEscaped) {
+      // The run was seen whole: it has no escape (whose "\u" passes characters unseen).
+      NoteAscii(AFrom, ABase, ABasePos);
+    }
+  }
   // Steps over a run of number characters (digits, ".", "-", "+", "e", "E").
   void SkipNumber();
   // TakeAscii of a run that the last scan did not find ASCII: its bytes are looked at, unless

@@ -698,6 +698,25 @@ constexpr int HexDigit(char16_t AChar) noexcept {
                                           : -1;
 }
 
+// What a backslash and the letter AChar stand for, "u" and "%" aside: a control character for
+// "b", "f", "n", "r" and "t"; '"', '\\', '/' and any other character stand for themselves.
+constexpr char16_t Unescaped(char16_t AChar) noexcept {
+  switch (AChar) {
+    case u'b':
+      return 8;
+    case u'f':
+      return 12;
+    case u'n':
+      return 10;
+    case u'r':
+      return 13;
+    case u't':
+      return 9;
+    default:
+      return AChar;
+  }
+}
+
 // The integer conversion of a hexadecimal escape: raises EConvertError for anything that is not
 // a hexadecimal number.
 Integer HexValue(UnicodeStringView ADigits) {
@@ -760,21 +779,6 @@ UnicodeString VnJSONtoStr(UnicodeStringView AJSON, TVnJSONDataType ADataType) {
     if (i >= n) break;
     const char16_t e = AJSON[i++];
     switch (e) {
-      case u'b':
-        r += char16_t(8);
-        break;
-      case u'f':
-        r += char16_t(12);
-        break;
-      case u'n':
-        r += char16_t(10);
-        break;
-      case u'r':
-        r += char16_t(13);
-        break;
-      case u't':
-        r += char16_t(9);
-        break;
       case u'u':
         r += static_cast<char16_t>(HexValue(AJSON.substr(i, 4)));
         i += 4;
@@ -783,8 +787,8 @@ UnicodeString VnJSONtoStr(UnicodeStringView AJSON, TVnJSONDataType ADataType) {
         r += static_cast<char16_t>(HexValue(AJSON.substr(i, 2)) & 0xFF);
         i += 2;
         break;
-      default:  // '"', '\\', '/' and any other character stand for themselves
-        r += e;
+      default:
+        r += Unescaped(e);
         break;
     }
   }
@@ -810,21 +814,6 @@ bool json::DecodeStringUTF8(const char *AData, std::size_t ALength, char16_t *AO
     if (p == e) return false;
     const Byte c = *p++;
     switch (c) {
-      case 'b':
-        *d++ = 8;
-        break;
-      case 'f':
-        *d++ = 12;
-        break;
-      case 'n':
-        *d++ = 10;
-        break;
-      case 'r':
-        *d++ = 13;
-        break;
-      case 't':
-        *d++ = 9;
-        break;
       case 'u': {
         if (e - p < 4) return false;
         unsigned v = 0;
@@ -838,10 +827,9 @@ bool json::DecodeStringUTF8(const char *AData, std::size_t ALength, char16_t *AO
         break;
       }
       default:
-        // '"', '\\', '/' and other ASCII characters stand for themselves, but for "%", which
-        // takes two hexadecimal digits.
+        // Not "%", which takes two hexadecimal digits.
         if (c == '%' || c >= 0x80) return false;
-        *d++ = c;
+        *d++ = Unescaped(c);
         break;
     }
   }

@@ -144,13 +144,6 @@ void TVnJSONTextParser::SkipNumber() {
       [](char16_t u) { return u < 128 && cNumber.Member[u] != 0; });
 }
 
-void TVnJSONTextParser::NoteAscii(const Byte *AFrom, const Byte *ABase, Int64 ABasePos) {
-  if (FMinCharBytes == 1 && FBase == ABase && FBasePos == ABasePos) {
-    FAsciiFrom = AFrom;
-    FAsciiTo = FCur;
-  }
-}
-
 #if defined(__SSE2__)
 namespace {
 
@@ -187,13 +180,7 @@ bool TVnJSONTextParser::ScanString() {
       const Byte *q = p + __builtin_ctz(stop);
       if (*q != '"') break;
       FCur = q;
-      if (high) {
-        FNotAsciiMark = MarkPos(tpMark1);
-        FNotAsciiEnd = GetCurPos();
-      } else {
-        FAsciiFrom = from;
-        FAsciiTo = q;
-      }
+      NoteString(high, false, from, FBase, FBasePos);
       return false;
     }
   }
@@ -234,15 +221,7 @@ bool TVnJSONTextParser::ScanStringRest() {
     if (e == u'u')
       for (int k = 0; k < 4; ++k) StepOver();
   }
-  // The run was seen whole when it has no escape (whose "\u" passes characters unseen) and the
-  // window stayed where it was.
-  if (high) {
-    // A byte in front of the first stop, so within the string.
-    FNotAsciiMark = MarkPos(tpMark1);
-    FNotAsciiEnd = GetCurPos();
-  } else if (!escaped) {
-    NoteAscii(from, base, basePos);
-  }
+  NoteString(high, escaped, from, base, basePos);
   return escaped;
 }
 
