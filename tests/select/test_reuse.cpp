@@ -1,6 +1,10 @@
 // What a selection keeps from one call to the next and what it may take for granted about the
 // tree: a path used again (in a loop, under other settings, from inside its own predicate),
 // attributes that stand behind other children, and names that nodes made one by one share.
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+
 #include "select_util.h"
 
 namespace selecttest {
@@ -142,6 +146,114 @@ TEST(SelectCompare, ThePathsTextIsItsValue) {
   EXPECT_EQ(Selected(root, u"i[@w=\"k\"]", {soQualifiedName}), "i#2");
   // A namespace declaration has no value to a predicate.
   EXPECT_EQ(Selected(doc.get(), u"r[@xmlns:p=\"urn:p\"]", {soLocalName}), "");
+}
+
+// ---------------------------------------------------------------------------------------------
+// The kinds a child array keeps beside its nodes
+
+// The elements named x among the children of ANode, and their attributes, found by reading each
+// node: what a name step must select, however it passes over the other children.
+std::string ExpectedX(TVnDOMNode *ANode) {
+  std::string r;
+  for (TVnDOMNode *c : ANode->Children()) {
+    if (c->GetNodeType() != ntElement || c->GetLocalName() != u"x") continue;
+    r += (r.empty() ? "" : " ") + Describe(c);
+  }
+  return r;
+}
+
+TEST(SelectByKind, EditsKeepEachChildsKindWithIt) {
+  Doc doc = Load(u"<r a=\"1\"><x id=\"0\"/>t</r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  // Children put in front, behind and between, in turns of every kind: the array grows from
+  // the load's block to the heap and on the heap, each insert shifting what stands behind it.
+  TVnDOMNode *middle = root->SelectSingleNode(u"x");
+  for (int i = 1; i <= 40; ++i) {
+    const UnicodeString id = IntToStr(i);
+    switch (i % 5) {
+      case 0:
+        root->InsertText(u"t" + id, rdpFirst, nullptr);
+        break;
+      case 1:
+        root->InsertElement(u"x", rdpFirst, nullptr)->SetAttribute(u"id", id);
+        break;
+      case 2:
+        root->InsertComment(u"c" + id, rdpBefore, middle);
+        break;
+      case 3:
+        root->InsertElement(u"x", rdpAfter, middle)->SetAttribute(u"id", id);
+        break;
+      case 4:
+        root->SetAttribute(u"a" + id, id);
+        root->InsertCDATA(u"d" + id, rdpFirst, nullptr);
+        break;
+    }
+    ASSERT_EQ(Selected(root, u"x", {soCaseSensitive}), ExpectedX(root)) << i;
+  }
+  const std::string all = ExpectedX(root);
+  EXPECT_EQ(Selected(root, u"//x", {soCaseSensitive}), all);
+  EXPECT_EQ(Selected(root, u"@a4"), "@a4=4");
+  // Taking children out shifts the kinds behind them back.
+  for (int i = 0; i < 12; ++i) {
+    TVnDOMNode *front = root->Children()[0];
+    root->RemoveChild(front);
+    ASSERT_EQ(Selected(root, u"x", {soCaseSensitive}), ExpectedX(root)) << i;
+  }
+  EXPECT_NE(ExpectedX(root), all);
+  // A deep clone lists the same kinds.
+  std::unique_ptr<TVnDOMNode, FreeObject> copy(root->CloneNode(true));
+  EXPECT_EQ(Selected(copy.get(), u"x", {soCaseSensitive}), ExpectedX(root));
+}
+
+TEST(SelectByKind, AStepNamedAsALeafSelectsLeaves) {
+  Doc doc = Load(u"<r>a<!--c--><![CDATA[d]]><x/>b</r>");
+  TVnDOMElement *root = doc->GetRootNode();
+  EXPECT_EQ(Selected(root, u"#text"), "'a' 'b'");
+  EXPECT_EQ(Selected(root, u"#comment"), "#comment");
+  EXPECT_EQ(Selected(doc.get(), u"//#cdata-section"), "'d'");
+}
+
+// Text, CDATA and comment nodes may be given children or another name: a path finds what stands
+// there as before. Each history runs in a process of its own, since the first such node turns
+// off, for the whole process, the pass over leaves by their kind.
+void ExpectFoundInItsOwnProcess(const std::function<std::string()> &AFound,
+                                const std::string &AExpected) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        const std::string found = AFound();
+        std::fprintf(stderr, "found: %s\n", found.c_str());
+        std::exit(found == AExpected ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST(SelectByKindDeathTest, ALeafWithAChildOrAnotherName) {
+  ExpectFoundInItsOwnProcess(
+      [] {
+        Doc doc = Load(u"<r><x id=\"1\"/><!--c-->t</r>");
+        TVnDOMElement *root = doc->GetRootNode();
+        auto *child = static_cast<TVnDOMElement *>(
+            root->Children()[1]->AddChild(TVnDOMElement::StaticClass()));
+        child->SetQualifiedName(u"x");
+        child->SetAttribute(u"id", u"2");
+        return Selected(doc.get(), u"//x");
+      },
+      "x#1 x#2");
+  ExpectFoundInItsOwnProcess(
+      [] {
+        Doc doc = Load(u"<r><x id=\"1\"/>t</r>");
+        doc->GetRootNode()->Children()[1]->SetQualifiedName(u"x");
+        return Selected(doc.get(), u"//x");
+      },
+      "x#1 't'");
+  ExpectFoundInItsOwnProcess(
+      [] {
+        Doc doc = Load(u"<r><!--c--></r>");
+        doc->GetRootNode()->Children()[0]->SetPrefix(u"p");
+        return Selected(doc.get(), u"//p:#comment");
+      },
+      "p:#comment");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -350,7 +350,9 @@ class TVnDOMNameRef {
 // The children of a node in order: one pointer wide, with the count, the capacity and the items
 // in a single block that exists only while there are children. A block made while a load runs
 // on the thread is cut from the load's node pages (TVnNodePages) beside the nodes; others come
-// from the heap.
+// from the heap. The block keeps each item's node kind too, behind the items: a walk that passes
+// over attributes or text reads the kind there without touching the node, whose memory is
+// mostly elsewhere (a node's kind never changes once it is made).
 class TVnDOMNodeArray {
  public:
   TVnDOMNodeArray() noexcept = default;
@@ -367,6 +369,8 @@ class TVnDOMNodeArray {
   TVnDOMNode *const *end() const noexcept {
     return FBlock ? FBlock->Items + FBlock->Count : nullptr;
   }
+  // The kinds of the items, in the same order; null while there are none.
+  const TVnDOMNodeType *Kinds() const noexcept { return FBlock ? KindsAt(Room()) : nullptr; }
   TVnDOMNode *front() const noexcept { return FBlock->Items[0]; }
   TVnDOMNode *back() const noexcept { return FBlock->Items[FBlock->Count - 1]; }
   // The position of the node, or -1.
@@ -385,10 +389,14 @@ class TVnDOMNodeArray {
     std::uint32_t Count;
     // The room in items, with cOnPage set for a block cut from node pages.
     std::uint32_t Capacity;
+    // The room's items, then as many kinds (TVnDOMNodeType, a byte each).
     TVnDOMNode *Items[1];
   };
   static constexpr std::uint32_t cOnPage = 0x80000000u;
   std::size_t Room() const noexcept { return FBlock->Capacity & ~cOnPage; }
+  TVnDOMNodeType *KindsAt(std::size_t ARoom) const noexcept {
+    return reinterpret_cast<TVnDOMNodeType *>(FBlock->Items + ARoom);
+  }
   // Gives the block room for ACapacity items (at least the count); bad_alloc leaves it as it was.
   void Reserve(std::size_t ACapacity);
   TBlock *FBlock = nullptr;
@@ -1194,6 +1202,9 @@ class TVnDOMNode : public TVnDOMObject {
   void SetStoredNamespaceURI(const UnicodeString &AURI);
   void ClearStoredNamespaceURI() noexcept;
 
+  // Sets the process's flag of odd leaves (see the walks by name) when the node is a text, CDATA
+  // or comment node with children or with a name other than its kind's.
+  void NoteIfOddLeaf() const noexcept;
   // Put a node into the children at AIndex and take one out, counting the listings; the checks
   // of the list (cycles) are the caller's.
   void ChildInsert(std::size_t AIndex, TVnDOMNode *ANode);

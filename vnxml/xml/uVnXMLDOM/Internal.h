@@ -1,6 +1,7 @@
 // Messages and helpers shared by the implementation files of uVnXMLDOM.
 #pragma once
 
+#include <atomic>
 #include <unordered_set>
 #include <vector>
 
@@ -45,6 +46,21 @@ inline constexpr const char16_t *cTransformNotSupported =
     u"Style sheet transformation is not supported: the library was built without XSLT support!";
 inline constexpr const char16_t *cSerializeNotSupported =
     u"Serialization in the format %d is not supported by %s!";
+
+// Text, CDATA and comment nodes: leaves named by their kind ("#text", "#cdata-section",
+// "#comment"). Nothing stops an application from giving such a node children or another name,
+// but until one does, a walk for elements by name may pass over them by the kind its parent's
+// child array keeps, without reading the node.
+inline bool IsPlainLeafKind(TVnDOMNodeType AKind) noexcept {
+  return AKind == ntText || AKind == ntCDATA || AKind == ntComment;
+}
+// Set for good, for the whole process, once any such node has had a child or another name: the
+// walks then read every node as before. A relaxed flag is enough: a thread that made the change
+// sees it in its own order, and a tree handed to another thread is handed over with a barrier.
+inline std::atomic<bool> gOddLeaves{false};
+inline bool OddLeaves() noexcept {
+  return gOddLeaves.load(std::memory_order_relaxed);
+}
 
 // The explicit stack of the tree's walks. No walk of the tree calls itself per level: a
 // document may be nested as deep as memory allows, and the thread's stack must not grow with it.

@@ -122,7 +122,7 @@ Integer TVnDOMNodeArray::IndexOf(const TVnDOMNode *ANode) const noexcept {
 namespace {
 
 std::size_t BlockBytes(std::size_t ACapacity) noexcept {
-  return 2 * sizeof(std::uint32_t) + ACapacity * sizeof(TVnDOMNode *);
+  return 2 * sizeof(std::uint32_t) + ACapacity * (sizeof(TVnDOMNode *) + sizeof(TVnDOMNodeType));
 }
 
 }  // namespace
@@ -136,12 +136,15 @@ void TVnDOMNodeArray::Reserve(std::size_t ACapacity) {
   if (!block) {
     where = 0;
     if (!FBlock || !(FBlock->Capacity & cOnPage)) {
-      // From the heap to the heap: the block grows in place where the heap can.
+      // From the heap to the heap: the block grows in place where the heap can; the kinds then
+      // move up behind the larger room of items.
+      const std::size_t oldRoom = FBlock ? Room() : 0;
       block = static_cast<TBlock *>(std::realloc(FBlock, bytes));
       if (!block) throw std::bad_alloc();
       if (!FBlock) block->Count = 0;
       block->Capacity = static_cast<std::uint32_t>(ACapacity);
       FBlock = block;
+      std::memmove(KindsAt(ACapacity), KindsAt(oldRoom), block->Count);
       return;
     }
     block = static_cast<TBlock *>(std::malloc(bytes));
@@ -150,8 +153,10 @@ void TVnDOMNodeArray::Reserve(std::size_t ACapacity) {
   // A new block takes the items over from the old one, which goes back where it came from.
   block->Count = 0;
   if (FBlock) {
+    const std::size_t n = FBlock->Count;
     block->Count = FBlock->Count;
-    std::memcpy(block->Items, FBlock->Items, FBlock->Count * sizeof(TVnDOMNode *));
+    std::memcpy(block->Items, FBlock->Items, n * sizeof(TVnDOMNode *));
+    std::memcpy(block->Items + ACapacity, KindsAt(Room()), n);
     Clear();
   }
   block->Capacity = static_cast<std::uint32_t>(ACapacity) | where;
@@ -162,24 +167,33 @@ void TVnDOMNodeArray::Insert(std::size_t AIndex, TVnDOMNode *ANode) {
   const std::size_t n = size();
   if (!FBlock || n == Room()) {
     if (n >= 0x7FFFFFFFu) throw std::bad_alloc();
-    // On the heap one block of 32 bytes holds three items; on a load's pages, whose slots are
-    // the page word and the block in steps of 16 bytes, a slot of 32 holds two (an element
-    // with one attribute and its text). Then the room about doubles, filling the slot.
-    if (TVnNodePages::Loading())
-      Reserve(n == 0 ? 2 : 2 * n + 2);
+    // A text that comes first is mostly the only child (an element that holds a value): one
+    // item, whose block of 8 + 9 bytes takes a page slot of 32 bytes, page word included, or a
+    // heap block of 32. Otherwise three items first: an element with two attributes and its
+    // text, or fewer, in a slot or heap block of 48. Then the room about doubles: 8 items fill
+    // a slot of 96, 18 one of 192.
+    if (n == 0 && ANode->GetNodeType() == ntText)
+      Reserve(1);
     else
-      Reserve(n == 0 ? 3 : 2 * n + 1);
+      Reserve(n < 3 ? 3 : 2 * n + 2);
   }
   TVnDOMNode **items = FBlock->Items;
-  if (AIndex < n) std::memmove(items + AIndex + 1, items + AIndex, (n - AIndex) * sizeof(*items));
+  TVnDOMNodeType *kinds = KindsAt(Room());
+  if (AIndex < n) {
+    std::memmove(items + AIndex + 1, items + AIndex, (n - AIndex) * sizeof(*items));
+    std::memmove(kinds + AIndex + 1, kinds + AIndex, n - AIndex);
+  }
   items[AIndex] = ANode;
+  kinds[AIndex] = ANode->GetNodeType();
   ++FBlock->Count;
 }
 
 void TVnDOMNodeArray::Erase(std::size_t AIndex) noexcept {
   TVnDOMNode **items = FBlock->Items;
+  TVnDOMNodeType *kinds = KindsAt(Room());
   const std::size_t n = FBlock->Count;
   std::memmove(items + AIndex, items + AIndex + 1, (n - AIndex - 1) * sizeof(*items));
+  std::memmove(kinds + AIndex, kinds + AIndex + 1, n - AIndex - 1);
   --FBlock->Count;
 }
 
@@ -200,6 +214,7 @@ void TVnDOMNodeArray::Assign(const TVnDOMNodeArray &ASource) {
   const std::size_t n = ASource.size();
   if (!FBlock || Room() < n) Reserve(n);
   std::memcpy(FBlock->Items, ASource.FBlock->Items, n * sizeof(TVnDOMNode *));
+  std::memcpy(KindsAt(Room()), ASource.Kinds(), n);
   FBlock->Count = static_cast<std::uint32_t>(n);
 }
 
@@ -249,7 +264,18 @@ void TVnDOMNode::ClearStoredNamespaceURI() noexcept {
   if (FRare) FRare->NamespaceURI.clear();
 }
 
+void TVnDOMNode::NoteIfOddLeaf() const noexcept {
+  if (dom::IsPlainLeafKind(FNodeType) &&
+      (!FChildren.empty() || (FName.Get() != TVnDOMName::Fixed(FNodeType) &&
+                              GetQualifiedName() != TVnDOMName::Fixed(FNodeType)->QualifiedName())))
+    dom::gOddLeaves.store(true, std::memory_order_relaxed);
+}
+
 void TVnDOMNode::ChildInsert(std::size_t AIndex, TVnDOMNode *ANode) {
+  // A leaf that takes a child, or one that comes in with children or a name of its own (a
+  // class of an application's may set any name), ends the walks' passing over leaves.
+  if (dom::IsPlainLeafKind(FNodeType)) dom::gOddLeaves.store(true, std::memory_order_relaxed);
+  if (dom::IsPlainLeafKind(ANode->FNodeType)) ANode->NoteIfOddLeaf();
   if (!FAttributesMixed) {
     // An attribute behind another child, or another child before an attribute, mixes them.
     const std::size_t n = FChildren.size();
@@ -344,6 +370,7 @@ void TVnDOMNode::SetQualifiedName(const UnicodeString &AName) {
 
 void TVnDOMNode::AdoptName(TVnDOMName *AName) {
   FName = TVnDOMNameRef(AName);
+  NoteIfOddLeaf();
   // The record lives while the node holds it, so its prefix can be passed by reference.
   SetPrefix(AName->Prefix());
 }
@@ -352,11 +379,13 @@ void TVnDOMNode::StorePrefix(const UnicodeString &APrefix) {
   // AdoptName passes the record's own prefix.
   if (&APrefix == &FName->Prefix() || APrefix == FName->Prefix()) return;
   FName = TVnDOMNameRef(TVnDOMName::Make(APrefix, FName->LocalName()));
+  NoteIfOddLeaf();
 }
 
 void TVnDOMNode::StoreLocalName(const UnicodeString &ALocalName) {
   if (ALocalName == FName->LocalName()) return;
   FName = TVnDOMNameRef(TVnDOMName::Make(FName->Prefix(), ALocalName));
+  NoteIfOddLeaf();
 }
 
 void TVnDOMNode::SetInnerXML(const UnicodeString &) {

@@ -249,19 +249,39 @@ struct TVnPathStep {
   };
   static constexpr std::size_t cSeen = 32;
   TSeen Seen[cSeen];
+  // Whether the step's name is one of the leaves' fixed names, once asked (a step runs under one
+  // collation and name matching, its program's).
+  enum TLeafNames : Byte { lnUnknown, lnNone, lnSome };
+  TLeafNames LeafNames = lnUnknown;
 
   void Raise() const { ErrorClass(ErrorMessage); }
 
   // Whether the name of ANode, an element for a name step or an attribute for an attribute
   // step, is one the step selects; ALocalName is the program's name matching.
   bool NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation, bool ALocalName) {
-    TVnDOMName *name = ANode->GetNameRecord();
-    const TSeen &seen = Seen[SeenSlot(name)];
-    if (seen.Key == name) return seen.Match;
-    return CompareName(ANode, ACollation, ALocalName);
+    return RecordMatches(ANode->GetNameRecord(), ACollation, ALocalName);
+  }
+  bool RecordMatches(TVnDOMName *AName, TVnXPathCollationClass ACollation, bool ALocalName) {
+    const TSeen &seen = Seen[SeenSlot(AName)];
+    if (seen.Key == AName) return seen.Match;
+    return CompareName(AName, ACollation, ALocalName);
+  }
+  // Whether a name step may pass over text, CDATA and comment children by their kind: no such
+  // node anywhere has children or a name of its own, and the step's name is none of theirs.
+  bool PassesLeaves(TVnXPathCollationClass ACollation, bool ALocalName) {
+    if (dom::OddLeaves()) return false;
+    if (LeafNames == lnUnknown) {
+      LeafNames = lnNone;
+      for (TVnDOMNodeType kind : {ntText, ntCDATA, ntComment})
+        if (RecordMatches(TVnDOMName::Fixed(kind), ACollation, ALocalName)) LeafNames = lnSome;
+    }
+    return LeafNames == lnNone;
   }
   bool PrefixMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation) const {
-    return AnyPrefix || ACollation->SameText(Prefix, ANode->GetPrefix());
+    return PrefixMatches(ANode->GetPrefix(), ACollation);
+  }
+  bool PrefixMatches(const UnicodeString &APrefix, TVnXPathCollationClass ACollation) const {
+    return AnyPrefix || ACollation->SameText(Prefix, APrefix);
   }
 
  private:
@@ -272,27 +292,25 @@ struct TVnPathStep {
   }
   // NameMatches when the slot has no answer for the record: compares the texts and keeps the
   // answer.
-  bool CompareName(TVnDOMNode *ANode, TVnXPathCollationClass ACollation, bool ALocalName);
+  bool CompareName(TVnDOMName *AName, TVnXPathCollationClass ACollation, bool ALocalName);
 };
 
-bool TVnPathStep::CompareName(TVnDOMNode *ANode, TVnXPathCollationClass ACollation,
+bool TVnPathStep::CompareName(TVnDOMName *AName, TVnXPathCollationClass ACollation,
                               bool ALocalName) {
-  TVnDOMName *name = ANode->GetNameRecord();
   bool match;
   if (Kind == skAttribute) {
     // Namespace declarations are no attributes to a path that matches qualified names.
-    match =
-        (ALocalName || !TVnDOMNode::IsNamespaceName(ANode->GetPrefix(), ANode->GetLocalName())) &&
-        (AnyName || ACollation->SameText(LocalName, ANode->GetLocalName())) &&
-        PrefixMatches(ANode, ACollation);
+    match = (ALocalName || !TVnDOMNode::IsNamespaceName(AName->Prefix(), AName->LocalName())) &&
+            (AnyName || ACollation->SameText(LocalName, AName->LocalName())) &&
+            PrefixMatches(AName->Prefix(), ACollation);
   } else {
-    match =
-        ACollation->SameText(LocalName, ANode->GetLocalName()) && PrefixMatches(ANode, ACollation);
+    match = ACollation->SameText(LocalName, AName->LocalName()) &&
+            PrefixMatches(AName->Prefix(), ACollation);
   }
-  TSeen &slot = Seen[SeenSlot(name)];
-  name->AddRef();
-  slot.Name = TVnDOMNameRef(name);
-  slot.Key = name;
+  TSeen &slot = Seen[SeenSlot(AName)];
+  AName->AddRef();
+  slot.Name = TVnDOMNameRef(AName);
+  slot.Key = AName;
   slot.Match = match;
   return match;
 }
@@ -516,12 +534,20 @@ TVnDOMNode *TopOf(TVnDOMNode *ANode) {
 template <class FMatch, class FEach>
 void ForEachByName(TVnPathStep &AStep, TVnDOMNode *ANode, TVnXPathCollationClass ACollation,
                    bool ALocalName, FMatch AMatch, FEach AEach) {
-  TVnDOMNode *const *children = ANode->Children().begin();
-  const std::size_t n = ANode->Children().size();
+  const TVnDOMNodeArray &array = ANode->Children();
+  TVnDOMNode *const *children = array.begin();
+  const TVnDOMNodeType *kinds = array.Kinds();
+  const std::size_t n = array.size();
+  // Attributes, and usually text and comments, are passed over by the kinds the array keeps:
+  // only the nodes the step reads are touched.
+  const bool passLeaves = AStep.PassesLeaves(ACollation, ALocalName);
+  auto passed = [passLeaves](TVnDOMNodeType AKind) {
+    return AKind == ntAttribute || (passLeaves && dom::IsPlainLeafKind(AKind));
+  };
   for (std::size_t i = 0; i < n; ++i) {
-    if (i + 4 < n) __builtin_prefetch(children[i + 4]);
+    if (i + 4 < n && !passed(kinds[i + 4])) __builtin_prefetch(children[i + 4]);
+    if (passed(kinds[i])) continue;
     TVnDOMNode *child = children[i];
-    if (child->GetNodeType() == ntAttribute) continue;
     if (AStep.NameMatches(child, ACollation, ALocalName)) AMatch(child);
     AEach(child);
   }
@@ -565,12 +591,15 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode, TS
       }
       if (owner->GetNodeType() != ntElement) return;
       const bool lead = owner->AttributesLead();
-      for (TVnDOMNode *child : owner->Children()) {
-        if (child->GetNodeType() != ntAttribute) {
+      const TVnDOMNodeArray &children = owner->Children();
+      const TVnDOMNodeType *kinds = children.Kinds();
+      for (std::size_t i = 0, n = children.size(); i < n; ++i) {
+        if (kinds[i] != ntAttribute) {
           if (lead) break;
           continue;
         }
-        if (AStep.NameMatches(child, collation, AProgram.LocalName)) ACandidates.Add(child);
+        if (AStep.NameMatches(children[i], collation, AProgram.LocalName))
+          ACandidates.Add(children[i]);
       }
       return;
     }
