@@ -51,8 +51,9 @@ inline constexpr const char16_t *cSerializeNotSupported =
 // "#comment"). Nothing stops an application from giving such a node children or another name,
 // but until one does, a walk for elements by name may pass over them by the kind its parent's
 // child array keeps, without reading the node.
+inline constexpr unsigned cPlainLeafKinds = 1u << ntText | 1u << ntCDATA | 1u << ntComment;
 inline bool IsPlainLeafKind(TVnDOMNodeType AKind) noexcept {
-  return AKind == ntText || AKind == ntCDATA || AKind == ntComment;
+  return cPlainLeafKinds >> AKind & 1u;
 }
 // Set for good, for the whole process, once any such node has had a child or another name: the
 // walks then read every node as before. A relaxed flag is enough: a thread that made the change

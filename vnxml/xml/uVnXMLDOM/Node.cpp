@@ -144,7 +144,7 @@ void TVnDOMNodeArray::Reserve(std::size_t ACapacity) {
       if (!FBlock) block->Count = 0;
       block->Capacity = static_cast<std::uint32_t>(ACapacity);
       FBlock = block;
-      std::memmove(KindsAt(ACapacity), KindsAt(oldRoom), block->Count);
+      if (block->Count) std::memmove(KindsAt(ACapacity), KindsAt(oldRoom), block->Count);
       return;
     }
     block = static_cast<TBlock *>(std::malloc(bytes));
@@ -167,12 +167,13 @@ void TVnDOMNodeArray::Insert(std::size_t AIndex, TVnDOMNode *ANode) {
   const std::size_t n = size();
   if (!FBlock || n == Room()) {
     if (n >= 0x7FFFFFFFu) throw std::bad_alloc();
-    // A text that comes first is mostly the only child (an element that holds a value): one
-    // item, whose block of 8 + 9 bytes takes a page slot of 32 bytes, page word included, or a
-    // heap block of 32. Otherwise three items first: an element with two attributes and its
-    // text, or fewer, in a slot or heap block of 48. Then the room about doubles: 8 items fill
-    // a slot of 96, 18 one of 192.
-    if (n == 0 && ANode->GetNodeType() == ntText)
+    // A text or an element that comes first is often the only child (an element that holds a
+    // value, a step of a path just created): one item, whose block of 8 + 9 bytes takes a page
+    // slot of 32 bytes, page word included, or a heap block of 32. Attributes come first and
+    // a few at a time: three items, an element with two attributes and its text, or fewer, in a
+    // slot or heap block of 48. Then the room about doubles: 8 items fill a slot of 96, 18 one
+    // of 192.
+    if (n == 0 && ANode->GetNodeType() != ntAttribute)
       Reserve(1);
     else
       Reserve(n < 3 ? 3 : 2 * n + 2);
@@ -264,10 +265,11 @@ void TVnDOMNode::ClearStoredNamespaceURI() noexcept {
   if (FRare) FRare->NamespaceURI.clear();
 }
 
-void TVnDOMNode::NoteIfOddLeaf() const noexcept {
-  if (dom::IsPlainLeafKind(FNodeType) &&
-      (!FChildren.empty() || (FName.Get() != TVnDOMName::Fixed(FNodeType) &&
-                              GetQualifiedName() != TVnDOMName::Fixed(FNodeType)->QualifiedName())))
+// Inline here, where every caller is: most nodes are no leaves, and only the kind is read then.
+inline void TVnDOMNode::NoteIfOddLeaf() const noexcept {
+  if (!dom::IsPlainLeafKind(FNodeType)) return;
+  if (!FChildren.empty() || (FName.Get() != TVnDOMName::Fixed(FNodeType) &&
+                             GetQualifiedName() != TVnDOMName::Fixed(FNodeType)->QualifiedName()))
     dom::gOddLeaves.store(true, std::memory_order_relaxed);
 }
 
@@ -275,13 +277,14 @@ void TVnDOMNode::ChildInsert(std::size_t AIndex, TVnDOMNode *ANode) {
   // A leaf that takes a child, or one that comes in with children or a name of its own (a
   // class of an application's may set any name), ends the walks' passing over leaves.
   if (dom::IsPlainLeafKind(FNodeType)) dom::gOddLeaves.store(true, std::memory_order_relaxed);
-  if (dom::IsPlainLeafKind(ANode->FNodeType)) ANode->NoteIfOddLeaf();
+  ANode->NoteIfOddLeaf();
   if (!FAttributesMixed) {
     // An attribute behind another child, or another child before an attribute, mixes them.
     const std::size_t n = FChildren.size();
+    const TVnDOMNodeType *kinds = FChildren.Kinds();
     FAttributesMixed = ANode->FNodeType == ntAttribute
-                           ? AIndex > 0 && FChildren[AIndex - 1]->FNodeType != ntAttribute
-                           : AIndex < n && FChildren[AIndex]->FNodeType == ntAttribute;
+                           ? AIndex > 0 && kinds[AIndex - 1] != ntAttribute
+                           : AIndex < n && kinds[AIndex] == ntAttribute;
   }
   FChildren.Insert(AIndex, ANode);
   ++ANode->FChildListRefs;

@@ -540,10 +540,10 @@ void ForEachByName(TVnPathStep &AStep, TVnDOMNode *ANode, TVnXPathCollationClass
   const std::size_t n = array.size();
   // Attributes, and usually text and comments, are passed over by the kinds the array keeps:
   // only the nodes the step reads are touched.
-  const bool passLeaves = AStep.PassesLeaves(ACollation, ALocalName);
-  auto passed = [passLeaves](TVnDOMNodeType AKind) {
-    return AKind == ntAttribute || (passLeaves && dom::IsPlainLeafKind(AKind));
-  };
+  const unsigned passedKinds = AStep.PassesLeaves(ACollation, ALocalName)
+                                   ? dom::cPlainLeafKinds | 1u << ntAttribute
+                                   : 1u << ntAttribute;
+  auto passed = [passedKinds](TVnDOMNodeType AKind) { return passedKinds >> AKind & 1u; };
   for (std::size_t i = 0; i < n; ++i) {
     if (i + 4 < n && !passed(kinds[i + 4])) __builtin_prefetch(children[i + 4]);
     if (passed(kinds[i])) continue;
@@ -575,10 +575,13 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode, TS
       for (TVnDOMNode *n : *found) ACandidates.Add(n);
       return;
     }
-    case TVnPathStep::skChildren:
-      for (TVnDOMNode *child : ANode->Children())
-        if (child->GetNodeType() != ntAttribute) ACandidates.Add(child);
+    case TVnPathStep::skChildren: {
+      const TVnDOMNodeArray &children = ANode->Children();
+      const TVnDOMNodeType *kinds = children.Kinds();
+      for (std::size_t i = 0, n = children.size(); i < n; ++i)
+        if (kinds[i] != ntAttribute) ACandidates.Add(children[i]);
       return;
+    }
     case TVnPathStep::skText:
       for (TVnDOMNode *child : ANode->Children())
         if (child->Is<TVnDOMText>()) ACandidates.Add(child);
@@ -603,16 +606,19 @@ void Collect(TVnPathProgram &AProgram, TVnPathStep &AStep, TVnDOMNode *ANode, TS
       }
       return;
     }
-    case TVnPathStep::skElements:
+    case TVnPathStep::skElements: {
       if (ANode->GetNodeType() == ntDocument) {
         TVnDOMNode *root = static_cast<TVnDOMDocument *>(ANode)->GetRootNode();
         if (root && AStep.PrefixMatches(root, collation)) ACandidates.Add(root);
         return;
       }
-      for (TVnDOMNode *child : ANode->Children())
-        if (child->GetNodeType() == ntElement && AStep.PrefixMatches(child, collation))
-          ACandidates.Add(child);
+      const TVnDOMNodeArray &children = ANode->Children();
+      const TVnDOMNodeType *kinds = children.Kinds();
+      for (std::size_t i = 0, n = children.size(); i < n; ++i)
+        if (kinds[i] == ntElement && AStep.PrefixMatches(children[i], collation))
+          ACandidates.Add(children[i]);
       return;
+    }
     case TVnPathStep::skSelf:
       if (!AStep.SelectsNothing) ACandidates.Add(ANode);
       return;
@@ -723,8 +729,9 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
     if (w.What == TWork::wDescend) {
       // Each child pushed will have its own children read: their arrays are asked for now.
       const TVnDOMNodeArray &children = w.Node->Children();
+      const TVnDOMNodeType *kinds = children.Kinds();
       for (std::size_t i = children.size(); i-- > 0;) {
-        if (children[i]->GetNodeType() != ntAttribute && !MadeHere(AProgram, children[i])) {
+        if (kinds[i] != ntAttribute && !MadeHere(AProgram, children[i])) {
           __builtin_prefetch(children[i]->Children().begin());
           stack.Push({TWork::wRun, w.Step, children[i]});
         }
