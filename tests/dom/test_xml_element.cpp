@@ -667,6 +667,24 @@ TEST(XmlElement, ElementsAddedWithOneRecordShareIt) {
   EXPECT_EQ(a->GetNamespaceURI(), u"urn:p");
   b->SetPrefix(u"q");
   EXPECT_EQ(r->GetXML(), u"<r xmlns:p=\"urn:p\"><p:item /><q:item /></r>");
+  // An element added with a record ends up as one added by its name: in the default namespace,
+  // in a declared prefix's, with a prefix nothing declares, and below a parent without document.
+  Doc other = Load(u"<r xmlns=\"urn:d\" xmlns:p=\"urn:p\"/>");
+  Owned detached(New<TVnDOMElement>());
+  for (TVnDOMElement *parent :
+       {other->GetRootNode(), static_cast<TVnDOMElement *>(detached.get())}) {
+    for (const char16_t *name : {u"item", u"p:item", u"x:item"}) {
+      TVnDOMName *named = TVnDOMName::MakeQualified(name);
+      TVnDOMElement *byRecord = parent->AddElement(named);
+      named->Release();
+      TVnDOMElement *byName = parent->AddElement(name);
+      EXPECT_EQ(byRecord->GetNamespaceURI(), byName->GetNamespaceURI()) << UTF8Encode(name);
+      EXPECT_EQ(byRecord->GetXML(), byName->GetXML());
+      byRecord->SetPrefix(u"p");
+      byName->SetPrefix(u"p");
+      EXPECT_EQ(byRecord->GetNamespaceURI(), byName->GetNamespaceURI()) << UTF8Encode(name);
+    }
+  }
 }
 
 // The child list is a view of the node's children: changes through either show in both, and the

@@ -151,7 +151,7 @@ TEST(SelectCompare, ThePathsTextIsItsValue) {
 // ---------------------------------------------------------------------------------------------
 // The kinds a child array keeps beside its nodes
 
-// The elements named x among the children of ANode, and their attributes, found by reading each
+// The elements named x among the children of ANode, each with its id, found by reading each
 // node: what a name step must select, however it passes over the other children.
 std::string ExpectedX(TVnDOMNode *ANode) {
   std::string r;

@@ -281,9 +281,12 @@ TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &AName, TVnDOMPo
 }
 
 TVnDOMElement *TVnDOMElement::AddElement(TVnDOMName *ARecord) {
-  return PlaceNew(dom::NewNode<TVnDOMElement>([&](auto *n) {
+  return PlaceNew(dom::NewNode<TVnDOMElement>([&](TVnDOMElement *n) {
+                    // The record is all that AdoptName would leave on an element just made: its
+                    // SetPrefix finds no declarations in scope without a parent, and the attach
+                    // resolves the namespace anyway.
                     ARecord->AddRef();
-                    n->AdoptName(ARecord);
+                    n->FName = TVnDOMNameRef(ARecord);
                   }),
                   rdpLast, nullptr);
 }

@@ -7,6 +7,7 @@
 // runs the steps over the tree on a stack of its own, in the order in which a step-by-step walk
 // that calls itself for the rest of the path and then for each child would meet the nodes.
 #include <algorithm>
+#include <optional>
 #include <unordered_set>
 
 #include "vnxml/xml/uVnXMLDOM/Internal.h"
@@ -714,6 +715,11 @@ TVnPathStep *PlainStep(TVnPathProgram &AProgram) {
 // Runs the chain that starts with AFirst from ANode.
 void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFound &AFound) {
   dom::TNestingGuard guard;
+  // A creating path makes an element or a few at a time, often many times over: they share the
+  // thread's edit pages rather than take the heap one by one (while a load runs on the thread,
+  // its pages stay in use).
+  std::optional<TVnNodePages::TEditUse> pages;
+  if (AProgram.Create) pages.emplace();
   dom::TWalkStack<TWork> stack;
   stack.Push({TWork::wRun, AFirst, ANode});
   dom::TPooled<TVnDOMObjectList> pooled;
@@ -761,13 +767,8 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
         if (step.Descendant) throw Exception(cCreateDescendant);
         // The elements a step makes share one name record.
         if (!step.CreateRecord) step.CreateRecord.reset(TVnDOMName::MakeQualified(step.CreateName));
-        // A path makes an element or a few at a time, often many times over: they share the
-        // thread's edit pages rather than take the heap one by one.
-        TVnDOMElement *made;
-        {
-          TVnNodePages::TEditUse pages;
-          made = static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateRecord.get());
-        }
+        TVnDOMElement *made =
+            static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateRecord.get());
         AProgram.Created->Insert(made);
         candidates.Add(made);
       }
