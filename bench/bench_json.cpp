@@ -23,13 +23,20 @@
 //            and the mapped blocks), per JSON value. Values are counted once per input by a
 //            RapidJSON handler: each scalar, object and array is one, member names are none.
 //            tree_values, the values each tree holds, shows that it kept the whole document.
+//   Paired   the rows that the library's goals compare (Read and Load against RapidJSON, Load
+//            and Write against nlohmann), the library's pass and the peer's in turn, so that both
+//            meet the machine in the same state: "Paired/<family>/<input>/vnxml:<peer>", with
+//            the peer's time over the library's (see bench_util.h).
 //
-// After the table come the ratios: every library row against each peer row of its family, with
-// the median of repetitions when there are any, then the bytes per value and their ratios.
+// After the table come the paired ratios, then the ratios: every library row against each peer row
+// of its family, with the median of repetitions when there are any, then the bytes per value and
+// their ratios.
 #include <malloc.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -41,6 +48,7 @@
 #include <simdjson.h>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -129,63 +137,47 @@ struct TNlohmannNull : nlohmann::json::json_sax_t {
   }
 };
 
-bool Missing(benchmark::State &AState, const std::string &AText) {
-  if (!AText.empty()) return false;
-  AState.SkipWithError("input missing");
-  return true;
-}
-
 // ---------------------------------------------------------------------------------------------
+// The passes. Each family's work on an input is a pass, made ready once (reader, loaded tree)
+// and then run over and over: by a row of its own, or in turn with a peer's pass in a paired
+// row. A pass returns the bytes it wrote (0 when it writes nothing) and raises when it fails.
+
+using TPass = std::function<std::size_t()>;
+using TPassMaker = TPass (*)(const std::string &);
+
 // Read
 
-void Read_vnxml(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  TVnJSONReader *reader = New<TVnJSONReader>();
+TPass Read_vnxml(const std::string &AText) {
+  std::shared_ptr<TVnJSONReader> reader(New<TVnJSONReader>(), [](TVnJSONReader *R) { R->Free(); });
   TNullJSONHandler *h = New<TNullJSONHandler>();
   reader->SetContentHandler(h);
   reader->SetErrorHandler(h);
-  for (auto _ : AState) {
-    try {
-      reader->ParseBuffer(t.data(), static_cast<Cardinal>(t.size()), CP_UTF8);
-    } catch (const Exception &E) {
-      AState.SkipWithError(E.what());
-      break;
-    }
-  }
-  reader->Free();
-  Account(AState, t);
+  return [reader, &AText] {
+    reader->ParseBuffer(AText.data(), static_cast<Cardinal>(AText.size()), CP_UTF8);
+    return std::size_t{0};
+  };
 }
 
-void Read_rapidjson(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  TRapidNull h;
-  rapidjson::Reader reader;
-  for (auto _ : AState) {
-    rapidjson::StringStream ss(t.c_str());
-    if (reader.Parse<rapidjson::kParseDefaultFlags>(ss, h).IsError()) {
-      AState.SkipWithError("rapidjson failed");
-      break;
-    }
-  }
-  Account(AState, t);
+TPass Read_rapidjson(const std::string &AText) {
+  return [&AText] {
+    TRapidNull h;
+    rapidjson::Reader reader;
+    rapidjson::StringStream ss(AText.c_str());
+    if (reader.Parse<rapidjson::kParseDefaultFlags>(ss, h).IsError())
+      throw std::runtime_error("rapidjson failed");
+    return std::size_t{0};
+  };
 }
 
-void Read_nlohmann(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  TNlohmannNull h;
-  for (auto _ : AState) {
-    if (!nlohmann::json::sax_parse(t.data(), t.data() + t.size(), &h)) {
-      AState.SkipWithError("nlohmann failed");
-      break;
-    }
-  }
-  Account(AState, t);
+TPass Read_nlohmann(const std::string &AText) {
+  return [&AText] {
+    TNlohmannNull h;
+    if (!nlohmann::json::sax_parse(AText.data(), AText.data() + AText.size(), &h))
+      throw std::runtime_error("nlohmann failed");
+    return std::size_t{0};
+  };
 }
 
-// ---------------------------------------------------------------------------------------------
 // Load
 
 TVnJSONDocument *VnLoad(const std::string &AText) {
@@ -195,122 +187,121 @@ TVnJSONDocument *VnLoad(const std::string &AText) {
   return d.release();
 }
 
-void Load_vnxml(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  for (auto _ : AState) {
-    try {
-      TVnJSONDocument *d = VnLoad(t);
-      benchmark::DoNotOptimize(d);
-      d->Free();
-    } catch (const Exception &E) {
-      AState.SkipWithError(E.what());
-      break;
-    }
-  }
-  Account(AState, t);
-}
-
-void Load_rapidjson(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  for (auto _ : AState) {
-    rapidjson::Document d;
-    d.Parse(t.data(), t.size());
-    if (d.HasParseError()) {
-      AState.SkipWithError("rapidjson failed");
-      break;
-    }
+TPass Load_vnxml(const std::string &AText) {
+  return [&AText] {
+    TVnJSONDocument *d = VnLoad(AText);
     benchmark::DoNotOptimize(d);
-  }
-  Account(AState, t);
+    d->Free();
+    return std::size_t{0};
+  };
 }
 
-void Load_nlohmann(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  for (auto _ : AState) {
-    nlohmann::json j = nlohmann::json::parse(t.data(), t.data() + t.size());
+TPass Load_rapidjson(const std::string &AText) {
+  return [&AText] {
+    rapidjson::Document d;
+    d.Parse(AText.data(), AText.size());
+    if (d.HasParseError()) throw std::runtime_error("rapidjson failed");
+    benchmark::DoNotOptimize(d);
+    return std::size_t{0};
+  };
+}
+
+TPass Load_nlohmann(const std::string &AText) {
+  return [&AText] {
+    nlohmann::json j = nlohmann::json::parse(AText.data(), AText.data() + AText.size());
     benchmark::DoNotOptimize(j);
-  }
-  Account(AState, t);
+    return std::size_t{0};
+  };
 }
 
-void Load_simdjson(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  const simdjson::padded_string padded(t);
-  for (auto _ : AState) {
+TPass Load_simdjson(const std::string &AText) {
+  auto padded = std::make_shared<simdjson::padded_string>(AText);
+  return [padded] {
     simdjson::dom::parser parser;
     simdjson::dom::element root;
-    if (parser.parse(padded).get(root) != simdjson::SUCCESS) {
-      AState.SkipWithError("simdjson failed");
-      break;
-    }
+    if (parser.parse(*padded).get(root) != simdjson::SUCCESS)
+      throw std::runtime_error("simdjson failed");
     benchmark::DoNotOptimize(root);
-  }
-  Account(AState, t);
+    return std::size_t{0};
+  };
 }
 
-// ---------------------------------------------------------------------------------------------
 // Write
 
-void Write_vnxml(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  Owned<TVnJSONDocument> d(VnLoad(t));
-  Int64 size = 0;
-  for (auto _ : AState) {
+TPass Write_vnxml(const std::string &AText) {
+  std::shared_ptr<TVnJSONDocument> d(VnLoad(AText), [](TVnJSONDocument *D) { D->Free(); });
+  return [d] {
     TMemoryStream s;
     d->SaveToStream(&s, false, CP_UTF8, false);
-    size = s.GetSize();
-  }
-  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
-  Account(AState, t);
+    return static_cast<std::size_t>(s.GetSize());
+  };
 }
 
-void Write_vnxml_utf16(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  Owned<TVnJSONDocument> d(VnLoad(t));
-  std::size_t size = 0;
-  for (auto _ : AState) {
+TPass Write_vnxml_utf16(const std::string &AText) {
+  std::shared_ptr<TVnJSONDocument> d(VnLoad(AText), [](TVnJSONDocument *D) { D->Free(); });
+  return [d] {
     const VnJSONString text = d->GetAsJSON();
-    size = text.size() * sizeof(char16_t);
-  }
-  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
-  Account(AState, t);
+    return text.size() * sizeof(char16_t);
+  };
 }
 
-void Write_rapidjson(benchmark::State &AState, int AInput) {
-  const std::string &t = Input(AInput);
-  if (Missing(AState, t)) return;
-  rapidjson::Document d;
-  d.Parse(t.data(), t.size());
-  std::size_t size = 0;
-  for (auto _ : AState) {
+TPass Write_rapidjson(const std::string &AText) {
+  auto d = std::make_shared<rapidjson::Document>();
+  d->Parse(AText.data(), AText.size());
+  return [d] {
     rapidjson::StringBuffer b;
     rapidjson::Writer<rapidjson::StringBuffer> w(b);
-    d.Accept(w);
-    size = b.GetSize();
-  }
-  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
-  Account(AState, t);
+    d->Accept(w);
+    return b.GetSize();
+  };
 }
 
-void Write_nlohmann(benchmark::State &AState, int AInput) {
+TPass Write_nlohmann(const std::string &AText) {
+  auto j = std::make_shared<const nlohmann::json>(
+      nlohmann::json::parse(AText.data(), AText.data() + AText.size()));
+  return [j] { return j->dump().size(); };
+}
+
+bool Missing(benchmark::State &AState, const std::string &AText) {
+  if (!AText.empty()) return false;
+  AState.SkipWithError("input missing");
+  return true;
+}
+
+// A row of its own: the pass over and over. A writing pass reports what it wrote (out_MB).
+void Row(benchmark::State &AState, int AInput, TPassMaker AMake) {
   const std::string &t = Input(AInput);
   if (Missing(AState, t)) return;
-  const nlohmann::json j = nlohmann::json::parse(t.data(), t.data() + t.size());
   std::size_t size = 0;
-  for (auto _ : AState) {
-    const std::string out = j.dump();
-    size = out.size();
+  try {
+    const TPass pass = AMake(t);
+    for (auto _ : AState) size = pass();
+  } catch (const std::exception &E) {
+    AState.SkipWithError(E.what());
+    return;
   }
-  AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
+  if (size) AState.counters["out_MB"] = static_cast<double>(size) / 1e6;
   Account(AState, t);
 }
 
+// A paired row: the library's pass and the peer's in turn (see vnbench::Paired), wall-clock
+// time as the rows of their own take it.
+void PairedRow(benchmark::State &AState, int AInput, TPassMaker ALibrary, TPassMaker APeer) {
+  const std::string &t = Input(AInput);
+  if (Missing(AState, t)) return;
+  try {
+    const TPass library = ALibrary(t), peer = APeer(t);
+    const auto timed = [](const TPass &APass) {
+      const auto t0 = std::chrono::steady_clock::now();
+      APass();
+      return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    };
+    vnbench::Paired(
+        AState, [&] { return timed(library); }, [&] { return timed(peer); });
+  } catch (const std::exception &E) {
+    AState.SkipWithError(E.what());
+  }
+}
 // ---------------------------------------------------------------------------------------------
 // Memory
 
@@ -402,16 +393,39 @@ void Memory_nlohmann(benchmark::State &AState, int AInput) {
 
 using TBenchFunc = void (*)(benchmark::State &, int);
 
-// "<family>/<input>/<who>" for each input. The big input's rows run several seconds, so that each
-// figure is a mean over several passes.
-void Register(const char *AFamily, const char *AWho, TBenchFunc AFunc, bool AOnce = false) {
+// The big input's rows run several seconds, so that each figure is a mean over several passes.
+void Settle(benchmark::internal::Benchmark *ABench, int AInput) {
+  ABench->Unit(benchmark::kMillisecond);
+  if (AInput == inGen) ABench->MinTime(3.0);
+}
+
+// "<family>/<input>/<who>" for each input, the pass in a row of its own.
+void Register(const char *AFamily, const char *AWho, TPassMaker AMake) {
   for (int i = 0; i < inCount; ++i) {
     const std::string name = std::string(AFamily) + "/" + cInputNames[i] + "/" + AWho;
-    auto *b = benchmark::RegisterBenchmark(name.c_str(), AFunc, i)->Unit(benchmark::kMillisecond);
-    if (AOnce)
-      b->Iterations(1);
-    else if (i == inGen)
-      b->MinTime(3.0);
+    Settle(benchmark::RegisterBenchmark(name.c_str(), Row, i, AMake), i);
+  }
+}
+
+// The memory rows: one load each.
+void RegisterOnce(const char *AFamily, const char *AWho, TBenchFunc AFunc) {
+  for (int i = 0; i < inCount; ++i) {
+    const std::string name = std::string(AFamily) + "/" + cInputNames[i] + "/" + AWho;
+    benchmark::RegisterBenchmark(name.c_str(), AFunc, i)
+        ->Unit(benchmark::kMillisecond)
+        ->Iterations(1);
+  }
+}
+
+// "Paired/<family>/<input>/vnxml:<peer>" for each input.
+void RegisterPaired(const char *AFamily, TPassMaker ALibrary, const char *APeer,
+                    TPassMaker APeerPass) {
+  for (int i = 0; i < inCount; ++i) {
+    const std::string name =
+        std::string("Paired/") + AFamily + "/" + cInputNames[i] + "/vnxml:" + APeer;
+    auto *b = benchmark::RegisterBenchmark(name.c_str(), PairedRow, i, ALibrary, APeerPass);
+    b->UseManualTime();
+    Settle(b, i);
   }
 }
 
@@ -427,9 +441,14 @@ void RegisterAll() {
   Register("Write", "vnxml-utf16", Write_vnxml_utf16);
   Register("Write", "rapidjson", Write_rapidjson);
   Register("Write", "nlohmann", Write_nlohmann);
-  Register("Memory", "vnxml", Memory_vnxml, true);
-  Register("Memory", "rapidjson", Memory_rapidjson, true);
-  Register("Memory", "nlohmann", Memory_nlohmann, true);
+  RegisterOnce("Memory", "vnxml", Memory_vnxml);
+  RegisterOnce("Memory", "rapidjson", Memory_rapidjson);
+  RegisterOnce("Memory", "nlohmann", Memory_nlohmann);
+  // The goals' comparisons, each in turn with its peer.
+  RegisterPaired("Read", Read_vnxml, "rapidjson", Read_rapidjson);
+  RegisterPaired("Load", Load_vnxml, "rapidjson", Load_rapidjson);
+  RegisterPaired("Load", Load_vnxml, "nlohmann", Load_nlohmann);
+  RegisterPaired("Write", Write_vnxml, "nlohmann", Write_nlohmann);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -444,6 +463,7 @@ class TJSONReporter : public vnbench::RatioReporter {
     ConsoleReporter::ReportRuns(runs);
     for (const Run &r : runs) {
       if (r.error_occurred) continue;
+      NotePaired(r);
       const bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
       if (r.run_type != Run::RT_Iteration && !median) continue;
       const std::string &name = r.run_name.function_name;
