@@ -37,6 +37,10 @@
 // peer's of the same family in this run (above 1: vnxml is faster); the peers are registered
 // first so that they have run. Every library must select the same number of nodes: a row whose
 // count differs stops with an error.
+//
+// Paired rows, "Paired/<family>/<document>/vnxml:pugixml_compiled", run this library's pass and
+// compiled pugixml's in turn, so that both meet the machine in the same state; they report the
+// peer's time over this library's (see bench_util.h).
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xpath.h>
@@ -46,9 +50,12 @@
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <map>
+#include <memory>
 #include <pugixml.hpp>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -243,17 +250,10 @@ void PrepareQueries() {
 
 // The processor time of the calling thread, user and system: on a machine shared with other
 // work the wall clock counts the others' time too. The "Time" column of the rows is this time.
-struct TClock {
-  using time_point = double;
-  static double now() {
-    timespec t;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-  }
-};
-
-double Seconds(double A, double B) {
-  return B - A;
+double ThreadSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
 // Mean seconds per iteration of each peer row that has run, by family ("Attr/big") and who.
@@ -275,22 +275,14 @@ void Finish(benchmark::State &state, const std::string &AFamily, const std::stri
     state.counters["vs_" + peer] = seconds / mean;
 }
 
-void SetRates(benchmark::State &state, Int64 ABytes, Int64 ACandidates) {
-  if (ABytes) state.SetBytesProcessed(state.iterations() * ABytes);
-  state.counters["cand/s"] =
-      benchmark::Counter(static_cast<double>(ACandidates) * static_cast<double>(state.iterations()),
-                         benchmark::Counter::kIsRate);
+// Raised by a pass whose library selected another number of nodes than expected.
+void CheckCount(Int64 AGot, Int64 AExpected) {
+  if (AGot == AExpected) return;
+  throw std::runtime_error("selected " + std::to_string(AGot) + " nodes, expected " +
+                           std::to_string(AExpected));
 }
 
-bool CheckCount(benchmark::State &state, Int64 AGot, Int64 AExpected) {
-  if (AGot == AExpected) return true;
-  const std::string message =
-      "selected " + std::to_string(AGot) + " nodes, expected " + std::to_string(AExpected);
-  state.SkipWithError(message.c_str());
-  return false;
-}
-
-enum TWhich { wAttr, wMiddle };
+enum TWhich { wAttr, wMiddle, wCreate };
 
 const TQuery &QueryOf(int AInput, TWhich AWhich) {
   PrepareQueries();
@@ -299,259 +291,72 @@ const TQuery &QueryOf(int AInput, TWhich AWhich) {
 }
 
 std::string FamilyOf(int AInput, TWhich AWhich) {
-  return std::string(AWhich == wAttr ? "Attr/" : "Middle/") + Inputs()[AInput].Name;
+  static const char *const names[] = {"Attr/", "Middle/", "Create/"};
+  return names[AWhich] + Inputs()[AInput].Name;
 }
+
+// A pass: one query, or one round of creation, by one library; it returns the seconds it timed
+// (set-up and clean-up of a creation round stay untimed) and raises when the count is wrong.
+using TPass = std::function<double()>;
 
 // ---------------------------------------------------------------------------------------------
 // Queries
 
-void QueryVn(benchmark::State &state, TWhich AWhich, TVnDOMSelectOptions AOptions,
-             const char *AWho) {
-  const int input = static_cast<int>(state.range(0));
-  const TQuery &q = QueryOf(input, AWhich);
-  TVnDOMDocument *d = VnDocument(input);
+TPass QueryVn(int AInput, TWhich AWhich, TVnDOMSelectOptions AOptions) {
+  const TQuery &q = QueryOf(AInput, AWhich);
+  TVnDOMDocument *d = VnDocument(AInput);
   const UnicodeString path = UTF8ToString(q.Pugi);
-  double total = 0;
-  for (auto _ : state) {
-    const auto t0 = TClock::now();
+  return [&q, d, path, AOptions] {
+    const double t0 = ThreadSeconds();
     TVnDOMNodeList *list = d->CreateNodeList(path, AOptions);
     const Int64 n = list->Count();
     list->Free();
-    const auto t1 = TClock::now();
-    state.SetIterationTime(Seconds(t0, t1));
-    total += Seconds(t0, t1);
-    if (!CheckCount(state, n, q.Expected)) return;
-  }
-  SetRates(state, static_cast<Int64>(Inputs()[input].Text.size()), q.Candidates);
-  Finish(state, FamilyOf(input, AWhich), AWho, total);
+    const double t1 = ThreadSeconds();
+    CheckCount(n, q.Expected);
+    return t1 - t0;
+  };
 }
 
-void QueryPugiCompiled(benchmark::State &state, TWhich AWhich) {
-  const int input = static_cast<int>(state.range(0));
-  const TQuery &q = QueryOf(input, AWhich);
-  pugi::xml_document &d = PugiDocument(input);
-  const pugi::xpath_query query(q.Pugi.c_str());
-  double total = 0;
-  for (auto _ : state) {
-    const auto t0 = TClock::now();
-    const pugi::xpath_node_set found = d.select_nodes(query);
+TPass QueryPugi(int AInput, TWhich AWhich, bool ACompiled) {
+  const TQuery &q = QueryOf(AInput, AWhich);
+  pugi::xml_document &d = PugiDocument(AInput);
+  auto query = std::make_shared<const pugi::xpath_query>(q.Pugi.c_str());
+  return [&q, &d, query, ACompiled] {
+    const double t0 = ThreadSeconds();
+    const pugi::xpath_node_set found =
+        ACompiled ? d.select_nodes(*query) : d.select_nodes(q.Pugi.c_str());
     const Int64 n = static_cast<Int64>(found.size());
-    const auto t1 = TClock::now();
-    state.SetIterationTime(Seconds(t0, t1));
-    total += Seconds(t0, t1);
-    if (!CheckCount(state, n, q.Expected)) return;
-  }
-  SetRates(state, static_cast<Int64>(Inputs()[input].Text.size()), q.Candidates);
-  Finish(state, FamilyOf(input, AWhich), "pugixml_compiled", total);
+    const double t1 = ThreadSeconds();
+    CheckCount(n, q.Expected);
+    return t1 - t0;
+  };
 }
 
-void QueryPugiPerCall(benchmark::State &state, TWhich AWhich) {
-  const int input = static_cast<int>(state.range(0));
-  const TQuery &q = QueryOf(input, AWhich);
-  pugi::xml_document &d = PugiDocument(input);
-  double total = 0;
-  for (auto _ : state) {
-    const auto t0 = TClock::now();
-    const pugi::xpath_node_set found = d.select_nodes(q.Pugi.c_str());
-    const Int64 n = static_cast<Int64>(found.size());
-    const auto t1 = TClock::now();
-    state.SetIterationTime(Seconds(t0, t1));
-    total += Seconds(t0, t1);
-    if (!CheckCount(state, n, q.Expected)) return;
-  }
-  SetRates(state, static_cast<Int64>(Inputs()[input].Text.size()), q.Candidates);
-  Finish(state, FamilyOf(input, AWhich), "pugixml_percall", total);
-}
-
-void QueryXml2(benchmark::State &state, TWhich AWhich) {
-  const int input = static_cast<int>(state.range(0));
-  const TQuery &q = QueryOf(input, AWhich);
-  TXml2 &d = Xml2Document(input);
-  double total = 0;
-  for (auto _ : state) {
-    const auto t0 = TClock::now();
+TPass QueryXml2(int AInput, TWhich AWhich) {
+  const TQuery &q = QueryOf(AInput, AWhich);
+  TXml2 &d = Xml2Document(AInput);
+  return [&q, &d] {
+    const double t0 = ThreadSeconds();
     d.Context->node = reinterpret_cast<xmlNode *>(d.Doc);
     xmlXPathObject *r = xmlXPathEval(BAD_CAST q.Xml2.c_str(), d.Context);
     const Int64 n = r && r->nodesetval ? r->nodesetval->nodeNr : 0;
     xmlXPathFreeObject(r);
-    const auto t1 = TClock::now();
-    state.SetIterationTime(Seconds(t0, t1));
-    total += Seconds(t0, t1);
-    if (!CheckCount(state, n, q.Expected)) return;
-  }
-  SetRates(state, static_cast<Int64>(Inputs()[input].Text.size()), q.Candidates);
-  Finish(state, FamilyOf(input, AWhich), "libxml2", total);
+    const double t1 = ThreadSeconds();
+    CheckCount(n, q.Expected);
+    return t1 - t0;
+  };
 }
 
-// ---------------------------------------------------------------------------------------------
-// Creation
-
-constexpr int cNewPaths = 100000;
-
-// Runs ACreate over the new parents each iteration, between APrepare (which builds them) and
-// ARemove (which takes them out again and says whether the last parent has its a/b/c), and times
-// ACreate alone. ACreate returns the paths it built (for this library: the calls that gave a
-// node), which must be one per parent.
-template <class P, class C, class R>
-void CreateLoop(benchmark::State &state, const char *AWho, P APrepare, C ACreate, R ARemove) {
-  const int input = static_cast<int>(state.range(0));
-  double total = 0;
-  for (auto _ : state) {
-    APrepare(input);
-    const auto t0 = TClock::now();
-    const Int64 built = ACreate();
-    const auto t1 = TClock::now();
-    const bool ok = ARemove();
-    state.SetIterationTime(Seconds(t0, t1));
-    total += Seconds(t0, t1);
-    if (!CheckCount(state, built, cNewPaths)) return;
-    if (!ok) {
-      state.SkipWithError("a/b/c was not found again after creation");
-      return;
-    }
-  }
-  state.counters["paths/s"] =
-      benchmark::Counter(static_cast<double>(cNewPaths) * static_cast<double>(state.iterations()),
-                         benchmark::Counter::kIsRate);
-  state.counters["cand/s"] = benchmark::Counter(
-      3.0 * cNewPaths * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-  Finish(state, "Create/" + Inputs()[input].Name, AWho, total);
-}
-
-void CreateVn(benchmark::State &state) {
-  TVnDOMElement *container = nullptr;
-  std::vector<TVnDOMElement *> parents;
-  CreateLoop(
-      state, "vnxml",
-      [&](int AInput) {
-        container = VnDocument(AInput)->GetRootNode()->AddElement(u"bench-new");
-        parents.clear();
-        for (int i = 0; i < cNewPaths; ++i) parents.push_back(container->AddElement(u"p"));
-      },
-      [&] {
-        Int64 built = 0;
-        for (TVnDOMElement *p : parents)
-          if (p->SelectSingleNode(u"a/b/c", {soCreate})) ++built;
-        return built;
-      },
-      [&] {
-        const bool ok = parents.back()->SelectSingleNode(u"a/b/c") != nullptr;
-        container->ParentNode()->RemoveChild(container);
-        return ok;
-      });
-}
-
-void CreatePugi(benchmark::State &state, bool ACompiled) {
-  pugi::xml_node container;
-  std::vector<pugi::xml_node> parents;
-  const pugi::xpath_query query("a/b/c");
-  CreateLoop(
-      state, ACompiled ? "pugixml_compiled" : "pugixml_percall",
-      [&](int AInput) {
-        container = PugiDocument(AInput).document_element().append_child("bench-new");
-        parents.clear();
-        for (int i = 0; i < cNewPaths; ++i) parents.push_back(container.append_child("p"));
-      },
-      [&] {
-        Int64 built = 0;
-        for (pugi::xml_node p : parents) {
-          const pugi::xpath_node found =
-              ACompiled ? query.evaluate_node(p) : p.select_node("a/b/c");
-          if (found) continue;
-          p.append_child("a").append_child("b").append_child("c");
-          ++built;
-        }
-        return built;
-      },
-      [&] {
-        const bool ok = static_cast<bool>(parents.back().select_node("a/b/c"));
-        container.parent().remove_child(container);
-        return ok;
-      });
-}
-
-void CreatePugiCompiled(benchmark::State &state) {
-  CreatePugi(state, true);
-}
-
-void CreatePugiPerCall(benchmark::State &state) {
-  CreatePugi(state, false);
-}
-
-// A new element without namespace as the last child of AParent (xmlNewChild would give it the
-// parent's namespace, where a path without prefixes does not find it).
-xmlNode *Xml2Append(xmlNode *AParent, const char *AName) {
-  return xmlAddChild(AParent, xmlNewDocNode(AParent->doc, nullptr, BAD_CAST AName, nullptr));
-}
-
-void CreateXml2(benchmark::State &state) {
-  xmlNode *container = nullptr;
-  std::vector<xmlNode *> parents;
-  xmlXPathContext *context = nullptr;
-  CreateLoop(
-      state, "libxml2",
-      [&](int AInput) {
-        TXml2 &d = Xml2Document(AInput);
-        context = d.Context;
-        container = Xml2Append(xmlDocGetRootElement(d.Doc), "bench-new");
-        parents.clear();
-        for (int i = 0; i < cNewPaths; ++i) parents.push_back(Xml2Append(container, "p"));
-      },
-      [&] {
-        Int64 built = 0;
-        for (xmlNode *p : parents) {
-          context->node = p;
-          xmlXPathObject *r = xmlXPathEval(BAD_CAST "a/b/c", context);
-          const bool found = r && r->nodesetval && r->nodesetval->nodeNr > 0;
-          xmlXPathFreeObject(r);
-          if (found) continue;
-          Xml2Append(Xml2Append(Xml2Append(p, "a"), "b"), "c");
-          ++built;
-        }
-        return built;
-      },
-      [&] {
-        context->node = parents.back();
-        xmlXPathObject *r = xmlXPathEval(BAD_CAST "a/b/c", context);
-        const bool ok = r && r->nodesetval && r->nodesetval->nodeNr == 1;
-        xmlXPathFreeObject(r);
-        xmlUnlinkNode(container);
-        xmlFreeNode(container);
-        return ok;
-      });
-}
-
-// ---------------------------------------------------------------------------------------------
-// Registration: the peers of a family before its vnxml rows.
-
-void AttrVn(benchmark::State &state) {
-  QueryVn(state, wAttr, {soCaseSensitive}, "vnxml");
-}
-void AttrVnCI(benchmark::State &state) {
-  QueryVn(state, wAttr, {}, "vnxml_ci");
-}
-void AttrPugiCompiled(benchmark::State &state) {
-  QueryPugiCompiled(state, wAttr);
-}
-void AttrPugiPerCall(benchmark::State &state) {
-  QueryPugiPerCall(state, wAttr);
-}
-void AttrXml2(benchmark::State &state) {
-  QueryXml2(state, wAttr);
-}
 // Not a query: a bare walk over the library's tree, as "//x" must read it at the least: every
 // child list once, each child's kind and name record (a record met before answers by its
 // address, as the path engine's name test does), elements with children entered. The floor of
 // the Attr rows on this tree, reported against the peers like them.
-void AttrVnWalk(benchmark::State &state) {
-  const int input = static_cast<int>(state.range(0));
-  const TQuery &q = QueryOf(input, wAttr);
-  const std::string name = q.Pugi.substr(2, q.Pugi.find('[') - 2);
-  const UnicodeString local = UTF8ToString(name);
-  TVnDOMDocument *d = VnDocument(input);
-  double total = 0;
-  for (auto _ : state) {
-    const auto t0 = TClock::now();
+TPass WalkVn(int AInput) {
+  const TQuery &q = QueryOf(AInput, wAttr);
+  const UnicodeString local = UTF8ToString(q.Pugi.substr(2, q.Pugi.find('[') - 2));
+  TVnDOMDocument *d = VnDocument(AInput);
+  return [d, local] {
+    const double t0 = ThreadSeconds();
     Int64 named = 0;
     TVnDOMName *match = nullptr;
     std::vector<TVnDOMNode *> nodes{d};
@@ -569,28 +374,206 @@ void AttrVnWalk(benchmark::State &state) {
       }
     }
     benchmark::DoNotOptimize(named);
-    const auto t1 = TClock::now();
-    state.SetIterationTime(Seconds(t0, t1));
-    total += Seconds(t0, t1);
-  }
-  SetRates(state, static_cast<Int64>(Inputs()[input].Text.size()), q.Candidates);
-  Finish(state, FamilyOf(input, wAttr), "vnxml_walk", total);
+    return ThreadSeconds() - t0;
+  };
 }
 
-void MiddleVn(benchmark::State &state) {
-  QueryVn(state, wMiddle, {soCaseSensitive}, "vnxml");
+// ---------------------------------------------------------------------------------------------
+// Creation
+
+constexpr int cNewPaths = 100000;
+
+// A round of creation: APrepare builds the new parents, ACreate (timed alone) builds a/b/c below
+// each and returns the paths it built (for this library: the calls that gave a node), which
+// must be one per parent, and ARemove takes the parents out again and says whether the last one
+// has its a/b/c.
+template <class P, class C, class R>
+TPass CreateRound(P APrepare, C ACreate, R ARemove) {
+  return [=]() mutable {
+    APrepare();
+    const double t0 = ThreadSeconds();
+    const Int64 built = ACreate();
+    const double t1 = ThreadSeconds();
+    const bool ok = ARemove();
+    CheckCount(built, cNewPaths);
+    if (!ok) throw std::runtime_error("a/b/c was not found again after creation");
+    return t1 - t0;
+  };
 }
-void MiddleVnCI(benchmark::State &state) {
-  QueryVn(state, wMiddle, {}, "vnxml_ci");
+
+TPass CreateVn(int AInput) {
+  struct TState {
+    TVnDOMElement *Container = nullptr;
+    std::vector<TVnDOMElement *> Parents;
+  };
+  auto st = std::make_shared<TState>();
+  TVnDOMDocument *d = VnDocument(AInput);
+  return CreateRound(
+      [st, d] {
+        st->Container = d->GetRootNode()->AddElement(u"bench-new");
+        st->Parents.clear();
+        for (int i = 0; i < cNewPaths; ++i) st->Parents.push_back(st->Container->AddElement(u"p"));
+      },
+      [st] {
+        Int64 built = 0;
+        for (TVnDOMElement *p : st->Parents)
+          if (p->SelectSingleNode(u"a/b/c", {soCreate})) ++built;
+        return built;
+      },
+      [st] {
+        const bool ok = st->Parents.back()->SelectSingleNode(u"a/b/c") != nullptr;
+        st->Container->ParentNode()->RemoveChild(st->Container);
+        return ok;
+      });
 }
-void MiddlePugiCompiled(benchmark::State &state) {
-  QueryPugiCompiled(state, wMiddle);
+
+TPass CreatePugi(int AInput, bool ACompiled) {
+  struct TState {
+    pugi::xml_node Container;
+    std::vector<pugi::xml_node> Parents;
+    pugi::xpath_query Query{"a/b/c"};
+  };
+  auto st = std::make_shared<TState>();
+  pugi::xml_document &d = PugiDocument(AInput);
+  return CreateRound(
+      [st, &d] {
+        st->Container = d.document_element().append_child("bench-new");
+        st->Parents.clear();
+        for (int i = 0; i < cNewPaths; ++i) st->Parents.push_back(st->Container.append_child("p"));
+      },
+      [st, ACompiled] {
+        Int64 built = 0;
+        for (pugi::xml_node p : st->Parents) {
+          const pugi::xpath_node found =
+              ACompiled ? st->Query.evaluate_node(p) : p.select_node("a/b/c");
+          if (found) continue;
+          p.append_child("a").append_child("b").append_child("c");
+          ++built;
+        }
+        return built;
+      },
+      [st] {
+        const bool ok = static_cast<bool>(st->Parents.back().select_node("a/b/c"));
+        st->Container.parent().remove_child(st->Container);
+        return ok;
+      });
 }
-void MiddlePugiPerCall(benchmark::State &state) {
-  QueryPugiPerCall(state, wMiddle);
+
+// A new element without namespace as the last child of AParent (xmlNewChild would give it the
+// parent's namespace, where a path without prefixes does not find it).
+xmlNode *Xml2Append(xmlNode *AParent, const char *AName) {
+  return xmlAddChild(AParent, xmlNewDocNode(AParent->doc, nullptr, BAD_CAST AName, nullptr));
 }
-void MiddleXml2(benchmark::State &state) {
-  QueryXml2(state, wMiddle);
+
+TPass CreateXml2(int AInput) {
+  struct TState {
+    xmlNode *Container = nullptr;
+    std::vector<xmlNode *> Parents;
+  };
+  auto st = std::make_shared<TState>();
+  TXml2 &d = Xml2Document(AInput);
+  return CreateRound(
+      [st, &d] {
+        st->Container = Xml2Append(xmlDocGetRootElement(d.Doc), "bench-new");
+        st->Parents.clear();
+        for (int i = 0; i < cNewPaths; ++i) st->Parents.push_back(Xml2Append(st->Container, "p"));
+      },
+      [st, &d] {
+        Int64 built = 0;
+        for (xmlNode *p : st->Parents) {
+          d.Context->node = p;
+          xmlXPathObject *r = xmlXPathEval(BAD_CAST "a/b/c", d.Context);
+          const bool found = r && r->nodesetval && r->nodesetval->nodeNr > 0;
+          xmlXPathFreeObject(r);
+          if (found) continue;
+          Xml2Append(Xml2Append(Xml2Append(p, "a"), "b"), "c");
+          ++built;
+        }
+        return built;
+      },
+      [st, &d] {
+        d.Context->node = st->Parents.back();
+        xmlXPathObject *r = xmlXPathEval(BAD_CAST "a/b/c", d.Context);
+        const bool ok = r && r->nodesetval && r->nodesetval->nodeNr == 1;
+        xmlXPathFreeObject(r);
+        xmlUnlinkNode(st->Container);
+        xmlFreeNode(st->Container);
+        return ok;
+      });
+}
+
+// ---------------------------------------------------------------------------------------------
+// Rows
+
+// The passes of each "who", for any family.
+enum TWho { vnxml, vnxml_ci, vnxml_walk, pugixml_compiled, pugixml_percall, libxml2 };
+
+TPass Make(int AInput, TWhich AWhich, TWho AWho) {
+  if (AWhich == wCreate) {
+    switch (AWho) {
+      case vnxml:
+        return CreateVn(AInput);
+      case pugixml_compiled:
+      case pugixml_percall:
+        return CreatePugi(AInput, AWho == pugixml_compiled);
+      default:
+        return CreateXml2(AInput);
+    }
+  }
+  switch (AWho) {
+    case vnxml:
+      return QueryVn(AInput, AWhich, {soCaseSensitive});
+    case vnxml_ci:
+      return QueryVn(AInput, AWhich, {});
+    case vnxml_walk:
+      return WalkVn(AInput);
+    case pugixml_compiled:
+    case pugixml_percall:
+      return QueryPugi(AInput, AWhich, AWho == pugixml_compiled);
+    default:
+      return QueryXml2(AInput, AWhich);
+  }
+}
+
+// A row of its own: the pass over and over, with its rates and its ratios to the peers.
+void Row(benchmark::State &state, TWhich AWhich, TWho AWho, const char *AName) {
+  const int input = static_cast<int>(state.range(0));
+  double total = 0;
+  try {
+    const TPass pass = Make(input, AWhich, AWho);
+    for (auto _ : state) {
+      const double seconds = pass();
+      state.SetIterationTime(seconds);
+      total += seconds;
+    }
+  } catch (const std::exception &E) {
+    state.SkipWithError(E.what());
+    return;
+  }
+  const double iterations = static_cast<double>(state.iterations());
+  if (AWhich == wCreate) {
+    state.counters["paths/s"] =
+        benchmark::Counter(cNewPaths * iterations, benchmark::Counter::kIsRate);
+    state.counters["cand/s"] =
+        benchmark::Counter(3.0 * cNewPaths * iterations, benchmark::Counter::kIsRate);
+  } else {
+    const TQuery &q = QueryOf(input, AWhich);
+    state.SetBytesProcessed(state.iterations() * static_cast<Int64>(Inputs()[input].Text.size()));
+    state.counters["cand/s"] = benchmark::Counter(static_cast<double>(q.Candidates) * iterations,
+                                                  benchmark::Counter::kIsRate);
+  }
+  Finish(state, FamilyOf(input, AWhich), AName, total);
+}
+
+// A paired row (see vnbench::Paired): this library's pass and compiled pugixml's in turn.
+void PairedRow(benchmark::State &state, TWhich AWhich) {
+  const int input = static_cast<int>(state.range(0));
+  try {
+    const TPass library = Make(input, AWhich, vnxml), peer = Make(input, AWhich, pugixml_compiled);
+    vnbench::Paired(state, library, peer);
+  } catch (const std::exception &E) {
+    state.SkipWithError(E.what());
+  }
 }
 
 // The fastest pass of a row run with repetitions: the machine's other work only ever adds time.
@@ -598,39 +581,47 @@ double Fastest(const std::vector<double> &AValues) {
   return AValues.empty() ? 0.0 : *std::min_element(AValues.begin(), AValues.end());
 }
 
-// Argument 0: the generated 50 MB document, for at least three seconds of passes so that its
-// rows are means over several; 1: freedesktop.org.xml.
-#define VN_SELECT_BENCH(Fn, Family, Who)  \
-  BENCHMARK(Fn)                           \
-      ->Name(Family "/big/" Who)          \
-      ->Arg(0)                            \
-      ->UseManualTime()                   \
-      ->MinTime(3.0)                      \
-      ->ComputeStatistics("min", Fastest) \
-      ->Unit(benchmark::kMillisecond);    \
-  BENCHMARK(Fn)                           \
-      ->Name(Family "/freedesktop/" Who)  \
-      ->Arg(1)                            \
-      ->UseManualTime()                   \
-      ->ComputeStatistics("min", Fastest) \
-      ->Unit(benchmark::kMillisecond);
+// "<family>/big/<who>" (the generated 50 MB document, for at least three seconds of passes so
+// that its rows are means over several) and "<family>/freedesktop/<who>".
+template <class F>
+void RegisterBoth(const std::string &AFamily, const std::string &AWho, F AFunc) {
+  for (int input = 0; input < 2; ++input) {
+    const std::string name = AFamily + (input == 0 ? "/big/" : "/freedesktop/") + AWho;
+    auto *b = benchmark::RegisterBenchmark(name.c_str(), AFunc)
+                  ->Arg(input)
+                  ->UseManualTime()
+                  ->ComputeStatistics("min", Fastest)
+                  ->Unit(benchmark::kMillisecond);
+    if (input == 0) b->MinTime(3.0);
+  }
+}
 
-VN_SELECT_BENCH(AttrXml2, "Attr", "libxml2")
-VN_SELECT_BENCH(AttrPugiCompiled, "Attr", "pugixml_compiled")
-VN_SELECT_BENCH(AttrPugiPerCall, "Attr", "pugixml_percall")
-VN_SELECT_BENCH(AttrVn, "Attr", "vnxml")
-VN_SELECT_BENCH(AttrVnCI, "Attr", "vnxml_ci")
-VN_SELECT_BENCH(AttrVnWalk, "Attr", "vnxml_walk")
-VN_SELECT_BENCH(MiddleXml2, "Middle", "libxml2")
-VN_SELECT_BENCH(MiddlePugiCompiled, "Middle", "pugixml_compiled")
-VN_SELECT_BENCH(MiddlePugiPerCall, "Middle", "pugixml_percall")
-VN_SELECT_BENCH(MiddleVn, "Middle", "vnxml")
-VN_SELECT_BENCH(MiddleVnCI, "Middle", "vnxml_ci")
-VN_SELECT_BENCH(CreateXml2, "Create", "libxml2")
-VN_SELECT_BENCH(CreatePugiCompiled, "Create", "pugixml_compiled")
-VN_SELECT_BENCH(CreatePugiPerCall, "Create", "pugixml_percall")
-VN_SELECT_BENCH(CreateVn, "Create", "vnxml")
+// The peers of a family before its vnxml rows, so that their times are there for the ratios;
+// then the paired rows.
+void RegisterAll() {
+  static const std::pair<TWho, const char *> whos[] = {{libxml2, "libxml2"},
+                                                       {pugixml_compiled, "pugixml_compiled"},
+                                                       {pugixml_percall, "pugixml_percall"},
+                                                       {vnxml, "vnxml"},
+                                                       {vnxml_ci, "vnxml_ci"},
+                                                       {vnxml_walk, "vnxml_walk"}};
+  static const char *const families[] = {"Attr", "Middle", "Create"};
+  for (TWhich which : {wAttr, wMiddle, wCreate}) {
+    for (const auto &[who, name] : whos) {
+      if ((who == vnxml_walk && which != wAttr) || (who == vnxml_ci && which == wCreate)) continue;
+      RegisterBoth(families[which], name, [which, who = who, name = name](benchmark::State &state) {
+        Row(state, which, who, name);
+      });
+    }
+  }
+  for (TWhich which : {wAttr, wMiddle, wCreate})
+    RegisterBoth(std::string("Paired/") + families[which], "vnxml:pugixml_compiled",
+                 [which](benchmark::State &state) { PairedRow(state, which); });
+}
 
 }  // namespace
 
-VNBENCH_MAIN()
+int main(int argc, char **argv) {
+  RegisterAll();
+  return vnbench::Main(argc, argv);
+}
