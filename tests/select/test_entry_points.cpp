@@ -149,6 +149,31 @@ TEST_F(EntryPoints, CreationBuildsTheMissingStepsAndFindsThemAgain) {
   EXPECT_EQ(Selected(FDoc.get(), u"r/f/g"), "g");
 }
 
+TEST_F(EntryPoints, StepsBehindACreatedElementRunAsOnAnyOther) {
+  // Below an element just made, a step that reads children finds none and makes its element;
+  // ".", ".." and a group look elsewhere first, and "//" or a bad step raise as on any element.
+  EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"n1/n2/../n3", {soCreate})), "n3");
+  EXPECT_EQ(Selected(FRoot, u"n1/*"), "n2 n3");
+  EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"m1/./m2", {soCreate})), "m2");
+  EXPECT_EQ(Selected(FRoot, u"m1/*"), "m2");
+  EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"k1/k2[0]/k3", {soCreate})), "k3");
+  EXPECT_EQ(Selected(FRoot, u"k1/k2/k3"), "k3");
+  EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"g1/(g2)/g3", {soCreate})), "g3");
+  EXPECT_EQ(Selected(FRoot, u"g1/g2/g3"), "g3");
+  EXPECT_EQ(MessageOf<Exception>([&] { FRoot->SelectSingleNode(u"h1//h2", {soCreate}); }),
+            "The soCreate option cannot be used in combination with the \"//\" search option!");
+  EXPECT_EQ(Selected(FRoot, u"h1/*"), "");
+  EXPECT_EQ(MessageOf<EVnDomSyntax>([&] { FRoot->SelectSingleNode(u"e1/.x", {soCreate}); }),
+            MessageOf<EVnDomSyntax>([&] { FRoot->SelectSingleNode(u"a/.x"); }));
+  EXPECT_EQ(Selected(FRoot, u"e1/*"), "");
+  // Many paths in a row, each from a new element: every call builds its own three.
+  for (int i = 0; i < 3; ++i) {
+    TVnDOMElement *p = FRoot->AddElement(u"p");
+    EXPECT_EQ(Describe(p->SelectSingleNode(u"a/b/c", {soCreate})), "c");
+  }
+  EXPECT_EQ(Selected(FRoot, u"p/a/b/c"), "c c c");
+}
+
 TEST_F(EntryPoints, CreationNamesTheElementAsTheStepDoes) {
   EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"p:new", {soCreate})), "p:new");
   EXPECT_EQ(Describe(FRoot->SelectSingleNode(u"plain", {soCreate, soLocalName})), "plain");

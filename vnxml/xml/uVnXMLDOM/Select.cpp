@@ -257,6 +257,18 @@ struct TVnPathStep {
 
   void Raise() const { ErrorClass(ErrorMessage); }
 
+  // The record that the elements this step makes share, made on the first.
+  TVnDOMName *MadeRecord() {
+    if (!CreateRecord) CreateRecord.reset(TVnDOMName::MakeQualified(CreateName));
+    return CreateRecord.get();
+  }
+  // Whether the step, run from an element without children, finds nothing and makes its element
+  // there: a step that looks only at the children, with nothing to raise and no descent.
+  bool MakesOnChildless() const noexcept {
+    return MayCreate && !ErrorClass && !Descendant && Kind != skGroup && Kind != skSelf &&
+           Kind != skParent;
+  }
+
   // Whether the name of ANode, an element for a name step or an attribute for an attribute
   // step, is one the step selects; ALocalName is the program's name matching.
   bool NameMatches(TVnDOMNode *ANode, TVnXPathCollationClass ACollation, bool ALocalName) {
@@ -766,10 +778,24 @@ void Walk(TVnPathProgram &AProgram, TVnPathStep *AFirst, TVnDOMNode *ANode, TFou
       if (w.Node->Is<TVnDOMElement>()) {
         if (step.Descendant) throw Exception(cCreateDescendant);
         // The elements a step makes share one name record.
-        if (!step.CreateRecord) step.CreateRecord.reset(TVnDOMName::MakeQualified(step.CreateName));
-        TVnDOMElement *made =
-            static_cast<TVnDOMElement *>(w.Node)->AddElement(step.CreateRecord.get());
+        TVnDOMElement *made = static_cast<TVnDOMElement *>(w.Node)->AddElement(step.MadeRecord());
         AProgram.Created->Insert(made);
+        // The next step meets an element without children: when it looks only at children, it
+        // finds nothing and makes its own element there, so that element is made at once, as is
+        // the next one's, without a round through the work list for each.
+        TVnPathStep *last = &step;
+        while (last->Next && last->Next->MakesOnChildless() && made->Children().empty()) {
+          last = last->Next.get();
+          made = made->AddElement(last->MadeRecord());
+          AProgram.Created->Insert(made);
+        }
+        if (last != &step) {
+          if (last->Next)
+            stack.Push({TWork::wRun, last->Next.get(), made});
+          else
+            stack.Push({TWork::wAdd, nullptr, made});
+          continue;
+        }
         candidates.Add(made);
       }
     }
