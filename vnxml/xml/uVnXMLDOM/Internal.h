@@ -229,12 +229,10 @@ struct TVnPathStep;
 class TVnMadeNodes {
  public:
   void Insert(TVnDOMNode *ANode) {
-    if (FCount < cKept) {
+    if (FCount < cKept)
       FKept[FCount++] = ANode;
-    } else {
-      if (!FMore) FMore = std::make_unique<std::unordered_set<TVnDOMNode *>>();
-      FMore->insert(ANode);
-    }
+    else
+      InsertMore(ANode);
   }
   bool Contains(TVnDOMNode *ANode) const {
     for (std::size_t i = 0; i < FCount; ++i)
@@ -244,6 +242,12 @@ class TVnMadeNodes {
   bool Empty() const noexcept { return FCount == 0; }
 
  private:
+  // Insert beyond the nodes kept in place (out of line, so that Insert stays small).
+  [[gnu::noinline]] void InsertMore(TVnDOMNode *ANode) {
+    if (!FMore) FMore = std::make_unique<std::unordered_set<TVnDOMNode *>>();
+    FMore->insert(ANode);
+  }
+
   static constexpr std::size_t cKept = 8;
   TVnDOMNode *FKept[cKept];
   std::size_t FCount = 0;
