@@ -293,6 +293,14 @@ class TVnDOMName {
   void Release() noexcept {
     if (!FFixed && FRefs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
+  // AddRef and Release for ACount references at once (ACount > 0): one atomic step for a caller
+  // that hands out many.
+  void AddRefs(Integer ACount) noexcept {
+    if (!FFixed) FRefs.fetch_add(ACount, std::memory_order_relaxed);
+  }
+  void ReleaseRefs(Integer ACount) noexcept {
+    if (!FFixed && FRefs.fetch_sub(ACount, std::memory_order_acq_rel) == ACount) delete this;
+  }
   const UnicodeString &Prefix() const noexcept { return FPrefix; }
   const UnicodeString &LocalName() const noexcept { return FLocalName; }
   // Prefix, ":" and local name, or the local name alone when the prefix is empty.
@@ -1708,6 +1716,9 @@ class TVnDOMElement : public TVnDOMNode {
   // Adds an element that shares the name record ARecord (taking a reference of its own): for a
   // caller that makes many elements of one name, where AddElement(AName) makes a record each.
   TVnDOMElement *AddElement(TVnDOMName *ARecord);
+  // The same with a reference that the caller hands over (a caller that takes references in
+  // blocks, TVnDOMName::AddRefs, makes no atomic step per element).
+  TVnDOMElement *AddElement(TVnDOMNameRef ARecord);
   // The URI is applied when the new element is attached.
   TVnDOMElement *AddElement(const UnicodeString &ANamespaceURI, const UnicodeString &AName);
   TVnDOMAttribute *AddAttribute(const UnicodeString &AName);

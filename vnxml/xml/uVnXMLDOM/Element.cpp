@@ -281,12 +281,16 @@ TVnDOMElement *TVnDOMElement::InsertElement(const UnicodeString &AName, TVnDOMPo
 }
 
 TVnDOMElement *TVnDOMElement::AddElement(TVnDOMName *ARecord) {
+  ARecord->AddRef();
+  return AddElement(TVnDOMNameRef(ARecord));
+}
+
+TVnDOMElement *TVnDOMElement::AddElement(TVnDOMNameRef ARecord) {
   return PlaceNew(dom::NewNode<TVnDOMElement>([&](TVnDOMElement *n) {
                     // The record is all that AdoptName would leave on an element just made: its
                     // SetPrefix finds no declarations in scope without a parent, and the attach
                     // resolves the namespace anyway.
-                    ARecord->AddRef();
-                    n->FName = TVnDOMNameRef(ARecord);
+                    n->FName = std::move(ARecord);
                   }),
                   rdpLast, nullptr);
 }

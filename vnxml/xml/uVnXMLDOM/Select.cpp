@@ -228,11 +228,23 @@ struct TVnPathStep {
   std::vector<UnicodeString> Filters;
   std::vector<std::unique_ptr<TVnXPathEquation, void (*)(TVnXPathEquation *)>> Trees;
   // Creation: allowed when there is no predicate or only "[0]"; the name of the new element,
-  // and its record once the step has made one.
+  // and its record once the step has made one. The step takes references to the record in
+  // blocks and hands one to each element it makes, so that making an element takes no atomic
+  // step of its own (a program, and so its steps, is used by one thread only); those left go
+  // back with the step.
   bool MayCreate = false;
   UnicodeString CreateName;
-  std::unique_ptr<TVnDOMName, void (*)(TVnDOMName *)> CreateRecord{
-      nullptr, [](TVnDOMName *R) { R->Release(); }};
+  struct TMadeName {
+    TVnDOMName *Record = nullptr;
+    Integer Spare = 0;
+    TMadeName() = default;
+    TMadeName(const TMadeName &) = delete;
+    TMadeName &operator=(const TMadeName &) = delete;
+    ~TMadeName() {
+      if (Record) Record->ReleaseRefs(Spare + 1);
+    }
+  } CreateRecord;
+  static constexpr Integer cRefBlock = 64;
   // The path in parentheses of a group, taken apart on first use.
   UnicodeString GroupPath;
   std::unique_ptr<TVnPathProgram> Group;
@@ -257,10 +269,15 @@ struct TVnPathStep {
 
   void Raise() const { ErrorClass(ErrorMessage); }
 
-  // The record that the elements this step makes share, made on the first.
-  TVnDOMName *MadeRecord() {
-    if (!CreateRecord) CreateRecord.reset(TVnDOMName::MakeQualified(CreateName));
-    return CreateRecord.get();
+  // A reference to the record that the elements this step makes share, made on the first.
+  TVnDOMNameRef MadeRecord() {
+    if (!CreateRecord.Record) CreateRecord.Record = TVnDOMName::MakeQualified(CreateName);
+    if (CreateRecord.Spare == 0) {
+      CreateRecord.Record->AddRefs(cRefBlock);
+      CreateRecord.Spare = cRefBlock;
+    }
+    --CreateRecord.Spare;
+    return TVnDOMNameRef(CreateRecord.Record);
   }
   // Whether the step, run from an element without children, finds nothing and makes its element
   // there: a step that looks only at the children, with nothing to raise and no descent.
